@@ -1,0 +1,44 @@
+/* The process-wide session record and the module's shared globals. */
+#pragma once
+
+#include <Python.h>
+#include <stdint.h>
+
+typedef struct {
+    uint32_t varcounter;      /* next var identity number, from 1 */
+    uint32_t concounter;      /* next constraint identity number, from 1 */
+    uint32_t soscounter;      /* next SOS identity number, from 1 */
+    PyObject *ctrl;           /* owned: module-level quenda.control object */
+    PyObject *ctrl_desc;      /* owned dict: control name -> (id, type, slp flag) */
+    PyObject *attr_desc;      /* owned dict: attribute name -> (id, type, slp flag) */
+    PyObject *ctrl_defaults;  /* owned dict: control name -> user default value */
+    PyObject *msghandlers;    /* owned list of [callback, data] */
+    int initialized;          /* 1 while the library session is open */
+    int slp_state;            /* -1 untried, 1 nonlinear library in use, 0 not */
+} qnda_py_env_t;
+
+extern qnda_py_env_t qnda_py_env;
+
+/* Exceptions (owned for the life of the process). */
+extern PyObject *quenda_ModelError;
+extern PyObject *quenda_InterfaceError;
+extern PyObject *quenda_SolverError;
+
+/* Busy flags documenting the critical sections of the record; the
+ * interpreter lock is what actually serialises them. */
+extern int quenda_env_busy;
+extern int quenda_desc_busy;
+
+/* Opens the library session; 0, or non-zero with an exception set. */
+int turnQNDAon(int force);
+/* Ends it; 0, or -1 with an exception set. */
+int turnQNDAoff(int force);
+
+/* Makes sure a NULL result carries an exception (see module/errors.cpp).
+ * owner: the problem or branching object the call used, the module, or NULL
+ * for the global environment. */
+void setQndaErrIfNull(PyObject *owner, PyObject *result);
+
+/* SIGINT hand-over around optimisation calls; both return sigaction's result. */
+int setSigIntHandler(void);
+int resetSigIntHandler(void);

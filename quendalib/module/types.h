@@ -1,0 +1,21 @@
+/* The fourteen Python types of the module.  Each is defined, with its slot
+ * functions, in its own source file; the module init readies them in the
+ * order of quenda_all_types. */
+#pragma once
+
+#include <Python.h>
+
+extern PyTypeObject quenda_varType;        /* algebra/var.cpp        "quenda.var" */
+extern PyTypeObject quenda_SOSType;        /* algebra/sos.cpp        "quenda.SOS" */
+extern PyTypeObject quenda_expressionType; /* algebra/expression.cpp "quenda.expression" */
+extern PyTypeObject quenda_constraintType; /* algebra/constraint.cpp "quenda.constraint" */
+extern PyTypeObject quenda_ctrlType;       /* problem/control.cpp    "quenda.control" */
+extern PyTypeObject quenda_attrType;       /* problem/attribute.cpp  "quenda.attribute" */
+extern PyTypeObject quenda_problemType;    /* problem/problem.cpp    "quenda.problem" */
+extern PyTypeObject quenda_branchobjType;  /* api/branchobj.cpp      "quenda.branchobj" */
+extern PyTypeObject quenda_poolcutType;    /* api/poolcut.cpp        "quenda.poolcut" */
+extern PyTypeObject quenda_objattrType;    /* api/qndaobject.cpp     "quenda.qndaobject" */
+extern PyTypeObject quenda_genericType;    /* api/generic.cpp        "quenda.generic" */
+extern PyTypeObject quenda_lintermType;    /* algebra/linterm.cpp    "quenda.linterm" */
+extern PyTypeObject quenda_quadtermType;   /* algebra/quadterm.cpp   "quenda.quadterm" */
+extern PyTypeObject quenda_nonlinType;     /* algebra/nonlinear.cpp  "quenda.nonlinear" */

@@ -1,0 +1,566 @@
+/*
+ * qnda.h -- the C interface of libqnda, the quendalib solver library.
+ *
+ * Conventions that hold for every function below:
+ *
+ *  - Every function returns an int: 0 on success, a non-zero error code on
+ *    failure.  On failure the code and an English message are recorded on the
+ *    problem the call worked on (QNDAgetlasterror) or, for calls without a
+ *    problem, on the global environment (QNDA_ge_getlasterror).
+ *  - Indices are 0-based ints.  Counts and offsets of matrices and sets that
+ *    may exceed 2^31 are QNDAint64 in the "...64" functions.
+ *  - A value of magnitude >= QNDA_INFINITY (1e20) is infinite.
+ *  - Row types:    'L' (<=), 'G' (>=), 'E' (=), 'R' (range: rhs - range <= a'x
+ *                  <= rhs), 'N' (free, not a constraint).
+ *  - Column types: 'C' continuous, 'I' integer, 'B' binary, 'S' semi-
+ *                  continuous, 'R' semi-integer, 'P' partially integer.  The
+ *                  last three carry a threshold ("limit"): below it a semi-
+ *                  continuous or semi-integer column is 0 or in [limit, ub];
+ *                  a partially integer column is integer below the limit and
+ *                  continuous above it.
+ *  - Set types:    '1' (SOS1) and '2' (SOS2).
+ *  - Quadratic coefficients are monomial coefficients everywhere, in the
+ *    objective as in rows: the triplet (i, j, v) stands for v * x_i * x_j,
+ *    and (i, i, v) for v * x_i^2.  (i, j) and (j, i) name the same monomial;
+ *    "add" and "load" functions sum duplicates, "chg" functions replace.
+ *  - Output strings: functions taking (char *buf, int maxbytes, int *nbytes)
+ *    write at most maxbytes bytes including the terminating zero and store
+ *    the full length needed (including the zero) in *nbytes when nbytes is
+ *    not NULL; buf may be NULL to ask for the length only.
+ *  - Name lists are packed: each name ends with a zero byte.
+ *  - In checked mode (the default) every argument is validated (handles,
+ *    indices in range, arrays present, letters known) and a bad one is
+ *    reported as an error instead of being undefined behaviour.
+ */
+#ifndef QNDA_H
+#define QNDA_H
+
+#include <stddef.h>
+
+#if defined(_WIN32)
+#define QNDA_API __declspec(dllexport)
+#else
+#define QNDA_API __attribute__((visibility("default")))
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef long long QNDAint64;
+typedef struct qnda_problem_s *QNDAprob;
+
+#define QNDA_VERSION_MAJOR 34
+#define QNDA_VERSION_MINOR 1
+#define QNDA_VERSION_BUILD 0
+
+#define QNDA_INFINITY 1.0e20
+#define QNDA_MAXMESSAGELENGTH 512 /* last-error texts, including the zero */
+#define QNDA_MAXBANNERLENGTH 1024
+#define QNDA_MAXVERSIONLENGTH 32
+#define QNDA_MAXNAMELENGTH 1024 /* longest row, column, set or problem name */
+
+/* ------------------------------------------------------------------------
+ * Error codes (returned by every function, kept as the last error)
+ * ---------------------------------------------------------------------- */
+#define QNDA_OK 0
+#define QNDA_ERR_NOTINIT 1     /* library not initialised */
+#define QNDA_ERR_ARGUMENT 2    /* bad argument (null array, bad letter ...) */
+#define QNDA_ERR_INDEX 3       /* index out of range */
+#define QNDA_ERR_NOMEMORY 4    /* out of memory */
+#define QNDA_ERR_UNKNOWNID 5   /* unknown control or attribute id / name */
+#define QNDA_ERR_TYPE 6        /* control or attribute of another type */
+#define QNDA_ERR_VALUE 7       /* control value out of its bounds */
+#define QNDA_ERR_FILE 8        /* file cannot be read or written */
+#define QNDA_ERR_UNSUPPORTED 9 /* model feature the engines cannot solve */
+#define QNDA_ERR_STATE 10      /* no solution / basis / data available yet */
+#define QNDA_ERR_ENGINE 11     /* the engine failed */
+#define QNDA_ERR_INTERNAL 12   /* unexpected internal failure */
+
+/* ------------------------------------------------------------------------
+ * Value types of controls and attributes (QNDAgetcontrolinfo ...)
+ * ---------------------------------------------------------------------- */
+#define QNDA_TYPE_NOTDEFINED 0
+#define QNDA_TYPE_INT 1
+#define QNDA_TYPE_INT64 2
+#define QNDA_TYPE_DOUBLE 3
+#define QNDA_TYPE_STRING 4
+
+/* Flag words of QNDAgetcalist_c entries. */
+#define QNDA_CAFLAG_INT 1
+#define QNDA_CAFLAG_DOUBLE 2
+#define QNDA_CAFLAG_STRING 4
+#define QNDA_CAFLAG_INT64 8 /* set together with QNDA_CAFLAG_INT */
+#define QNDA_CAFLAG_CONTROL 32
+
+/* ------------------------------------------------------------------------
+ * Statuses and stop reasons
+ * ---------------------------------------------------------------------- */
+#define QNDA_LP_UNSTARTED 0
+#define QNDA_LP_OPTIMAL 1
+#define QNDA_LP_INFEAS 2
+#define QNDA_LP_CUTOFF 3
+#define QNDA_LP_UNFINISHED 4
+#define QNDA_LP_UNBOUNDED 5
+#define QNDA_LP_CUTOFF_IN_DUAL 6
+#define QNDA_LP_UNSOLVED 7
+#define QNDA_LP_NONCONVEX 8
+
+#define QNDA_MIP_NOT_LOADED 0
+#define QNDA_MIP_LP_NOT_OPTIMAL 1
+#define QNDA_MIP_LP_OPTIMAL 2
+#define QNDA_MIP_NO_SOL_FOUND 3
+#define QNDA_MIP_SOLUTION 4
+#define QNDA_MIP_INFEAS 5
+#define QNDA_MIP_OPTIMAL 6
+#define QNDA_MIP_UNBOUNDED 7
+
+#define QNDA_STOP_NONE 0
+#define QNDA_STOP_TIMELIMIT 1
+#define QNDA_STOP_CTRLC 2
+#define QNDA_STOP_NODELIMIT 3
+#define QNDA_STOP_ITERLIMIT 4
+#define QNDA_STOP_MIPGAP 5
+#define QNDA_STOP_SOLLIMIT 6
+#define QNDA_STOP_USER 9
+
+/* Basis statuses */
+#define QNDA_AT_LOWER 0
+#define QNDA_BASIC 1
+#define QNDA_AT_UPPER 2
+#define QNDA_FREE_SUPER 3
+
+/* ------------------------------------------------------------------------
+ * Integer attributes (the ids the module relies on are fixed)
+ * ---------------------------------------------------------------------- */
+#define QNDA_ROWS 1001             /* rows of the problem (presolved while in a solve) */
+#define QNDA_SETS 1004             /* special ordered sets */
+#define QNDA_LPSTATUS 1010
+#define QNDA_MIPSTATUS 1011
+#define QNDA_COLS 1018
+#define QNDA_SPAREROWS 1019
+#define QNDA_NAMELENGTH 1028       /* longest name, in units of 8 characters */
+#define QNDA_MIPENTS 1032          /* discrete entities (non-continuous columns) */
+#define QNDA_ORIGINALROWS 1124
+#define QNDA_PROBNAMELENGTH 1158
+#define QNDA_ORIGINALSETS 1194
+#define QNDA_ORIGINALCOLS 1214
+#define QNDA_ELEMS 1030            /* matrix nonzeros */
+#define QNDA_QELEMS 1031           /* quadratic objective elements */
+#define QNDA_QCONSTRAINTS 1033     /* rows with quadratic terms */
+#define QNDA_QCELEMS 1034          /* quadratic row elements */
+#define QNDA_SETMEMBERS 1035
+#define QNDA_INDICATORS 1036
+#define QNDA_STOPSTATUS 1040       /* one of QNDA_STOP_* */
+#define QNDA_SOLSTATUS 1041        /* 1 when a solution is available */
+#define QNDA_SIMPLEXITER 1042
+#define QNDA_BARITER 1043
+#define QNDA_NODES 1044
+#define QNDA_MIPSOLS 1045
+#define QNDA_OBJSENSE_ATTR 1046    /* 1 minimise, -1 maximise */
+#define QNDA_ERRORCODE 1047        /* code of the last error on the problem */
+#define QNDA_ORIGINALQELEMS 1048
+#define QNDA_ORIGINALQCELEMS 1049
+#define QNDA_PRESOLVESTATE 1050    /* 1 when the loaded problem was changed since the last solve */
+#define QNDA_ALGORITHM_ATTR 1051   /* algorithm used by the last LP solve */
+
+/* Double attributes */
+#define QNDA_LPOBJVAL 2001
+#define QNDA_BESTBOUND 2002
+#define QNDA_MIPOBJVAL 2003
+#define QNDA_OBJVAL 2004           /* objective of the current solution, LP or MIP */
+#define QNDA_MIPRELGAP 2005
+#define QNDA_SOLVETIME 2006        /* seconds of the last optimisation */
+#define QNDA_MAXPRIMALINFEAS 2007
+#define QNDA_MAXDUALINFEAS 2008
+#define QNDA_OBJCONSTANT 2009
+
+/* ------------------------------------------------------------------------
+ * Integer controls
+ * ---------------------------------------------------------------------- */
+#define QNDA_LOGLEVEL 8001        /* 0 silent, 1 summary, 2 engine log, 3 verbose */
+#define QNDA_THREADS 8002         /* 0: engine's choice */
+#define QNDA_PRESOLVE 8003        /* 0 off, 1 on */
+#define QNDA_LPALGORITHM 8004     /* 1 engine's choice, 2 dual simplex, 3 primal simplex, 4 barrier */
+#define QNDA_LPITERLIMIT 8005
+#define QNDA_RANDOMSEED 8006
+#define QNDA_MAXMIPSOL 8007       /* stop after this many MIP solutions (0: no limit) */
+#define QNDA_SCALING 8008
+#define QNDA_OUTPUTLOG 8009       /* echo the log to standard output */
+#define QNDA_BARITERLIMIT 8010
+#define QNDA_CROSSOVER 8011
+#define QNDA_KEEPNROWS 8035       /* 1 keeps an 'N' row as the objective of a read
+                                     file; loads with it 0 drop free rows */
+/* 64-bit integer controls */
+#define QNDA_MAXNODE 8101
+
+/* Double controls */
+#define QNDA_TIMELIMIT 7001       /* seconds; <= 0 or >= 1e20 means none */
+#define QNDA_MIPRELSTOP 7002      /* relative MIP gap */
+#define QNDA_MIPABSSTOP 7003      /* absolute MIP gap */
+#define QNDA_FEASTOL 7004         /* primal feasibility tolerance */
+#define QNDA_OPTIMALITYTOL 7005   /* dual feasibility (optimality) tolerance */
+#define QNDA_MIPTOL 7006          /* integrality tolerance */
+#define QNDA_MIPCUTOFF 7007       /* objective cutoff */
+#define QNDA_BARGAPSTOP 7008      /* barrier relative gap */
+#define QNDA_INFINITYCTRL 7009    /* bound magnitude treated as infinite */
+
+/* String controls */
+#define QNDA_LOGFILE 6001
+#define QNDA_SOLVERNAME 6002      /* LP/MIP/QP engine; "highs" */
+
+/* ------------------------------------------------------------------------
+ * Environment
+ * ---------------------------------------------------------------------- */
+/* Initialisations are counted: every QNDAinit needs its QNDAfree. */
+QNDA_API int QNDAinit(const char *path);
+QNDA_API int QNDAfree(void);
+QNDA_API int QNDAgetbanner(char *banner);   /* QNDA_MAXBANNERLENGTH bytes */
+QNDA_API int QNDAgetversion(char *version); /* "34.01.00"; QNDA_MAXVERSIONLENGTH */
+QNDA_API int QNDAgetversionnumbers(int *major, int *minor, int *build);
+QNDA_API int QNDA_ge_getlasterror(int *msgcode, char *msg, int maxbytes, int *nbytes);
+QNDA_API int QNDAsetcheckedmode(int checked);
+QNDA_API int QNDAgetcheckedmode(int *checked);
+/* 1 lets the library send messages to handlers and standard output */
+QNDA_API int QNDAenablemessages(int enable);
+
+/* Message handlers.  msgtype: 1 information, 2 (unused), 3 warning, 4 error;
+ * msg is NULL with msgtype < 0 to say "flush".  prob is NULL for messages of
+ * the environment.  Handlers with a higher priority run first. */
+typedef void (*QNDAmsghandler)(QNDAprob prob, void *data, const char *msg, int len,
+                               int msgtype);
+QNDA_API int QNDA_ge_addcbmsghandler(QNDAmsghandler handler, void *data, int priority);
+/* NULL handler removes every handler; NULL data removes every data of handler */
+QNDA_API int QNDA_ge_removecbmsghandler(QNDAmsghandler handler, void *data);
+
+/* The library's allocator, used by callers for temporary arrays. */
+QNDA_API extern void *qo_MemoryAllocator_DefaultHeap;
+QNDA_API int qo_MemoryAllocator_Alloc_Untyped(void *heap, size_t size, void **p);
+/* *p may be NULL; on failure *p is left untouched */
+QNDA_API int qo_MemoryAllocator_Realloc_Untyped(void *heap, void **p, size_t size);
+/* frees *p and sets it to NULL; *p NULL is harmless */
+QNDA_API int qo_MemoryAllocator_Free_Untyped(void *heap, void **p);
+
+/* ------------------------------------------------------------------------
+ * Problems
+ * ---------------------------------------------------------------------- */
+QNDA_API int QNDAcreateprob(QNDAprob *prob);
+QNDA_API int QNDAdestroyprob(QNDAprob prob);
+/* dest is a created problem; its model and controls become copies of src's */
+QNDA_API int QNDAcopyprob(QNDAprob dest, QNDAprob src, const char *name);
+QNDA_API int QNDAcopycontrols(QNDAprob dest, QNDAprob src);
+QNDA_API int QNDAsetprobname(QNDAprob prob, const char *name);
+QNDA_API int QNDAgetprobname(QNDAprob prob, char *name, int maxbytes, int *nbytes);
+QNDA_API int QNDAgetlasterror(QNDAprob prob, int *msgcode, char *msg, int maxbytes,
+                              int *nbytes);
+/* Messages of one problem (in addition to the environment's handlers). */
+QNDA_API int QNDAaddcbmessage(QNDAprob prob, QNDAmsghandler handler, void *data,
+                              int priority);
+QNDA_API int QNDAremovecbmessage(QNDAprob prob, QNDAmsghandler handler, void *data);
+/* Stops a running optimisation with the reason (a QNDA_STOP_* code); safe to
+ * call from any thread, and before a solve starts (it then stops at once). */
+QNDA_API int QNDAinterrupt(QNDAprob prob, int reason);
+
+/* ------------------------------------------------------------------------
+ * Controls and attributes
+ * ---------------------------------------------------------------------- */
+/* The one table of controls and attributes: parallel arrays owned by the
+ * library, ended by an entry whose name is "" (and id 0). */
+QNDA_API int QNDAgetcalist_c(const char *const **names, const int **ids, const int **flags);
+/* type is one of QNDA_TYPE_*; unknown names give id 0, type NOTDEFINED */
+QNDA_API int QNDAgetcontrolinfo(QNDAprob prob, const char *name, int *id, int *type);
+QNDA_API int QNDAgetattribinfo(QNDAprob prob, const char *name, int *id, int *type);
+/* Description text of a control or attribute by id. */
+QNDA_API int QNDAgetcadescription(int id, char *buf, int maxbytes, int *nbytes);
+
+QNDA_API int QNDAsetintcontrol(QNDAprob prob, int id, int value);
+QNDA_API int QNDAsetintcontrol64(QNDAprob prob, int id, QNDAint64 value);
+QNDA_API int QNDAsetdblcontrol(QNDAprob prob, int id, double value);
+QNDA_API int QNDAsetstrcontrol(QNDAprob prob, int id, const char *value);
+QNDA_API int QNDAgetintcontrol(QNDAprob prob, int id, int *value);
+QNDA_API int QNDAgetintcontrol64(QNDAprob prob, int id, QNDAint64 *value);
+QNDA_API int QNDAgetdblcontrol(QNDAprob prob, int id, double *value);
+QNDA_API int QNDAgetstrcontrol(QNDAprob prob, int id, char *value, int maxbytes, int *nbytes);
+/* Restores every control of the problem to its default. */
+QNDA_API int QNDAsetdefaults(QNDAprob prob);
+
+QNDA_API int QNDAgetintattrib(QNDAprob prob, int id, int *value);
+QNDA_API int QNDAgetintattrib64(QNDAprob prob, int id, QNDAint64 *value);
+QNDA_API int QNDAgetdblattrib(QNDAprob prob, int id, double *value);
+QNDA_API int QNDAgetstrattrib(QNDAprob prob, int id, char *value, int maxbytes, int *nbytes);
+
+/* ------------------------------------------------------------------------
+ * Loading a whole problem (replaces the current one)
+ *
+ * The matrix is column-major: column j's entries are
+ * rowind/rowcoef[start[j] .. start[j] + collen[j]) when collen is given, else
+ * [start[j] .. start[j+1]) (start then has ncols + 1 entries).  range may be
+ * NULL (no ranged rows); lb/ub NULL mean 0 and +infinity; obj NULL means 0.
+ * Entities: coltype[k] is the type of column entind[k]; limit[k] its
+ * threshold for 'S', 'R', 'P' (NULL: none).  Sets: set s holds
+ * setind/refval[setstart[s] .. setstart[s+1]).
+ * Quadratic rows: row qrowind[k] gets nrowqcoefs[k] consecutive triplets of
+ * rowqcol1/rowqcol2/rowqcoef.
+ * ---------------------------------------------------------------------- */
+QNDA_API int QNDAloadlp(QNDAprob prob, const char *probname, int ncols, int nrows,
+                        const char *rowtype, const double *rhs, const double *range,
+                        const double *obj, const int *start, const int *collen,
+                        const int *rowind, const double *rowcoef, const double *lb,
+                        const double *ub);
+QNDA_API int QNDAloadlp64(QNDAprob prob, const char *probname, int ncols, int nrows,
+                          const char *rowtype, const double *rhs, const double *range,
+                          const double *obj, const QNDAint64 *start, const int *collen,
+                          const int *rowind, const double *rowcoef, const double *lb,
+                          const double *ub);
+QNDA_API int QNDAloadqp(QNDAprob prob, const char *probname, int ncols, int nrows,
+                        const char *rowtype, const double *rhs, const double *range,
+                        const double *obj, const int *start, const int *collen,
+                        const int *rowind, const double *rowcoef, const double *lb,
+                        const double *ub, int nobjqcoefs, const int *objqcol1,
+                        const int *objqcol2, const double *objqcoef);
+QNDA_API int QNDAloadqp64(QNDAprob prob, const char *probname, int ncols, int nrows,
+                          const char *rowtype, const double *rhs, const double *range,
+                          const double *obj, const QNDAint64 *start, const int *collen,
+                          const int *rowind, const double *rowcoef, const double *lb,
+                          const double *ub, QNDAint64 nobjqcoefs, const int *objqcol1,
+                          const int *objqcol2, const double *objqcoef);
+QNDA_API int QNDAloadglobal(QNDAprob prob, const char *probname, int ncols, int nrows,
+                            const char *rowtype, const double *rhs, const double *range,
+                            const double *obj, const int *start, const int *collen,
+                            const int *rowind, const double *rowcoef, const double *lb,
+                            const double *ub, int nentities, int nsets,
+                            const char *coltype, const int *entind, const double *limit,
+                            const char *settype, const int *setstart, const int *setind,
+                            const double *refval);
+QNDA_API int QNDAloadglobal64(QNDAprob prob, const char *probname, int ncols, int nrows,
+                              const char *rowtype, const double *rhs, const double *range,
+                              const double *obj, const QNDAint64 *start, const int *collen,
+                              const int *rowind, const double *rowcoef, const double *lb,
+                              const double *ub, int nentities, int nsets,
+                              const char *coltype, const int *entind, const double *limit,
+                              const char *settype, const QNDAint64 *setstart,
+                              const int *setind, const double *refval);
+QNDA_API int QNDAloadqglobal(QNDAprob prob, const char *probname, int ncols, int nrows,
+                             const char *rowtype, const double *rhs, const double *range,
+                             const double *obj, const int *start, const int *collen,
+                             const int *rowind, const double *rowcoef, const double *lb,
+                             const double *ub, int nobjqcoefs, const int *objqcol1,
+                             const int *objqcol2, const double *objqcoef, int nentities,
+                             int nsets, const char *coltype, const int *entind,
+                             const double *limit, const char *settype, const int *setstart,
+                             const int *setind, const double *refval);
+QNDA_API int QNDAloadqglobal64(QNDAprob prob, const char *probname, int ncols, int nrows,
+                               const char *rowtype, const double *rhs, const double *range,
+                               const double *obj, const QNDAint64 *start, const int *collen,
+                               const int *rowind, const double *rowcoef, const double *lb,
+                               const double *ub, QNDAint64 nobjqcoefs, const int *objqcol1,
+                               const int *objqcol2, const double *objqcoef, int nentities,
+                               int nsets, const char *coltype, const int *entind,
+                               const double *limit, const char *settype,
+                               const QNDAint64 *setstart, const int *setind,
+                               const double *refval);
+QNDA_API int QNDAloadqcqp(QNDAprob prob, const char *probname, int ncols, int nrows,
+                          const char *rowtype, const double *rhs, const double *range,
+                          const double *obj, const int *start, const int *collen,
+                          const int *rowind, const double *rowcoef, const double *lb,
+                          const double *ub, int nobjqcoefs, const int *objqcol1,
+                          const int *objqcol2, const double *objqcoef, int nqrows,
+                          const int *qrowind, const int *nrowqcoefs, const int *rowqcol1,
+                          const int *rowqcol2, const double *rowqcoef);
+QNDA_API int QNDAloadqcqp64(QNDAprob prob, const char *probname, int ncols, int nrows,
+                            const char *rowtype, const double *rhs, const double *range,
+                            const double *obj, const QNDAint64 *start, const int *collen,
+                            const int *rowind, const double *rowcoef, const double *lb,
+                            const double *ub, QNDAint64 nobjqcoefs, const int *objqcol1,
+                            const int *objqcol2, const double *objqcoef, int nqrows,
+                            const int *qrowind, const QNDAint64 *nrowqcoefs,
+                            const int *rowqcol1, const int *rowqcol2,
+                            const double *rowqcoef);
+QNDA_API int QNDAloadqcqpglobal(QNDAprob prob, const char *probname, int ncols, int nrows,
+                                const char *rowtype, const double *rhs, const double *range,
+                                const double *obj, const int *start, const int *collen,
+                                const int *rowind, const double *rowcoef, const double *lb,
+                                const double *ub, int nobjqcoefs, const int *objqcol1,
+                                const int *objqcol2, const double *objqcoef, int nqrows,
+                                const int *qrowind, const int *nrowqcoefs,
+                                const int *rowqcol1, const int *rowqcol2,
+                                const double *rowqcoef, int nentities, int nsets,
+                                const char *coltype, const int *entind, const double *limit,
+                                const char *settype, const int *setstart, const int *setind,
+                                const double *refval);
+QNDA_API int QNDAloadqcqpglobal64(QNDAprob prob, const char *probname, int ncols,
+                                  int nrows, const char *rowtype, const double *rhs,
+                                  const double *range, const double *obj,
+                                  const QNDAint64 *start, const int *collen,
+                                  const int *rowind, const double *rowcoef,
+                                  const double *lb, const double *ub, QNDAint64 nobjqcoefs,
+                                  const int *objqcol1, const int *objqcol2,
+                                  const double *objqcoef, int nqrows, const int *qrowind,
+                                  const QNDAint64 *nrowqcoefs, const int *rowqcol1,
+                                  const int *rowqcol2, const double *rowqcoef,
+                                  int nentities, int nsets, const char *coltype,
+                                  const int *entind, const double *limit,
+                                  const char *settype, const QNDAint64 *setstart,
+                                  const int *setind, const double *refval);
+
+/* ------------------------------------------------------------------------
+ * Adding and deleting
+ * ---------------------------------------------------------------------- */
+/* Row-major: row i's entries are colind/rowcoef[start[i] .. start[i+1]);
+ * start has nrows + 1 entries (start may be NULL when ncoefs is 0). */
+QNDA_API int QNDAaddrows(QNDAprob prob, int nrows, int ncoefs, const char *rowtype,
+                         const double *rhs, const double *range, const int *start,
+                         const int *colind, const double *rowcoef);
+QNDA_API int QNDAaddrows64(QNDAprob prob, int nrows, QNDAint64 ncoefs, const char *rowtype,
+                           const double *rhs, const double *range, const QNDAint64 *start,
+                           const int *colind, const double *rowcoef);
+/* Column-major likewise; objcoef NULL means 0, lb/ub NULL mean 0 and +inf. */
+QNDA_API int QNDAaddcols(QNDAprob prob, int ncols, int ncoefs, const double *objcoef,
+                         const int *start, const int *rowind, const double *rowcoef,
+                         const double *lb, const double *ub);
+QNDA_API int QNDAaddcols64(QNDAprob prob, int ncols, QNDAint64 ncoefs, const double *objcoef,
+                           const QNDAint64 *start, const int *rowind, const double *rowcoef,
+                           const double *lb, const double *ub);
+/* Adds quadratic terms to row `row`. */
+QNDA_API int QNDAaddqmatrix(QNDAprob prob, int row, int ncoefs, const int *col1,
+                            const int *col2, const double *coef);
+QNDA_API int QNDAaddqmatrix64(QNDAprob prob, int row, QNDAint64 ncoefs, const int *col1,
+                              const int *col2, const double *coef);
+/* Names rows (type 1), columns (2) or sets (3) first..last from a packed list. */
+#define QNDA_NAMES_ROWS 1
+#define QNDA_NAMES_COLUMNS 2
+#define QNDA_NAMES_SETS 3
+QNDA_API int QNDAaddnames(QNDAprob prob, int type, const char *names, int first, int last);
+/* Packed names first..last into buf (all of them: see the string convention). */
+QNDA_API int QNDAgetnames(QNDAprob prob, int type, char *names, int maxbytes, int *nbytes,
+                          int first, int last);
+/* Index of a named row/column/set, -1 when there is none (not an error). */
+QNDA_API int QNDAgetindex(QNDAprob prob, int type, const char *name, int *index);
+QNDA_API int QNDAaddsets(QNDAprob prob, int nsets, int nelems, const char *settype,
+                         const int *start, const int *colind, const double *refval);
+QNDA_API int QNDAaddsets64(QNDAprob prob, int nsets, QNDAint64 nelems, const char *settype,
+                           const QNDAint64 *start, const int *colind, const double *refval);
+/* Deleting renumbers what follows: the remaining rows (columns, sets) keep
+ * their order and close up the gaps. */
+QNDA_API int QNDAdelrows(QNDAprob prob, int nrows, const int *rowind);
+QNDA_API int QNDAdelcols(QNDAprob prob, int ncols, const int *colind);
+QNDA_API int QNDAdelsets(QNDAprob prob, int nsets, const int *setind);
+/* Indicator rows: complement 1 makes row rowind[k] active when binary column
+ * colind[k] is 1, -1 when it is 0, and 0 makes the row an ordinary row. */
+QNDA_API int QNDAsetindicators(QNDAprob prob, int nrows, const int *rowind,
+                               const int *colind, const int *complement);
+QNDA_API int QNDAgetindicators(QNDAprob prob, int *colind, int *complement, int first,
+                               int last);
+
+/* ------------------------------------------------------------------------
+ * Changing
+ * ---------------------------------------------------------------------- */
+/* bndtype: 'U' upper, 'L' lower, 'B' both */
+QNDA_API int QNDAchgbounds(QNDAprob prob, int nbounds, const int *colind,
+                           const char *bndtype, const double *bndval);
+QNDA_API int QNDAchgcoef(QNDAprob prob, int row, int col, double coef);
+QNDA_API int QNDAchgmcoef(QNDAprob prob, int ncoefs, const int *rowind, const int *colind,
+                          const double *rowcoef);
+QNDA_API int QNDAchgmcoef64(QNDAprob prob, QNDAint64 ncoefs, const int *rowind,
+                            const int *colind, const double *rowcoef);
+QNDA_API int QNDAchgcoltype(QNDAprob prob, int ncols, const int *colind, const char *coltype);
+QNDA_API int QNDAchgglblimit(QNDAprob prob, int ncols, const int *colind, const double *limit);
+/* colind -1 sets the constant term of the objective */
+QNDA_API int QNDAchgobj(QNDAprob prob, int ncols, const int *colind, const double *objcoef);
+QNDA_API int QNDAchgqobj(QNDAprob prob, int col1, int col2, double coef);
+QNDA_API int QNDAchgmqobj(QNDAprob prob, int ncoefs, const int *col1, const int *col2,
+                          const double *coef);
+QNDA_API int QNDAchgmqobj64(QNDAprob prob, QNDAint64 ncoefs, const int *col1,
+                            const int *col2, const double *coef);
+QNDA_API int QNDAchgqrowcoeff(QNDAprob prob, int row, int col1, int col2, double coef);
+QNDA_API int QNDAchgrhs(QNDAprob prob, int nrows, const int *rowind, const double *rhs);
+QNDA_API int QNDAchgrhsrange(QNDAprob prob, int nrows, const int *rowind,
+                             const double *range);
+QNDA_API int QNDAchgrowtype(QNDAprob prob, int nrows, const int *rowind, const char *rowtype);
+/* 1 minimise, -1 maximise */
+QNDA_API int QNDAchgobjsense(QNDAprob prob, int sense);
+
+/* ------------------------------------------------------------------------
+ * Queries of the model
+ * ---------------------------------------------------------------------- */
+/* Rows first..last, row-major.  With start NULL (or maxcoefs too small) only
+ * *ncoefs is set: the number of entries needed.  start has last-first+2
+ * entries. */
+QNDA_API int QNDAgetrows64(QNDAprob prob, QNDAint64 *start, int *colind, double *rowcoef,
+                           QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last);
+QNDA_API int QNDAgetcols64(QNDAprob prob, QNDAint64 *start, int *rowind, double *colcoef,
+                           QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last);
+QNDA_API int QNDAgetcoef(QNDAprob prob, int row, int col, double *coef);
+QNDA_API int QNDAgetlb(QNDAprob prob, double *lb, int first, int last);
+QNDA_API int QNDAgetub(QNDAprob prob, double *ub, int first, int last);
+QNDA_API int QNDAgetobj(QNDAprob prob, double *obj, int first, int last);
+QNDA_API int QNDAgetrhs(QNDAprob prob, double *rhs, int first, int last);
+QNDA_API int QNDAgetrhsrange(QNDAprob prob, double *range, int first, int last);
+QNDA_API int QNDAgetrowtype(QNDAprob prob, char *rowtype, int first, int last);
+QNDA_API int QNDAgetcoltype(QNDAprob prob, char *coltype, int first, int last);
+QNDA_API int QNDAgetqobj(QNDAprob prob, int col1, int col2, double *coef);
+/* Upper triangle (col1 <= col2) of the objective's quadratic part for
+ * columns first..last, row-major like getrows64. */
+QNDA_API int QNDAgetmqobj64(QNDAprob prob, QNDAint64 *start, int *colind, double *objqcoef,
+                            QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last);
+QNDA_API int QNDAgetmqobj(QNDAprob prob, int *start, int *colind, double *objqcoef,
+                          int maxcoefs, int *ncoefs, int first, int last);
+QNDA_API int QNDAgetqrowcoeff(QNDAprob prob, int row, int col1, int col2, double *coef);
+/* Quadratic part of one row, upper triangle, columns first..last. */
+QNDA_API int QNDAgetqrowqmatrix(QNDAprob prob, int row, int *start, int *colind,
+                                double *rowqcoef, int maxcoefs, int *ncoefs, int first,
+                                int last);
+/* All triplets of one row; arrays may be NULL to ask for the count. */
+QNDA_API int QNDAgetqrowqmatrixtriplets(QNDAprob prob, int row, int *ncoefs, int *col1,
+                                        int *col2, double *coef);
+/* Rows with quadratic terms (qrowind may be NULL). */
+QNDA_API int QNDAgetqrows(QNDAprob prob, int *nrows, int *qrowind);
+/* Entities and sets.  Any output may be NULL; counts are always set. */
+QNDA_API int QNDAgetglobal64(QNDAprob prob, int *nentities, int *nsets, char *coltype,
+                             int *colind, double *limit, char *settype, QNDAint64 *start,
+                             int *setcols, double *refval, QNDAint64 maxsetelems,
+                             QNDAint64 *nsetelems);
+
+/* ------------------------------------------------------------------------
+ * Optimisation and results
+ *
+ * flags of lpoptimize: "" engine's choice, "d" dual simplex, "p" primal
+ * simplex, "b" barrier; "n" (network) is accepted as the engine's choice.
+ * flags of mipoptimize: "l" solves the relaxation only; the LP letters
+ * choose the algorithm of node LPs when the engine allows.
+ * ---------------------------------------------------------------------- */
+QNDA_API int QNDAlpoptimize(QNDAprob prob, const char *flags);
+QNDA_API int QNDAmipoptimize(QNDAprob prob, const char *flags);
+/* Any output may be NULL. */
+QNDA_API int QNDAgetlpsol(QNDAprob prob, double *x, double *slack, double *duals,
+                          double *djs);
+QNDA_API int QNDAgetmipsol(QNDAprob prob, double *x, double *slack);
+QNDA_API int QNDAgetpresolvesol(QNDAprob prob, double *x, double *slack, double *duals,
+                                double *djs);
+/* Basis statuses (QNDA_AT_LOWER ...); either may be NULL. */
+QNDA_API int QNDAgetbasis(QNDAprob prob, int *rowstat, int *colstat);
+QNDA_API int QNDAloadbasis(QNDAprob prob, const int *rowstat, const int *colstat);
+QNDA_API int QNDAloadlpsol(QNDAprob prob, const double *x, const double *slack,
+                           const double *duals, const double *djs, int *status);
+/* A MIP start: a value per column, used by the next mipoptimize. */
+QNDA_API int QNDAloadmipsol(QNDAprob prob, const double *x, int *status);
+
+/* ------------------------------------------------------------------------
+ * Files
+ * ---------------------------------------------------------------------- */
+/* flags: "" guess from the extension (.mps, .lp, optionally .gz); "l" LP
+ * format, "m"/"x" MPS; "f"/"o" free or fixed MPS on writing. */
+QNDA_API int QNDAreadprob(QNDAprob prob, const char *filename, const char *flags);
+QNDA_API int QNDAwriteprob(QNDAprob prob, const char *filename, const char *flags);
+QNDA_API int QNDAwritesol(QNDAprob prob, const char *filename, const char *flags);
+QNDA_API int QNDAwriteprtsol(QNDAprob prob, const char *filename, const char *flags);
+QNDA_API int QNDAwriteslxsol(QNDAprob prob, const char *filename, const char *flags);
+QNDA_API int QNDAreadslxsol(QNDAprob prob, const char *filename, const char *flags);
+QNDA_API int QNDAwritebasis(QNDAprob prob, const char *filename, const char *flags);
+QNDA_API int QNDAreadbasis(QNDAprob prob, const char *filename, const char *flags);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* QNDA_H */
