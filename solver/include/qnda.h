@@ -142,7 +142,7 @@ typedef struct qnda_problem_s *QNDAprob;
 #define QNDA_NAMELENGTH 1028       /* longest name, in units of 8 characters */
 #define QNDA_MIPENTS 1032          /* discrete entities (non-continuous columns) */
 #define QNDA_ORIGINALROWS 1124
-#define QNDA_PROBNAMELENGTH 1158
+#define QNDA_PROBNAMELENGTH 1158    /* bytes of the problem name, with its terminating zero */
 #define QNDA_ORIGINALSETS 1194
 #define QNDA_ORIGINALCOLS 1214
 #define QNDA_ELEMS 1030            /* matrix nonzeros */
@@ -189,8 +189,10 @@ typedef struct qnda_problem_s *QNDAprob;
 #define QNDA_OUTPUTLOG 8009       /* echo the log to standard output */
 #define QNDA_BARITERLIMIT 8010
 #define QNDA_CROSSOVER 8011
-#define QNDA_KEEPNROWS 8035       /* 1 keeps an 'N' row as the objective of a read
-                                     file; loads with it 0 drop free rows */
+#define QNDA_KEEPNROWS 8035       /* 1 (default) keeps free ('N') rows passed to the
+                                     load functions; 0 drops them while loading (the
+                                     rows after them close up).  Rows added later and
+                                     the objective row of a read file are unaffected. */
 /* 64-bit integer controls */
 #define QNDA_MAXNODE 8101
 

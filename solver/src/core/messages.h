@@ -1,0 +1,60 @@
+// Log and message routing.  A message of a problem goes, in this order, to the
+// problem's own handlers, to the environment's handlers (QNDA_ge_addcbmsghandler)
+// and to standard output when the problem's QNDA_OUTPUTLOG control is on; all
+// of it only while QNDAenablemessages allows.  Handlers may be called from any
+// thread (an engine's log callback); the lists are copied before the calls, so
+// a handler may add or remove handlers.
+#pragma once
+
+#include <mutex>
+#include <vector>
+
+#include "qnda.h"
+
+struct qnda_problem_s;
+
+namespace qnda {
+
+enum MsgType { MSG_INFO = 1, MSG_UNUSED = 2, MSG_WARNING = 3, MSG_ERROR = 4 };
+
+struct MsgHandler {
+  QNDAmsghandler fn;
+  void *data;
+  int priority;
+};
+
+// A list of handlers kept in priority order (highest first; equal priorities
+// in the order they were added).
+class HandlerList {
+ public:
+  HandlerList() = default;
+  HandlerList(const HandlerList &) = delete;
+  HandlerList &operator=(const HandlerList &) = delete;
+
+  void add(QNDAmsghandler fn, void *data, int priority);
+  // fn NULL removes every handler; data NULL every handler fn.
+  void remove(QNDAmsghandler fn, void *data);
+  std::vector<MsgHandler> snapshot() const;
+  bool empty() const;
+
+ private:
+  mutable std::mutex mu_;
+  std::vector<MsgHandler> list_;
+};
+
+HandlerList &env_handlers();
+
+// QNDAenablemessages.
+void set_messages_enabled(bool on);
+bool messages_enabled();
+
+// One log line (no trailing newline needed) of a problem; prob may be NULL for
+// messages of the environment.  msgtype is one of MsgType.
+void emit_message(qnda_problem_s *prob, int msgtype, const char *text);
+// printf-style convenience.
+void emit_messagef(qnda_problem_s *prob, int msgtype, const char *fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+// Tells the handlers to flush (msg NULL, msgtype -1) and flushes stdout.
+void flush_messages(qnda_problem_s *prob);
+
+}  // namespace qnda

@@ -1,0 +1,251 @@
+// The model store: everything a problem holds before an engine sees it.
+//
+// The linear matrix is kept column-major (CSC, what HiGHS takes) plus a log
+// of pending operations (add or replace one coefficient).  Appending rows
+// only appends to the log, appending columns appends to the CSC directly, and
+// changing coefficients logs a replacement, so all three are O(size of the
+// change).  The log is folded into the CSC lazily, in one O(nnz + rows +
+// columns) pass, the first time the matrix is read (csc(), getcoef, getrows
+// ...).  A row-major copy for row queries is built on demand and cached until
+// the next change.
+//
+// Quadratic parts (objective and rows) use the same idea: a sorted list of
+// upper-triangle monomial terms plus a log of adds and replacements.
+//
+// Indices are checked by the API layer in checked mode; the store itself
+// trusts them, except where noted.
+#pragma once
+
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "qnda.h"
+
+namespace qnda {
+
+inline bool is_inf(double v) { return v >= QNDA_INFINITY || v <= -QNDA_INFINITY; }
+
+// ------------------------------------------------------------------ matrix
+class SparseMatrix {
+ public:
+  struct Csc {
+    int ncols;
+    QNDAint64 nnz;
+    const QNDAint64 *start;  // ncols + 1 entries
+    const int *index;        // row indices; within a column not necessarily sorted
+    const double *value;     // no explicit zeros, no duplicates
+  };
+
+  void clear(int nrows = 0);
+  int nrows() const { return nrows_; }
+  int ncols() const { return static_cast<int>(start_.size()) - 1; }
+
+  // Appends nrows rows (CSR input, entries of row i at [start[i], start[i+1])
+  // minus start[0]).  Duplicates in a row are summed, zeros dropped.
+  template <class Idx>
+  void append_rows(int nrows, const Idx *start, const int *colind, const double *val);
+  // Appends ncols columns; with len, column j is [start[j], start[j]+len[j]),
+  // else [start[j], start[j+1]).  Duplicates summed, zeros dropped.
+  template <class Idx>
+  void append_cols(int ncols, const Idx *start, const int *len, const int *rowind,
+                   const double *val);
+  void add_empty_rows(int n) { nrows_ += n; touch(); }
+
+  void set_coef(int row, int col, double v);  // replaces; 0 removes
+  void add_coef(int row, int col, double v);  // sums
+  double get_coef(int row, int col) const;
+  QNDAint64 nnz() const;
+
+  // Removes rows (cols) whose flag is set; the rest are renumbered in order.
+  void delete_rows(const std::vector<char> &drop);
+  void delete_cols(const std::vector<char> &drop);
+
+  // Column-major view with the log folded in; valid until the next change.
+  Csc csc() const;
+  // Row-major copy (start has nrows + 1 entries; columns sorted in a row).
+  struct Csr {
+    std::vector<QNDAint64> start;
+    std::vector<int> index;
+    std::vector<double> value;
+  };
+  const Csr &csr() const;
+
+ private:
+  struct Op {
+    int row, col;
+    double v;
+    bool replace;
+  };
+  void flush() const;
+  void touch() { csr_valid_ = false; }
+
+  int nrows_ = 0;
+  mutable std::vector<QNDAint64> start_{0};
+  mutable std::vector<int> index_;
+  mutable std::vector<double> value_;
+  mutable std::vector<Op> log_;
+  mutable Csr csr_;
+  mutable bool csr_valid_ = false;
+};
+
+// ------------------------------------------------------------- quadratics
+// Monomial coefficients: (i, j, v) is v * x_i * x_j, kept with i <= j.
+class QuadTerms {
+ public:
+  struct Term {
+    int i, j;
+    double v;
+  };
+  void add(int i, int j, double v);  // sums
+  void set(int i, int j, double v);  // replaces; 0 removes
+  double get(int i, int j) const;
+  // Sorted by (i, j), i <= j, no zeros, no duplicates.
+  const std::vector<Term> &terms() const;
+  QNDAint64 size() const { return static_cast<QNDAint64>(terms().size()); }
+  bool empty() const { return terms().empty(); }
+  void clear();
+  // map[old column] = new column, or -1 to drop its terms.
+  void renumber(const std::vector<int> &map);
+
+ private:
+  struct Op {
+    int i, j;
+    double v;
+    bool replace;
+  };
+  void flush() const;
+  mutable std::vector<Term> terms_;
+  mutable std::vector<Op> log_;
+};
+
+// ------------------------------------------------------------------- model
+enum NameKind { NAMES_ROWS = QNDA_NAMES_ROWS, NAMES_COLS = QNDA_NAMES_COLUMNS,
+                NAMES_SETS = QNDA_NAMES_SETS };
+
+class Model {
+ public:
+  // ------------------------------------------------------------ sizes
+  int nrows() const { return static_cast<int>(rowtype_.size()); }
+  int ncols() const { return static_cast<int>(obj_.size()); }
+  int nsets() const { return static_cast<int>(settype_.size()); }
+
+  // ----------------------------------------------------------- columns
+  // Plain arrays of ncols() entries.
+  const std::vector<double> &obj() const { return obj_; }
+  const std::vector<double> &lb() const { return lb_; }
+  const std::vector<double> &ub() const { return ub_; }
+  const std::vector<char> &coltype() const { return coltype_; }  // 'C','I','B','S','R','P'
+  const std::vector<double> &limit() const { return limit_; }    // threshold of 'S','R','P'
+  double obj_constant() const { return objconst_; }
+  int obj_sense() const { return sense_; }  // 1 minimise, -1 maximise
+  int entity_count() const;                 // columns not 'C'
+
+  // -------------------------------------------------------------- rows
+  const std::vector<char> &rowtype() const { return rowtype_; }  // 'L','G','E','R','N'
+  const std::vector<double> &rhs() const { return rhs_; }
+  const std::vector<double> &range() const { return range_; }    // meaningful for 'R'
+  // Row i as lo <= a'x <= hi, infinite ends as -/+QNDA_INFINITY.
+  void row_bounds(int i, double *lo, double *hi) const;
+
+  // ------------------------------------------------------------ matrix
+  const SparseMatrix &matrix() const { return mat_; }
+  SparseMatrix::Csc csc() const { return mat_.csc(); }
+
+  // -------------------------------------------------------- quadratics
+  const QuadTerms &qobj() const { return qobj_; }
+  // Rows with quadratic terms, in row order (rows whose terms all vanished may
+  // remain with an empty QuadTerms; qrow_list() skips them).
+  const std::map<int, QuadTerms> &qrows() const { return qrows_; }
+  std::vector<int> qrow_list() const;
+  QNDAint64 qrow_terms() const;
+
+  // -------------------------------------------------------------- sets
+  const std::vector<char> &settype() const { return settype_; }  // '1', '2'
+  const std::vector<QNDAint64> &setstart() const { return setstart_; }  // nsets + 1
+  const std::vector<int> &setcol() const { return setcol_; }
+  const std::vector<double> &setref() const { return setref_; }
+
+  // -------------------------------------------------------- indicators
+  // Per row: indicator column (-1: an ordinary row) and complement (1: active
+  // when the column is 1, -1: when it is 0).
+  int indicator_col(int row) const { return indcol_.empty() ? -1 : indcol_[row]; }
+  int indicator_comp(int row) const { return indcomp_.empty() ? 0 : indcomp_[row]; }
+  int indicator_count() const { return nind_; }
+
+  // ------------------------------------------------------------- names
+  // Unnamed rows, columns and sets answer "R<i>", "C<i>", "S<i>" (0-based).
+  std::string name(int kind, int i) const;
+  bool has_name(int kind, int i) const;
+  void set_name(int kind, int i, const char *name);
+  // -1 when none.
+  int find_name(int kind, const char *name) const;
+  size_t longest_name() const;
+
+  // ----------------------------------------------------------- loading
+  void clear();
+  // Appends rows (no matrix entries); range may be NULL.
+  void append_rows(int n, const char *type, const double *rhs, const double *range);
+  // Appends columns (no matrix entries); NULL obj/lb/ub mean 0, 0, +inf.
+  void append_cols(int n, const double *obj, const double *lb, const double *ub);
+  SparseMatrix &mutable_matrix() { return mat_; }
+  QuadTerms &mutable_qobj() { return qobj_; }
+  QuadTerms &mutable_qrow(int row) { return qrows_[row]; }
+  void add_set(char type, QNDAint64 n, const int *cols, const double *refs);
+
+  // ---------------------------------------------------------- changing
+  void set_obj(int col, double v) { obj_[col] = v; }
+  void set_obj_constant(double v) { objconst_ = v; }
+  void set_obj_sense(int s) { sense_ = s; }
+  void set_lb(int col, double v);
+  void set_ub(int col, double v);
+  void set_coltype(int col, char t);  // 'B' clips the bounds into [0, 1]
+  void set_limit(int col, double v) { limit_[col] = v; }
+  void set_rowtype(int row, char t) { rowtype_[row] = t; }
+  void set_rhs(int row, double v) { rhs_[row] = v; }
+  void set_range(int row, double v) { range_[row] = v; }
+  void set_indicator(int row, int col, int comp);
+
+  // ---------------------------------------------------------- deleting
+  // Indices may repeat and come in any order (the API checks ranges).
+  void delete_rows(int n, const int *rows);
+  void delete_cols(int n, const int *cols);
+  void delete_sets(int n, const int *sets);
+  // Rows of type 'N' go (used by loads with QNDA_KEEPNROWS 0).
+  void drop_free_rows();
+
+ private:
+  std::vector<std::string> &names_of(int kind);
+  const std::vector<std::string> &names_of(int kind) const;
+  int count_of(int kind) const;
+  void names_changed(int kind);
+
+  // columns
+  std::vector<double> obj_, lb_, ub_, limit_;
+  std::vector<char> coltype_;
+  double objconst_ = 0.0;
+  int sense_ = 1;
+  // rows
+  std::vector<char> rowtype_;
+  std::vector<double> rhs_, range_;
+  SparseMatrix mat_;
+  // quadratics
+  QuadTerms qobj_;
+  std::map<int, QuadTerms> qrows_;
+  // sets
+  std::vector<char> settype_;
+  std::vector<QNDAint64> setstart_{0};
+  std::vector<int> setcol_;
+  std::vector<double> setref_;
+  // indicators (empty until the first one is set)
+  std::vector<int> indcol_;
+  std::vector<signed char> indcomp_;
+  int nind_ = 0;
+  // names: empty vectors until a name is given; "" is unnamed
+  std::vector<std::string> names_[3];
+  mutable std::unordered_map<std::string, int> name_index_[3];
+  mutable bool name_index_valid_[3] = {false, false, false};
+};
+
+}  // namespace qnda
