@@ -1,0 +1,63 @@
+/* quenda.expression: constant + linear part + quadratic part.
+ *
+ * A quadratic term q*x*y is stored once, under the variable with the
+ * smaller identity number as the outer key; x*x as (x, x).  The containers
+ * are created on first use.  Every PyObject-returning function returns a
+ * new reference or NULL with an exception set; int-returning ones 0 or -1
+ * with an exception set. */
+#pragma once
+
+#include <Python.h>
+
+#include "algebra/maps.h"
+#include "module/types.h"
+
+typedef struct {
+    PyObject_HEAD
+    double constant;
+    linmap *linmap;     /* owned, NULL until the first linear term */
+    quadmap *quadmap;   /* owned, NULL until the first quadratic term */
+    indexset *qvars;    /* owned, identity numbers of the quadratic part's
+                           variables; created with quadmap, never pruned */
+} expression_object;
+
+#define EXPRESSION_CHECK(o) PyObject_TypeCheck((o), &quenda_expressionType)
+
+/* A new empty expression (constant 0.0, no containers). */
+PyObject *expression_base(void);
+/* factor*obj as a new expression, for any number or algebra object (a
+ * nonlinear goes to nonlin_copy and is not an expression then). */
+PyObject *expression_copy(PyObject *obj, double factor);
+
+/* Term editing.  set: coef 0.0 is ignored (lin) / erases the pair (quad);
+ * add: accumulates, an exact 0.0 sum erases.  The quadratic forms order
+ * the pair by identity number. */
+int expression_setLinTerm(PyObject *expr, PyObject *var, double coef);
+int expression_addLinTerm(PyObject *expr, PyObject *var, double coef);
+int expression_setQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef);
+int expression_addQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef);
+
+/* True when the expression has at least one quadratic entry. */
+int expression_has_quad(PyObject *expr);
+
+/* a + sign*b (sign +1.0 or -1.0): a new object. */
+PyObject *expression_alg_sum(PyObject *a, PyObject *b, double sign);
+/* expr += sign*b, accumulated into expr's own containers (expr must be an
+ * expression; b a number, var, linterm, quadterm or expression).
+ * 0 or -1 with an exception. */
+int expression_accumulate(PyObject *expr, PyObject *b, double sign);
+
+/* Number slots (either operand may be the expression). */
+PyObject *expression_add(PyObject *a, PyObject *b);
+PyObject *expression_sub(PyObject *a, PyObject *b);
+PyObject *expression_mul(PyObject *a, PyObject *b);
+PyObject *expression_div(PyObject *a, PyObject *b);
+PyObject *expression_pow(PyObject *a, PyObject *b, PyObject *mod);
+PyObject *expression_neg(PyObject *a);
+PyObject *expression_iadd(PyObject *a, PyObject *b);
+PyObject *expression_isub(PyObject *a, PyObject *b);
+PyObject *expression_imul(PyObject *a, PyObject *b);
+PyObject *expression_idiv(PyObject *a, PyObject *b);
+
+/* Printed form (str and repr). */
+PyObject *expression_str(PyObject *self);

@@ -1,0 +1,66 @@
+/* Operand classification and the general operations of the algebra.
+ *
+ * Every arithmetic routine of the algebra classifies its operands with
+ * getExprType; NumPy arrays are recognised before that (is_ndarray) and
+ * handed back to NumPy.  The general operations dispatch on the richest
+ * operand type present (nonlinear > expression > quadterm > linterm > var
+ * > number) and are what the aggregates and mixed operators use.
+ *
+ * Every PyObject-returning function returns a new reference, or NULL with
+ * a Python exception set. */
+#pragma once
+
+#include <Python.h>
+
+/* Expression-type codes. */
+enum {
+    EXPR_INVALID = -1,
+    EXPR_CONSTANT = 0,
+    EXPR_VARIABLE = 1,
+    EXPR_LINTERM = 2,
+    EXPR_QUADTERM = 3,
+    EXPR_EXPRESSION = 4,
+    EXPR_NONLINEAR = 5
+};
+
+/* The code of obj; -1 (with quenda.ModelError "Invalid object in
+ * operation" set) for anything else, NULL included. */
+int getExprType(PyObject *obj);
+
+/* 1 when obj is a number: Python float or int (or subclasses), NumPy
+ * scalar int32, long, long long, float32 or float64.  No exception. */
+int is_number(PyObject *obj);
+
+/* 1 when obj is a NumPy ndarray or a subclass.  No exception. */
+int is_ndarray(PyObject *obj);
+
+/* Value of a number (is_number true); -1.0 with an exception on overflow:
+ * test PyErr_Occurred() when the result is -1.0. */
+double number_value(PyObject *obj);
+
+/* The float 0.0 / 1.0 (new references to cached objects). */
+PyObject *quenda_float_zero(void);
+PyObject *quenda_float_one(void);
+
+/* Plain-number forms (an ndarray operand defers to NumPy). */
+PyObject *constant_add(PyObject *a, PyObject *b);
+PyObject *constant_mul(PyObject *a, PyObject *b);
+PyObject *constant_neg(PyObject *a);
+
+/* General operations.  A left operand None gives a copy of the right
+ * operand (factor 1); a right operand None gives the left one.
+ * general_iadd and general_imul may modify and return a itself (an
+ * expression or a nonlinear sum). */
+PyObject *general_mul(PyObject *a, PyObject *b);
+PyObject *general_imul(PyObject *a, PyObject *b);
+PyObject *general_iadd(PyObject *a, PyObject *b);
+/* factor * obj for any algebra object or number: a nonlinear is copied by
+ * nonlin_copy, an expression by expression_copy, a quadterm by
+ * quadterm_copy, a linterm by linterm_copy, a var by var_fill, a number
+ * becomes a float. */
+PyObject *general_copy(PyObject *obj, double factor);
+PyObject *general_neg(PyObject *obj);
+
+/* Messages raised through quenda.ModelError (falls back to RuntimeError
+ * while the module exception does not exist yet).  Always returns NULL. */
+PyObject *quenda_model_error(const char *msg);

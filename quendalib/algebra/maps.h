@@ -1,0 +1,110 @@
+/* Coefficient maps of the algebra and the problem's object registry.
+ *
+ *   linmap     var -> double          (owns one reference per key variable)
+ *   quadmap    var -> owned linmap    (q*x*y stored as x -> {y: q})
+ *   rowcolmap  uint32 -> uint32       (identity number -> solver index)
+ *   indexset   set of uint32
+ *
+ * Variables are ordered by identity number (unsigned); iteration visits
+ * keys in ascending order.  Only an exact 0.0 counts as zero.
+ *
+ * linmap and quadmap are flat sorted arrays with an unsorted tail: a key
+ * beyond the last one is appended, a key already present is updated in
+ * place after a binary search, any other key goes to the tail, which is
+ * sorted and merged in once it grows as large as the sorted part or when
+ * the map is read (get, size, iteration, copy).  Building a sum of n terms
+ * thus costs n log n in the worst case and n when the variables come in
+ * creation order, with no allocation per term.
+ *
+ * All functions return 0 for success and -1 for absent or failure unless
+ * said otherwise; none of them sets a Python exception, the callers word
+ * the error.  Iterators: keep a void* handle initialised to NULL, call
+ * _next until it returns 0, then _iter_free (also after an early exit).
+ * During iteration entries may be set to other nonzero values, nothing
+ * may be inserted or erased. */
+#pragma once
+
+#include <Python.h>
+#include <stddef.h>
+#include <stdint.h>
+
+typedef struct linmap linmap;
+typedef struct quadmap quadmap;
+typedef struct rowcolmap rowcolmap;
+typedef struct indexset indexset;
+
+/* One entry of a normalised linmap, as returned by linmap_data. */
+typedef struct {
+    uint32_t id;    /* identity number of var */
+    PyObject *var;  /* borrowed from the map (the map owns it) */
+    double coef;    /* never 0.0 */
+} linmap_entry;
+
+/* ------------------------------------------------------------ linmap */
+linmap *linmap_new(void);
+int linmap_get(linmap *m, PyObject *var, double *coef);
+int linmap_has(linmap *m, PyObject *var);                 /* 1 or 0 */
+int linmap_set(linmap *m, PyObject *var, double coef);    /* 0.0 erases */
+int linmap_add(linmap *m, PyObject *var, double coef);    /* accumulates */
+int linmap_del(linmap *m, PyObject *var);
+size_t linmap_size(linmap *m);
+linmap *linmap_copy(linmap *m);                  /* NULL on failure */
+void linmap_free(linmap **m);                    /* also sets *m to NULL */
+int linmap_next(linmap *m, void **it, PyObject **var, double *coef);
+void linmap_iter_free(void **it);
+
+/* Extensions used by the algebra's hot paths. */
+/* Copy with every coefficient times factor (factor must not be 0.0). */
+linmap *linmap_copy_scaled(linmap *m, double factor);
+/* Every coefficient times factor, in place (factor not 0.0). */
+void linmap_scale(linmap *m, double factor);
+/* dst += factor * src, entry by entry with the accumulation rules. */
+int linmap_add_map(linmap *dst, linmap *src, double factor);
+/* The sorted entries (the map is normalised first); *n receives their
+ * number.  Valid until the map is next modified structurally. */
+const linmap_entry *linmap_data(linmap *m, size_t *n);
+
+/* ------------------------------------------------------------ quadmap */
+quadmap *quadmap_new(void);
+/* Writes the inner map (borrowed, still owned by the quadmap). */
+int quadmap_get(quadmap *m, PyObject *x, linmap **inner);
+/* Stores inner under x, replacing (and freeing) any previous one; the
+ * quadmap takes ownership of inner, also on failure. */
+int quadmap_set(quadmap *m, PyObject *x, linmap *inner);
+/* Accumulates c on the pair (x, y); an inner map that empties is erased
+ * with its outer key.  The pair is not reordered. */
+int quadmap_add(quadmap *m, PyObject *x, PyObject *y, double c);
+int quadmap_del(quadmap *m, PyObject *x);
+size_t quadmap_size(quadmap *m);                 /* number of pairs */
+size_t quadmap_outer_size(quadmap *m);           /* number of outer keys */
+quadmap *quadmap_copy(quadmap *m);               /* deep */
+quadmap *quadmap_copy_scaled(quadmap *m, double factor);
+void quadmap_scale(quadmap *m, double factor);
+int quadmap_add_map(quadmap *dst, quadmap *src, double factor);
+void quadmap_free(quadmap **m);
+int quadmap_next(quadmap *m, void **it, PyObject **x, linmap **inner);
+void quadmap_iter_free(void **it);
+
+/* ------------------------------------------------------------ rowcolmap */
+rowcolmap *rowcolmap_new(void);
+int rowcolmap_get(rowcolmap *m, uint32_t key, uint32_t *val);
+int rowcolmap_has(rowcolmap *m, uint32_t key);           /* 1 or 0 */
+int rowcolmap_set(rowcolmap *m, uint32_t key, uint32_t val);
+int rowcolmap_del(rowcolmap *m, uint32_t key);
+size_t rowcolmap_size(rowcolmap *m);
+rowcolmap *rowcolmap_copy(rowcolmap *m);
+void rowcolmap_clear(rowcolmap *m);
+void rowcolmap_free(rowcolmap **m);
+int rowcolmap_next(rowcolmap *m, void **it, uint32_t *key, uint32_t *val);
+void rowcolmap_iter_free(void **it);
+
+/* ------------------------------------------------------------ indexset */
+indexset *indexset_new(void);
+int indexset_has(indexset *s, uint32_t key);             /* 1 or 0 */
+int indexset_add(indexset *s, uint32_t key);
+int indexset_del(indexset *s, uint32_t key);
+size_t indexset_size(indexset *s);
+indexset *indexset_copy(indexset *s);
+void indexset_free(indexset **s);
+int indexset_next(indexset *s, void **it, uint32_t *key);
+void indexset_iter_free(void **it);
