@@ -3,6 +3,8 @@
 // adapters (engine/), read by the attribute getters and the result calls.
 #pragma once
 
+#include <vector>
+
 #include "qnda.h"
 
 struct qnda_problem_s;
@@ -10,8 +12,53 @@ struct qnda_problem_s;
 namespace qnda {
 
 struct SolveState {
+  // Outcome of the last optimisation.
+  int lp_status = QNDA_LP_UNSTARTED;
+  int mip_status = QNDA_MIP_NOT_LOADED;
+  int stop_status = QNDA_STOP_NONE;
+  int algorithm = 0;         // QNDA_LPALGORITHM value used by the last LP solve
+  bool was_mip = false;      // the last solve ran the MIP search
+  bool has_solution = false; // x and slack hold a primal solution
+  bool has_duals = false;    // duals and djs hold a dual solution
+  bool model_changed = true; // the model changed since the last solve
+
+  double lp_obj = 0.0;
+  double mip_obj = 0.0;
+  double obj = 0.0;
+  double best_bound = 0.0;
+  double rel_gap = 0.0;
+  double solve_time = 0.0;
+  double max_primal_infeas = 0.0;
+  double max_dual_infeas = 0.0;
+  QNDAint64 simplex_iter = 0;
+  QNDAint64 barrier_iter = 0;
+  QNDAint64 nodes = 0;
+  QNDAint64 mip_sols = 0;
+
+  // On the columns and rows of the problem as loaded (never the
+  // reformulated ones).
+  std::vector<double> x, slack, duals, djs;
+  std::vector<int> rowstat, colstat; // QNDA_AT_LOWER ...; empty: no basis
+
+  // Starting points given by the user for the next optimisation; dropped
+  // when the model changes shape.
+  std::vector<int> start_rowstat, start_colstat;
+  std::vector<double> start_x;      // LP starting point (loadlpsol)
+  std::vector<double> start_duals;  // its row duals, may be empty
+  std::vector<double> mip_start;    // MIP start (loadmipsol)
+
   // Any change to the model makes the previous results stale.
-  void invalidate() {}
+  void invalidate() {
+    model_changed = true;
+    if (has_solution || has_duals || lp_status != QNDA_LP_UNSTARTED ||
+        mip_status != QNDA_MIP_NOT_LOADED)
+      clear_results();
+  }
+
+  // Forgets the results but keeps the user's starting points.
+  void clear_results();
+  // Forgets the starting points too (the model was replaced).
+  void clear_all();
 };
 
 // Values of the solve-related attributes (statuses, objective values,

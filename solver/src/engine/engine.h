@@ -1,0 +1,127 @@
+// The interface between the library and an LP/MIP/QP engine.  An engine gets
+// a FlatModel and the settings of one optimisation, runs it and reports an
+// EngineResult on the flat model's columns and rows.  Nothing outside
+// engine/<name>/ sees an engine's own headers.
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/flatmodel.h"
+
+namespace qnda {
+
+// Settings of one optimisation, taken from the problem's controls.
+struct EngineSettings {
+  bool mip = false;            // run the MIP search (else solve the relaxation)
+  int lp_algorithm = 1;        // 1 engine's choice, 2 dual, 3 primal, 4 barrier
+  int log_level = 1;           // QNDA_LOGLEVEL
+  int threads = 0;             // 0: engine's choice
+  int presolve = 1;
+  int scaling = 1;
+  int crossover = 1;
+  int random_seed = 0;
+  long long lp_iter_limit = 0;   // 0: none
+  long long bar_iter_limit = 0;  // 0: none
+  long long max_nodes = 0;       // 0: none
+  long long max_mip_sols = 0;    // 0: none
+  double time_limit = 0.0;       // <= 0: none
+  double mip_rel_gap = 1e-4;
+  double mip_abs_gap = 1e-6;
+  double feas_tol = 1e-6;
+  double opt_tol = 1e-6;
+  double mip_tol = 1e-6;
+  double cutoff = 1e40;          // |cutoff| >= 1e20: none
+  double bar_gap = 1e-8;
+  double infinity = 1e20;
+};
+
+enum class EngineStatus {
+  NotRun,
+  Optimal,
+  Infeasible,
+  Unbounded,
+  InfeasibleOrUnbounded,
+  Cutoff,          // the objective bound was reached
+  TimeLimit,
+  IterationLimit,
+  NodeLimit,
+  SolutionLimit,
+  Interrupted,     // by Hooks::stop
+  NonConvex,       // the quadratic objective is not convex
+  Error,
+};
+
+// Basis statuses as the engine reports them, for columns and for the row
+// activities a'x: at the lower or upper limit, basic, or free at zero.
+enum class BasisStat : signed char { Lower, Basic, Upper, Zero };
+
+struct EngineResult {
+  EngineStatus status = EngineStatus::NotRun;
+  std::string message;  // what went wrong, for Error and NonConvex
+  bool has_primal = false;
+  bool has_dual = false;
+  bool has_basis = false;
+  std::vector<double> col_value, row_activity, row_dual, col_dual;
+  std::vector<BasisStat> col_basis, row_basis;
+  double objective = 0.0;   // of the primal solution, offset included
+  double best_bound = 0.0;  // MIP dual bound (objective for LP)
+  double rel_gap = 0.0;
+  double solve_time = 0.0;
+  double max_primal_infeas = 0.0;
+  double max_dual_infeas = 0.0;
+  long long simplex_iter = 0;
+  long long barrier_iter = 0;
+  long long nodes = 0;
+  long long mip_sols = 0;
+  int algorithm = 0;  // QNDA_LPALGORITHM value that solved the LP
+};
+
+// Starting points for an optimisation, on the flat model's columns/rows.
+struct EngineStart {
+  std::vector<BasisStat> col_basis, row_basis;  // empty: none
+  std::vector<double> col_value, row_dual;      // LP start, empty: none
+  std::vector<double> mip_start;                // empty: none
+};
+
+// Callbacks of an optimisation into the library.
+struct EngineHooks {
+  // Polled by the engine; returning true stops the optimisation.
+  std::function<bool()> stop;
+  // One line of the engine's log and its type (MsgType of core/messages.h).
+  std::function<void(int msgtype, const std::string &line)> log;
+};
+
+class Engine {
+ public:
+  virtual ~Engine() = default;
+  virtual const char *name() const = 0;
+  // model may be consumed (moved from).
+  virtual void solve(FlatModel &model, const EngineSettings &settings,
+                     const EngineStart &start, const EngineHooks &hooks,
+                     EngineResult &result) = 0;
+};
+
+// The engine named by QNDA_SOLVERNAME ("highs"); NULL when there is none of
+// that name.
+std::unique_ptr<Engine> make_engine(const std::string &name);
+
+// Model files in formats an engine reads and writes better than we do (the
+// LP format).  A FileModel is the plain content of such a file.
+struct FileModel {
+  std::string name;
+  FlatModel model;  // orig_* equal the counts; kind may be empty
+  std::vector<std::string> col_names, row_names;
+  // Upper triangle of the objective as monomial coefficients.
+  std::vector<int> q1, q2;
+  std::vector<double> qcoef;
+};
+
+// Both throw qnda::Error(QNDA_ERR_FILE ...) on failure.
+void engine_read_lp_file(const std::string &path, FileModel &out);
+void engine_write_lp_file(const std::string &path, const FileModel &in);
+
+}  // namespace qnda

@@ -1,0 +1,302 @@
+// The HiGHS engine: LP (dual/primal simplex, interior point), MIP and convex
+// QP.  The only file of the library, with highs_files.cpp, that sees HiGHS.
+#include <algorithm>
+#include <cmath>
+#include <mutex>
+#include <string>
+
+#include "Highs.h"
+#include "core/messages.h"
+#include "engine/engine.h"
+#include "engine/highs/highs_common.h"
+
+namespace qnda {
+namespace {
+
+// Splits HiGHS's log output (which may arrive in pieces or several lines at
+// once) into whole lines.
+class LineSplitter {
+ public:
+  explicit LineSplitter(const EngineHooks &hooks, int level)
+      : hooks_(hooks), level_(level) {}
+  void add(HighsLogType type, const std::string &text) {
+    int msgtype = MSG_INFO;
+    int need = 2;
+    switch (type) {
+      case HighsLogType::kWarning: msgtype = MSG_WARNING; need = 1; break;
+      case HighsLogType::kError: msgtype = MSG_ERROR; need = 1; break;
+      case HighsLogType::kDetailed:
+      case HighsLogType::kVerbose: need = 3; break;
+      default: break;
+    }
+    if (level_ < need) return;
+    if (!pending_.empty() && type_ != msgtype) flush();
+    type_ = msgtype;
+    pending_ += text;
+    size_t pos;
+    while ((pos = pending_.find('\n')) != std::string::npos) {
+      emit(pending_.substr(0, pos));
+      pending_.erase(0, pos + 1);
+    }
+  }
+  void flush() {
+    if (!pending_.empty()) emit(pending_);
+    pending_.clear();
+  }
+
+ private:
+  void emit(std::string line) {
+    while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.pop_back();
+    if (hooks_.log) hooks_.log(type_, line);
+  }
+  const EngineHooks &hooks_;
+  int level_;
+  int type_ = MSG_INFO;
+  std::string pending_;
+};
+
+struct CallbackData {
+  const EngineHooks *hooks;
+  LineSplitter *log;
+  long long improving = 0;
+  bool interrupted = false;
+};
+
+void highs_callback(int type, const std::string &message, const HighsCallbackOutput *out,
+                    HighsCallbackInput *in, void *user) {
+  auto *cb = static_cast<CallbackData *>(user);
+  switch (type) {
+    case kCallbackLogging:
+      cb->log->add(out->log_type, message);
+      break;
+    case kCallbackSimplexInterrupt:
+    case kCallbackIpmInterrupt:
+    case kCallbackMipInterrupt:
+      if (cb->hooks->stop && cb->hooks->stop()) {
+        cb->interrupted = true;
+        in->user_interrupt = true;
+      }
+      break;
+    case kCallbackMipImprovingSolution:
+      ++cb->improving;
+      break;
+    default:
+      break;
+  }
+}
+
+// HiGHS keeps one task scheduler per thread, sized when it first runs; a run
+// asking for another thread count needs it rebuilt first.
+void prepare_threads(Highs &h, int threads) {
+  thread_local int current = -1;
+  if (current != -1 && current != threads) Highs::resetGlobalScheduler(true);
+  current = threads;
+  h.setOptionValue("threads", static_cast<HighsInt>(threads));
+}
+
+HighsInt clamp_int(long long v) {
+  if (v <= 0 || v > kHighsIInf) return kHighsIInf;
+  return static_cast<HighsInt>(v);
+}
+
+void apply_settings(Highs &h, const EngineSettings &s) {
+  h.setOptionValue("output_flag", s.log_level > 0);
+  h.setOptionValue("log_to_console", false);
+  h.setOptionValue("log_dev_level", static_cast<HighsInt>(s.log_level >= 3 ? 1 : 0));
+  h.setOptionValue("presolve", s.presolve ? "choose" : "off");
+  h.setOptionValue("simplex_scale_strategy", static_cast<HighsInt>(s.scaling ? 1 : 0));
+  h.setOptionValue("random_seed", static_cast<HighsInt>(std::max(0, s.random_seed)));
+  if (s.time_limit > 0 && s.time_limit < 1e20)
+    h.setOptionValue("time_limit", s.time_limit);
+  h.setOptionValue("simplex_iteration_limit", clamp_int(s.lp_iter_limit));
+  h.setOptionValue("ipm_iteration_limit", clamp_int(s.bar_iter_limit));
+  h.setOptionValue("mip_max_nodes", clamp_int(s.max_nodes));
+  h.setOptionValue("mip_max_improving_sols", clamp_int(s.max_mip_sols));
+  h.setOptionValue("mip_rel_gap", std::max(0.0, s.mip_rel_gap));
+  h.setOptionValue("mip_abs_gap", std::max(0.0, s.mip_abs_gap));
+  if (s.feas_tol > 0) h.setOptionValue("primal_feasibility_tolerance", s.feas_tol);
+  if (s.opt_tol > 0) h.setOptionValue("dual_feasibility_tolerance", s.opt_tol);
+  if (s.mip_tol > 0) h.setOptionValue("mip_feasibility_tolerance", s.mip_tol);
+  if (s.bar_gap > 0) h.setOptionValue("ipm_optimality_tolerance", s.bar_gap);
+  if (std::fabs(s.cutoff) < 1e20) h.setOptionValue("objective_bound", s.cutoff);
+  h.setOptionValue("run_crossover", s.crossover ? "on" : "off");
+  switch (s.lp_algorithm) {
+    case 2:
+      h.setOptionValue("solver", "simplex");
+      h.setOptionValue("simplex_strategy", static_cast<HighsInt>(1));
+      break;
+    case 3:
+      h.setOptionValue("solver", "simplex");
+      h.setOptionValue("simplex_strategy", static_cast<HighsInt>(4));
+      break;
+    case 4:
+      h.setOptionValue("solver", "ipm");
+      break;
+    default:
+      h.setOptionValue("solver", "choose");
+      break;
+  }
+  if (!s.mip) h.setOptionValue("solve_relaxation", true);
+}
+
+HighsBasisStatus to_highs(BasisStat b) {
+  switch (b) {
+    case BasisStat::Basic: return HighsBasisStatus::kBasic;
+    case BasisStat::Upper: return HighsBasisStatus::kUpper;
+    case BasisStat::Zero: return HighsBasisStatus::kZero;
+    default: return HighsBasisStatus::kLower;
+  }
+}
+
+BasisStat from_highs(HighsBasisStatus b) {
+  switch (b) {
+    case HighsBasisStatus::kBasic: return BasisStat::Basic;
+    case HighsBasisStatus::kUpper: return BasisStat::Upper;
+    case HighsBasisStatus::kZero: return BasisStat::Zero;
+    default: return BasisStat::Lower;
+  }
+}
+
+EngineStatus map_status(HighsModelStatus st, bool mip, const CallbackData &cb) {
+  switch (st) {
+    case HighsModelStatus::kOptimal:
+    case HighsModelStatus::kModelEmpty: return EngineStatus::Optimal;
+    case HighsModelStatus::kInfeasible: return EngineStatus::Infeasible;
+    case HighsModelStatus::kUnbounded: return EngineStatus::Unbounded;
+    case HighsModelStatus::kUnboundedOrInfeasible: return EngineStatus::InfeasibleOrUnbounded;
+    case HighsModelStatus::kObjectiveBound:
+    case HighsModelStatus::kObjectiveTarget: return EngineStatus::Cutoff;
+    case HighsModelStatus::kTimeLimit: return EngineStatus::TimeLimit;
+    case HighsModelStatus::kIterationLimit:
+      return mip ? EngineStatus::NodeLimit : EngineStatus::IterationLimit;
+    case HighsModelStatus::kSolutionLimit:
+      // HiGHS reports the node limit and the solution limit alike.
+      return cb.improving > 0 ? EngineStatus::SolutionLimit : EngineStatus::NodeLimit;
+    case HighsModelStatus::kInterrupt:
+    case HighsModelStatus::kHighsInterrupt: return EngineStatus::Interrupted;
+    default: return EngineStatus::Error;
+  }
+}
+
+class HighsEngine final : public Engine {
+ public:
+  const char *name() const override { return "highs"; }
+
+  void solve(FlatModel &m, const EngineSettings &s, const EngineStart &start,
+             const EngineHooks &hooks, EngineResult &r) override {
+    Highs h;
+    LineSplitter log(hooks, s.log_level);
+    CallbackData cb{&hooks, &log};
+    h.setOptionValue("output_flag", false);
+    h.setCallback(highs_callback, &cb);
+    h.startCallback(kCallbackLogging);
+    h.startCallback(kCallbackSimplexInterrupt);
+    h.startCallback(kCallbackIpmInterrupt);
+    h.startCallback(kCallbackMipInterrupt);
+    h.startCallback(kCallbackMipImprovingSolution);
+
+    const int ncols = m.ncols, nrows = m.nrows;
+    const bool mip = s.mip && m.has_integers();
+    HighsModel hm;
+    move_into(m, hm, s.mip);
+    apply_settings(h, s);
+    prepare_threads(h, s.threads);
+    if (h.passModel(std::move(hm)) == HighsStatus::kError) {
+      log.flush();
+      r.status = EngineStatus::Error;
+      r.message = "the engine refused the model";
+      return;
+    }
+    if (!mip && !start.col_basis.empty() &&
+        static_cast<int>(start.col_basis.size()) == ncols &&
+        static_cast<int>(start.row_basis.size()) == nrows) {
+      HighsBasis b;
+      b.col_status.resize(ncols);
+      b.row_status.resize(nrows);
+      for (int j = 0; j < ncols; ++j) b.col_status[j] = to_highs(start.col_basis[j]);
+      for (int i = 0; i < nrows; ++i) b.row_status[i] = to_highs(start.row_basis[i]);
+      b.valid = true;
+      b.alien = true;
+      if (h.setBasis(b, "user") != HighsStatus::kOk && hooks.log)
+        hooks.log(MSG_WARNING, "The loaded basis was not accepted; solving from scratch");
+    } else if (!mip && static_cast<int>(start.col_value.size()) == ncols) {
+      HighsSolution sol;
+      sol.col_value = start.col_value;
+      sol.value_valid = true;
+      if (static_cast<int>(start.row_dual.size()) == nrows) {
+        sol.row_dual = start.row_dual;
+        sol.dual_valid = true;
+      }
+      h.setSolution(sol);
+    }
+    if (mip && static_cast<int>(start.mip_start.size()) == ncols) {
+      HighsSolution sol;
+      sol.col_value = start.mip_start;
+      sol.value_valid = true;
+      h.setSolution(sol);
+    }
+
+    HighsStatus run = h.run();
+    log.flush();
+    const HighsInfo &info = h.getInfo();
+    const HighsModelStatus st = h.getModelStatus();
+    r.solve_time = h.getRunTime();
+    r.simplex_iter = std::max<HighsInt>(0, info.simplex_iteration_count);
+    r.barrier_iter = std::max<HighsInt>(0, info.ipm_iteration_count);
+    r.nodes = mip ? std::max<int64_t>(0, info.mip_node_count) : 0;
+    r.mip_sols = cb.improving;
+    r.max_primal_infeas = std::max(0.0, info.max_primal_infeasibility);
+    r.max_dual_infeas = std::max(0.0, info.max_dual_infeasibility);
+    r.objective = info.objective_function_value;
+    r.best_bound = mip ? info.mip_dual_bound : info.objective_function_value;
+    r.rel_gap = mip ? info.mip_gap : 0.0;
+    if (r.barrier_iter > 0)
+      r.algorithm = 4;
+    else
+      r.algorithm = s.lp_algorithm == 3 ? 3 : 2;
+    r.status = map_status(st, mip, cb);
+    if (run == HighsStatus::kError && r.status == EngineStatus::Error) {
+      r.message = "the engine failed: " + h.modelStatusToString(st);
+      return;
+    }
+    if (r.status == EngineStatus::Interrupted && !cb.interrupted)
+      r.status = EngineStatus::Error;
+
+    const HighsSolution &sol = h.getSolution();
+    if (sol.value_valid && info.primal_solution_status == kSolutionStatusFeasible) {
+      r.has_primal = true;
+      r.col_value = sol.col_value;
+      r.row_activity = sol.row_value;
+    } else if (sol.value_valid && !mip && r.status == EngineStatus::Unbounded) {
+      // An unbounded LP has a feasible point; keep it.
+      r.has_primal = true;
+      r.col_value = sol.col_value;
+      r.row_activity = sol.row_value;
+    }
+    if (!mip && sol.dual_valid && info.dual_solution_status != kSolutionStatusNone) {
+      r.has_dual = true;
+      r.row_dual = sol.row_dual;
+      r.col_dual = sol.col_dual;
+    }
+    const HighsBasis &b = h.getBasis();
+    if (!mip && b.valid && static_cast<int>(b.col_status.size()) == ncols) {
+      r.has_basis = true;
+      r.col_basis.resize(ncols);
+      r.row_basis.resize(nrows);
+      for (int j = 0; j < ncols; ++j) r.col_basis[j] = from_highs(b.col_status[j]);
+      for (int i = 0; i < nrows; ++i) r.row_basis[i] = from_highs(b.row_status[i]);
+    }
+    if (mip && r.has_primal && r.mip_sols == 0) r.mip_sols = 1;
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<Engine> make_engine(const std::string &name) {
+  std::string n;
+  for (char c : name) n += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (n.empty() || n == "highs") return std::unique_ptr<Engine>(new HighsEngine());
+  return nullptr;
+}
+
+}  // namespace qnda

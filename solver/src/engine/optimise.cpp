@@ -1,0 +1,413 @@
+#include "engine/optimise.h"
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstring>
+#include <mutex>
+#include <string>
+
+#include "core/error.h"
+#include "core/messages.h"
+#include "core/problem.h"
+#include "engine/engine.h"
+#include "engine/reformulate.h"
+
+namespace qnda {
+
+// ------------------------------------------------------------------ SIGINT
+namespace {
+
+std::atomic<unsigned> g_sigint_count{0};
+static_assert(std::atomic<unsigned>::is_always_lock_free, "the handler needs a lock-free counter");
+
+extern "C" void qnda_sigint_handler(int) {
+  // Async-signal-safe: a lock-free atomic increment and nothing else.
+  g_sigint_count.fetch_add(1, std::memory_order_relaxed);
+}
+
+std::mutex g_sig_mu;
+int g_sig_users = 0;
+struct sigaction g_sig_saved;
+
+}  // namespace
+
+SigintScope::SigintScope() {
+  std::lock_guard<std::mutex> lk(g_sig_mu);
+  if (g_sig_users++ == 0) {
+    struct sigaction sa;
+    std::memset(&sa, 0, sizeof sa);
+    sa.sa_handler = qnda_sigint_handler;
+    sigemptyset(&sa.sa_mask);
+    sa.sa_flags = SA_RESTART;
+    sigaction(SIGINT, &sa, &g_sig_saved);
+  }
+  start_ = g_sigint_count.load(std::memory_order_relaxed);
+}
+
+SigintScope::~SigintScope() {
+  std::lock_guard<std::mutex> lk(g_sig_mu);
+  if (--g_sig_users == 0) sigaction(SIGINT, &g_sig_saved, nullptr);
+}
+
+bool SigintScope::fired() const {
+  return g_sigint_count.load(std::memory_order_relaxed) != start_;
+}
+
+// ------------------------------------------------------------ optimisation
+namespace {
+
+struct Flags {
+  int algorithm = 0;  // 0: from the control
+  bool relax = false;
+};
+
+Flags parse_flags(const char *flags, bool mip) {
+  Flags f;
+  if (!flags) return f;
+  for (const char *p = flags; *p; ++p) {
+    switch (*p) {
+      case 'd': f.algorithm = 2; break;
+      case 'p': f.algorithm = 3; break;
+      case 'b': f.algorithm = 4; break;
+      case 'n': f.algorithm = 1; break;
+      case 'l':
+        if (!mip) fail(QNDA_ERR_ARGUMENT, "unknown flag 'l' (only mipoptimize takes it)");
+        f.relax = true;
+        break;
+      case ' ': break;
+      default:
+        fail(QNDA_ERR_ARGUMENT, "unknown flag '%c' in \"%s\" (known: d p b n%s)", *p, flags,
+             mip ? " l" : "");
+    }
+  }
+  return f;
+}
+
+EngineSettings settings_from(const Controls &c, bool mip, const Flags &f) {
+  EngineSettings s;
+  s.mip = mip && !f.relax;
+  s.lp_algorithm = f.algorithm ? f.algorithm : c.get_int(QNDA_LPALGORITHM);
+  s.log_level = c.get_int(QNDA_LOGLEVEL);
+  s.threads = c.get_int(QNDA_THREADS);
+  s.presolve = c.get_int(QNDA_PRESOLVE);
+  s.scaling = c.get_int(QNDA_SCALING);
+  s.crossover = c.get_int(QNDA_CROSSOVER);
+  s.random_seed = c.get_int(QNDA_RANDOMSEED);
+  s.lp_iter_limit = c.get_int(QNDA_LPITERLIMIT);
+  s.bar_iter_limit = c.get_int(QNDA_BARITERLIMIT);
+  s.max_nodes = c.get_int64(QNDA_MAXNODE);
+  s.max_mip_sols = c.get_int(QNDA_MAXMIPSOL);
+  s.time_limit = c.get_dbl(QNDA_TIMELIMIT);
+  s.mip_rel_gap = c.get_dbl(QNDA_MIPRELSTOP);
+  s.mip_abs_gap = c.get_dbl(QNDA_MIPABSSTOP);
+  s.feas_tol = c.get_dbl(QNDA_FEASTOL);
+  s.opt_tol = c.get_dbl(QNDA_OPTIMALITYTOL);
+  s.mip_tol = c.get_dbl(QNDA_MIPTOL);
+  s.cutoff = c.get_dbl(QNDA_MIPCUTOFF);
+  s.bar_gap = c.get_dbl(QNDA_BARGAPSTOP);
+  s.infinity = c.get_dbl(QNDA_INFINITYCTRL);
+  // An iteration limit of 0 means "none" to the engine adapters.
+  if (s.lp_iter_limit == 0) s.lp_iter_limit = -1;
+  if (s.bar_iter_limit == 0) s.bar_iter_limit = -1;
+  if (s.max_nodes == 0) s.max_nodes = -1;
+  return s;
+}
+
+// Row basis statuses: ours are those of the slack s = rhs - a'x (an 'L'
+// row at its limit has s = 0 at its lower bound); the engine's are those of
+// the activity a'x.
+int row_stat_from_engine(BasisStat b, char type) {
+  switch (b) {
+    case BasisStat::Basic: return QNDA_BASIC;
+    case BasisStat::Zero: return type == 'N' ? QNDA_BASIC : QNDA_FREE_SUPER;
+    case BasisStat::Lower: return type == 'E' || type == 'L' ? QNDA_AT_LOWER : QNDA_AT_UPPER;
+    case BasisStat::Upper: return type == 'G' ? QNDA_AT_UPPER : QNDA_AT_LOWER;
+  }
+  return QNDA_BASIC;
+}
+
+BasisStat row_stat_to_engine(int s, char type) {
+  switch (s) {
+    case QNDA_BASIC: return BasisStat::Basic;
+    case QNDA_FREE_SUPER: return BasisStat::Zero;
+    case QNDA_AT_LOWER: return type == 'G' || type == 'E' ? BasisStat::Lower : BasisStat::Upper;
+    default: return type == 'L' ? BasisStat::Upper : BasisStat::Lower;
+  }
+}
+
+int col_stat_from_engine(BasisStat b) {
+  switch (b) {
+    case BasisStat::Basic: return QNDA_BASIC;
+    case BasisStat::Upper: return QNDA_AT_UPPER;
+    case BasisStat::Zero: return QNDA_FREE_SUPER;
+    default: return QNDA_AT_LOWER;
+  }
+}
+
+BasisStat col_stat_to_engine(int s) {
+  switch (s) {
+    case QNDA_BASIC: return BasisStat::Basic;
+    case QNDA_AT_UPPER: return BasisStat::Upper;
+    case QNDA_FREE_SUPER: return BasisStat::Zero;
+    default: return BasisStat::Lower;
+  }
+}
+
+const char *stop_text(int stop) {
+  switch (stop) {
+    case QNDA_STOP_TIMELIMIT: return "time limit reached";
+    case QNDA_STOP_CTRLC: return "interrupted by Ctrl-C";
+    case QNDA_STOP_NODELIMIT: return "node limit reached";
+    case QNDA_STOP_ITERLIMIT: return "iteration limit reached";
+    case QNDA_STOP_MIPGAP: return "MIP gap reached";
+    case QNDA_STOP_SOLLIMIT: return "solution limit reached";
+    case QNDA_STOP_USER: return "interrupted by the user";
+    default: return "interrupted";
+  }
+}
+
+void fill_results(const Model &model, const EngineResult &r, SolveState &st) {
+  const int n = model.ncols(), m = model.nrows();
+  if (r.has_primal) {
+    st.has_solution = true;
+    st.x.assign(r.col_value.begin(), r.col_value.begin() + n);
+    st.slack.resize(m);
+    const auto &rhs = model.rhs();
+    for (int i = 0; i < m; ++i) st.slack[i] = rhs[i] - r.row_activity[i];
+  }
+  if (r.has_dual) {
+    st.has_duals = true;
+    st.duals.assign(r.row_dual.begin(), r.row_dual.begin() + m);
+    st.djs.assign(r.col_dual.begin(), r.col_dual.begin() + n);
+  }
+  if (r.has_basis && static_cast<int>(r.col_basis.size()) == n &&
+      static_cast<int>(r.row_basis.size()) == m) {
+    st.colstat.resize(n);
+    st.rowstat.resize(m);
+    for (int j = 0; j < n; ++j) st.colstat[j] = col_stat_from_engine(r.col_basis[j]);
+    const auto &type = model.rowtype();
+    for (int i = 0; i < m; ++i) st.rowstat[i] = row_stat_from_engine(r.row_basis[i], type[i]);
+  }
+}
+
+int stop_of(EngineStatus s, int interrupt_reason) {
+  switch (s) {
+    case EngineStatus::TimeLimit: return QNDA_STOP_TIMELIMIT;
+    case EngineStatus::IterationLimit: return QNDA_STOP_ITERLIMIT;
+    case EngineStatus::NodeLimit: return QNDA_STOP_NODELIMIT;
+    case EngineStatus::SolutionLimit: return QNDA_STOP_SOLLIMIT;
+    case EngineStatus::Interrupted: return interrupt_reason ? interrupt_reason : QNDA_STOP_USER;
+    default: return QNDA_STOP_NONE;
+  }
+}
+
+int lp_status_of(EngineStatus s) {
+  switch (s) {
+    case EngineStatus::Optimal: return QNDA_LP_OPTIMAL;
+    case EngineStatus::Infeasible:
+    case EngineStatus::InfeasibleOrUnbounded: return QNDA_LP_INFEAS;
+    case EngineStatus::Unbounded: return QNDA_LP_UNBOUNDED;
+    case EngineStatus::Cutoff: return QNDA_LP_CUTOFF_IN_DUAL;
+    case EngineStatus::TimeLimit:
+    case EngineStatus::IterationLimit:
+    case EngineStatus::NodeLimit:
+    case EngineStatus::SolutionLimit:
+    case EngineStatus::Interrupted: return QNDA_LP_UNFINISHED;
+    case EngineStatus::NonConvex: return QNDA_LP_NONCONVEX;
+    default: return QNDA_LP_UNSOLVED;
+  }
+}
+
+int mip_status_of(EngineStatus s, bool has_solution) {
+  switch (s) {
+    case EngineStatus::Optimal: return QNDA_MIP_OPTIMAL;
+    case EngineStatus::Infeasible:
+    case EngineStatus::InfeasibleOrUnbounded:
+    case EngineStatus::Cutoff: return QNDA_MIP_INFEAS;
+    case EngineStatus::Unbounded: return QNDA_MIP_UNBOUNDED;
+    default: return has_solution ? QNDA_MIP_SOLUTION : QNDA_MIP_NO_SOL_FOUND;
+  }
+}
+
+const char *lp_status_text(int s) {
+  static const char *names[] = {"unstarted", "optimal", "infeasible", "cut off",
+                                "unfinished", "unbounded", "cut off in dual", "unsolved",
+                                "nonconvex"};
+  return s >= 0 && s <= 8 ? names[s] : "unknown";
+}
+
+const char *mip_status_text(int s) {
+  static const char *names[] = {"not loaded", "LP not optimal", "LP optimal",
+                                "no solution found", "solution found", "infeasible",
+                                "optimal", "unbounded"};
+  return s >= 0 && s <= 7 ? names[s] : "unknown";
+}
+
+}  // namespace
+
+void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
+  const auto t0 = std::chrono::steady_clock::now();
+  const Flags f = parse_flags(flags, mip);
+  const Controls &ctl = prob.controls;
+  EngineSettings s = settings_from(ctl, mip, f);
+  const Model &model = prob.model;
+  SolveState &st = prob.solve;
+
+  std::unique_ptr<Engine> engine = make_engine(ctl.get_str(QNDA_SOLVERNAME));
+  if (!engine)
+    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs)",
+         ctl.get_str(QNDA_SOLVERNAME).c_str());
+
+  FlattenOptions fo;
+  fo.discrete = s.mip;
+  fo.infinity = s.infinity;
+  fo.engine = engine->name();
+  FlatModel fm;
+  flatten(model, fo, fm);
+  const bool search = s.mip && fm.has_integers();
+
+  // Starting points, only where the engine's model is the user's.
+  EngineStart start;
+  const int n = model.ncols(), m = model.nrows();
+  const bool same_shape = fm.ncols == n && fm.nrows == m;
+  if (same_shape && static_cast<int>(st.start_colstat.size()) == n &&
+      static_cast<int>(st.start_rowstat.size()) == m) {
+    start.col_basis.resize(n);
+    start.row_basis.resize(m);
+    for (int j = 0; j < n; ++j) start.col_basis[j] = col_stat_to_engine(st.start_colstat[j]);
+    for (int i = 0; i < m; ++i)
+      start.row_basis[i] = row_stat_to_engine(st.start_rowstat[i], model.rowtype()[i]);
+  } else if (same_shape && static_cast<int>(st.start_x.size()) == n) {
+    start.col_value = st.start_x;
+    if (static_cast<int>(st.start_duals.size()) == m) start.row_dual = st.start_duals;
+  }
+  if (static_cast<int>(st.mip_start.size()) == n) {
+    start.mip_start = st.mip_start;
+    if (fm.ncols > n) {
+      // Columns added by the reformulation are left for the engine to
+      // complete; HiGHS needs a full vector, so start them at their lower
+      // bounds and let it repair.
+      start.mip_start.resize(fm.ncols, 0.0);
+    }
+  }
+
+  st.clear_results();
+  st.model_changed = false;
+  st.was_mip = search;
+
+  const int log_level = s.log_level;
+  const char *what = search ? "MIP" : fm.has_quadratic() ? "QP" : "LP";
+  if (log_level >= 1) {
+    emit_messagef(&prob, MSG_INFO, "Solving %s with %s: %d rows, %d columns, %lld elements%s",
+                  what, engine->name(), m, n,
+                  static_cast<long long>(fm.start.empty() ? 0 : fm.start.back()),
+                  fm.ncols > n || fm.nrows > m ? " (reformulated)" : "");
+    if (fm.ncols > n || fm.nrows > m)
+      emit_messagef(&prob, MSG_INFO,
+                    "Sets, indicators and partially integer columns added %d rows and %d "
+                    "columns",
+                    fm.nrows - m, fm.ncols - n);
+  }
+
+  // Interruption: QNDAinterrupt's reason, or Ctrl-C while we run.
+  SigintScope sigint;
+  std::atomic<int> reason{0};
+  EngineHooks hooks;
+  hooks.stop = [&]() {
+    if (reason.load(std::memory_order_relaxed)) return true;
+    int r = prob.interrupt.load(std::memory_order_relaxed);
+    if (!r && sigint.fired()) r = QNDA_STOP_CTRLC;
+    if (!r) return false;
+    int expected = 0;
+    reason.compare_exchange_strong(expected, r);
+    return true;
+  };
+  hooks.log = [&prob](int type, const std::string &line) {
+    emit_message(&prob, type, line.c_str());
+  };
+
+  EngineResult r;
+  if (int pending = prob.interrupt.load()) {
+    // Interrupted before it began.
+    reason = pending;
+    r.status = EngineStatus::Interrupted;
+  } else {
+    engine->solve(fm, s, start, hooks, r);
+  }
+  prob.interrupt.store(0);
+
+  st.solve_time = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  st.simplex_iter = r.simplex_iter;
+  st.barrier_iter = r.barrier_iter;
+  st.nodes = r.nodes;
+  st.mip_sols = r.mip_sols;
+  st.max_primal_infeas = r.max_primal_infeas;
+  st.max_dual_infeas = r.max_dual_infeas;
+  st.algorithm = search ? 0 : r.algorithm;
+  st.stop_status = stop_of(r.status, reason.load());
+  fill_results(model, r, st);
+  if (!search && r.status != EngineStatus::Optimal && r.status != EngineStatus::Unbounded) {
+    // Only an optimal (or an unbounded problem's feasible) point is kept.
+    st.has_solution = false;
+    st.x.clear();
+    st.slack.clear();
+    st.has_duals = false;
+    st.duals.clear();
+    st.djs.clear();
+  }
+
+  const double no_obj = model.obj_sense() < 0 ? -QNDA_INFINITY : QNDA_INFINITY;
+  if (search) {
+    st.mip_status = mip_status_of(r.status, st.has_solution);
+    st.lp_status = st.has_solution || r.status == EngineStatus::Optimal ? QNDA_LP_OPTIMAL
+                                                                        : lp_status_of(r.status);
+    if (r.status == EngineStatus::Infeasible) st.lp_status = QNDA_LP_INFEAS;
+    st.mip_obj = st.has_solution ? r.objective : no_obj;
+    st.obj = st.mip_obj;
+    st.best_bound = r.best_bound;
+    st.rel_gap = st.has_solution ? r.rel_gap : QNDA_INFINITY;
+  } else {
+    st.lp_status = lp_status_of(r.status);
+    st.lp_obj = r.objective;
+    st.obj = st.lp_obj;
+    st.best_bound = r.status == EngineStatus::Optimal ? r.objective : st.best_bound;
+    if (mip) {
+      // mipoptimize of a problem without entities, or of its relaxation ("l").
+      if (f.relax)
+        st.mip_status = st.lp_status == QNDA_LP_OPTIMAL ? QNDA_MIP_LP_OPTIMAL
+                                                        : QNDA_MIP_LP_NOT_OPTIMAL;
+      else
+        st.mip_status = mip_status_of(r.status, st.has_solution);
+      if (!f.relax) {
+        st.mip_obj = st.has_solution ? r.objective : no_obj;
+        st.mip_sols = st.has_solution ? 1 : 0;
+      }
+    }
+  }
+
+  if (log_level >= 1) {
+    if (search)
+      emit_messagef(&prob, MSG_INFO,
+                    "MIP status: %s; objective %.10g, best bound %.10g, gap %.4g%%, %lld nodes, "
+                    "%.2fs",
+                    mip_status_text(st.mip_status), st.mip_obj, st.best_bound,
+                    st.has_solution ? 100.0 * st.rel_gap : 100.0,
+                    static_cast<long long>(st.nodes), st.solve_time);
+    else
+      emit_messagef(&prob, MSG_INFO, "%s status: %s; objective %.10g, %lld iterations, %.2fs",
+                    what, lp_status_text(st.lp_status), st.lp_obj,
+                    static_cast<long long>(st.simplex_iter + st.barrier_iter), st.solve_time);
+    if (st.stop_status != QNDA_STOP_NONE)
+      emit_messagef(&prob, MSG_INFO, "Stopped: %s", stop_text(st.stop_status));
+  }
+  flush_messages(&prob);
+
+  if (r.status == EngineStatus::NonConvex)
+    fail(QNDA_ERR_UNSUPPORTED, "%s", r.message.c_str());
+  if (r.status == EngineStatus::Error)
+    fail(QNDA_ERR_ENGINE, "%s", r.message.empty() ? "the engine failed" : r.message.c_str());
+}
+
+}  // namespace qnda

@@ -1,0 +1,30 @@
+// One optimisation of a problem: controls to engine settings, the model to a
+// FlatModel, the engine run with interruption (QNDAinterrupt, SIGINT) and
+// log routing, and the results mapped back onto the problem's SolveState.
+#pragma once
+
+struct qnda_problem_s;
+
+namespace qnda {
+
+// mip: QNDAmipoptimize (else QNDAlpoptimize).  Throws qnda::Error; an
+// infeasible, unbounded or stopped solve is not an error.
+void optimise(qnda_problem_s &prob, bool mip, const char *flags);
+
+// The SIGINT hand-over for the length of an optimisation: the handler only
+// counts signals.  Nested and concurrent optimisations share one
+// installation.
+class SigintScope {
+ public:
+  SigintScope();
+  ~SigintScope();
+  SigintScope(const SigintScope &) = delete;
+  SigintScope &operator=(const SigintScope &) = delete;
+  // True when SIGINT arrived since this scope began.
+  bool fired() const;
+
+ private:
+  unsigned start_;
+};
+
+}  // namespace qnda

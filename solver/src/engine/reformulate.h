@@ -1,0 +1,22 @@
+// From the model store to a FlatModel an engine can solve.  Sets (SOS1,
+// SOS2), indicator rows and partially integer columns become binaries and
+// rows whose big-M values come from finite bounds; a needed bound that is
+// infinite is an error, never a guess.  Quadratic rows, and a quadratic
+// objective together with discrete columns, are refused (QNDA_ERR_UNSUPPORTED).
+#pragma once
+
+#include "engine/flatmodel.h"
+#include "model/model.h"
+
+namespace qnda {
+
+struct FlattenOptions {
+  bool discrete = true;    // keep integrality and reformulate entities
+  double infinity = 1e20;  // bound magnitude treated as infinite
+  const char *engine = "highs";  // named in error messages
+};
+
+// Throws qnda::Error.
+void flatten(const Model &model, const FlattenOptions &opt, FlatModel &out);
+
+}  // namespace qnda
