@@ -56,5 +56,7 @@ void emit_messagef(qnda_problem_s *prob, int msgtype, const char *fmt, ...)
     __attribute__((format(printf, 3, 4)));
 // Tells the handlers to flush (msg NULL, msgtype -1) and flushes stdout.
 void flush_messages(qnda_problem_s *prob);
+// Closes the problem's log file (QNDA_LOGFILE), if one is open.
+void close_logfile(const qnda_problem_s *prob);
 
 }  // namespace qnda

@@ -42,16 +42,19 @@ class SparseMatrix {
   int nrows() const { return nrows_; }
   int ncols() const { return static_cast<int>(start_.size()) - 1; }
 
-  // Appends nrows rows (CSR input, entries of row i at [start[i], start[i+1])
-  // minus start[0]).  Duplicates in a row are summed, zeros dropped.
+  void add_empty_rows(int n);
+  void add_empty_cols(int n);
+  // Adds the entries of n existing rows first_row ... (CSR: row i's entries
+  // at [start[i], start[i+1])).  Sums duplicates, drops zeros.
   template <class Idx>
-  void append_rows(int nrows, const Idx *start, const int *colind, const double *val);
-  // Appends ncols columns; with len, column j is [start[j], start[j]+len[j]),
-  // else [start[j], start[j+1]).  Duplicates summed, zeros dropped.
+  void add_row_entries(int first_row, int n, const Idx *start, const int *colind,
+                       const double *val);
+  // Adds the entries of n existing columns first_col ...; with len, column j
+  // is [start[j], start[j] + len[j]), else [start[j], start[j+1]).  Appending
+  // to the last, still empty columns is done in place.
   template <class Idx>
-  void append_cols(int ncols, const Idx *start, const int *len, const int *rowind,
-                   const double *val);
-  void add_empty_rows(int n) { nrows_ += n; touch(); }
+  void add_col_entries(int first_col, int n, const Idx *start, const int *len,
+                       const int *rowind, const double *val);
 
   void set_coef(int row, int col, double v);  // replaces; 0 removes
   void add_coef(int row, int col, double v);  // sums

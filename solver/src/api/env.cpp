@@ -1,0 +1,173 @@
+// Environment: initialisation count, version and banner, global last error,
+// checked mode, environment message handlers, the allocator.
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <string>
+
+#include "api/guard.h"
+#include "core/messages.h"
+#include "qnda.h"
+
+// The engine's version, from its C interface (no engine headers outside the
+// engine adapter).
+extern "C" const char *Highs_version(void);
+
+namespace qnda {
+
+namespace {
+std::mutex g_init_mu;
+int g_init_count = 0;
+std::atomic<bool> g_initialised{false};
+std::atomic<bool> g_checked{true};
+}  // namespace
+
+bool lib_initialised() { return g_initialised.load(std::memory_order_acquire); }
+bool checked_mode() { return g_checked.load(std::memory_order_relaxed); }
+
+void check_index(int i, int n, const char *what) {
+  if (i < 0 || i >= n) {
+    if (n == 0) fail(QNDA_ERR_INDEX, "%s index %d out of range (there are none)", what, i);
+    fail(QNDA_ERR_INDEX, "%s index %d out of range [0, %d]", what, i, n - 1);
+  }
+}
+
+void check_range(int first, int last, int n, const char *what) {
+  if (first < 0 || last >= n || first > last + 1) {
+    if (n == 0)
+      fail(QNDA_ERR_INDEX, "%s range [%d, %d] out of range (there are none)", what, first, last);
+    fail(QNDA_ERR_INDEX, "%s range [%d, %d] out of range [0, %d]", what, first, last, n - 1);
+  }
+}
+
+void check_array(const void *p, const char *name) {
+  if (!p) fail(QNDA_ERR_ARGUMENT, "argument %s is NULL", name);
+}
+
+void check_count(long long n, const char *name) {
+  if (n < 0) fail(QNDA_ERR_ARGUMENT, "%s is negative (%lld)", name, n);
+}
+
+}  // namespace qnda
+
+using namespace qnda;
+
+extern "C" {
+
+QNDA_API void *qo_MemoryAllocator_DefaultHeap = nullptr;
+
+int QNDAinit(const char *path) {
+  (void)path;  // nothing to find: the engines are linked in
+  std::lock_guard<std::mutex> lk(g_init_mu);
+  ++g_init_count;
+  g_initialised.store(true, std::memory_order_release);
+  return QNDA_OK;
+}
+
+int QNDAfree(void) {
+  std::lock_guard<std::mutex> lk(g_init_mu);
+  if (g_init_count == 0)
+    return record(global_error(), "QNDAfree", QNDA_ERR_NOTINIT,
+                  "the library is not initialised (QNDAfree without QNDAinit)");
+  if (--g_init_count == 0) g_initialised.store(false, std::memory_order_release);
+  return QNDA_OK;
+}
+
+int QNDAgetversion(char *version) {
+  if (!version)
+    return record(global_error(), "QNDAgetversion", QNDA_ERR_ARGUMENT, "argument version is NULL");
+  std::snprintf(version, QNDA_MAXVERSIONLENGTH, "%02d.%02d.%02d", QNDA_VERSION_MAJOR,
+                QNDA_VERSION_MINOR, QNDA_VERSION_BUILD);
+  return QNDA_OK;
+}
+
+int QNDAgetversionnumbers(int *major, int *minor, int *build) {
+  if (major) *major = QNDA_VERSION_MAJOR;
+  if (minor) *minor = QNDA_VERSION_MINOR;
+  if (build) *build = QNDA_VERSION_BUILD;
+  return QNDA_OK;
+}
+
+int QNDAgetbanner(char *banner) {
+  return guard_env("QNDAgetbanner", [&] {
+    check_array(banner, "banner");
+    std::snprintf(banner, QNDA_MAXBANNERLENGTH,
+                  "quendalib solver library libqnda %02d.%02d.%02d\n"
+                  "LP, MIP and QP engine: HiGHS %s",
+                  QNDA_VERSION_MAJOR, QNDA_VERSION_MINOR, QNDA_VERSION_BUILD, Highs_version());
+  });
+}
+
+int QNDA_ge_getlasterror(int *msgcode, char *msg, int maxbytes, int *nbytes) {
+  ErrorRecord &rec = global_error();
+  if (msgcode) *msgcode = rec.code();
+  copy_out(rec.message(), msg, maxbytes, nbytes);
+  return QNDA_OK;
+}
+
+int QNDAsetcheckedmode(int checked) {
+  return guard_env("QNDAsetcheckedmode", [&] { g_checked.store(checked != 0); });
+}
+
+int QNDAgetcheckedmode(int *checked) {
+  return guard_env("QNDAgetcheckedmode", [&] {
+    check_array(checked, "checked");
+    *checked = g_checked.load() ? 1 : 0;
+  });
+}
+
+int QNDAenablemessages(int enable) {
+  return guard_env("QNDAenablemessages", [&] { set_messages_enabled(enable != 0); });
+}
+
+int QNDA_ge_addcbmsghandler(QNDAmsghandler handler, void *data, int priority) {
+  return guard_env("QNDA_ge_addcbmsghandler", [&] {
+    check_array(reinterpret_cast<const void *>(handler), "handler");
+    env_handlers().add(handler, data, priority);
+  });
+}
+
+int QNDA_ge_removecbmsghandler(QNDAmsghandler handler, void *data) {
+  return guard_env("QNDA_ge_removecbmsghandler",
+                   [&] { env_handlers().remove(handler, data); });
+}
+
+int qo_MemoryAllocator_Alloc_Untyped(void *heap, size_t size, void **p) {
+  (void)heap;
+  if (!p)
+    return record(global_error(), "qo_MemoryAllocator_Alloc_Untyped", QNDA_ERR_ARGUMENT,
+                  "argument p is NULL");
+  void *q = std::malloc(size ? size : 1);
+  if (!q) {
+    *p = nullptr;
+    return record(global_error(), "qo_MemoryAllocator_Alloc_Untyped", QNDA_ERR_NOMEMORY,
+                  "out of memory");
+  }
+  *p = q;
+  return QNDA_OK;
+}
+
+int qo_MemoryAllocator_Realloc_Untyped(void *heap, void **p, size_t size) {
+  (void)heap;
+  if (!p)
+    return record(global_error(), "qo_MemoryAllocator_Realloc_Untyped", QNDA_ERR_ARGUMENT,
+                  "argument p is NULL");
+  void *q = std::realloc(*p, size ? size : 1);
+  if (!q)
+    return record(global_error(), "qo_MemoryAllocator_Realloc_Untyped", QNDA_ERR_NOMEMORY,
+                  "out of memory");
+  *p = q;
+  return QNDA_OK;
+}
+
+int qo_MemoryAllocator_Free_Untyped(void *heap, void **p) {
+  (void)heap;
+  if (!p) return QNDA_OK;
+  std::free(*p);
+  *p = nullptr;
+  return QNDA_OK;
+}
+
+}  // extern "C"

@@ -1,0 +1,321 @@
+#include "model/model.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace qnda {
+
+namespace {
+
+const char kDefaultPrefix[3] = {'R', 'C', 'S'};
+
+template <class T>
+void compact(std::vector<T> &v, const std::vector<char> &drop) {
+  if (v.empty()) return;
+  size_t w = 0;
+  for (size_t k = 0; k < v.size(); ++k)
+    if (!drop[k]) v[w++] = std::move(v[k]);
+  v.resize(w);
+}
+
+std::vector<char> drop_flags(int count, int n, const int *idx) {
+  std::vector<char> drop(count, 0);
+  for (int k = 0; k < n; ++k) drop[idx[k]] = 1;
+  return drop;
+}
+
+double clamp01(double v) { return v < 0.0 ? 0.0 : v > 1.0 ? 1.0 : v; }
+
+}  // namespace
+
+// --------------------------------------------------------------------- rows
+void Model::row_bounds(int i, double *lo, double *hi) const {
+  double r = rhs_[i];
+  switch (rowtype_[i]) {
+    case 'L': *lo = -QNDA_INFINITY; *hi = r; break;
+    case 'G': *lo = r; *hi = QNDA_INFINITY; break;
+    case 'E': *lo = r; *hi = r; break;
+    case 'R': *lo = r - range_[i]; *hi = r; break;
+    default: *lo = -QNDA_INFINITY; *hi = QNDA_INFINITY; break;
+  }
+  if (*lo <= -QNDA_INFINITY) *lo = -QNDA_INFINITY;
+  if (*hi >= QNDA_INFINITY) *hi = QNDA_INFINITY;
+}
+
+int Model::entity_count() const {
+  int n = 0;
+  for (char t : coltype_) n += t != 'C';
+  return n;
+}
+
+std::vector<int> Model::qrow_list() const {
+  std::vector<int> rows;
+  for (const auto &kv : qrows_)
+    if (!kv.second.empty()) rows.push_back(kv.first);
+  return rows;
+}
+
+QNDAint64 Model::qrow_terms() const {
+  QNDAint64 n = 0;
+  for (const auto &kv : qrows_) n += kv.second.size();
+  return n;
+}
+
+// -------------------------------------------------------------------- names
+std::vector<std::string> &Model::names_of(int kind) { return names_[kind - 1]; }
+const std::vector<std::string> &Model::names_of(int kind) const { return names_[kind - 1]; }
+
+int Model::count_of(int kind) const {
+  return kind == NAMES_ROWS ? nrows() : kind == NAMES_COLS ? ncols() : nsets();
+}
+
+void Model::names_changed(int kind) { name_index_valid_[kind - 1] = false; }
+
+bool Model::has_name(int kind, int i) const {
+  const auto &v = names_of(kind);
+  return !v.empty() && !v[i].empty();
+}
+
+std::string Model::name(int kind, int i) const {
+  const auto &v = names_of(kind);
+  if (!v.empty() && !v[i].empty()) return v[i];
+  char buf[24];
+  std::snprintf(buf, sizeof buf, "%c%d", kDefaultPrefix[kind - 1], i);
+  return buf;
+}
+
+void Model::set_name(int kind, int i, const char *name) {
+  auto &v = names_of(kind);
+  if (v.empty()) {
+    if (!*name) return;
+    v.resize(count_of(kind));
+  }
+  v[i] = name;
+  names_changed(kind);
+}
+
+int Model::find_name(int kind, const char *name) const {
+  const auto &v = names_of(kind);
+  auto &index = name_index_[kind - 1];
+  if (!name_index_valid_[kind - 1]) {
+    index.clear();
+    for (int i = 0; i < static_cast<int>(v.size()); ++i)
+      if (!v[i].empty()) index.emplace(v[i], i);  // the first of equal names wins
+    name_index_valid_[kind - 1] = true;
+  }
+  auto it = index.find(name);
+  if (it != index.end()) return it->second;
+  // Default names of unnamed items.
+  if (name[0] == kDefaultPrefix[kind - 1] && name[1] >= '0' && name[1] <= '9' &&
+      (name[1] != '0' || name[2] == '\0')) {
+    char *end = nullptr;
+    long i = std::strtol(name + 1, &end, 10);
+    if (*end == '\0' && i >= 0 && i < count_of(kind) && !has_name(kind, static_cast<int>(i)))
+      return static_cast<int>(i);
+  }
+  return -1;
+}
+
+size_t Model::longest_name() const {
+  size_t longest = 0;
+  for (int kind = 1; kind <= 3; ++kind) {
+    const auto &v = names_of(kind);
+    int n = count_of(kind);
+    bool any_default = v.empty() ? n > 0 : false;
+    for (const auto &s : v) {
+      if (s.empty()) any_default = true;
+      longest = std::max(longest, s.size());
+    }
+    if (any_default) longest = std::max(longest, name(kind, n - 1).size());
+  }
+  return longest;
+}
+
+// ------------------------------------------------------------------ loading
+void Model::clear() { *this = Model(); }
+
+void Model::append_rows(int n, const char *type, const double *rhs, const double *range) {
+  if (n <= 0) return;
+  rowtype_.insert(rowtype_.end(), type, type + n);
+  if (rhs)
+    rhs_.insert(rhs_.end(), rhs, rhs + n);
+  else
+    rhs_.insert(rhs_.end(), n, 0.0);
+  if (range)
+    range_.insert(range_.end(), range, range + n);
+  else
+    range_.insert(range_.end(), n, 0.0);
+  mat_.add_empty_rows(n);
+  if (!names_[0].empty()) names_[0].resize(rowtype_.size());
+  if (!indcol_.empty()) {
+    indcol_.resize(rowtype_.size(), -1);
+    indcomp_.resize(rowtype_.size(), 0);
+  }
+}
+
+void Model::append_cols(int n, const double *obj, const double *lb, const double *ub) {
+  if (n <= 0) return;
+  if (obj)
+    obj_.insert(obj_.end(), obj, obj + n);
+  else
+    obj_.insert(obj_.end(), n, 0.0);
+  if (lb)
+    lb_.insert(lb_.end(), lb, lb + n);
+  else
+    lb_.insert(lb_.end(), n, 0.0);
+  if (ub)
+    ub_.insert(ub_.end(), ub, ub + n);
+  else
+    ub_.insert(ub_.end(), n, QNDA_INFINITY);
+  coltype_.insert(coltype_.end(), n, 'C');
+  limit_.insert(limit_.end(), n, 0.0);
+  mat_.add_empty_cols(n);
+  if (!names_[1].empty()) names_[1].resize(obj_.size());
+}
+
+void Model::add_set(char type, QNDAint64 n, const int *cols, const double *refs) {
+  settype_.push_back(type);
+  setcol_.insert(setcol_.end(), cols, cols + n);
+  if (refs) {
+    setref_.insert(setref_.end(), refs, refs + n);
+  } else {
+    for (QNDAint64 k = 0; k < n; ++k) setref_.push_back(static_cast<double>(k + 1));
+  }
+  setstart_.push_back(static_cast<QNDAint64>(setcol_.size()));
+  if (!names_[2].empty()) names_[2].resize(settype_.size());
+}
+
+// ----------------------------------------------------------------- changing
+void Model::set_lb(int col, double v) { lb_[col] = coltype_[col] == 'B' ? clamp01(v) : v; }
+void Model::set_ub(int col, double v) { ub_[col] = coltype_[col] == 'B' ? clamp01(v) : v; }
+
+void Model::set_coltype(int col, char t) {
+  coltype_[col] = t;
+  if (t == 'B') {
+    lb_[col] = clamp01(lb_[col]);
+    ub_[col] = clamp01(ub_[col]);
+  }
+}
+
+void Model::set_indicator(int row, int col, int comp) {
+  if (indcol_.empty()) {
+    if (comp == 0) return;
+    indcol_.assign(nrows(), -1);
+    indcomp_.assign(nrows(), 0);
+  }
+  bool was = indcol_[row] >= 0;
+  if (comp == 0 || col < 0) {
+    indcol_[row] = -1;
+    indcomp_[row] = 0;
+  } else {
+    indcol_[row] = col;
+    indcomp_[row] = static_cast<signed char>(comp > 0 ? 1 : -1);
+  }
+  nind_ += (indcol_[row] >= 0) - was;
+}
+
+// ----------------------------------------------------------------- deleting
+void Model::delete_rows(int n, const int *rows) {
+  if (n <= 0) return;
+  std::vector<char> drop = drop_flags(nrows(), n, rows);
+  std::vector<int> map(nrows());
+  int next = 0;
+  for (int i = 0; i < nrows(); ++i) map[i] = drop[i] ? -1 : next++;
+  mat_.delete_rows(drop);
+  if (!indcol_.empty()) {
+    for (int i = 0; i < nrows(); ++i)
+      if (drop[i] && indcol_[i] >= 0) --nind_;
+  }
+  compact(rowtype_, drop);
+  compact(rhs_, drop);
+  compact(range_, drop);
+  compact(indcol_, drop);
+  compact(indcomp_, drop);
+  compact(names_[0], drop);
+  names_changed(NAMES_ROWS);
+  std::map<int, QuadTerms> q;
+  for (auto &kv : qrows_)
+    if (map[kv.first] >= 0) q.emplace(map[kv.first], std::move(kv.second));
+  qrows_.swap(q);
+}
+
+void Model::delete_cols(int n, const int *cols) {
+  if (n <= 0) return;
+  const int nc = ncols();
+  std::vector<char> drop = drop_flags(nc, n, cols);
+  std::vector<int> map(nc);
+  int next = 0;
+  for (int j = 0; j < nc; ++j) map[j] = drop[j] ? -1 : next++;
+  mat_.delete_cols(drop);
+  compact(obj_, drop);
+  compact(lb_, drop);
+  compact(ub_, drop);
+  compact(limit_, drop);
+  compact(coltype_, drop);
+  compact(names_[1], drop);
+  names_changed(NAMES_COLS);
+  qobj_.renumber(map);
+  for (auto &kv : qrows_) kv.second.renumber(map);
+  // Sets lose the deleted members.
+  QNDAint64 w = 0;
+  for (int s = 0; s < nsets(); ++s) {
+    QNDAint64 b = setstart_[s], e = setstart_[s + 1];
+    setstart_[s] = w;
+    for (QNDAint64 k = b; k < e; ++k) {
+      int j = map[setcol_[k]];
+      if (j < 0) continue;
+      setcol_[w] = j;
+      setref_[w] = setref_[k];
+      ++w;
+    }
+  }
+  setstart_[nsets()] = w;
+  setcol_.resize(w);
+  setref_.resize(w);
+  // Indicator rows of a deleted column become ordinary rows.
+  for (size_t i = 0; i < indcol_.size(); ++i) {
+    if (indcol_[i] < 0) continue;
+    int j = map[indcol_[i]];
+    if (j < 0) {
+      indcomp_[i] = 0;
+      --nind_;
+    }
+    indcol_[i] = j;
+  }
+}
+
+void Model::delete_sets(int n, const int *sets) {
+  if (n <= 0) return;
+  std::vector<char> drop = drop_flags(nsets(), n, sets);
+  QNDAint64 w = 0;
+  int sw = 0;
+  for (int s = 0; s < nsets(); ++s) {
+    QNDAint64 b = setstart_[s], e = setstart_[s + 1];
+    if (drop[s]) continue;
+    settype_[sw] = settype_[s];
+    setstart_[sw++] = w;
+    for (QNDAint64 k = b; k < e; ++k) {
+      setcol_[w] = setcol_[k];
+      setref_[w] = setref_[k];
+      ++w;
+    }
+  }
+  settype_.resize(sw);
+  setstart_.resize(sw + 1);
+  setstart_[sw] = w;
+  setcol_.resize(w);
+  setref_.resize(w);
+  compact(names_[2], drop);
+  names_changed(NAMES_SETS);
+}
+
+void Model::drop_free_rows() {
+  std::vector<int> rows;
+  for (int i = 0; i < nrows(); ++i)
+    if (rowtype_[i] == 'N') rows.push_back(i);
+  delete_rows(static_cast<int>(rows.size()), rows.data());
+}
+
+}  // namespace qnda
