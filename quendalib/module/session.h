@@ -42,3 +42,38 @@ void setQndaErrIfNull(PyObject *owner, PyObject *result);
 /* SIGINT hand-over around optimisation calls; both return sigaction's result. */
 int setSigIntHandler(void);
 int resetSigIntHandler(void);
+
+/* ------------------------------------------------------------------ */
+/* Module-level functions of the session, errors and message handlers
+ * (module/session.cpp, errors.cpp, msghandler.cpp).  Each returns a new
+ * reference, or NULL with an exception set. */
+PyObject *quendamod_init(PyObject *self, PyObject *noargs);
+PyObject *quendamod_free(PyObject *self, PyObject *noargs);
+PyObject *quendamod_getbanner(PyObject *self, PyObject *args, PyObject *kwargs);
+PyObject *quendamod_getversion(PyObject *self, PyObject *noargs);
+PyObject *quendamod_getlasterror(PyObject *self, PyObject *noargs);
+PyObject *quendamod_setcheckedmode(PyObject *self, PyObject *args, PyObject *kwargs);
+PyObject *quendamod_getcheckedmode(PyObject *self, PyObject *noargs);
+PyObject *quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs);
+PyObject *quendamod_setdefaults(PyObject *self, PyObject *noargs);
+PyObject *quendamod_addcbmsghandler(PyObject *self, PyObject *args, PyObject *kwargs);
+PyObject *quendamod_removecbmsghandler(PyObject *self, PyObject *args, PyObject *kwargs);
+
+/* Unregisters every module-level message handler from the library and
+ * empties the handler list (module teardown). */
+void quenda_msghandlers_clear(void);
+
+/* The named constants of the module (module/constants.cpp); 0 or -1. */
+int quenda_add_constants(PyObject *module);
+
+#if PY_VERSION_HEX < 0x030A0000
+static inline PyObject *
+Py_NewRef(PyObject *o)
+{
+    Py_INCREF(o);
+    return o;
+}
+#endif
+
+/* Test hook of the SIGINT hand-over (module/signals.cpp). */
+PyObject *quendamod__sigint_roundtrip(PyObject *self, PyObject *noargs);

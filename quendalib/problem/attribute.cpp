@@ -1,8 +1,92 @@
-/* Placeholder for the quenda.attribute type until its subsystem lands. */
+/* quenda.attribute: a problem's attributes by name (p.attributes.rows).
+ * Values are read from the library at each access; none can be set. */
+#include "problem/attribute.h"
+
+#include "module/session.h"
 #include "module/types.h"
+#include "problem/control.h"
+
+#include <stddef.h>
+
+static_assert(offsetof(attr_s, probref) == offsetof(ctrl_s, probref),
+              "attribute and control objects share their readers");
+
+PyObject *
+attr_base(PyObject *prob)
+{
+    attr_s *self = (attr_s *)quenda_attrType.tp_alloc(&quenda_attrType, 0);
+    if (self == NULL)
+        return NULL;
+    if (prob != NULL) {
+        self->probref = PyWeakref_NewRef(prob, NULL);
+        if (self->probref == NULL) {
+            Py_DECREF(self);
+            return NULL;
+        }
+    }
+    return (PyObject *)self;
+}
+
+PyObject *
+attr_copy(PyObject *attr, PyObject *prob)
+{
+    (void)attr; /* nothing but the problem to carry over */
+    return attr_base(prob);
+}
+
+static void
+attr_dealloc(PyObject *self)
+{
+    Py_CLEAR(((attr_s *)self)->probref);
+    Py_TYPE(self)->tp_free(self);
+}
+
+static PyObject *
+attr_getattro(PyObject *self, PyObject *name)
+{
+    if (PyUnicode_Check(name) && PyUnicode_GET_LENGTH(name) > 2 &&
+        PyUnicode_READ_CHAR(name, 0) == '_' && PyUnicode_READ_CHAR(name, 1) == '_')
+        return PyObject_GenericGetAttr(self, name);
+    return ctrl_attr_get(self, name, 1);
+}
+
+static int
+attr_setattro(PyObject *self, PyObject *name, PyObject *value)
+{
+    PyErr_SetString(quenda_ModelError, "A problem's attribute cannot be set");
+    return -1;
+}
+
+static PyObject *
+attr_str(PyObject *self)
+{
+    PyObject *all = getAllCtrlAttr(self, 1); /* new reference */
+    PyObject *res;
+    if (all == NULL)
+        return NULL;
+    res = PyObject_Str(all);
+    Py_DECREF(all);
+    return res;
+}
 
 PyTypeObject quenda_attrType = {
     PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.attribute",            /* tp_name */
-    sizeof(PyObject), /* tp_basicsize */
+    "quenda.attribute",      /* tp_name */
+    sizeof(attr_s),          /* tp_basicsize */
+    0,                       /* tp_itemsize */
+    attr_dealloc,            /* tp_dealloc */
+    0,                       /* tp_vectorcall_offset */
+    0,                       /* tp_getattr */
+    0,                       /* tp_setattr */
+    0,                       /* tp_as_async */
+    attr_str,                /* tp_repr */
+    0, 0, 0,                 /* tp_as_number, tp_as_sequence, tp_as_mapping */
+    0,                       /* tp_hash */
+    0,                       /* tp_call */
+    attr_str,                /* tp_str */
+    attr_getattro,           /* tp_getattro */
+    attr_setattro,           /* tp_setattro */
+    0,                       /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,      /* tp_flags */
+    "Attributes of a problem (read only)", /* tp_doc */
 };

@@ -1,8 +1,406 @@
-/* Placeholder for the quenda.problem type until its subsystem lands. */
+/* quenda.problem: creation, copying, reset, naming and destruction of a
+ * problem and its library handles.
+ *
+ * A problem owns one main library handle and, when the nonlinear library
+ * is in use, one nonlinear handle on it.  Both are made in an open session
+ * and can only be destroyed in one, so destruction reopens a session that
+ * quenda.free() closed and closes it again afterwards. */
+#include "problem/problem.h"
+
+#include "module/session.h"
 #include "module/types.h"
+#include "problem/attribute.h"
+#include "problem/control.h"
+
+#include <stddef.h>
+#include <structmember.h>
+
+/* Main-library integer control saved, zeroed around the initial empty load
+ * and restored: with it zero an empty load keeps no free row. */
+#define PROBLEM_CTRL_KEEPNROWS 8035
+/* Nonlinear integer control set to 0 on every new nonlinear handle, so the
+ * nonlinear problem is not filled from the (empty) main one. */
+#define PROBLEM_SLP_AUTOINIT 12415
+/* Integer attribute: length of the problem name. */
+#define PROBLEM_ATTR_NAMELENGTH 1158
+
+static void
+problem_set_initial_fields(problem_s *p)
+{
+    p->nlp_index = -1;
+    p->n_nlcons = 0;
+    p->nl_obj = 0;
+    p->obj_col = -1;
+    p->obj_row = -1;
+}
+
+PyObject *
+problem_alloc(void)
+{
+    problem_s *p = (problem_s *)quenda_problemType.tp_alloc(&quenda_problemType, 0);
+    if (p == NULL)
+        return NULL;
+    problem_set_initial_fields(p);
+    return (PyObject *)p;
+}
+
+/* Fresh empty lists for the registry; 0, or -1 with ModelError. */
+static int
+problem_new_lists(problem_s *p)
+{
+    Py_XSETREF(p->vars, PyList_New(0));
+    Py_XSETREF(p->cons, PyList_New(0));
+    Py_XSETREF(p->sos, PyList_New(0));
+    if (p->vars == NULL || p->cons == NULL || p->sos == NULL) {
+        PyErr_Clear();
+        PyErr_SetString(quenda_ModelError, "Could not create problem maps");
+        return -1;
+    }
+    return 0;
+}
+
+PyObject *
+problem_new(void)
+{
+    problem_s *p = (problem_s *)problem_alloc();
+    if (p == NULL)
+        return NULL;
+    if (problem_new_lists(p) != 0)
+        goto error;
+    p->ctrl = ctrl_base((PyObject *)p);
+    if (p->ctrl == NULL)
+        goto error;
+    p->attr = attr_base((PyObject *)p);
+    if (p->attr == NULL)
+        goto error;
+    return (PyObject *)p;
+error:
+    Py_DECREF(p);
+    return NULL;
+}
+
+/* Makes the main handle (and the nonlinear one when the library is in use)
+ * in an open session.  0, or -1 with the library's error raised for the
+ * global environment. */
+static int
+problem_create_handles(problem_s *p)
+{
+    int slp;
+
+    if (QNDAcreateprob(&p->prob) != 0) {
+        p->prob = NULL;
+        setQndaErrIfNull(NULL, NULL);
+        return -1;
+    }
+    quenda_env_busy = 1;
+    slp = qnda_py_env.slp_state == 1;
+    quenda_env_busy = 0;
+    if (slp) {
+        if (QSLPcreateprob(&p->slpprob, &p->prob) != 0) {
+            p->slpprob = NULL;
+            setQndaErrIfNull(NULL, NULL);
+            return -1;
+        }
+        if (QSLPsetintcontrol(p->slpprob, PROBLEM_SLP_AUTOINIT, 0) != 0) {
+            setQndaErrIfNull(NULL, NULL);
+            return -1;
+        }
+    }
+    return 0;
+}
+
+/* Destroys the handles; 0, or -1 with the library's error raised. */
+static int
+problem_destroy_handles(problem_s *p)
+{
+    int ret = 0;
+    if (p->slpprob != NULL) {
+        if (QSLPdestroyprob(p->slpprob) != 0) {
+            setQndaErrIfNull((PyObject *)p, NULL);
+            ret = -1;
+        }
+        p->slpprob = NULL;
+    }
+    if (p->prob != NULL) {
+        if (ret == 0 && QNDAdestroyprob(p->prob) != 0) {
+            setQndaErrIfNull((PyObject *)p, NULL);
+            ret = -1;
+        } else if (ret != 0) {
+            QNDAdestroyprob(p->prob);
+        }
+        p->prob = NULL;
+    }
+    return ret;
+}
+
+static int
+problem_init(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"name", NULL};
+    problem_s *p = (problem_s *)self;
+    const char *name = NULL;
+    int keep = 0;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|s", (char **)kwlist, &name))
+        return -1;
+    if (p->prob != NULL) {
+        PyErr_SetString(quenda_ModelError, "Problem already initialized");
+        return -1;
+    }
+    if (problem_new_lists(p) != 0)
+        return -1;
+    if (turnQNDAon(0) != 0)
+        return -1;
+
+    p->slpprob = NULL;
+    problem_set_initial_fields(p);
+    if (problem_create_handles(p) != 0)
+        return -1;
+
+    if (QNDAgetintcontrol(p->prob, PROBLEM_CTRL_KEEPNROWS, &keep) != 0 ||
+        QNDAsetintcontrol(p->prob, PROBLEM_CTRL_KEEPNROWS, 0) != 0 ||
+        QNDAloadlp(p->prob, name != NULL ? name : "noname", 0, 0, NULL, NULL, NULL, NULL, NULL,
+                   NULL, NULL, NULL, NULL, NULL) != 0 ||
+        QNDAsetintcontrol(p->prob, PROBLEM_CTRL_KEEPNROWS, keep) != 0) {
+        setQndaErrIfNull(self, NULL);
+        return -1;
+    }
+
+    Py_XSETREF(p->ctrl, ctrl_base(self));
+    if (p->ctrl == NULL)
+        return -1;
+    Py_XSETREF(p->attr, attr_base(self));
+    if (p->attr == NULL)
+        return -1;
+    return problem_apply_user_defaults(self);
+}
+
+/* Drops the registry's callback entries without telling the library (the
+ * handles are going away).  Entries refer to their problem without a
+ * reference; clearing that item keeps a stray entry from pointing at us. */
+static void
+problem_drop_callbacks(problem_s *p)
+{
+    int k;
+    for (k = 0; k < QUENDA_NCALLBACKS; k++) {
+        PyObject *lst = p->callback[k];
+        if (lst == NULL)
+            continue;
+        if (PyList_Check(lst)) {
+            Py_ssize_t i;
+            for (i = 0; i < PyList_GET_SIZE(lst); i++) {
+                PyObject *entry = PyList_GET_ITEM(lst, i);
+                if (PyList_Check(entry) && PyList_GET_SIZE(entry) > 0)
+                    PyList_SetItem(entry, 0, Py_NewRef(Py_None));
+            }
+        }
+        Py_CLEAR(p->callback[k]);
+    }
+}
+
+static void
+problem_dealloc(PyObject *self)
+{
+    problem_s *p = (problem_s *)self;
+    PyObject *et, *ev, *tb;
+
+    PyErr_Fetch(&et, &ev, &tb); /* an exception in flight must survive us */
+    if (p->weakreflist != NULL)
+        PyObject_ClearWeakRefs(self);
+
+    if (p->prob != NULL || p->slpprob != NULL) {
+        int was_open = qnda_py_env.initialized;
+        if (!was_open && turnQNDAon(0) != 0)
+            PyErr_WriteUnraisable(self);
+        if (problem_destroy_handles(p) != 0)
+            PyErr_WriteUnraisable(self);
+        if (!was_open && turnQNDAoff(0) != 0)
+            PyErr_WriteUnraisable(self);
+    }
+    problem_drop_callbacks(p);
+
+    Py_CLEAR(p->ctrl);
+    Py_CLEAR(p->attr);
+    Py_CLEAR(p->vars);
+    Py_CLEAR(p->cons);
+    Py_CLEAR(p->sos);
+    Py_CLEAR(p->userfuncs);
+    Py_TYPE(self)->tp_free(self);
+    PyErr_Restore(et, ev, tb);
+}
+
+/* ------------------------------------------------------------------ */
+/* Methods                                                              */
+
+static PyObject *
+problem_name(PyObject *self, PyObject *noargs)
+{
+    problem_s *p = (problem_s *)self;
+    void *buf = NULL; /* library allocator */
+    int len = 0;
+    PyObject *res = NULL;
+
+    if (p->prob == NULL)
+        goto done;
+    if (QNDAgetintattrib(p->prob, PROBLEM_ATTR_NAMELENGTH, &len) != 0 || len < 0)
+        goto done;
+    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap, (size_t)len + 1, &buf) !=
+            0 ||
+        buf == NULL) {
+        PyErr_NoMemory();
+        goto done;
+    }
+    if (QNDAgetprobname(p->prob, (char *)buf, len + 1, NULL) == 0) {
+        ((char *)buf)[len] = '\0';
+        res = PyUnicode_FromString((char *)buf);
+    }
+    qo_MemoryAllocator_Free_Untyped(qo_MemoryAllocator_DefaultHeap, &buf);
+done:
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+static PyObject *
+problem_str(PyObject *self)
+{
+    return problem_name(self, NULL);
+}
+
+/* A shallow copy: the model is copied in the library, the modelling
+ * objects are shared with the source. */
+static PyObject *
+problem_copy(PyObject *self, PyObject *noargs)
+{
+    problem_s *src = (problem_s *)self;
+    problem_s *dst = NULL;
+    PyObject *res = NULL;
+    int k;
+
+    if (src->prob == NULL)
+        goto done;
+    if (turnQNDAon(0) != 0)
+        goto done;
+    dst = (problem_s *)problem_new();
+    if (dst == NULL)
+        goto done;
+    if (problem_create_handles(dst) != 0)
+        goto done;
+    if (problem_apply_user_defaults((PyObject *)dst) != 0)
+        goto done;
+    if (QNDAcopyprob(dst->prob, src->prob, "") != 0)
+        goto done;
+    if (dst->slpprob != NULL && src->slpprob != NULL &&
+        QSLPcopyprob(dst->slpprob, src->slpprob, "") != 0)
+        goto done;
+    if (QNDAcopycontrols(dst->prob, src->prob) != 0)
+        goto done;
+    if (dst->slpprob != NULL && src->slpprob != NULL &&
+        QSLPcopycontrols(dst->slpprob, src->slpprob) != 0)
+        goto done;
+    for (k = 0; k < 3; k++) {
+        PyObject *from = k == 0 ? src->vars : k == 1 ? src->cons : src->sos;
+        PyObject *to = k == 0 ? dst->vars : k == 1 ? dst->cons : dst->sos;
+        if (from != NULL && PyList_SetSlice(to, 0, 0, from) != 0)
+            goto done;
+    }
+    res = (PyObject *)dst;
+    dst = NULL;
+done:
+    if (dst != NULL) {
+        /* Keep the library's message: it is read from the source below. */
+        PyObject *et, *ev, *tb;
+        PyErr_Fetch(&et, &ev, &tb);
+        Py_DECREF(dst);
+        PyErr_Restore(et, ev, tb);
+    }
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+static PyObject *
+problem_reset(PyObject *self, PyObject *noargs)
+{
+    problem_s *p = (problem_s *)self;
+    PyObject *res = NULL;
+
+    if (problem_new_lists(p) != 0)
+        goto done;
+    if (p->prob == NULL) {
+        if (problem_apply_user_defaults(self) != 0)
+            goto done;
+        res = Py_NewRef(Py_None);
+        goto done;
+    }
+    if (turnQNDAon(0) != 0)
+        goto done;
+    if (problem_destroy_handles(p) != 0)
+        goto done;
+    if (problem_create_handles(p) != 0)
+        goto done;
+    /* The user's defaults go on the new handles, not the old ones. */
+    if (problem_apply_user_defaults(self) != 0)
+        goto done;
+    if (QNDAsetprobname(p->prob, "") != 0 ||
+        QNDAloadlp(p->prob, "", 0, 0, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL,
+                   NULL) != 0)
+        goto done;
+    res = Py_NewRef(Py_None);
+done:
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+static PyMethodDef problem_methods[] = {
+    {"name", problem_name, METH_NOARGS, "Return the problem's name"},
+    {"getAttrib", problem_getAttrib, METH_VARARGS,
+     "getAttrib(): every attribute; getAttrib(name) its value; getAttrib(names) a dict"},
+    {"getControl", problem_getControl, METH_VARARGS,
+     "getControl(): every control; getControl(name) its value; getControl(names) a dict"},
+    {"setControl", problem_setControl, METH_VARARGS,
+     "setControl(name, value) or setControl({name: value, ...})"},
+    {"reset", problem_reset, METH_NOARGS, "Empty the problem, keeping its callbacks"},
+    {"copy", problem_copy, METH_NOARGS, "Return a copy sharing the modelling objects"},
+    {NULL, NULL, 0, NULL}};
+
+static PyMemberDef problem_members[] = {
+    {(char *)"controls", T_OBJECT, offsetof(problem_s, ctrl), 0, (char *)"Problem's controls"},
+    {(char *)"attributes", T_OBJECT, offsetof(problem_s, attr), 0,
+     (char *)"Problem's attributes"},
+    {NULL, 0, 0, 0, NULL}};
 
 PyTypeObject quenda_problemType = {
     PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.problem",            /* tp_name */
-    sizeof(PyObject), /* tp_basicsize */
+    "quenda.problem",        /* tp_name */
+    sizeof(problem_s),       /* tp_basicsize */
+    0,                       /* tp_itemsize */
+    problem_dealloc,         /* tp_dealloc */
+    0,                       /* tp_vectorcall_offset */
+    0,                       /* tp_getattr */
+    0,                       /* tp_setattr */
+    0,                       /* tp_as_async */
+    0,                       /* tp_repr */
+    0, 0, 0,                 /* tp_as_number, tp_as_sequence, tp_as_mapping */
+    0,                       /* tp_hash */
+    0,                       /* tp_call */
+    problem_str,             /* tp_str */
+    0,                       /* tp_getattro */
+    0,                       /* tp_setattro */
+    0,                       /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,      /* tp_flags */
+    "An optimization problem: problem(name=None)", /* tp_doc */
+    0,                       /* tp_traverse */
+    0,                       /* tp_clear */
+    0,                       /* tp_richcompare */
+    offsetof(problem_s, weakreflist), /* tp_weaklistoffset */
+    0,                       /* tp_iter */
+    0,                       /* tp_iternext */
+    problem_methods,         /* tp_methods */
+    problem_members,         /* tp_members */
+    0,                       /* tp_getset */
+    0,                       /* tp_base */
+    0,                       /* tp_dict */
+    0,                       /* tp_descr_get */
+    0,                       /* tp_descr_set */
+    0,                       /* tp_dictoffset */
+    problem_init,            /* tp_init */
 };

@@ -1,0 +1,89 @@
+/* The module's named constants: variable and constraint types, senses,
+ * statuses, stop reasons, value types and the nonlinear information codes.
+ * The values are those of the library's interface. */
+#include "module/session.h"
+
+#include <math.h>
+
+typedef struct {
+    const char *name; /* NULL ends the table */
+    int kind;         /* 0 integer (floor of value), 1 float */
+    double value;
+} quenda_constant_t;
+
+static const quenda_constant_t quenda_constants[] = {
+    /* variable types */
+    {"continuous", 0, 0}, {"binary", 0, 1}, {"integer", 0, 2},
+    {"semicontinuous", 0, 3}, {"semiinteger", 0, 4}, {"partiallyinteger", 0, 5},
+    /* objective sense */
+    {"minimize", 0, 1}, {"maximize", 0, -1},
+    /* constraint types */
+    {"leq", 0, 1}, {"geq", 0, 2}, {"eq", 0, 3}, {"range", 0, 4},
+    {"infinity", 1, 1e20},
+    /* solution-quality indices */
+    {"solinfo_absprimalinfeas", 0, 0}, {"solinfo_relprimalinfeas", 0, 1},
+    {"solinfo_absdualinfeas", 0, 2}, {"solinfo_reldualinfeas", 0, 3},
+    {"solinfo_maxmipfractional", 0, 4},
+    /* basis status */
+    {"basis_nonbasic_lower", 0, 0}, {"basis_basic", 0, 1},
+    {"basis_nonbasic_upper", 0, 2}, {"basis_superbasic", 0, 3},
+    /* LP status */
+    {"lp_unstarted", 0, 0}, {"lp_optimal", 0, 1}, {"lp_infeas", 0, 2},
+    {"lp_cutoff", 0, 3}, {"lp_unfinished", 0, 4}, {"lp_unbounded", 0, 5},
+    {"lp_cutoff_in_dual", 0, 6}, {"lp_unsolved", 0, 7}, {"lp_nonconvex", 0, 8},
+    /* MIP status */
+    {"mip_not_loaded", 0, 0}, {"mip_lp_not_optimal", 0, 1}, {"mip_lp_optimal", 0, 2},
+    {"mip_no_sol_found", 0, 3}, {"mip_solution", 0, 4}, {"mip_infeas", 0, 5},
+    {"mip_optimal", 0, 6}, {"mip_unbounded", 0, 7},
+    /* nonlinear status: a feasible solution and a locally optimal one are
+     * the same status */
+    {"nlp_unstarted", 0, 0}, {"nlp_solution", 0, 1}, {"nlp_locally_optimal", 0, 1},
+    {"nlp_globally_optimal", 0, 2}, {"nlp_locally_infeasible", 0, 3},
+    {"nlp_infeasible", 0, 4}, {"nlp_unbounded", 0, 5}, {"nlp_unfinished", 0, 6},
+    /* stop reasons (7 and 8 are not published) */
+    {"stop_timelimit", 0, 1}, {"stop_ctrlc", 0, 2}, {"stop_nodelimit", 0, 3},
+    {"stop_iterlimit", 0, 4}, {"stop_mipgap", 0, 5}, {"stop_sollimit", 0, 6},
+    {"stop_user", 0, 9},
+    /* control and attribute value types */
+    {"type_notdefined", 0, 0}, {"type_int", 0, 1}, {"type_int64", 0, 2},
+    {"type_double", 0, 3}, {"type_string", 0, 4},
+    /* nonlinear column information */
+    {"colinfo_value", 0, 1}, {"colinfo_rdj", 0, 2}, {"colinfo_deltaindex", 0, 3},
+    {"colinfo_delta", 0, 4}, {"colinfo_deltadj", 0, 5}, {"colinfo_updaterow", 0, 6},
+    {"colinfo_sb", 0, 7}, {"colinfo_sbdual", 0, 8},
+    /* nonlinear row information */
+    {"rowinfo_slack", 0, 1}, {"rowinfo_dual", 0, 2}, {"rowinfo_numpenaltyerrors", 0, 3},
+    {"rowinfo_maxpenaltyerror", 0, 4}, {"rowinfo_totalpenaltyerror", 0, 5},
+    {"rowinfo_currentpenaltyerror", 0, 6}, {"rowinfo_currentpenaltyfactor", 0, 7},
+    {"rowinfo_penaltycolumnplus", 0, 8}, {"rowinfo_penaltycolumnplusvalue", 0, 9},
+    {"rowinfo_penaltycolumnplusdj", 0, 10}, {"rowinfo_penaltycolumnminus", 0, 11},
+    {"rowinfo_penaltycolumnminusvalue", 0, 12}, {"rowinfo_penaltycolumnminusdj", 0, 13},
+    /* multistart sets */
+    {"msset_initialvalues", 0, 0}, {"msset_initialfiltered", 0, 6}, {"msset_solvers", 0, 1},
+    {"msset_slp_basic", 0, 2}, {"msset_slp_extended", 0, 3}, {"msset_knitro_basic", 0, 4},
+    {"msset_knitro_extended", 0, 5},
+    {NULL, 0, 0}};
+
+int
+quenda_add_constants(PyObject *module)
+{
+    const quenda_constant_t *c;
+
+    for (c = quenda_constants; c->name != NULL; c++) {
+        PyObject *v = c->kind == 0 ? PyLong_FromDouble(floor(c->value))
+                                   : PyFloat_FromDouble(c->value); /* new reference */
+        if (v == NULL)
+            return -1;
+        if (PyModule_AddObject(module, c->name, v) < 0) {
+            Py_DECREF(v);
+            return -1;
+        }
+    }
+    /* Identity numbers of the modelling objects start at 1. */
+    quenda_env_busy = 1;
+    qnda_py_env.varcounter = 1;
+    qnda_py_env.concounter = 1;
+    qnda_py_env.soscounter = 1;
+    quenda_env_busy = 0;
+    return 0;
+}

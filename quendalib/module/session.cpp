@@ -1,0 +1,236 @@
+/* The library session.
+ *
+ * The module keeps one process-wide record, qnda_py_env.  The library
+ * session proper opens lazily: at import the libraries are started only to
+ * read their lists of controls and attributes and are freed again, so the
+ * session is closed after import.  turnQNDAon opens it at the first
+ * operation that needs the library (a problem, the banner, ...), quenda.free()
+ * closes it, and the next operation opens it again.  The library counts its
+ * own initialisations, so a forced start (quenda.init()) simply starts again.
+ */
+#include "module/session.h"
+
+#include "problem/control.h"
+#include "qnda.h"
+#include "qslp.h"
+
+#include <string.h>
+
+qnda_py_env_t qnda_py_env;
+PyObject *quenda_ModelError;
+PyObject *quenda_InterfaceError;
+PyObject *quenda_SolverError;
+int quenda_env_busy;
+int quenda_desc_busy;
+
+int
+turnQNDAon(int force)
+{
+    int rc;
+
+    if (!force && qnda_py_env.initialized)
+        return 0;
+
+    rc = QNDAinit(NULL);
+    if (rc != 0) {
+        char msg[QNDA_MAXMESSAGELENGTH] = {0};
+        int code = 0;
+        QNDA_ge_getlasterror(&code, msg, sizeof msg, NULL);
+        PyErr_SetString(PyExc_RuntimeError,
+                        msg[0] ? msg : "Error initializing optimization environment");
+        return rc;
+    }
+    qnda_py_env.initialized = 1;
+
+    if (qnda_py_env.slp_state != 0) {
+        if (QSLPinit() == 0) {
+            qnda_py_env.slp_state = 1;
+        } else {
+            /* The main library is usable without the nonlinear one: say so
+             * and go on rather than failing the caller. */
+            PyErr_SetString(PyExc_RuntimeError, "Error initializing QSLP environment");
+            PyErr_WriteUnraisable(NULL);
+        }
+    }
+
+    QNDAenablemessages(1);
+
+    if (qnda_py_env.attr_desc != NULL && PyDict_Size(qnda_py_env.attr_desc) == 0) {
+        if (ctrl_attr_fill_typeobj(1) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+int
+turnQNDAoff(int force)
+{
+    if (!force && !qnda_py_env.initialized)
+        return 0;
+
+    if (qnda_py_env.slp_state != 0 && QSLPfree() != 0) {
+        setQndaErrIfNull(NULL, NULL);
+        return -1;
+    }
+    if (QNDAfree() != 0) {
+        setQndaErrIfNull(NULL, NULL);
+        return -1;
+    }
+    qnda_py_env.initialized = 0;
+    return 0;
+}
+
+/* ------------------------------------------------------------------ */
+/* Module functions                                                     */
+
+PyObject *
+quendamod_init(PyObject *self, PyObject *noargs)
+{
+    PyObject *res = NULL;
+    if (turnQNDAon(1) == 0)
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(NULL, res);
+    return res;
+}
+
+PyObject *
+quendamod_free(PyObject *self, PyObject *noargs)
+{
+    PyObject *res = NULL;
+    if (turnQNDAoff(1) == 0)
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(NULL, res);
+    return res;
+}
+
+/* Arguments are accepted and ignored. */
+PyObject *
+quendamod_getbanner(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    char banner[QNDA_MAXBANNERLENGTH + 1] = {0};
+    PyObject *res = NULL;
+
+    if (turnQNDAon(0) != 0)
+        goto done;
+    if (QNDAgetbanner(banner) != 0)
+        goto done;
+    banner[QNDA_MAXBANNERLENGTH] = '\0';
+    res = PyUnicode_FromString(banner);
+done:
+    setQndaErrIfNull(NULL, res);
+    return res;
+}
+
+PyObject *
+quendamod_getversion(PyObject *self, PyObject *noargs)
+{
+    char version[QNDA_MAXVERSIONLENGTH + 1] = {0};
+    PyObject *res = NULL;
+
+    if (turnQNDAon(0) != 0)
+        goto done;
+    if (QNDAgetversion(version) != 0)
+        goto done;
+    version[QNDA_MAXVERSIONLENGTH] = '\0';
+    res = PyUnicode_FromString(version);
+done:
+    setQndaErrIfNull(NULL, res);
+    return res;
+}
+
+PyObject *
+quendamod_setcheckedmode(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"checked_mode", NULL};
+    PyObject *mode = NULL, *res = NULL;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "O", (char **)kwlist, &mode))
+        goto done;
+    if (turnQNDAon(0) != 0)
+        goto done;
+    /* Identity with True, not truth: the integer 1 switches checking off. */
+    if (QNDAsetcheckedmode(mode == Py_True ? 1 : 0) != 0)
+        goto done;
+    res = Py_NewRef(Py_None);
+done:
+    setQndaErrIfNull(NULL, res);
+    return res;
+}
+
+PyObject *
+quendamod_getcheckedmode(PyObject *self, PyObject *noargs)
+{
+    int checked = 0;
+    PyObject *res = NULL;
+
+    if (turnQNDAon(0) != 0)
+        goto done;
+    if (QNDAgetcheckedmode(&checked) != 0)
+        goto done;
+    res = PyBool_FromLong(checked);
+done:
+    setQndaErrIfNull(NULL, res);
+    return res;
+}
+
+/* setdefaultcontrol(name, value) or setdefaultcontrol({name: value, ...}):
+ * checked like problem.setControl, kept for problems created afterwards. */
+PyObject *
+quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    PyObject *pairs = NULL; /* owned dict name -> value */
+    PyObject *key, *value, *res = NULL;
+    Py_ssize_t pos = 0;
+
+    if (kwargs != NULL && PyDict_Size(kwargs) > 0) {
+        /* setdefaultcontrol(timelimit=10) is the same as the dict form. */
+        if (PyTuple_GET_SIZE(args) != 0) {
+            PyErr_SetString(quenda_ModelError, "setdefaultcontrol: arguments mismatch");
+            goto done;
+        }
+        pairs = PyDict_Copy(kwargs);
+    } else {
+        pairs = ctrl_args_to_dict(args, "setdefaultcontrol");
+    }
+    if (pairs == NULL)
+        goto done;
+
+    /* Check everything before storing anything, so a bad entry loses
+     * nothing of what was there. */
+    while (PyDict_Next(pairs, &pos, &key, &value)) {
+        if (ctrl_check_named(key, value, NULL) != 0)
+            goto done;
+    }
+    pos = 0;
+    quenda_env_busy = 1;
+    while (PyDict_Next(pairs, &pos, &key, &value)) {
+        PyObject *lname = ctrl_lower_name(key); /* new reference */
+        int rc;
+        if (lname == NULL) {
+            quenda_env_busy = 0;
+            goto done;
+        }
+        rc = PyDict_SetItem(qnda_py_env.ctrl_defaults, lname, value);
+        Py_DECREF(lname);
+        if (rc != 0) {
+            quenda_env_busy = 0;
+            goto done;
+        }
+    }
+    quenda_env_busy = 0;
+    res = Py_NewRef(Py_None);
+done:
+    Py_XDECREF(pairs);
+    setQndaErrIfNull(NULL, res);
+    return res;
+}
+
+PyObject *
+quendamod_setdefaults(PyObject *self, PyObject *noargs)
+{
+    quenda_env_busy = 1;
+    if (qnda_py_env.ctrl_defaults != NULL)
+        PyDict_Clear(qnda_py_env.ctrl_defaults);
+    quenda_env_busy = 0;
+    Py_RETURN_NONE;
+}
