@@ -807,6 +807,11 @@ ctrl_str(PyObject *self)
     return res;
 }
 
+/* The value dictionary is the object's __dict__ (read only). */
+static PyGetSetDef ctrl_getset[] = {
+    {(char *)"__dict__", PyObject_GenericGetDict, NULL, NULL, NULL},
+    {NULL, NULL, NULL, NULL, NULL}};
+
 PyTypeObject quenda_ctrlType = {
     PyVarObject_HEAD_INIT(NULL, 0)
     "quenda.control",        /* tp_name */
@@ -835,7 +840,7 @@ PyTypeObject quenda_ctrlType = {
     0,                       /* tp_iternext */
     0,                       /* tp_methods */
     0,                       /* tp_members */
-    0,                       /* tp_getset */
+    ctrl_getset,             /* tp_getset */
     0,                       /* tp_base */
     0,                       /* tp_dict */
     0,                       /* tp_descr_get */
