@@ -1,0 +1,162 @@
+// Model, solution and basis files.
+#include <string>
+#include <sys/stat.h>
+
+#include "api/guard.h"
+#include "io/lpfile.h"
+#include "io/modeldata.h"
+#include "io/solfiles.h"
+
+using namespace qnda;
+
+namespace {
+
+bool has_flag(const char *flags, char c) {
+  for (const char *p = flags ? flags : ""; *p; ++p)
+    if (*p == c) return true;
+  return false;
+}
+
+void check_flags(const char *flags, const char *known) {
+  for (const char *p = flags ? flags : ""; *p; ++p) {
+    bool ok = *p == ' ';
+    for (const char *k = known; *k && !ok; ++k) ok = *p == *k;
+    if (!ok) fail(QNDA_ERR_ARGUMENT, "unknown flag '%c' in \"%s\" (known: %s)", *p, flags, known);
+  }
+}
+
+bool ends_with(const std::string &s, const char *suffix) {
+  std::string x(suffix);
+  return s.size() >= x.size() && s.compare(s.size() - x.size(), x.size(), x) == 0;
+}
+
+bool exists(const std::string &p) {
+  struct stat sb;
+  return ::stat(p.c_str(), &sb) == 0 && S_ISREG(sb.st_mode);
+}
+
+// The file name to use: the given one, or the problem's name when empty,
+// with ext appended when the name has no extension.
+std::string out_name(const qnda_problem_s &prob, const char *filename, const char *ext) {
+  std::string f = filename ? filename : "";
+  if (f.empty()) f = prob.name.empty() ? "problem" : prob.name;
+  size_t slash = f.find_last_of('/');
+  size_t dot = f.find_last_of('.');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) f += ext;
+  return f;
+}
+
+enum class Format { Mps, Lp };
+
+Format format_of(const std::string &name, const char *flags) {
+  if (has_flag(flags, 'l')) return Format::Lp;
+  if (has_flag(flags, 'm') || has_flag(flags, 'x')) return Format::Mps;
+  if (ends_with(name, ".lp") || ends_with(name, ".lp.gz")) return Format::Lp;
+  return Format::Mps;
+}
+
+}  // namespace
+
+extern "C" {
+
+int QNDAreadprob(QNDAprob prob, const char *filename, const char *flags) {
+  return guard(prob, "QNDAreadprob", [&] {
+    check_array(filename, "filename");
+    check_flags(flags, "lmx");
+    std::string name = filename;
+    if (!exists(name)) {
+      // "model" finds model.mps or model.lp.
+      const char *exts[] = {".mps", ".lp", ".MPS", ".LP"};
+      bool found = false;
+      for (const char *e : exts)
+        if (exists(name + e)) {
+          name += e;
+          found = true;
+          break;
+        }
+      if (!found) fail(QNDA_ERR_FILE, "cannot open %s for reading", filename);
+    }
+    if (ends_with(name, ".gz") && format_of(name, flags) == Format::Mps)
+      fail(QNDA_ERR_FILE, "compressed MPS files are not read; uncompress %s first", name.c_str());
+    ModelData d;
+    if (format_of(name, flags) == Format::Lp)
+      read_lp(name, d);
+    else
+      read_mps(name, prob->controls.get_int(QNDA_KEEPNROWS) != 0, d);
+    if (d.name.empty()) {
+      // The file's base name without its extension.
+      size_t slash = name.find_last_of('/');
+      std::string base = slash == std::string::npos ? name : name.substr(slash + 1);
+      size_t dot = base.find('.');
+      d.name = dot == std::string::npos ? base : base.substr(0, dot);
+    }
+    load_model_data(*prob, d);
+  });
+}
+
+int QNDAwriteprob(QNDAprob prob, const char *filename, const char *flags) {
+  return guard(prob, "QNDAwriteprob", [&] {
+    check_flags(flags, "lmxfop");
+    const bool lp = has_flag(flags, 'l');
+    std::string name = out_name(*prob, filename, lp ? ".lp" : ".mps");
+    if (format_of(name, flags) == Format::Lp)
+      write_lp(name, prob->name, prob->model);
+    else
+      write_mps(name, prob->name, prob->model, has_flag(flags, 'o'));
+  });
+}
+
+int QNDAwritesol(QNDAprob prob, const char *filename, const char *flags) {
+  return guard(prob, "QNDAwritesol", [&] {
+    write_sol(*prob, out_name(*prob, filename, ".csv"));
+  });
+}
+
+int QNDAwriteprtsol(QNDAprob prob, const char *filename, const char *flags) {
+  return guard(prob, "QNDAwriteprtsol", [&] {
+    write_prtsol(*prob, out_name(*prob, filename, ".prt"));
+  });
+}
+
+int QNDAwriteslxsol(QNDAprob prob, const char *filename, const char *flags) {
+  return guard(prob, "QNDAwriteslxsol", [&] {
+    write_slx(*prob, out_name(*prob, filename, ".slx"));
+  });
+}
+
+int QNDAreadslxsol(QNDAprob prob, const char *filename, const char *flags) {
+  return guard(prob, "QNDAreadslxsol", [&] {
+    check_flags(flags, "lm");
+    std::vector<double> x;
+    read_slx(*prob, out_name(*prob, filename, ".slx"), x);
+    // Without flags the values serve both as a MIP start and an LP start.
+    SolveState &st = prob->solve;
+    if (!has_flag(flags, 'l')) st.mip_start = x;
+    if (!has_flag(flags, 'm')) {
+      st.start_x = x;
+      st.start_duals.clear();
+      st.start_rowstat.clear();
+      st.start_colstat.clear();
+    }
+  });
+}
+
+int QNDAwritebasis(QNDAprob prob, const char *filename, const char *flags) {
+  return guard(prob, "QNDAwritebasis", [&] {
+    write_basis(*prob, out_name(*prob, filename, ".bss"));
+  });
+}
+
+int QNDAreadbasis(QNDAprob prob, const char *filename, const char *flags) {
+  return guard(prob, "QNDAreadbasis", [&] {
+    std::vector<int> rowstat, colstat;
+    read_basis(*prob, out_name(*prob, filename, ".bss"), rowstat, colstat);
+    SolveState &st = prob->solve;
+    st.start_rowstat.swap(rowstat);
+    st.start_colstat.swap(colstat);
+    st.start_x.clear();
+    st.start_duals.clear();
+  });
+}
+
+}  // extern "C"

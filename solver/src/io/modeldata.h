@@ -1,0 +1,69 @@
+// The plain content of a model file, filled by a reader and then loaded into
+// a problem in one step (a failed read leaves the problem as it was).
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "qnda.h"
+
+struct qnda_problem_s;
+
+namespace qnda {
+
+class Model;
+
+struct ModelData {
+  struct QTerm {
+    int i, j;
+    double v;  // monomial coefficient of x_i x_j
+  };
+  struct QRowTerm {
+    int row, i, j;
+    double v;
+  };
+  struct Indicator {
+    int row, col, comp;
+  };
+
+  std::string name;
+  int sense = 1;
+  double obj_constant = 0.0;
+  // rows
+  std::vector<std::string> row_names;
+  std::vector<char> rowtype;
+  std::vector<double> rhs, range;
+  // columns; bounds use +-QNDA_INFINITY for infinite
+  std::vector<std::string> col_names;
+  std::vector<double> obj, lb, ub, limit;
+  std::vector<char> coltype;
+  // column-wise matrix, start has ncols + 1 entries
+  std::vector<QNDAint64> start;
+  std::vector<int> rowind;
+  std::vector<double> value;
+  std::vector<QTerm> qobj;
+  std::vector<QRowTerm> qrows;
+  // sets
+  std::vector<std::string> set_names;
+  std::vector<char> settype;
+  std::vector<QNDAint64> setstart{0};
+  std::vector<int> setcol;
+  std::vector<double> setref;
+  std::vector<Indicator> indicators;
+
+  int ncols() const { return static_cast<int>(obj.size()); }
+  int nrows() const { return static_cast<int>(rowtype.size()); }
+};
+
+// Replaces the problem's model (and name) by d; results and starting points
+// of earlier solves are dropped.
+void load_model_data(qnda_problem_s &prob, const ModelData &d);
+
+// Reads and writes MPS files (free format; fixed-format files read as long as
+// their names hold no spaces).  Throw qnda::Error(QNDA_ERR_FILE ...).
+// keep_nrows: free rows after the objective stay as rows of type 'N'.
+void read_mps(const std::string &path, bool keep_nrows, ModelData &out);
+void write_mps(const std::string &path, const std::string &probname, const Model &model,
+               bool fixed);
+
+}  // namespace qnda
