@@ -1,0 +1,77 @@
+// Argument checks of the model functions.  All of them run only in checked
+// mode (except where a caller says otherwise); they throw qnda::Error with a
+// message that names the argument and the offending value.
+#pragma once
+
+#include <cstring>
+
+#include "api/guard.h"
+#include "core/problem.h"
+
+namespace qnda {
+
+inline const char *kRowTypes = "LGERN";
+inline const char *kColTypes = "CIBSRP";
+inline const char *kSetTypes = "12";
+inline const char *kBoundTypes = "ULB";
+
+// Every idx[k], k < n, in [0, count).
+template <class N>
+void check_indices(const int *idx, N n, int count, const char *what) {
+  for (N k = 0; k < n; ++k) check_index(idx[k], count, what);
+}
+
+// Every letter of s[0 .. n) among allowed.
+template <class N>
+void check_letters(const char *s, N n, const char *allowed, const char *what) {
+  for (N k = 0; k < n; ++k) {
+    char c = s[k];
+    if (c == '\0' || !std::strchr(allowed, c))
+      fail(QNDA_ERR_ARGUMENT, "%s '%c' (entry %lld) unknown; expected one of %s", what,
+           c ? c : '?', static_cast<long long>(k), allowed);
+  }
+}
+
+// start[0 .. n] nondecreasing from >= 0 and spanning exactly nnz entries.
+template <class Idx, class N>
+void check_starts(const Idx *start, int n, N nnz, const char *what) {
+  if (start[0] < 0) fail(QNDA_ERR_ARGUMENT, "%s[0] is negative (%lld)", what, (long long)start[0]);
+  for (int k = 0; k < n; ++k)
+    if (start[k + 1] < start[k])
+      fail(QNDA_ERR_ARGUMENT, "%s decreases at entry %d (%lld after %lld)", what, k + 1,
+           (long long)start[k + 1], (long long)start[k]);
+  if (static_cast<long long>(start[n] - start[0]) != static_cast<long long>(nnz))
+    fail(QNDA_ERR_ARGUMENT, "%s spans %lld entries but the count given is %lld", what,
+         (long long)(start[n] - start[0]), (long long)nnz);
+}
+
+// Column-major input of the load functions: start (with or without collen)
+// and the row indices it points at.  Returns the number of entries.
+template <class Idx>
+long long check_colmajor(const Idx *start, const int *collen, int ncols, const int *rowind,
+                         const double *val, int nrows) {
+  if (ncols == 0 || !start) return 0;
+  long long total = 0;
+  for (int j = 0; j < ncols; ++j) {
+    Idx b = start[j], e;
+    if (collen) {
+      if (collen[j] < 0) fail(QNDA_ERR_ARGUMENT, "collen[%d] is negative (%d)", j, collen[j]);
+      e = b + collen[j];
+    } else {
+      e = start[j + 1];
+    }
+    if (b < 0) fail(QNDA_ERR_ARGUMENT, "start[%d] is negative (%lld)", j, (long long)b);
+    if (e < b)
+      fail(QNDA_ERR_ARGUMENT, "start decreases at entry %d (%lld after %lld)", j + 1, (long long)e,
+           (long long)b);
+    if (e > b) {
+      check_array(rowind, "rowind");
+      check_array(val, "rowcoef");
+    }
+    for (Idx k = b; k < e; ++k) check_index(rowind[k], nrows, "row");
+    total += e - b;
+  }
+  return total;
+}
+
+}  // namespace qnda
