@@ -1,0 +1,83 @@
+// The nonlinear problem behind a QSLPprob handle: it sits on a main problem
+// (QNDAprob) that holds the linear and quadratic parts.  For now it carries
+// its controls and the counters its attributes report; the nonlinear
+// coefficients and formulas join it with the nonlinear engine.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/error.h"
+#include "core/problem.h"
+#include "qslp.h"
+
+namespace qnda {
+
+struct SlpCaInfo {
+  int id;
+  const char *name;  // lower case, distinct from every name of the main table
+  int type;          // QNDA_TYPE_INT, QNDA_TYPE_DOUBLE, QNDA_TYPE_STRING
+  bool control;
+  double def, min, max;  // integer and double controls
+  const char *sdef;      // string controls
+};
+
+constexpr double kSlpNoBound = 1e300;
+
+constexpr SlpCaInfo kSlpTable[] = {
+    // controls
+    {QSLP_OBJSENSE, "nlpobjsense", QNDA_TYPE_DOUBLE, true, 1.0, -1.0, 1.0, nullptr},
+    {QSLP_FEASTOL, "nlpfeastol", QNDA_TYPE_DOUBLE, true, 1e-6, 1e-12, 1.0, nullptr},
+    {QSLP_OPTTOL, "nlpopttol", QNDA_TYPE_DOUBLE, true, 1e-6, 1e-12, 1.0, nullptr},
+    {QSLP_TIMELIMIT, "nlptimelimit", QNDA_TYPE_DOUBLE, true, 0.0, -kSlpNoBound, kSlpNoBound,
+     nullptr},
+    {QSLP_ITERLIMIT, "nlpiterlimit", QNDA_TYPE_INT, true, 1000, 0, 2147483647, nullptr},
+    {QSLP_LOGLEVEL, "nlploglevel", QNDA_TYPE_INT, true, 1, 0, 3, nullptr},
+    {QSLP_AUTOINIT, "nlpautoinit", QNDA_TYPE_INT, true, 1, 0, 1, nullptr},
+    {QSLP_SOLVERNAME, "nlpsolvername", QNDA_TYPE_STRING, true, 0, 0, 0, "ipopt"},
+    // attributes
+    {QSLP_ORIGINALROWS, "nlporiginalrows", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_ORIGINALCOLS, "nlporiginalcols", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_NLPSTATUS, "nlpstatus", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_ITER, "nlpiterations", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_COEFFICIENTS, "nlpcoefficients", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_USERFUNCS, "nlpuserfuncs", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_STOPSTATUS, "nlpstopstatus", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_OBJVAL, "nlpobjval", QNDA_TYPE_DOUBLE, false, 0, 0, 0, nullptr},
+    {QSLP_SOLVETIME, "nlpsolvetime", QNDA_TYPE_DOUBLE, false, 0, 0, 0, nullptr},
+};
+constexpr int kSlpCount = static_cast<int>(sizeof kSlpTable / sizeof kSlpTable[0]);
+
+int slp_index(int id);  // -1 when unknown
+
+struct SlpControls {
+  SlpControls() { reset(); }
+  void reset();
+  std::vector<double> num;  // int and double values, per table slot
+  std::vector<std::string> str;
+};
+
+bool slp_initialised();
+
+}  // namespace qnda
+
+struct qslp_problem_s {
+  static constexpr unsigned kMagic = 0x504c5351u;  // "QSLP"
+  static constexpr unsigned kFreed = 0xdeadbeefu;
+
+  unsigned magic = kMagic;
+  QNDAprob main = nullptr;    // the main problem (not owned unless owns_main)
+  bool owns_main = false;
+  qnda::ErrorRecord err;
+  qnda::SlpControls controls;
+  // Results of the last nonlinear solve.
+  int nlp_status = 0, stop_status = 0, iterations = 0;
+  int coefficients = 0, userfuncs = 0;
+  double objval = 0.0, solvetime = 0.0;
+
+  qslp_problem_s() = default;
+  qslp_problem_s(const qslp_problem_s &) = delete;
+  qslp_problem_s &operator=(const qslp_problem_s &) = delete;
+  ~qslp_problem_s() { magic = kFreed; }
+  bool valid() const { return magic == kMagic; }
+};
