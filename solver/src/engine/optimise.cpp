@@ -11,6 +11,7 @@
 #include "core/error.h"
 #include "core/messages.h"
 #include "core/problem.h"
+#include "engine/convexity.h"
 #include "engine/engine.h"
 #include "engine/reformulate.h"
 
@@ -267,6 +268,18 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   FlatModel fm;
   flatten(model, fo, fm);
   const bool search = s.mip && fm.has_integers();
+  if (fm.has_quadratic()) {
+    Convexity cv = objective_convexity(fm);
+    if (cv == Convexity::NotConvex) {
+      prob.solve.clear_results();
+      prob.solve.model_changed = false;
+      prob.solve.lp_status = QNDA_LP_NONCONVEX;
+      fail(QNDA_ERR_UNSUPPORTED,
+           "the quadratic objective is not %s; the %s engine solves convex QPs only",
+           model.obj_sense() < 0 ? "concave (maximising)" : "convex (minimising)",
+           engine->name());
+    }
+  }
 
   // Starting points, only where the engine's model is the user's.
   EngineStart start;

@@ -197,6 +197,7 @@ class HighsEngine final : public Engine {
 
     const int ncols = m.ncols, nrows = m.nrows;
     const bool mip = s.mip && m.has_integers();
+    const bool qp = m.has_quadratic();
     HighsModel hm;
     move_into(m, hm, s.mip);
     apply_settings(h, s);
@@ -255,6 +256,12 @@ class HighsEngine final : public Engine {
     else
       r.algorithm = s.lp_algorithm == 3 ? 3 : 2;
     r.status = map_status(st, mip, cb);
+    if (run == HighsStatus::kError && r.status == EngineStatus::Error && qp &&
+        st == HighsModelStatus::kNotset) {
+      r.status = EngineStatus::NonConvex;
+      r.message = "the engine found the quadratic objective not convex";
+      return;
+    }
     if (run == HighsStatus::kError && r.status == EngineStatus::Error) {
       r.message = "the engine failed: " + h.modelStatusToString(st);
       return;
