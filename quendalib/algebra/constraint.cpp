@@ -1,8 +1,449 @@
-/* Placeholder for the quenda.constraint type until its subsystem lands. */
-#include "module/types.h"
+/* quenda.constraint: lb <= body <= ub.
+ *
+ * A comparison a <op> b becomes the body a - b with the constant moved to
+ * the bounds, so that bodies reach the problem without constants. */
+#include "algebra/constraint.h"
+
+#include <structmember.h>
+
+#include "algebra/expression.h"
+#include "algebra/exprtype.h"
+#include "algebra/linterm.h"
+#include "algebra/nonlinear.h"
+#include "algebra/quadterm.h"
+#include "algebra/var.h"
+#include "module/npy.h"
+#include "module/session.h"
+
+#define CON(o) ((constraint_object *)(o))
+
+/* A new constraint with a fresh identity number, the default name and no
+ * bounds; the body is left NULL.  New reference or NULL. */
+static PyObject *
+constraint_new_bare(void)
+{
+    constraint_object *c = PyObject_New(constraint_object, &quenda_constraintType);
+    if (c == NULL)
+        return NULL;
+    c->id = qnda_py_env.concounter++;
+    c->body = NULL;
+    c->lb = -QUENDA_INFINITY;
+    c->ub = QUENDA_INFINITY;
+    c->name = PyUnicode_FromFormat("R%u", (unsigned)c->id);
+    if (c->name == NULL) {
+        Py_DECREF(c);
+        return NULL;
+    }
+    return (PyObject *)c;
+}
+
+static void
+constraint_dealloc(PyObject *self)
+{
+    Py_XDECREF(CON(self)->name);
+    Py_XDECREF(CON(self)->body);
+    Py_TYPE(self)->tp_free(self);
+}
+
+/* ------------------------------------------------------------ builder */
+
+/* a - b with the subtraction of a's type; new reference or NULL. */
+static PyObject *
+constraint_difference(PyObject *a, PyObject *b)
+{
+    switch (expr_kind(a)) {
+    case EXPR_VARIABLE: return var_sub(a, b);
+    case EXPR_LINTERM: return linterm_sub(a, b);
+    case EXPR_QUADTERM: return quadterm_sub(a, b);
+    case EXPR_EXPRESSION: return expression_sub(a, b);
+    case EXPR_NONLINEAR: return nonlin_sub(a, b);
+    default: return PyNumber_Subtract(a, b);
+    }
+}
+
+/* Takes a trailing number off a sum node, or turns a difference with a
+ * number into a bound.  *body may be replaced (new reference stored, old
+ * released).  Writes the bound value to *v and, for k - f, the flipped
+ * bound directly; returns 1 when the bounds are already set, 0 when the
+ * comparison still has to apply *v, -1 on error. */
+static int
+constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
+{
+    nonlin_object *n = (nonlin_object *)c->body;
+    if (n->op == NONLIN_PLUS && n->args != NULL && PyList_Check(n->args) &&
+        PyList_GET_SIZE(n->args) > 1) {
+        Py_ssize_t last = PyList_GET_SIZE(n->args) - 1;
+        PyObject *item = PyList_GET_ITEM(n->args, last);
+        if (expr_kind(item) == EXPR_CONSTANT) {
+            double k = number_value(item);
+            if (k == -1.0 && PyErr_Occurred())
+                return -1;
+            if (Py_REFCNT(c->body) > 1) {
+                /* Shared with the caller: trim a private copy. */
+                PyObject *copy = nonlin_copy(c->body, 1.0);
+                if (copy == NULL)
+                    return -1;
+                Py_SETREF(c->body, copy);
+                if (!NONLIN_CHECK(copy))
+                    return 0;
+                n = (nonlin_object *)copy;
+                if (!PyList_Check(n->args) || PyList_GET_SIZE(n->args) <= 1)
+                    return 0;
+                last = PyList_GET_SIZE(n->args) - 1;
+            }
+            if (PyList_SetSlice(n->args, last, last + 1, NULL) < 0)
+                return -1;
+            *v = -k;
+        }
+        return 0;
+    }
+    if (n->op == NONLIN_MINUS && n->args != NULL && PyTuple_Check(n->args) &&
+        PyTuple_GET_SIZE(n->args) == 2) {
+        PyObject *first = PyTuple_GET_ITEM(n->args, 0), *second = PyTuple_GET_ITEM(n->args, 1);
+        if (expr_kind(first) == EXPR_CONSTANT) {
+            double k = number_value(first);
+            if (k == -1.0 && PyErr_Occurred())
+                return -1;
+            Py_INCREF(second);
+            Py_SETREF(c->body, second);
+            switch (op) {
+            case Py_LE: c->lb = k; return 1;
+            case Py_GE: c->ub = k; return 1;
+            case Py_EQ: c->lb = c->ub = k; return 1;
+            default: return 0;
+            }
+        }
+        if (expr_kind(second) == EXPR_CONSTANT) {
+            double k = number_value(second);
+            if (k == -1.0 && PyErr_Occurred())
+                return -1;
+            Py_INCREF(first);
+            Py_SETREF(c->body, first);
+            *v = k;
+        }
+    }
+    return 0;
+}
+
+PyObject *
+constraint_build(PyObject *a, PyObject *b, int op)
+{
+    PyObject *body = NULL, *res = NULL, *empty = NULL;
+    constraint_object *c;
+    double v = 0.0;
+    int done = 0;
+
+    if (is_number(a) && is_number(b)) {
+        empty = expression_base();
+        if (empty == NULL)
+            goto error;
+        a = empty;
+    }
+    body = constraint_difference(a, b);
+    if (body == NULL)
+        goto error;
+    {
+        int kind = expr_kind(body);
+        if (kind < EXPR_CONSTANT || kind == EXPR_ARRAY) {
+            quenda_model_error("Invalid constraint body");
+            goto error;
+        }
+        if (kind == EXPR_EXPRESSION && Py_REFCNT(body) > 1) {
+            /* The constant is about to move to the bounds: never touch an
+             * expression that someone else holds. */
+            PyObject *copy = expression_copy(body, 1.0);
+            if (copy == NULL)
+                goto error;
+            Py_SETREF(body, copy);
+        }
+    }
+    res = constraint_new_bare();
+    if (res == NULL)
+        goto error;
+    c = CON(res);
+    c->body = body;  /* steals */
+    body = NULL;
+
+    switch (expr_kind(c->body)) {
+    case EXPR_EXPRESSION: {
+        expression_object *e = (expression_object *)c->body;
+        v = e->constant == 0.0 ? 0.0 : -e->constant;
+        e->constant = 0.0;
+        break;
+    }
+    case EXPR_NONLINEAR:
+        done = constraint_simplify_nonlinear(c, &v, op);
+        if (done < 0)
+            goto error;
+        break;
+    default:
+        break;
+    }
+    if (op > Py_GE) {
+        quenda_model_error("Invalid constraint: unrecognized comparison operator");
+        goto error;
+    }
+    if (op == Py_LT || op == Py_GT || op == Py_NE) {
+        quenda_model_error("Invalid constraint: cannot enforce f(x) != 0, f(x) > 0, or f(x) < 0");
+        goto error;
+    }
+    if (!done) {
+        if (op == Py_LE)
+            c->ub = v;
+        else if (op == Py_GE)
+            c->lb = v;
+        else
+            c->lb = c->ub = v;
+    }
+    Py_XDECREF(empty);
+    return res;
+error:
+    Py_XDECREF(body);
+    Py_XDECREF(res);
+    Py_XDECREF(empty);
+    return NULL;
+}
+
+PyObject *
+leq_con(PyObject *a, PyObject *b)
+{
+    return constraint_build(a, b, Py_LE);
+}
+
+PyObject *
+geq_con(PyObject *a, PyObject *b)
+{
+    return constraint_build(a, b, Py_GE);
+}
+
+PyObject *
+eq_con(PyObject *a, PyObject *b)
+{
+    return constraint_build(a, b, Py_EQ);
+}
+
+PyObject *
+algebra_richcompare(PyObject *a, PyObject *b, int op)
+{
+    if (is_ndarray(a) || is_ndarray(b))
+        Py_RETURN_NOTIMPLEMENTED;
+    return constraint_build(a, b, op);
+}
+
+/* ------------------------------------------------------------ row type */
+
+void
+getRhsSense(PyObject *con, char *type, double *rhs, double *range)
+{
+    double lb = CON(con)->lb, ub = CON(con)->ub;
+    if (lb <= -QUENDA_INFINITY) {
+        if (ub < QUENDA_INFINITY) {
+            *type = 'L';
+            *rhs += ub;
+        } else {
+            *type = 'N';
+        }
+    } else if (ub >= QUENDA_INFINITY) {
+        *type = 'G';
+        *rhs += lb;
+    } else if (lb == ub) {
+        *type = 'E';
+        *rhs += lb;
+    } else {
+        *type = 'R';
+        *rhs += ub;
+        *range = ub - lb;
+    }
+}
+
+/* ------------------------------------------------------------ constructor */
+
+#define CON_LB_UNSET (-2e20)
+#define CON_UB_UNSET (2e20)
+#define CON_RHS_UNSET (-2e20)
+
+static int
+constraint_init(PyObject *self, PyObject *args, PyObject *kwds)
+{
+    static const char *kwlist[] = {"constraint", "body", "lb", "ub", "sense", "rhs", "name", NULL};
+    constraint_object *c = CON(self);
+    PyObject *src = NULL, *body = NULL, *name = NULL, *elem = NULL;
+    double lb = CON_LB_UNSET, ub = CON_UB_UNSET, rhs = CON_RHS_UNSET;
+    long sense = 0;
+
+    c->id = qnda_py_env.concounter++;
+    if (!PyArg_ParseTupleAndKeywords(args, kwds, "|OOddldO", (char **)kwlist, &src, &body, &lb,
+                                     &ub, &sense, &rhs, &name))
+        return -1;
+    if (name == NULL || name == Py_None)
+        name = PyUnicode_FromFormat("R%u", (unsigned)c->id);
+    else
+        Py_INCREF(name);
+    if (name == NULL)
+        return -1;
+    Py_XSETREF(c->name, name);
+
+    if (body != NULL && body != Py_None && is_ndarray(body)) {
+        PyArrayObject *arr = (PyArrayObject *)body;
+        if (PyArray_SIZE(arr) < 1) {
+            quenda_model_error("Invalid expression passed as body of constraint");
+            return -1;
+        }
+        elem = PyArray_GETITEM(arr, (const char *)PyArray_DATA(arr));
+        if (elem == NULL)
+            return -1;
+        body = elem;
+    }
+    if (body == Py_None)
+        body = NULL;
+    if (body != NULL) {
+        int k = expr_kind(body);
+        if (k < EXPR_CONSTANT || k == EXPR_ARRAY) {
+            quenda_model_error("Invalid expression passed as body of constraint");
+            goto error;
+        }
+    }
+
+    if (src != NULL && src != Py_None) {
+        if (Py_TYPE(src) != &quenda_constraintType) {
+            quenda_model_error("Attempt to generate an empty constraint failed. Consider using "
+                               "quenda.constraint(body=..., sense=..., rhs=...) instead.");
+            goto error;
+        }
+        Py_XINCREF(CON(src)->body);
+        Py_XSETREF(c->body, CON(src)->body);
+        c->lb = CON(src)->lb;
+        c->ub = CON(src)->ub;
+        Py_XDECREF(elem);
+        return 0;
+    }
+    if (body == NULL ||
+        (sense == 0 && lb == CON_LB_UNSET && ub == CON_UB_UNSET && rhs == CON_RHS_UNSET)) {
+        quenda_model_error("Arguments required for quenda.constraint(): constraint OR {body, lb "
+                           "and/or ub} OR {body,sense,rhs}.");
+        goto error;
+    }
+    if (rhs != CON_RHS_UNSET) {
+        if (lb != CON_LB_UNSET || ub != CON_UB_UNSET) {
+            quenda_model_error(
+                "Cannot create constraint by specifying both rhs AND either or both of lb/ub.");
+            goto error;
+        }
+        if (sense == 1)
+            ub = rhs;
+        else if (sense == 2)
+            lb = rhs;
+        else
+            lb = ub = rhs;
+    }
+    if (lb == CON_LB_UNSET)
+        lb = -QUENDA_INFINITY;
+    if (ub == CON_UB_UNSET)
+        ub = QUENDA_INFINITY;
+    if (lb > ub + 1e-6) {
+        quenda_model_error("Constraint defined infeasible: lower bound > upper bound");
+        goto error;
+    }
+    Py_INCREF(body);
+    Py_XSETREF(c->body, body);
+    c->lb = lb;
+    c->ub = ub;
+    Py_XDECREF(elem);
+    return 0;
+error:
+    Py_XDECREF(elem);
+    return -1;
+}
+
+/* ------------------------------------------------------------ methods */
+
+PyObject *
+constraint_copy(PyObject *self, PyObject *unused)
+{
+    constraint_object *src = CON(self);
+    PyObject *res = NULL, *body = NULL, *name = NULL;
+    if (src->body != NULL) {
+        body = general_copy(src->body, 1.0);
+        if (body == NULL)
+            goto error;
+    }
+    res = constraint_new_bare();
+    if (res == NULL)
+        goto error;
+    name = PyUnicode_FromFormat("R%u_copy_%S", (unsigned)CON(res)->id,
+                                src->name != NULL ? src->name : Py_None);
+    if (name == NULL)
+        goto error;
+    Py_SETREF(CON(res)->name, name);
+    CON(res)->body = body;  /* steals */
+    CON(res)->lb = src->lb;
+    CON(res)->ub = src->ub;
+    return res;
+error:
+    Py_XDECREF(body);
+    Py_XDECREF(res);
+    return NULL;
+}
+
+static PyObject *
+constraint_str(PyObject *self)
+{
+    PyObject *name = CON(self)->name;
+    if (name == NULL)
+        return PyUnicode_FromFormat("R%u", (unsigned)CON(self)->id);
+    return PyObject_Str(name);
+}
+
+/* ------------------------------------------------------------ type */
+
+static PyMethodDef constraint_methods[] = {
+    {"copy", constraint_copy, METH_NOARGS, "Return a copy of the constraint as a new object"},
+    {NULL, NULL, 0, NULL}};
+
+static PyMemberDef constraint_members[] = {
+    {"name", T_OBJECT, offsetof(constraint_object, name), 0, "Constraint name"},
+    {"body", T_OBJECT, offsetof(constraint_object, body), 0, "Constraint body"},
+    {"lb", T_DOUBLE, offsetof(constraint_object, lb), 0, "Lower bound"},
+    {"ub", T_DOUBLE, offsetof(constraint_object, ub), 0, "Upper bound"},
+    {NULL}};
 
 PyTypeObject quenda_constraintType = {
     PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.constraint",            /* tp_name */
-    sizeof(PyObject), /* tp_basicsize */
+    "quenda.constraint",           /* tp_name */
+    sizeof(constraint_object),     /* tp_basicsize */
+    0,                             /* tp_itemsize */
+    constraint_dealloc,            /* tp_dealloc */
+    0,                             /* tp_vectorcall_offset */
+    0,                             /* tp_getattr */
+    0,                             /* tp_setattr */
+    0,                             /* tp_as_async */
+    constraint_str,                /* tp_repr */
+    0,                             /* tp_as_number */
+    0,                             /* tp_as_sequence */
+    0,                             /* tp_as_mapping */
+    0,                             /* tp_hash */
+    0,                             /* tp_call */
+    constraint_str,                /* tp_str */
+    0,                             /* tp_getattro */
+    0,                             /* tp_setattro */
+    0,                             /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,            /* tp_flags */
+    "Class for constraints of an optimization problem",  /* tp_doc */
+    0,                             /* tp_traverse */
+    0,                             /* tp_clear */
+    0,                             /* tp_richcompare */
+    0,                             /* tp_weaklistoffset */
+    0,                             /* tp_iter */
+    0,                             /* tp_iternext */
+    constraint_methods,            /* tp_methods */
+    constraint_members,            /* tp_members */
+    0,                             /* tp_getset */
+    0,                             /* tp_base */
+    0,                             /* tp_dict */
+    0,                             /* tp_descr_get */
+    0,                             /* tp_descr_set */
+    0,                             /* tp_dictoffset */
+    constraint_init,               /* tp_init */
+    0,                             /* tp_alloc */
+    PyType_GenericNew,             /* tp_new */
 };

@@ -15,8 +15,8 @@
 typedef struct {
     PyObject_HEAD
     double constant;
-    linmap *linmap;     /* owned, NULL until the first linear term */
-    quadmap *quadmap;   /* owned, NULL until the first quadratic term */
+    struct linmap *linmap;    /* owned, NULL until the first linear term */
+    struct quadmap *quadmap;  /* owned, NULL until the first quadratic term */
     indexset *qvars;    /* owned, identity numbers of the quadratic part's
                            variables; created with quadmap, never pruned */
 } expression_object;
@@ -36,6 +36,14 @@ int expression_setLinTerm(PyObject *expr, PyObject *var, double coef);
 int expression_addLinTerm(PyObject *expr, PyObject *var, double coef);
 int expression_setQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef);
 int expression_addQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef);
+
+/* Builders for the small types' results: constant + c1*v1 (+ c2*v2 when
+ * v2 is not NULL), and constant + lc*lv (lv may be NULL) + qc*q1*q2.  On
+ * failure msg is raised as quenda.ModelError. */
+PyObject *expression_from_lin(double constant, PyObject *v1, double c1,
+                              PyObject *v2, double c2, const char *msg);
+PyObject *expression_from_quad(double constant, PyObject *lv, double lc,
+                               PyObject *q1, PyObject *q2, double qc, const char *msg);
 
 /* True when the expression has at least one quadratic entry. */
 int expression_has_quad(PyObject *expr);

@@ -64,3 +64,9 @@ PyObject *general_neg(PyObject *obj);
 /* Messages raised through quenda.ModelError (falls back to RuntimeError
  * while the module exception does not exist yet).  Always returns NULL. */
 PyObject *quenda_model_error(const char *msg);
+
+/* Operand kind without raising: the codes above, EXPR_ARRAY for an
+ * ndarray, EXPR_INVALID for anything else.  Exact types are tested first
+ * since the algebra types are final. */
+#define EXPR_ARRAY 6
+int expr_kind(PyObject *obj);

@@ -1,8 +1,486 @@
-/* Placeholder for the quenda.linterm type until its subsystem lands. */
-#include "module/types.h"
+/* quenda.linterm: the immutable value coef*var.
+ *
+ * It spares the commonest products (3*x, -x, x/2) a full expression with
+ * its maps.  Every operation folds into a number, a linterm or a quadterm
+ * where it can and hands the rest to the richer types. */
+#include "algebra/linterm.h"
+
+#include <stdio.h>
+
+#include "algebra/constraint.h"
+#include "algebra/expression.h"
+#include "algebra/exprtype.h"
+#include "algebra/nonlinear.h"
+#include "algebra/quadterm.h"
+#include "algebra/var.h"
+
+/* ------------------------------------------------------------ creation */
+
+PyObject *
+linterm_fill(double coef, PyObject *var)
+{
+    if (coef == 0.0)
+        return PyFloat_FromDouble(0.0);
+    linterm_object *t = PyObject_New(linterm_object, &quenda_lintermType);
+    if (t == NULL)
+        return NULL;
+    t->coef = coef;
+    Py_INCREF(var);
+    t->var = var;
+    return (PyObject *)t;
+}
+
+PyObject *
+linterm_copy(PyObject *term, double factor)
+{
+    if (term == NULL || !LINTERM_CHECK(term) || ((linterm_object *)term)->var == NULL)
+        return quenda_model_error("Linterm copy using an invalid object");
+    linterm_object *t = (linterm_object *)term;
+    return linterm_fill(factor * t->coef, t->var);
+}
+
+static void
+linterm_dealloc(PyObject *self)
+{
+    Py_XDECREF(((linterm_object *)self)->var);
+    Py_TYPE(self)->tp_free(self);
+}
+
+/* ------------------------------------------------------------ helpers */
+
+static inline double
+lt_coef(PyObject *o)
+{
+    return ((linterm_object *)o)->coef;
+}
+
+static inline PyObject *
+lt_var(PyObject *o)
+{
+    return ((linterm_object *)o)->var;
+}
+
+/* (1.0 / arr) * other, NumPy doing both steps. */
+static PyObject *
+linterm_array_div(PyObject *arr, PyObject *other)
+{
+    PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
+    if (one == NULL)
+        return NULL;
+    inv = PyNumber_TrueDivide(one, arr);
+    Py_DECREF(one);
+    if (inv == NULL)
+        return NULL;
+    res = PyNumber_Multiply(inv, other);
+    Py_DECREF(inv);
+    return res;
+}
+
+/* (-arr) + other through NumPy. */
+static PyObject *
+linterm_array_sub(PyObject *arr, PyObject *other)
+{
+    PyObject *neg = PyNumber_Negative(arr);
+    if (neg == NULL)
+        return NULL;
+    PyObject *res = PyNumber_Add(neg, other);
+    Py_DECREF(neg);
+    return res;
+}
+
+/* A fresh term made by the type's own allocator has no variable. */
+static int
+linterm_valid(PyObject *o)
+{
+    if (((linterm_object *)o)->var == NULL) {
+        quenda_model_error("Invalid object in operation");
+        return 0;
+    }
+    return 1;
+}
+
+/* ------------------------------------------------------------ sum */
+
+PyObject *
+linterm_alg_sum(PyObject *a, PyObject *b, double sign)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+
+    if (kb == EXPR_EXPRESSION) return expression_alg_sum(a, b, sign);
+    if (kb == EXPR_QUADTERM) return quadterm_alg_sum(a, b, sign);
+    if (kb == EXPR_NONLINEAR) return nonlin_alg_sum(a, b, sign);
+    if (ka == EXPR_EXPRESSION) return expression_alg_sum(a, b, sign);
+    if (ka == EXPR_QUADTERM) return quadterm_alg_sum(a, b, sign);
+    if (ka == EXPR_NONLINEAR) return nonlin_alg_sum(a, b, sign);
+
+    if (ka < EXPR_CONSTANT || ka > EXPR_LINTERM || kb < EXPR_CONSTANT || kb > EXPR_LINTERM ||
+        (ka != EXPR_LINTERM && kb != EXPR_LINTERM))
+        return quenda_model_error("Invalid operands in sum");
+    if ((ka == EXPR_LINTERM && !linterm_valid(a)) || (kb == EXPR_LINTERM && !linterm_valid(b)))
+        return NULL;
+
+    if (ka == EXPR_LINTERM && kb == EXPR_CONSTANT) {
+        k = number_value(b);
+        if (k == -1.0 && PyErr_Occurred())
+            return NULL;
+        if (sign * k == 0.0)
+            return linterm_fill(lt_coef(a), lt_var(a));
+        return expression_from_lin(sign * k, lt_var(a), lt_coef(a), NULL, 0.0,
+                                   "Error creating expression");
+    }
+    if (ka == EXPR_CONSTANT) {
+        k = number_value(a);
+        if (k == -1.0 && PyErr_Occurred())
+            return NULL;
+        if (k == 0.0)
+            return linterm_copy(b, sign);
+        return expression_from_lin(k, lt_var(b), sign * lt_coef(b), NULL, 0.0,
+                                   "Error creating expression");
+    }
+    if (ka == EXPR_LINTERM && kb == EXPR_LINTERM) {
+        PyObject *x = lt_var(a), *y = lt_var(b);
+        if (VAR_ID(x) == VAR_ID(y))
+            return linterm_fill(lt_coef(a) + sign * lt_coef(b), x);
+        return expression_from_lin(0.0, x, lt_coef(a), y, sign * lt_coef(b),
+                                   "Error creating expression as sum of two linear terms");
+    }
+    if (ka == EXPR_LINTERM) {  /* b a variable */
+        PyObject *x = lt_var(a);
+        if (VAR_ID(x) == VAR_ID(b))
+            return linterm_fill(lt_coef(a) + sign, x);
+        return expression_from_lin(0.0, b, sign, x, lt_coef(a),
+                                   "Error creating expression as sum of linear term and variable");
+    }
+    /* a a variable, b a linterm */
+    PyObject *x = lt_var(b);
+    if (VAR_ID(a) == VAR_ID(x))
+        return linterm_fill(1.0 + sign * lt_coef(b), a);
+    return expression_from_lin(0.0, a, 1.0, x, sign * lt_coef(b),
+                               "Error creating expression as sum of linear term and variable");
+}
+
+PyObject *
+linterm_add(PyObject *a, PyObject *b)
+{
+    if (is_ndarray(b))
+        return PyNumber_Add(b, a);
+    if (is_ndarray(a))
+        Py_RETURN_NOTIMPLEMENTED;
+    return linterm_alg_sum(a, b, 1.0);
+}
+
+PyObject *
+linterm_sub(PyObject *a, PyObject *b)
+{
+    if (is_ndarray(b))
+        return linterm_array_sub(b, a);
+    if (is_ndarray(a))
+        Py_RETURN_NOTIMPLEMENTED;
+    return linterm_alg_sum(a, b, -1.0);
+}
+
+/* ------------------------------------------------------------ product */
+
+PyObject *
+linterm_mul(PyObject *a, PyObject *b)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+
+    if (kb == EXPR_ARRAY)
+        return PyNumber_Multiply(b, a);
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (kb == EXPR_QUADTERM) return quadterm_mul(a, b);
+    if (kb == EXPR_EXPRESSION) return expression_mul(a, b);
+    if (kb == EXPR_NONLINEAR) return nonlin_mul(a, b);
+    if (ka == EXPR_QUADTERM) return quadterm_mul(a, b);
+    if (ka == EXPR_EXPRESSION) return expression_mul(a, b);
+    if (ka == EXPR_NONLINEAR) return nonlin_mul(a, b);
+
+    if (ka == EXPR_CONSTANT) {
+        k = number_value(a);
+        if (k == -1.0 && PyErr_Occurred())
+            return NULL;
+        return linterm_copy(b, k);
+    }
+    if (kb == EXPR_CONSTANT) {
+        k = number_value(b);
+        if (k == -1.0 && PyErr_Occurred())
+            return NULL;
+        return linterm_copy(a, k);
+    }
+    if ((ka != EXPR_LINTERM && ka != EXPR_VARIABLE) || (kb != EXPR_LINTERM && kb != EXPR_VARIABLE))
+        return quenda_model_error("Invalid operands in product of linear terms");
+    if ((ka == EXPR_LINTERM && !linterm_valid(a)) || (kb == EXPR_LINTERM && !linterm_valid(b)))
+        return NULL;
+    if (ka == EXPR_LINTERM && kb == EXPR_LINTERM)
+        return quadterm_fill(lt_coef(a) * lt_coef(b), lt_var(a), lt_var(b));
+    if (ka == EXPR_LINTERM)
+        return quadterm_fill(lt_coef(a), lt_var(a), b);
+    if (kb == EXPR_LINTERM)
+        return quadterm_fill(lt_coef(b), a, lt_var(b));
+    return quadterm_fill(1.0, a, b);
+}
+
+/* ------------------------------------------------------------ division */
+
+PyObject *
+linterm_div(PyObject *a, PyObject *b)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+
+    if (kb == EXPR_ARRAY)
+        return linterm_array_div(b, a);
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka == EXPR_QUADTERM) return quadterm_div(a, b);
+    if (ka == EXPR_EXPRESSION) return expression_div(a, b);
+    if (ka == EXPR_NONLINEAR) return nonlin_div(a, b);
+    if (kb == EXPR_QUADTERM) return quadterm_div(a, b);
+    if (kb == EXPR_EXPRESSION) return expression_div(a, b);
+    if (kb == EXPR_NONLINEAR) return nonlin_div(a, b);
+
+    if (kb == EXPR_CONSTANT && ka == EXPR_LINTERM) {
+        if (!linterm_valid(a))
+            return NULL;
+        k = number_value(b);
+        if (k == -1.0 && PyErr_Occurred())
+            return NULL;
+        if (k == 0.0)
+            return quenda_model_error("Division by zero");
+        return linterm_fill(lt_coef(a) / k, lt_var(a));
+    }
+    if (ka < EXPR_CONSTANT || ka > EXPR_LINTERM || (kb != EXPR_LINTERM && kb != EXPR_VARIABLE))
+        return quenda_model_error("Invalid operands in product of linear terms");
+    if ((ka == EXPR_LINTERM && !linterm_valid(a)) || (kb == EXPR_LINTERM && !linterm_valid(b)))
+        return NULL;
+    if (ka == EXPR_CONSTANT)
+        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+
+    PyObject *xa = ka == EXPR_LINTERM ? lt_var(a) : a;
+    PyObject *xb = kb == EXPR_LINTERM ? lt_var(b) : b;
+    if (VAR_ID(xa) != VAR_ID(xb))
+        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+    double ca = ka == EXPR_LINTERM ? lt_coef(a) : 1.0;
+    double cb = kb == EXPR_LINTERM ? lt_coef(b) : 1.0;
+    if (cb == 0.0)
+        return quenda_model_error("Division by zero");
+    return PyFloat_FromDouble(ca / cb);
+}
+
+/* ------------------------------------------------------------ power */
+
+PyObject *
+linterm_pow(PyObject *a, PyObject *b, PyObject *mod)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+
+    if (kb == EXPR_ARRAY)
+        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
+    if (ka == EXPR_LINTERM) {
+        if (!linterm_valid(a))
+            return NULL;
+        if (kb == EXPR_CONSTANT) {
+            double k = number_value(b);
+            if (k == -1.0 && PyErr_Occurred())
+                return NULL;
+            if (k == 0.0)
+                return PyFloat_FromDouble(1.0);
+            if (k == 1.0) {
+                Py_INCREF(a);
+                return a;
+            }
+            if (k == 2.0) {
+                double c = lt_coef(a);
+                PyObject *sq = quadterm_fill(c * c, lt_var(a), lt_var(a));
+                if (sq != NULL)
+                    return sq;
+                PyErr_Clear();
+            }
+        }
+        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+    }
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka == EXPR_QUADTERM) return quadterm_pow(a, b, mod);
+    if (ka == EXPR_EXPRESSION) return expression_pow(a, b, mod);
+    if (ka == EXPR_NONLINEAR) return nonlin_pow(a, b, mod);
+    return nonlin_instantiate_binary(NONLIN_POW, a, b);
+}
+
+static PyObject *
+linterm_neg(PyObject *a)
+{
+    if (!linterm_valid(a))
+        return NULL;
+    return linterm_fill(-lt_coef(a), lt_var(a));
+}
+
+static PyObject *
+linterm_abs(PyObject *a)
+{
+    return nonlin_instantiate_unary(NONLIN_ABS, a);
+}
+
+/* ------------------------------------------------------------ in place */
+
+/* 1 when b is a number equal to value. */
+static int
+linterm_is_const(PyObject *b, double value)
+{
+    if (expr_kind(b) != EXPR_CONSTANT)
+        return 0;
+    double k = number_value(b);
+    if (k == -1.0 && PyErr_Occurred()) {
+        PyErr_Clear();
+        return 0;
+    }
+    return k == value;
+}
+
+static PyObject *
+linterm_iadd(PyObject *a, PyObject *b)
+{
+    if (is_ndarray(b))
+        return PyNumber_Add(b, a);
+    if (linterm_is_const(b, 0.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    return linterm_add(a, b);
+}
+
+static PyObject *
+linterm_isub(PyObject *a, PyObject *b)
+{
+    if (is_ndarray(b))
+        return linterm_array_sub(b, a);
+    if (linterm_is_const(b, 0.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    return linterm_sub(a, b);
+}
+
+static PyObject *
+linterm_imul(PyObject *a, PyObject *b)
+{
+    if (is_ndarray(b))
+        return PyNumber_Multiply(b, a);
+    if (linterm_is_const(b, 1.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    return linterm_mul(a, b);
+}
+
+static PyObject *
+linterm_idiv(PyObject *a, PyObject *b)
+{
+    if (is_ndarray(b))
+        return linterm_array_div(b, a);
+    if (linterm_is_const(b, 1.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    if (linterm_is_const(b, 0.0))
+        return quenda_model_error("Division by zero");
+    return linterm_div(a, b);
+}
+
+static PyObject *
+linterm_ipow(PyObject *a, PyObject *b, PyObject *mod)
+{
+    if (is_ndarray(b))
+        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
+    if (linterm_is_const(b, 1.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    if (linterm_is_const(b, 0.0))
+        return PyFloat_FromDouble(1.0);
+    return linterm_pow(a, b, mod);
+}
+
+/* ------------------------------------------------------------ text */
+
+static PyObject *
+linterm_str(PyObject *self)
+{
+    linterm_object *t = (linterm_object *)self;
+    char prefix[512] = "";
+    if (t->var == NULL)
+        return PyUnicode_FromString("<empty linterm>");
+    if (t->coef != 1.0)
+        snprintf(prefix, sizeof prefix, "%g*", t->coef);
+    return PyUnicode_FromFormat("%s%S", prefix, t->var);
+}
+
+/* ------------------------------------------------------------ type */
+
+static PyNumberMethods linterm_as_number = {
+    linterm_add,                   /* nb_add */
+    linterm_sub,                   /* nb_subtract */
+    linterm_mul,                   /* nb_multiply */
+    0,                             /* nb_remainder */
+    0,                             /* nb_divmod */
+    linterm_pow,                   /* nb_power */
+    linterm_neg,                   /* nb_negative */
+    0,                             /* nb_positive */
+    linterm_abs,                   /* nb_absolute */
+    0,                             /* nb_bool */
+    0,                             /* nb_invert */
+    0,                             /* nb_lshift */
+    0,                             /* nb_rshift */
+    0,                             /* nb_and */
+    0,                             /* nb_xor */
+    0,                             /* nb_or */
+    0,                             /* nb_int */
+    0,                             /* nb_reserved */
+    0,                             /* nb_float */
+    linterm_iadd,                  /* nb_inplace_add */
+    linterm_isub,                  /* nb_inplace_subtract */
+    linterm_imul,                  /* nb_inplace_multiply */
+    0,                             /* nb_inplace_remainder */
+    linterm_ipow,                  /* nb_inplace_power */
+    0,                             /* nb_inplace_lshift */
+    0,                             /* nb_inplace_rshift */
+    0,                             /* nb_inplace_and */
+    0,                             /* nb_inplace_xor */
+    0,                             /* nb_inplace_or */
+    0,                             /* nb_floor_divide */
+    linterm_div,                   /* nb_true_divide */
+    0,                             /* nb_inplace_floor_divide */
+    linterm_idiv,                  /* nb_inplace_true_divide */
+};
 
 PyTypeObject quenda_lintermType = {
     PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.linterm",            /* tp_name */
-    sizeof(PyObject), /* tp_basicsize */
+    "quenda.linterm",              /* tp_name */
+    sizeof(linterm_object),        /* tp_basicsize */
+    0,                             /* tp_itemsize */
+    linterm_dealloc,               /* tp_dealloc */
+    0,                             /* tp_vectorcall_offset */
+    0,                             /* tp_getattr */
+    0,                             /* tp_setattr */
+    0,                             /* tp_as_async */
+    linterm_str,                   /* tp_repr */
+    &linterm_as_number,            /* tp_as_number */
+    0,                             /* tp_as_sequence */
+    0,                             /* tp_as_mapping */
+    0,                             /* tp_hash */
+    0,                             /* tp_call */
+    linterm_str,                   /* tp_str */
+    0,                             /* tp_getattro */
+    0,                             /* tp_setattro */
+    0,                             /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,            /* tp_flags */
+    "Class for linear terms. These can be used and\ncombined to create constraints and "
+    "objective function of an\noptimization problem.",  /* tp_doc */
+    0,                             /* tp_traverse */
+    0,                             /* tp_clear */
+    algebra_richcompare,           /* tp_richcompare */
 };

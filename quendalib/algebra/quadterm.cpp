@@ -1,8 +1,559 @@
-/* Placeholder for the quenda.quadterm type until its subsystem lands. */
-#include "module/types.h"
+/* quenda.quadterm: the immutable value coef*var1*var2.
+ *
+ * Like the linear term it folds what it can (sums on the same pair,
+ * divisions that cancel a variable) and hands everything else to the
+ * expression or to a nonlinear node.  Unlike the linear term it keeps a
+ * coefficient of 0.0. */
+#include "algebra/quadterm.h"
+
+#include <stdio.h>
+
+#include "algebra/constraint.h"
+#include "algebra/expression.h"
+#include "algebra/exprtype.h"
+#include "algebra/linterm.h"
+#include "algebra/nonlinear.h"
+#include "algebra/var.h"
+
+#define QT(o) ((quadterm_object *)(o))
+
+/* ------------------------------------------------------------ creation */
+
+PyObject *
+quadterm_fill(double coef, PyObject *first, PyObject *second)
+{
+    quadterm_object *t = PyObject_New(quadterm_object, &quenda_quadtermType);
+    if (t == NULL)
+        return NULL;
+    if (VAR_ID(second) < VAR_ID(first)) {
+        PyObject *tmp = first;
+        first = second;
+        second = tmp;
+    }
+    t->coef = coef;
+    Py_INCREF(first);
+    t->var1 = first;
+    Py_INCREF(second);
+    t->var2 = second;
+    return (PyObject *)t;
+}
+
+PyObject *
+quadterm_copy(PyObject *term, double factor)
+{
+    quadterm_object *t = QT(term);
+    if (t->var1 == NULL || t->var2 == NULL)
+        return quenda_model_error("Invalid object in operation");
+    return quadterm_fill(factor * t->coef, t->var1, t->var2);
+}
+
+static void
+quadterm_dealloc(PyObject *self)
+{
+    Py_XDECREF(QT(self)->var1);
+    Py_XDECREF(QT(self)->var2);
+    Py_TYPE(self)->tp_free(self);
+}
+
+/* ------------------------------------------------------------ helpers */
+
+static int
+quadterm_valid(PyObject *o)
+{
+    if (QT(o)->var1 == NULL || QT(o)->var2 == NULL) {
+        quenda_model_error("Invalid object in operation");
+        return 0;
+    }
+    return 1;
+}
+
+static PyObject *
+quadterm_array_div(PyObject *arr, PyObject *other)
+{
+    PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
+    if (one == NULL)
+        return NULL;
+    inv = PyNumber_TrueDivide(one, arr);
+    Py_DECREF(one);
+    if (inv == NULL)
+        return NULL;
+    res = PyNumber_Multiply(inv, other);
+    Py_DECREF(inv);
+    return res;
+}
+
+static PyObject *
+quadterm_array_sub(PyObject *arr, PyObject *other)
+{
+    PyObject *neg = PyNumber_Negative(arr);
+    if (neg == NULL)
+        return NULL;
+    PyObject *res = PyNumber_Add(neg, other);
+    Py_DECREF(neg);
+    return res;
+}
+
+static inline int
+same_var(PyObject *x, PyObject *y)
+{
+    return VAR_ID(x) == VAR_ID(y);
+}
+
+/* A "/" node over (the float num, var). */
+static PyObject *
+quadterm_div_node_f(double num, PyObject *var)
+{
+    PyObject *f = PyFloat_FromDouble(num);
+    if (f == NULL)
+        return NULL;
+    PyObject *res = nonlin_instantiate_binary(NONLIN_DIV, f, var);
+    Py_DECREF(f);
+    return res;
+}
+
+/* A "/" node over (r*lvar, var). */
+static PyObject *
+quadterm_div_node_l(double r, PyObject *lvar, PyObject *var)
+{
+    PyObject *num = linterm_fill(r, lvar);
+    if (num == NULL)
+        return NULL;
+    PyObject *res = nonlin_instantiate_binary(NONLIN_DIV, num, var);
+    Py_DECREF(num);
+    return res;
+}
+
+/* ------------------------------------------------------------ sum */
+
+PyObject *
+quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+    static const char bad[] = "Invalid operands in sum with quadratic term";
+
+    if (ka == EXPR_EXPRESSION || kb == EXPR_EXPRESSION)
+        return expression_alg_sum(a, b, sign);
+    if (ka == EXPR_NONLINEAR || kb == EXPR_NONLINEAR)
+        return nonlin_alg_sum(a, b, sign);
+    if ((ka == EXPR_QUADTERM && !quadterm_valid(a)) || (kb == EXPR_QUADTERM && !quadterm_valid(b)))
+        return NULL;
+
+    if (kb == EXPR_QUADTERM) {
+        quadterm_object *q = QT(b);
+        switch (ka) {
+        case EXPR_CONSTANT:
+            k = number_value(a);
+            if (k == -1.0 && PyErr_Occurred())
+                return NULL;
+            if (k == 0.0)
+                return quadterm_copy(b, sign);
+            return expression_from_quad(k, NULL, 0.0, q->var1, q->var2, sign * q->coef, bad);
+        case EXPR_VARIABLE:
+            return expression_from_quad(0.0, a, 1.0, q->var1, q->var2, sign * q->coef, bad);
+        case EXPR_LINTERM: {
+            linterm_object *l = (linterm_object *)a;
+            return expression_from_quad(0.0, l->var, l->coef, q->var1, q->var2, sign * q->coef,
+                                        bad);
+        }
+        case EXPR_QUADTERM: {
+            quadterm_object *p = QT(a);
+            if (same_var(p->var1, q->var1) && same_var(p->var2, q->var2))
+                return quadterm_fill(p->coef + sign * q->coef, p->var1, p->var2);
+            PyObject *res = expression_from_quad(0.0, NULL, 0.0, p->var1, p->var2, p->coef, bad);
+            if (res != NULL &&
+                expression_addQuadTerm(res, q->var1, q->var2, sign * q->coef) < 0)
+                Py_CLEAR(res);
+            return res;
+        }
+        default:
+            break;
+        }
+    } else if (ka == EXPR_QUADTERM) {
+        quadterm_object *q = QT(a);
+        switch (kb) {
+        case EXPR_CONSTANT:
+            k = number_value(b);
+            if (k == -1.0 && PyErr_Occurred())
+                return NULL;
+            if (sign * k == 0.0)
+                return quadterm_copy(a, 1.0);
+            return expression_from_quad(sign * k, NULL, 0.0, q->var1, q->var2, q->coef, bad);
+        case EXPR_VARIABLE:
+            return expression_from_quad(0.0, b, sign, q->var1, q->var2, q->coef, bad);
+        case EXPR_LINTERM: {
+            linterm_object *l = (linterm_object *)b;
+            return expression_from_quad(0.0, l->var, sign * l->coef, q->var1, q->var2, q->coef,
+                                        bad);
+        }
+        default:
+            break;
+        }
+    }
+    return quenda_model_error(bad);
+}
+
+PyObject *
+quadterm_add(PyObject *a, PyObject *b)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    if (kb == EXPR_ARRAY)
+        return PyNumber_Add(b, a);
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka == EXPR_EXPRESSION) return expression_add(a, b);
+    if (ka == EXPR_NONLINEAR) return nonlin_add(a, b);
+    if (kb == EXPR_EXPRESSION) return expression_add(a, b);
+    if (kb == EXPR_NONLINEAR) return nonlin_add(a, b);
+    if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
+        if (getExprType(a) < 0 || getExprType(b) < 0)
+            return NULL;
+        return quenda_model_error("Invalid operands in sum with quadratic term");
+    }
+    return quadterm_alg_sum(a, b, 1.0);
+}
+
+PyObject *
+quadterm_sub(PyObject *a, PyObject *b)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    if (kb == EXPR_ARRAY)
+        return quadterm_array_sub(b, a);
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka == EXPR_EXPRESSION) return expression_sub(a, b);
+    if (ka == EXPR_NONLINEAR) return nonlin_sub(a, b);
+    if (kb == EXPR_EXPRESSION) return expression_sub(a, b);
+    if (kb == EXPR_NONLINEAR) return nonlin_sub(a, b);
+    if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
+        if (getExprType(a) < 0 || getExprType(b) < 0)
+            return NULL;
+        return quenda_model_error("Invalid operands in sum with quadratic term");
+    }
+    return quadterm_alg_sum(a, b, -1.0);
+}
+
+/* ------------------------------------------------------------ product */
+
+PyObject *
+quadterm_mul(PyObject *a, PyObject *b)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+
+    if (kb == EXPR_ARRAY)
+        return PyNumber_Multiply(b, a);
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka == EXPR_EXPRESSION) return expression_mul(a, b);
+    if (ka == EXPR_NONLINEAR) return nonlin_mul(a, b);
+    if (kb == EXPR_EXPRESSION) return expression_mul(a, b);
+    if (kb == EXPR_NONLINEAR) return nonlin_mul(a, b);
+    if (ka == EXPR_CONSTANT && kb == EXPR_QUADTERM) {
+        k = number_value(a);
+        if (k == -1.0 && PyErr_Occurred())
+            return NULL;
+        return quadterm_copy(b, k);
+    }
+    if (kb == EXPR_CONSTANT && ka == EXPR_QUADTERM) {
+        k = number_value(b);
+        if (k == -1.0 && PyErr_Occurred())
+            return NULL;
+        return quadterm_copy(a, k);
+    }
+    if (getExprType(a) < 0 || getExprType(b) < 0)
+        return NULL;
+    return nonlin_instantiate_binary(NONLIN_MUL, a, b);
+}
+
+/* ------------------------------------------------------------ division */
+
+PyObject *
+quadterm_div(PyObject *a, PyObject *b)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+    static const char zero_bilinear[] = "Division by zero of a bilinear term";
+
+    if (kb == EXPR_ARRAY)
+        return quadterm_array_div(b, a);
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka == EXPR_EXPRESSION) return expression_div(a, b);
+    if (ka == EXPR_NONLINEAR) return nonlin_div(a, b);
+    if (kb == EXPR_EXPRESSION) return expression_div(a, b);
+    if (kb == EXPR_NONLINEAR) return nonlin_div(a, b);
+    if ((ka == EXPR_QUADTERM && !quadterm_valid(a)) || (kb == EXPR_QUADTERM && !quadterm_valid(b)))
+        return NULL;
+
+    if (ka == EXPR_QUADTERM) {
+        quadterm_object *q = QT(a);
+        if (kb == EXPR_CONSTANT) {
+            k = number_value(b);
+            if (k == -1.0 && PyErr_Occurred())
+                return NULL;
+            if (k == 0.0)
+                return quenda_model_error(zero_bilinear);
+            return quadterm_copy(a, 1.0 / k);
+        }
+        if (kb == EXPR_VARIABLE) {
+            if (same_var(b, q->var1))
+                return linterm_fill(q->coef, q->var2);
+            if (same_var(b, q->var2))
+                return linterm_fill(q->coef, q->var1);
+            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        }
+        if (kb == EXPR_LINTERM) {
+            linterm_object *l = (linterm_object *)b;
+            if (l->coef == 0.0)
+                return quenda_model_error(zero_bilinear);
+            if (same_var(l->var, q->var1))
+                return linterm_fill(q->coef / l->coef, q->var2);
+            if (same_var(l->var, q->var2))
+                return linterm_fill(q->coef / l->coef, q->var1);
+            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        }
+        if (kb == EXPR_QUADTERM) {
+            quadterm_object *p = QT(b);
+            double r = q->coef / p->coef;
+            if (same_var(q->var2, p->var2) && same_var(q->var1, p->var1))
+                return PyFloat_FromDouble(r);
+            if (same_var(q->var2, p->var2))
+                return quadterm_div_node_l(r, q->var1, p->var1);
+            if (same_var(q->var1, p->var1))
+                return quadterm_div_node_l(r, q->var2, p->var2);
+            if (same_var(q->var1, p->var2))
+                return quadterm_div_node_l(r, q->var2, p->var1);
+            if (same_var(p->var1, q->var2))
+                return quadterm_div_node_l(r, q->var1, p->var2);
+            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        }
+    } else if (kb == EXPR_QUADTERM) {
+        quadterm_object *q = QT(b);
+        if (ka == EXPR_LINTERM) {
+            linterm_object *l = (linterm_object *)a;
+            if (q->coef == 0.0)
+                return quenda_model_error("Division by zero of a linear term");
+            if (same_var(l->var, q->var1))
+                return quadterm_div_node_f(l->coef / q->coef, q->var2);
+            if (same_var(l->var, q->var2))
+                return quadterm_div_node_f(l->coef / q->coef, q->var1);
+            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        }
+        if (ka == EXPR_VARIABLE) {
+            if (q->coef == 0.0)
+                return quenda_model_error("Division by zero of a variable");
+            if (same_var(a, q->var1))
+                return quadterm_div_node_f(1.0 / q->coef, q->var2);
+            if (same_var(a, q->var2))
+                return quadterm_div_node_f(1.0 / q->coef, q->var1);
+            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        }
+    }
+    if (getExprType(a) < 0 || getExprType(b) < 0)
+        return NULL;
+    return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+}
+
+/* ------------------------------------------------------------ power */
+
+PyObject *
+quadterm_pow(PyObject *a, PyObject *b, PyObject *mod)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+
+    if (kb == EXPR_ARRAY)
+        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka == EXPR_EXPRESSION) return expression_pow(a, b, mod);
+    if (ka == EXPR_NONLINEAR) return nonlin_pow(a, b, mod);
+    if (kb == EXPR_EXPRESSION) return expression_pow(a, b, mod);
+    if (kb == EXPR_NONLINEAR) return nonlin_pow(a, b, mod);
+    if (ka == EXPR_CONSTANT) {
+        k = number_value(a);
+        if (k == -1.0 && PyErr_Occurred())
+            return NULL;
+        if (k == 1.0)
+            return PyFloat_FromDouble(1.0);
+    }
+    if (kb == EXPR_CONSTANT && ka == EXPR_QUADTERM) {
+        k = number_value(b);
+        if (k == -1.0 && PyErr_Occurred())
+            return NULL;
+        if (k == 0.0)
+            return PyFloat_FromDouble(1.0);
+        if (k == 1.0)
+            return quadterm_copy(a, 1.0);
+        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+    }
+    if (getExprType(a) < 0 || getExprType(b) < 0)
+        return NULL;
+    return nonlin_instantiate_binary(NONLIN_POW, a, b);
+}
+
+static PyObject *
+quadterm_neg(PyObject *a)
+{
+    return quadterm_copy(a, -1.0);
+}
+
+static PyObject *
+quadterm_abs(PyObject *a)
+{
+    return nonlin_instantiate_unary(NONLIN_ABS, a);
+}
+
+/* ------------------------------------------------------------ in place */
+
+static int
+quadterm_is_const(PyObject *b, double value)
+{
+    if (expr_kind(b) != EXPR_CONSTANT)
+        return 0;
+    double k = number_value(b);
+    if (k == -1.0 && PyErr_Occurred()) {
+        PyErr_Clear();
+        return 0;
+    }
+    return k == value;
+}
+
+static PyObject *
+quadterm_iadd(PyObject *a, PyObject *b)
+{
+    if (quadterm_is_const(b, 0.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    return quadterm_add(a, b);
+}
+
+static PyObject *
+quadterm_isub(PyObject *a, PyObject *b)
+{
+    if (quadterm_is_const(b, 0.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    return quadterm_sub(a, b);
+}
+
+static PyObject *
+quadterm_imul(PyObject *a, PyObject *b)
+{
+    if (quadterm_is_const(b, 1.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    return quadterm_mul(a, b);
+}
+
+static PyObject *
+quadterm_idiv(PyObject *a, PyObject *b)
+{
+    if (quadterm_is_const(b, 1.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    if (quadterm_is_const(b, 0.0))
+        return quenda_model_error("Division by zero");
+    return quadterm_div(a, b);
+}
+
+static PyObject *
+quadterm_ipow(PyObject *a, PyObject *b, PyObject *mod)
+{
+    if (is_ndarray(b))
+        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
+    if (quadterm_is_const(b, 1.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    if (quadterm_is_const(b, 0.0))
+        return PyFloat_FromDouble(1.0);
+    return quadterm_pow(a, b, mod);
+}
+
+/* ------------------------------------------------------------ text */
+
+static PyObject *
+quadterm_str(PyObject *self)
+{
+    quadterm_object *t = QT(self);
+    char prefix[512] = "";
+    if (t->var1 == NULL || t->var2 == NULL)
+        return PyUnicode_FromString("<empty quadterm>");
+    if (t->coef != 1.0)
+        snprintf(prefix, sizeof prefix, "%g*", t->coef);
+    if (same_var(t->var1, t->var2))
+        return PyUnicode_FromFormat("%s%S**2", prefix, t->var1);
+    return PyUnicode_FromFormat("%s%S*%S", prefix, t->var1, t->var2);
+}
+
+/* ------------------------------------------------------------ type */
+
+static PyNumberMethods quadterm_as_number = {
+    quadterm_add,                  /* nb_add */
+    quadterm_sub,                  /* nb_subtract */
+    quadterm_mul,                  /* nb_multiply */
+    0,                             /* nb_remainder */
+    0,                             /* nb_divmod */
+    quadterm_pow,                  /* nb_power */
+    quadterm_neg,                  /* nb_negative */
+    0,                             /* nb_positive */
+    quadterm_abs,                  /* nb_absolute */
+    0,                             /* nb_bool */
+    0,                             /* nb_invert */
+    0,                             /* nb_lshift */
+    0,                             /* nb_rshift */
+    0,                             /* nb_and */
+    0,                             /* nb_xor */
+    0,                             /* nb_or */
+    0,                             /* nb_int */
+    0,                             /* nb_reserved */
+    0,                             /* nb_float */
+    quadterm_iadd,                 /* nb_inplace_add */
+    quadterm_isub,                 /* nb_inplace_subtract */
+    quadterm_imul,                 /* nb_inplace_multiply */
+    0,                             /* nb_inplace_remainder */
+    quadterm_ipow,                 /* nb_inplace_power */
+    0,                             /* nb_inplace_lshift */
+    0,                             /* nb_inplace_rshift */
+    0,                             /* nb_inplace_and */
+    0,                             /* nb_inplace_xor */
+    0,                             /* nb_inplace_or */
+    0,                             /* nb_floor_divide */
+    quadterm_div,                  /* nb_true_divide */
+    0,                             /* nb_inplace_floor_divide */
+    quadterm_idiv,                 /* nb_inplace_true_divide */
+};
 
 PyTypeObject quenda_quadtermType = {
     PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.quadterm",            /* tp_name */
-    sizeof(PyObject), /* tp_basicsize */
+    "quenda.quadterm",             /* tp_name */
+    sizeof(quadterm_object),       /* tp_basicsize */
+    0,                             /* tp_itemsize */
+    quadterm_dealloc,              /* tp_dealloc */
+    0,                             /* tp_vectorcall_offset */
+    0,                             /* tp_getattr */
+    0,                             /* tp_setattr */
+    0,                             /* tp_as_async */
+    quadterm_str,                  /* tp_repr */
+    &quadterm_as_number,           /* tp_as_number */
+    0,                             /* tp_as_sequence */
+    0,                             /* tp_as_mapping */
+    0,                             /* tp_hash */
+    0,                             /* tp_call */
+    quadterm_str,                  /* tp_str */
+    0,                             /* tp_getattro */
+    0,                             /* tp_setattro */
+    0,                             /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,            /* tp_flags */
+    "Class for quadratic and bilinear terms alpha * x1 * x2. These can be used and\ncombined "
+    "to create constraints and objective function of an\noptimization problem.",  /* tp_doc */
+    0,                             /* tp_traverse */
+    0,                             /* tp_clear */
+    algebra_richcompare,           /* tp_richcompare */
 };

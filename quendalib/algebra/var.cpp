@@ -1,8 +1,529 @@
-/* Placeholder for the quenda.var type until its subsystem lands. */
-#include "module/types.h"
+/* quenda.var: the decision variable.
+ *
+ * Arithmetic first settles the cases that belong to someone else: an
+ * ndarray operand goes back to NumPy (array first, so that NumPy applies
+ * the operation element by element), a richer algebra operand gets the
+ * whole operation.  What is left is variables and numbers. */
+#include "algebra/var.h"
+
+#include <structmember.h>
+
+#include "algebra/constraint.h"
+#include "algebra/expression.h"
+#include "algebra/exprtype.h"
+#include "algebra/linterm.h"
+#include "algebra/nonlinear.h"
+#include "algebra/quadterm.h"
+#include "module/session.h"
+
+static const char var_alloc_msg[] = "Could not allocate an object of type Variable";
+
+/* ------------------------------------------------------------ creation */
+
+PyObject *
+var_new_bare(void)
+{
+    var_object *v = (var_object *)quenda_varType.tp_alloc(&quenda_varType, 0);
+    if (v == NULL)
+        return NULL;
+    v->id = qnda_py_env.varcounter++;
+    v->name = NULL;
+    v->lb = 0.0;
+    v->ub = QUENDA_INFINITY;
+    v->threshold = -QUENDA_INFINITY;
+    v->vartype = 0;
+    return (PyObject *)v;
+}
+
+PyObject *
+var_base_new(void)
+{
+    var_object *v = (var_object *)var_new_bare();
+    if (v == NULL)
+        return NULL;
+    v->name = PyUnicode_FromFormat("C%u", (unsigned)v->id);
+    if (v->name == NULL) {
+        Py_DECREF(v);
+        return NULL;
+    }
+    return (PyObject *)v;
+}
+
+static int
+var_init(PyObject *self, PyObject *args, PyObject *kwds)
+{
+    static const char *kwlist[] = {"name", "lb", "ub", "threshold", "vartype", NULL};
+    var_object *v = (var_object *)self;
+    PyObject *name = NULL;
+    double lb = 0.0, ub = QUENDA_INFINITY, threshold = v->threshold;
+    long vartype = 0;
+
+    v->lb = 0.0;
+    v->ub = QUENDA_INFINITY;
+    v->vartype = 0;
+    v->id = qnda_py_env.varcounter++;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwds, "|Odddl", (char **)kwlist, &name, &lb, &ub,
+                                     &threshold, &vartype))
+        return -1;
+    if (lb > ub + 1e-6) {
+        quenda_model_error("Variable has empty feasible set: lower bound > upper bound");
+        return -1;
+    }
+    if (vartype == 1) {
+        if (lb < 0.0)
+            lb = 0.0;
+        if (ub > 1.0)
+            ub = 1.0;
+    }
+    if (name == NULL || name == Py_None) {
+        name = PyUnicode_FromFormat("C%u", (unsigned)v->id);
+        if (name == NULL)
+            return -1;
+    } else if (PyUnicode_Check(name) || PyBytes_Check(name)) {
+        Py_INCREF(name);
+    } else {
+        quenda_model_error("Invalid variable name (must be a string)");
+        return -1;
+    }
+    Py_XSETREF(v->name, name);
+    v->lb = lb;
+    v->ub = ub;
+    v->threshold = threshold;
+    v->vartype = vartype;
+    return 0;
+}
+
+static void
+var_dealloc(PyObject *self)
+{
+    Py_XDECREF(((var_object *)self)->name);
+    Py_TYPE(self)->tp_free(self);
+}
+
+/* ------------------------------------------------------------ text */
+
+static PyObject *
+var_str(PyObject *self)
+{
+    var_object *v = (var_object *)self;
+    if (v->name == NULL)
+        return PyUnicode_FromFormat("C%u", (unsigned)v->id);
+    if (PyUnicode_Check(v->name)) {
+        Py_INCREF(v->name);
+        return v->name;
+    }
+    if (PyBytes_Check(v->name))
+        return PyUnicode_DecodeUTF8(PyBytes_AS_STRING(v->name), PyBytes_GET_SIZE(v->name),
+                                    "replace");
+    return PyObject_Str(v->name);
+}
+
+const char *
+var_name_text(PyObject *var)
+{
+    var_object *v = (var_object *)var;
+    if (v->name != NULL) {
+        if (PyUnicode_Check(v->name))
+            return PyUnicode_AsUTF8(v->name);
+        if (PyBytes_Check(v->name))
+            return PyBytes_AS_STRING(v->name);
+    }
+    PyErr_SetString(PyExc_TypeError, "variable without a printable name");
+    return NULL;
+}
+
+static Py_hash_t
+var_hash(PyObject *self)
+{
+    return (Py_hash_t)((var_object *)self)->id;
+}
+
+/* ------------------------------------------------------------ arithmetic */
+
+PyObject *
+var_fill(PyObject *var, double k)
+{
+    if (k == 1.0) {
+        Py_INCREF(var);
+        return var;
+    }
+    return linterm_fill(k, var);
+}
+
+/* Number value of a constant operand into *k; -1 on overflow. */
+static inline int
+var_const(PyObject *o, double *k)
+{
+    *k = number_value(o);
+    return (*k == -1.0 && PyErr_Occurred()) ? -1 : 0;
+}
+
+PyObject *
+var_add(PyObject *a, PyObject *b)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+
+    if (kb == EXPR_ARRAY)
+        return PyNumber_Add(b, a);
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
+        int k2 = ka > kb ? ka : kb;
+        switch (k2) {
+        case EXPR_LINTERM: return linterm_add(a, b);
+        case EXPR_QUADTERM: return quadterm_add(a, b);
+        case EXPR_EXPRESSION: return expression_add(a, b);
+        case EXPR_NONLINEAR: return nonlin_add(a, b);
+        }
+    }
+    if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
+        if (VAR_ID(a) == VAR_ID(b))
+            return linterm_fill(2.0, a);
+        return expression_from_lin(0.0, a, 1.0, b, 1.0, var_alloc_msg);
+    }
+    if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
+        if (var_const(a, &k) < 0)
+            return NULL;
+        return expression_from_lin(k, b, 1.0, NULL, 0.0, var_alloc_msg);
+    }
+    if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
+        if (var_const(b, &k) < 0)
+            return NULL;
+        if (k == 0.0) {
+            Py_INCREF(a);
+            return a;
+        }
+        return expression_from_lin(k, a, 1.0, NULL, 0.0, var_alloc_msg);
+    }
+    return quenda_model_error("Invalid operands in addition");
+}
+
+PyObject *
+var_sub(PyObject *a, PyObject *b)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+
+    if (kb == EXPR_ARRAY) {
+        PyObject *neg = PyNumber_Negative(b);
+        if (neg == NULL)
+            return NULL;
+        PyObject *res = PyNumber_Add(neg, a);
+        Py_DECREF(neg);
+        return res;
+    }
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
+        int k2 = ka > kb ? ka : kb;
+        switch (k2) {
+        case EXPR_LINTERM: return linterm_sub(a, b);
+        case EXPR_QUADTERM: return quadterm_sub(a, b);
+        case EXPR_EXPRESSION: return expression_sub(a, b);
+        case EXPR_NONLINEAR: return nonlin_sub(a, b);
+        }
+    }
+    if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
+        if (VAR_ID(a) == VAR_ID(b))
+            return PyFloat_FromDouble(0.0);
+        return expression_from_lin(0.0, a, 1.0, b, -1.0, var_alloc_msg);
+    }
+    if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
+        if (var_const(a, &k) < 0)
+            return NULL;
+        return expression_from_lin(k, b, -1.0, NULL, 0.0, var_alloc_msg);
+    }
+    if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
+        if (var_const(b, &k) < 0)
+            return NULL;
+        if (k == 0.0) {
+            Py_INCREF(a);
+            return a;
+        }
+        return expression_from_lin(-k, a, 1.0, NULL, 0.0, var_alloc_msg);
+    }
+    return quenda_model_error("Invalid operands in subtraction");
+}
+
+PyObject *
+var_mul(PyObject *a, PyObject *b)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+
+    if (kb == EXPR_ARRAY)
+        return PyNumber_Multiply(b, a);
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
+        if (var_const(b, &k) < 0)
+            return NULL;
+        return var_fill(a, k);
+    }
+    if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
+        if (var_const(a, &k) < 0)
+            return NULL;
+        return var_fill(b, k);
+    }
+    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
+        int k2 = ka > kb ? ka : kb;
+        switch (k2) {
+        case EXPR_LINTERM: return linterm_mul(a, b);
+        case EXPR_QUADTERM: return quadterm_mul(a, b);
+        case EXPR_EXPRESSION: return expression_mul(a, b);
+        case EXPR_NONLINEAR: return nonlin_mul(a, b);
+        }
+    }
+    if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE)
+        return quadterm_fill(1.0, a, b);
+    return quenda_model_error("Invalid operands in subtraction");
+}
+
+PyObject *
+var_div(PyObject *a, PyObject *b)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+
+    if (kb == EXPR_ARRAY) {
+        PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
+        if (one == NULL)
+            return NULL;
+        inv = PyNumber_TrueDivide(one, b);
+        Py_DECREF(one);
+        if (inv == NULL)
+            return NULL;
+        res = PyNumber_Multiply(inv, a);
+        Py_DECREF(inv);
+        return res;
+    }
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
+        int k2 = ka > kb ? ka : kb;
+        switch (k2) {
+        case EXPR_LINTERM: return linterm_div(a, b);
+        case EXPR_QUADTERM: return quadterm_div(a, b);
+        case EXPR_EXPRESSION: return expression_div(a, b);
+        case EXPR_NONLINEAR: return nonlin_div(a, b);
+        }
+    }
+    if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
+        if (var_const(b, &k) < 0)
+            return NULL;
+        if (k == 0.0)
+            return quenda_model_error("Division of variable by zero");
+        return var_fill(a, 1.0 / k);
+    }
+    if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
+        if (var_const(a, &k) < 0)
+            return NULL;
+        if (k == 0.0)
+            return PyFloat_FromDouble(0.0);
+        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+    }
+    if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
+        if (VAR_ID(a) == VAR_ID(b))
+            return PyFloat_FromDouble(1.0);
+        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+    }
+    return quenda_model_error("Invalid operands in subtraction");
+}
+
+PyObject *
+var_pow(PyObject *a, PyObject *b, PyObject *mod)
+{
+    int ka = expr_kind(a), kb = expr_kind(b);
+    double k;
+
+    if (kb == EXPR_ARRAY)
+        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
+    if (ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
+        int k2 = ka > kb ? ka : kb;
+        switch (k2) {
+        case EXPR_LINTERM: return linterm_pow(a, b, mod);
+        case EXPR_QUADTERM: return quadterm_pow(a, b, mod);
+        case EXPR_EXPRESSION: return expression_pow(a, b, mod);
+        case EXPR_NONLINEAR: return nonlin_pow(a, b, mod);
+        }
+    }
+    if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
+        if (var_const(b, &k) < 0)
+            return NULL;
+        if (k == 1.0) {
+            Py_INCREF(a);
+            return a;
+        }
+        if (k == 0.0)
+            return PyFloat_FromDouble(1.0);
+        if (k == 2.0)
+            return quadterm_fill(1.0, a, a);
+        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+    }
+    if ((ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) ||
+        (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE))
+        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+    return quenda_model_error("Invalid operands in subtraction");
+}
+
+PyObject *
+var_neg(PyObject *a)
+{
+    return linterm_fill(-1.0, a);
+}
+
+static PyObject *
+var_abs(PyObject *a)
+{
+    return nonlin_instantiate_unary(NONLIN_ABS, a);
+}
+
+/* In-place forms: a variable never changes, so each is the plain
+ * operator after the shortcuts for 0 and for a zero divisor. */
+
+static int
+var_is_const(PyObject *b, double value)
+{
+    if (expr_kind(b) != EXPR_CONSTANT)
+        return 0;
+    double k = number_value(b);
+    if (k == -1.0 && PyErr_Occurred()) {
+        PyErr_Clear();
+        return 0;
+    }
+    return k == value;
+}
+
+static PyObject *
+var_iadd(PyObject *a, PyObject *b)
+{
+    if (var_is_const(b, 0.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    return var_add(a, b);
+}
+
+static PyObject *
+var_isub(PyObject *a, PyObject *b)
+{
+    if (var_is_const(b, 0.0)) {
+        Py_INCREF(a);
+        return a;
+    }
+    return var_sub(a, b);
+}
+
+static PyObject *
+var_imul(PyObject *a, PyObject *b)
+{
+    return var_mul(a, b);
+}
+
+static PyObject *
+var_idiv(PyObject *a, PyObject *b)
+{
+    if (var_is_const(b, 0.0))
+        return quenda_model_error("Division by zero");
+    return var_div(a, b);
+}
+
+static PyObject *
+var_ipow(PyObject *a, PyObject *b, PyObject *mod)
+{
+    return var_pow(a, b, mod);
+}
+
+/* ------------------------------------------------------------ type */
+
+static PyNumberMethods var_as_number = {
+    var_add,                       /* nb_add */
+    var_sub,                       /* nb_subtract */
+    var_mul,                       /* nb_multiply */
+    0,                             /* nb_remainder */
+    0,                             /* nb_divmod */
+    var_pow,                       /* nb_power */
+    var_neg,                       /* nb_negative */
+    0,                             /* nb_positive */
+    var_abs,                       /* nb_absolute */
+    0,                             /* nb_bool */
+    0,                             /* nb_invert */
+    0,                             /* nb_lshift */
+    0,                             /* nb_rshift */
+    0,                             /* nb_and */
+    0,                             /* nb_xor */
+    0,                             /* nb_or */
+    0,                             /* nb_int */
+    0,                             /* nb_reserved */
+    0,                             /* nb_float */
+    var_iadd,                      /* nb_inplace_add */
+    var_isub,                      /* nb_inplace_subtract */
+    var_imul,                      /* nb_inplace_multiply */
+    0,                             /* nb_inplace_remainder */
+    var_ipow,                      /* nb_inplace_power */
+    0,                             /* nb_inplace_lshift */
+    0,                             /* nb_inplace_rshift */
+    0,                             /* nb_inplace_and */
+    0,                             /* nb_inplace_xor */
+    0,                             /* nb_inplace_or */
+    0,                             /* nb_floor_divide */
+    var_div,                       /* nb_true_divide */
+    0,                             /* nb_inplace_floor_divide */
+    var_idiv,                      /* nb_inplace_true_divide */
+};
+
+static PyMemberDef var_members[] = {
+    {"name", T_OBJECT, offsetof(var_object, name), 0, "Name of the variable"},
+    {"lb", T_DOUBLE, offsetof(var_object, lb), 0, "Lower bound"},
+    {"ub", T_DOUBLE, offsetof(var_object, ub), 0, "Upper bound"},
+    {"threshold", T_DOUBLE, offsetof(var_object, threshold), 0,
+     "Threshold (for partially integers)"},
+    {"vartype", T_LONG, offsetof(var_object, vartype), 0,
+     "Type of the variable: continuous (0), integer (1), semi-continuous (2), partially "
+     "integer (3)"},
+    {NULL}};
 
 PyTypeObject quenda_varType = {
     PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.var",            /* tp_name */
-    sizeof(PyObject), /* tp_basicsize */
+    "quenda.var",                  /* tp_name */
+    sizeof(var_object),            /* tp_basicsize */
+    0,                             /* tp_itemsize */
+    var_dealloc,                   /* tp_dealloc */
+    0,                             /* tp_vectorcall_offset */
+    0,                             /* tp_getattr */
+    0,                             /* tp_setattr */
+    0,                             /* tp_as_async */
+    var_str,                       /* tp_repr */
+    &var_as_number,                /* tp_as_number */
+    0,                             /* tp_as_sequence */
+    0,                             /* tp_as_mapping */
+    var_hash,                      /* tp_hash */
+    0,                             /* tp_call */
+    var_str,                       /* tp_str */
+    0,                             /* tp_getattro */
+    0,                             /* tp_setattro */
+    0,                             /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,            /* tp_flags */
+    "Class for variables of an optimization problem",  /* tp_doc */
+    0,                             /* tp_traverse */
+    0,                             /* tp_clear */
+    algebra_richcompare,           /* tp_richcompare */
+    0,                             /* tp_weaklistoffset */
+    0,                             /* tp_iter */
+    0,                             /* tp_iternext */
+    0,                             /* tp_methods */
+    var_members,                   /* tp_members */
+    0,                             /* tp_getset */
+    0,                             /* tp_base */
+    0,                             /* tp_dict */
+    0,                             /* tp_descr_get */
+    0,                             /* tp_descr_set */
+    0,                             /* tp_dictoffset */
+    var_init,                      /* tp_init */
+    0,                             /* tp_alloc */
+    PyType_GenericNew,             /* tp_new */
 };

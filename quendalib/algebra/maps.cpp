@@ -1,0 +1,969 @@
+/* Coefficient maps: flat sorted arrays with an unsorted tail.
+ *
+ * Layout of linmap and quadmap: e[0, nsorted) is sorted by identity
+ * number with unique ids; an entry whose key is NULL there is a tombstone
+ * (its reference already released) that a later add revives in place.
+ * e[nsorted, size) is the tail: entries appended in arrival order, each
+ * holding its own key reference, possibly with repeated ids.  A key that
+ * is in the sorted part never enters the tail, so normalising is a stable
+ * sort of the tail, a fold of its repeated ids in arrival order (which
+ * gives the very sums the eager accumulation would give, since an erased
+ * entry and 0.0 behave alike under addition) and a merge.
+ *
+ * rowcolmap and indexset are plain sorted arrays with an append fast
+ * path: the problem adds objects mostly in identity order. */
+#include "algebra/maps.h"
+
+#include <algorithm>
+#include <new>
+#include <vector>
+
+#include "algebra/var.h"
+
+#define MAPS_TRY try {
+#define MAPS_CATCH(failval) } catch (...) { return failval; }
+
+/* ================================================================ linmap */
+
+struct linmap {
+    std::vector<linmap_entry> e;
+    size_t nsorted = 0;
+    size_t ntomb = 0;   /* tombstones in the sorted part */
+};
+
+struct quad_entry {
+    uint32_t id;
+    PyObject *key;    /* owned; NULL: tombstone */
+    linmap *inner;    /* owned; NULL with the tombstone */
+};
+
+struct quadmap {
+    std::vector<quad_entry> e;
+    size_t nsorted = 0;
+    size_t ntomb = 0;
+};
+
+template <class E>
+static E *
+find_sorted(std::vector<E> &e, size_t nsorted, uint32_t id)
+{
+    size_t lo = 0, hi = nsorted;
+    while (lo < hi) {
+        size_t mid = (lo + hi) >> 1;
+        uint32_t mid_id = e[mid].id;
+        if (mid_id < id)
+            lo = mid + 1;
+        else if (mid_id > id)
+            hi = mid;
+        else
+            return &e[mid];
+    }
+    return NULL;
+}
+
+template <class E>
+static size_t
+lower_pos(std::vector<E> &e, size_t nsorted, uint32_t id)
+{
+    size_t lo = 0, hi = nsorted;
+    while (lo < hi) {
+        size_t mid = (lo + hi) >> 1;
+        if (e[mid].id < id)
+            lo = mid + 1;
+        else
+            hi = mid;
+    }
+    return lo;
+}
+
+/* Fold cur += src for repeated ids of the tail; src's reference is
+ * consumed. */
+static void
+lin_fold(linmap_entry &cur, linmap_entry &src)
+{
+    if (src.var == NULL)
+        return;
+    if (cur.var == NULL) {
+        cur = src;
+        return;
+    }
+    cur.coef += src.coef;
+    Py_DECREF(src.var);
+    if (cur.coef == 0.0) {
+        Py_CLEAR(cur.var);
+    }
+}
+
+static void
+quad_fold(quad_entry &cur, quad_entry &src)
+{
+    if (cur.key == NULL) {
+        cur = src;
+        return;
+    }
+    if (src.key == NULL)
+        return;
+    linmap_add_map(cur.inner, src.inner, 1.0);
+    linmap_free(&src.inner);
+    Py_DECREF(src.key);
+    if (linmap_size(cur.inner) == 0) {
+        linmap_free(&cur.inner);
+        Py_CLEAR(cur.key);
+    }
+}
+
+static inline bool lin_live(const linmap_entry &x) { return x.var != NULL; }
+static inline bool quad_live(const quad_entry &x) { return x.key != NULL; }
+
+/* Brings the map to its sorted, tombstone-free form.  May throw
+ * std::bad_alloc; the map stays consistent in that case. */
+template <class Map, class E, class Fold, class Live>
+static void
+normalize_map(Map *m, Fold fold, Live live)
+{
+    std::vector<E> &e = m->e;
+    size_t n = e.size();
+    if (m->nsorted == n && m->ntomb == 0)
+        return;
+    if (m->nsorted == n) {
+        /* Only tombstones to drop. */
+        e.erase(std::remove_if(e.begin(), e.end(), [&](const E &x) { return !live(x); }),
+                e.end());
+        m->nsorted = e.size();
+        m->ntomb = 0;
+        return;
+    }
+    std::vector<E> out;
+    out.reserve(n);  /* may throw: nothing has changed yet */
+    std::stable_sort(e.begin() + m->nsorted, e.end(),
+                     [](const E &a, const E &b) { return a.id < b.id; });
+    size_t w = m->nsorted;
+    for (size_t r = m->nsorted; r < n;) {
+        E cur = e[r++];
+        while (r < n && e[r].id == cur.id)
+            fold(cur, e[r++]);
+        if (live(cur))
+            e[w++] = cur;
+    }
+    size_t i = 0, j = m->nsorted;
+    while (i < m->nsorted || j < w) {
+        if (j >= w || (i < m->nsorted && e[i].id < e[j].id)) {
+            if (live(e[i]))
+                out.push_back(e[i]);
+            i++;
+        } else {
+            out.push_back(e[j++]);
+        }
+    }
+    e.swap(out);
+    m->nsorted = e.size();
+    m->ntomb = 0;
+}
+
+static inline void
+lin_normalize(linmap *m)
+{
+    normalize_map<linmap, linmap_entry>(m, lin_fold, lin_live);
+}
+
+static inline void
+quad_normalize(quadmap *m)
+{
+    normalize_map<quadmap, quad_entry>(m, quad_fold, quad_live);
+}
+
+/* Normalise once the tail or the tombstones outweigh the sorted part, so
+ * that every add stays logarithmic on average. */
+template <class Map>
+static inline bool
+needs_normalize(Map *m)
+{
+    size_t tail = m->e.size() - m->nsorted;
+    return (tail > 32 && tail > m->nsorted) || (m->ntomb > 32 && 2 * m->ntomb > m->nsorted);
+}
+
+linmap *
+linmap_new(void)
+{
+    return new (std::nothrow) linmap;
+}
+
+int
+linmap_get(linmap *m, PyObject *var, double *coef)
+{
+    MAPS_TRY
+    uint32_t id = VAR_ID(var);
+    linmap_entry *p = find_sorted(m->e, m->nsorted, id);
+    if (p == NULL && m->nsorted != m->e.size()) {
+        lin_normalize(m);
+        p = find_sorted(m->e, m->nsorted, id);
+    }
+    if (p == NULL || p->var == NULL)
+        return -1;
+    *coef = p->coef;
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+int
+linmap_has(linmap *m, PyObject *var)
+{
+    double c;
+    return linmap_get(m, var, &c) == 0;
+}
+
+int
+linmap_set(linmap *m, PyObject *var, double coef)
+{
+    MAPS_TRY
+    lin_normalize(m);
+    uint32_t id = VAR_ID(var);
+    linmap_entry *p = find_sorted(m->e, m->nsorted, id);
+    if (coef == 0.0) {
+        if (p != NULL && p->var != NULL) {
+            Py_CLEAR(p->var);
+            m->ntomb++;
+        }
+        return 0;
+    }
+    if (p != NULL) {
+        if (p->var == NULL) {
+            Py_INCREF(var);
+            p->var = var;
+            m->ntomb--;
+        }
+        p->coef = coef;
+        return 0;
+    }
+    size_t pos = lower_pos(m->e, m->nsorted, id);
+    m->e.insert(m->e.begin() + pos, linmap_entry{id, var, coef});
+    Py_INCREF(var);
+    m->nsorted++;
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+int
+linmap_add(linmap *m, PyObject *var, double coef)
+{
+    if (coef == 0.0)
+        return 0;
+    MAPS_TRY
+    uint32_t id = VAR_ID(var);
+    std::vector<linmap_entry> &e = m->e;
+    size_t n = e.size();
+    if (m->nsorted == n && (n == 0 || id > e[n - 1].id)) {
+        e.push_back(linmap_entry{id, var, coef});
+        Py_INCREF(var);
+        m->nsorted++;
+        return 0;
+    }
+    linmap_entry *p = find_sorted(e, m->nsorted, id);
+    if (p != NULL) {
+        if (p->var == NULL) {
+            Py_INCREF(var);
+            p->var = var;
+            p->coef = coef;
+            m->ntomb--;
+        } else {
+            p->coef += coef;
+            if (p->coef == 0.0) {
+                Py_CLEAR(p->var);
+                m->ntomb++;
+                if (needs_normalize(m))
+                    lin_normalize(m);
+            }
+        }
+        return 0;
+    }
+    e.push_back(linmap_entry{id, var, coef});
+    Py_INCREF(var);
+    if (needs_normalize(m))
+        lin_normalize(m);
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+int
+linmap_del(linmap *m, PyObject *var)
+{
+    MAPS_TRY
+    lin_normalize(m);
+    linmap_entry *p = find_sorted(m->e, m->nsorted, VAR_ID(var));
+    if (p == NULL || p->var == NULL)
+        return -1;
+    Py_CLEAR(p->var);
+    m->ntomb++;
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+size_t
+linmap_size(linmap *m)
+{
+    if (m->nsorted == m->e.size())
+        return m->nsorted - m->ntomb;
+    try {
+        lin_normalize(m);
+    } catch (...) {
+        /* An upper bound: the tail may repeat ids. */
+        return m->nsorted - m->ntomb + (m->e.size() - m->nsorted);
+    }
+    return m->e.size();
+}
+
+const linmap_entry *
+linmap_data(linmap *m, size_t *n)
+{
+    try {
+        lin_normalize(m);
+    } catch (...) {
+        *n = 0;
+        return NULL;
+    }
+    *n = m->e.size();
+    return m->e.data();
+}
+
+linmap *
+linmap_copy(linmap *m)
+{
+    return linmap_copy_scaled(m, 1.0);
+}
+
+linmap *
+linmap_copy_scaled(linmap *m, double factor)
+{
+    linmap *c = NULL;
+    MAPS_TRY
+    lin_normalize(m);
+    c = new linmap;
+    c->e.reserve(m->e.size());
+    for (const linmap_entry &x : m->e) {
+        double v = x.coef * factor;
+        if (v == 0.0)
+            continue;
+        Py_INCREF(x.var);
+        c->e.push_back(linmap_entry{x.id, x.var, v});
+    }
+    c->nsorted = c->e.size();
+    return c;
+    } catch (...) {
+        delete c;
+        return NULL;
+    }
+}
+
+void
+linmap_scale(linmap *m, double factor)
+{
+    try {
+        lin_normalize(m);
+    } catch (...) {
+        /* Scaling the unfolded entries is still right up to rounding. */
+    }
+    for (linmap_entry &x : m->e) {
+        if (x.var == NULL)
+            continue;
+        x.coef *= factor;
+        if (x.coef == 0.0) {
+            Py_CLEAR(x.var);
+            if (&x - m->e.data() < (ptrdiff_t)m->nsorted)
+                m->ntomb++;
+        }
+    }
+}
+
+int
+linmap_add_map(linmap *dst, linmap *src, double factor)
+{
+    MAPS_TRY
+    if (dst == src) {
+        /* Adding a map to itself: every entry scales by 1 + factor. */
+        lin_normalize(dst);
+        linmap_scale(dst, 1.0 + factor);
+        return 0;
+    }
+    lin_normalize(src);
+    const std::vector<linmap_entry> &s = src->e;
+    size_t ns = s.size();
+    if (ns > 8 && ns * 4 > dst->e.size()) {
+        /* Large addition: one linear merge instead of ns searches. */
+        lin_normalize(dst);
+        std::vector<linmap_entry> &d = dst->e;
+        std::vector<linmap_entry> out;
+        out.reserve(d.size() + ns);
+        size_t i = 0, j = 0;
+        while (i < d.size() || j < ns) {
+            if (j >= ns || (i < d.size() && d[i].id < s[j].id)) {
+                out.push_back(d[i++]);
+            } else if (i >= d.size() || s[j].id < d[i].id) {
+                double v = s[j].coef * factor;
+                if (v != 0.0) {
+                    Py_INCREF(s[j].var);
+                    out.push_back(linmap_entry{s[j].id, s[j].var, v});
+                }
+                j++;
+            } else {
+                linmap_entry x = d[i++];
+                double v = s[j++].coef * factor;
+                if (v != 0.0) {
+                    x.coef += v;
+                    if (x.coef == 0.0) {
+                        Py_DECREF(x.var);
+                        continue;
+                    }
+                }
+                out.push_back(x);
+            }
+        }
+        d.swap(out);
+        dst->nsorted = d.size();
+        dst->ntomb = 0;
+        return 0;
+    }
+    for (size_t j = 0; j < ns; j++) {
+        if (linmap_add(dst, s[j].var, s[j].coef * factor) != 0)
+            return -1;
+    }
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+void
+linmap_free(linmap **pm)
+{
+    linmap *m = *pm;
+    if (m == NULL)
+        return;
+    *pm = NULL;
+    for (linmap_entry &x : m->e)
+        Py_XDECREF(x.var);
+    delete m;
+}
+
+int
+linmap_next(linmap *m, void **it, PyObject **var, double *coef)
+{
+    size_t pos;
+    if (*it == NULL) {
+        try {
+            lin_normalize(m);
+        } catch (...) {
+            return 0;
+        }
+        pos = 0;
+    } else {
+        pos = (size_t)(uintptr_t)*it - 1;
+    }
+    size_t n = m->nsorted;
+    while (pos < n && m->e[pos].var == NULL)
+        pos++;
+    if (pos >= n) {
+        *it = (void *)(uintptr_t)(n + 1);
+        return 0;
+    }
+    *var = m->e[pos].var;
+    *coef = m->e[pos].coef;
+    *it = (void *)(uintptr_t)(pos + 2);
+    return 1;
+}
+
+void
+linmap_iter_free(void **it)
+{
+    *it = NULL;
+}
+
+/* ================================================================ quadmap */
+
+quadmap *
+quadmap_new(void)
+{
+    return new (std::nothrow) quadmap;
+}
+
+/* The live entry for id, or NULL; normalises when the tail might hold it. */
+static quad_entry *
+quad_lookup(quadmap *m, uint32_t id)
+{
+    quad_entry *p = find_sorted(m->e, m->nsorted, id);
+    if (p == NULL && m->nsorted != m->e.size()) {
+        quad_normalize(m);
+        p = find_sorted(m->e, m->nsorted, id);
+    }
+    return (p != NULL && p->key != NULL) ? p : NULL;
+}
+
+int
+quadmap_get(quadmap *m, PyObject *x, linmap **inner)
+{
+    MAPS_TRY
+    quad_entry *p = quad_lookup(m, VAR_ID(x));
+    if (p == NULL)
+        return -1;
+    *inner = p->inner;
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+int
+quadmap_set(quadmap *m, PyObject *x, linmap *inner)
+{
+    MAPS_TRY
+    quad_normalize(m);
+    uint32_t id = VAR_ID(x);
+    quad_entry *p = find_sorted(m->e, m->nsorted, id);
+    if (p != NULL) {
+        if (p->key == NULL) {
+            Py_INCREF(x);
+            p->key = x;
+            m->ntomb--;
+        } else if (p->inner != inner) {
+            linmap_free(&p->inner);
+        }
+        p->inner = inner;
+        return 0;
+    }
+    size_t pos = lower_pos(m->e, m->nsorted, id);
+    m->e.insert(m->e.begin() + pos, quad_entry{id, x, inner});
+    Py_INCREF(x);
+    m->nsorted++;
+    return 0;
+    } catch (...) {
+        linmap_free(&inner);
+        return -1;
+    }
+}
+
+int
+quadmap_add(quadmap *m, PyObject *x, PyObject *y, double c)
+{
+    if (c == 0.0)
+        return 0;
+    MAPS_TRY
+    uint32_t id = VAR_ID(x);
+    std::vector<quad_entry> &e = m->e;
+    size_t n = e.size();
+    quad_entry *p = NULL;
+    bool to_tail = false;
+    if (n > 0 && e[n - 1].id == id && e[n - 1].key != NULL) {
+        p = &e[n - 1];          /* the commonest case: same row as last time */
+    } else if (m->nsorted == n && (n == 0 || id > e[n - 1].id)) {
+        to_tail = false;
+    } else {
+        p = find_sorted(e, m->nsorted, id);
+        if (p == NULL)
+            to_tail = true;
+    }
+    if (p != NULL && p->key != NULL) {
+        if (linmap_add(p->inner, y, c) != 0)
+            return -1;
+        if (linmap_size(p->inner) == 0) {
+            linmap_free(&p->inner);
+            Py_CLEAR(p->key);
+            if (p - e.data() < (ptrdiff_t)m->nsorted)
+                m->ntomb++;
+            if (needs_normalize(m))
+                quad_normalize(m);
+        }
+        return 0;
+    }
+    linmap *inner = linmap_new();
+    if (inner == NULL)
+        return -1;
+    if (linmap_add(inner, y, c) != 0) {
+        linmap_free(&inner);
+        return -1;
+    }
+    if (p != NULL) {
+        /* Revive a tombstone of the sorted part. */
+        Py_INCREF(x);
+        p->key = x;
+        p->inner = inner;
+        m->ntomb--;
+        return 0;
+    }
+    try {
+        e.push_back(quad_entry{id, x, inner});
+    } catch (...) {
+        linmap_free(&inner);
+        return -1;
+    }
+    Py_INCREF(x);
+    if (!to_tail) {
+        m->nsorted++;
+    } else if (needs_normalize(m)) {
+        quad_normalize(m);
+    }
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+int
+quadmap_del(quadmap *m, PyObject *x)
+{
+    MAPS_TRY
+    quad_entry *p = quad_lookup(m, VAR_ID(x));
+    if (p == NULL)
+        return -1;
+    linmap_free(&p->inner);
+    Py_CLEAR(p->key);
+    m->ntomb++;
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+size_t
+quadmap_size(quadmap *m)
+{
+    try {
+        quad_normalize(m);
+    } catch (...) {
+    }
+    size_t total = 0;
+    for (quad_entry &x : m->e)
+        if (x.key != NULL)
+            total += linmap_size(x.inner);
+    return total;
+}
+
+size_t
+quadmap_outer_size(quadmap *m)
+{
+    try {
+        quad_normalize(m);
+    } catch (...) {
+    }
+    size_t total = 0;
+    for (quad_entry &x : m->e)
+        total += x.key != NULL;
+    return total;
+}
+
+quadmap *
+quadmap_copy(quadmap *m)
+{
+    return quadmap_copy_scaled(m, 1.0);
+}
+
+quadmap *
+quadmap_copy_scaled(quadmap *m, double factor)
+{
+    quadmap *c = NULL;
+    MAPS_TRY
+    quad_normalize(m);
+    c = new quadmap;
+    c->e.reserve(m->e.size());
+    for (const quad_entry &x : m->e) {
+        linmap *inner = linmap_copy_scaled(x.inner, factor);
+        if (inner == NULL)
+            goto error;
+        Py_INCREF(x.key);
+        c->e.push_back(quad_entry{x.id, x.key, inner}); /* reserved: no throw */
+    }
+    c->nsorted = c->e.size();
+    return c;
+    } catch (...) {
+    }
+error:
+    quadmap_free(&c);
+    return NULL;
+}
+
+void
+quadmap_scale(quadmap *m, double factor)
+{
+    for (quad_entry &x : m->e)
+        if (x.key != NULL)
+            linmap_scale(x.inner, factor);
+}
+
+int
+quadmap_add_map(quadmap *dst, quadmap *src, double factor)
+{
+    MAPS_TRY
+    if (dst == src) {
+        quadmap_scale(dst, 1.0 + factor);
+        return 0;
+    }
+    quad_normalize(src);
+    for (quad_entry &x : src->e) {
+        if (x.key == NULL)
+            continue;
+        size_t ni;
+        const linmap_entry *d = linmap_data(x.inner, &ni);
+        if (ni == 0)
+            continue;
+        /* Find or make the row once, then add the whole inner map. */
+        uint32_t id = x.id;
+        quad_entry *p = NULL;
+        std::vector<quad_entry> &e = dst->e;
+        if (!e.empty() && e.back().id == id && e.back().key != NULL)
+            p = &e.back();
+        else
+            p = quad_lookup(dst, id);
+        if (p == NULL) {
+            for (size_t k = 0; k < ni; k++)
+                if (quadmap_add(dst, x.key, d[k].var, d[k].coef * factor) != 0)
+                    return -1;
+            continue;
+        }
+        if (linmap_add_map(p->inner, x.inner, factor) != 0)
+            return -1;
+        if (linmap_size(p->inner) == 0) {
+            linmap_free(&p->inner);
+            Py_CLEAR(p->key);
+            if (p - e.data() < (ptrdiff_t)dst->nsorted)
+                dst->ntomb++;
+        }
+    }
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+void
+quadmap_free(quadmap **pm)
+{
+    quadmap *m = *pm;
+    if (m == NULL)
+        return;
+    *pm = NULL;
+    for (quad_entry &x : m->e) {
+        linmap_free(&x.inner);
+        Py_XDECREF(x.key);
+    }
+    delete m;
+}
+
+int
+quadmap_next(quadmap *m, void **it, PyObject **x, linmap **inner)
+{
+    size_t pos;
+    if (*it == NULL) {
+        try {
+            quad_normalize(m);
+        } catch (...) {
+            return 0;
+        }
+        pos = 0;
+    } else {
+        pos = (size_t)(uintptr_t)*it - 1;
+    }
+    size_t n = m->nsorted;
+    while (pos < n && m->e[pos].key == NULL)
+        pos++;
+    if (pos >= n) {
+        *it = (void *)(uintptr_t)(n + 1);
+        return 0;
+    }
+    *x = m->e[pos].key;
+    *inner = m->e[pos].inner;
+    *it = (void *)(uintptr_t)(pos + 2);
+    return 1;
+}
+
+void
+quadmap_iter_free(void **it)
+{
+    *it = NULL;
+}
+
+/* ================================================================ rowcolmap */
+
+struct rc_entry {
+    uint32_t id;
+    uint32_t val;
+};
+
+struct rowcolmap {
+    std::vector<rc_entry> e;
+};
+
+rowcolmap *
+rowcolmap_new(void)
+{
+    return new (std::nothrow) rowcolmap;
+}
+
+static rc_entry *
+rc_find(rowcolmap *m, uint32_t key)
+{
+    return find_sorted(m->e, m->e.size(), key);
+}
+
+int
+rowcolmap_get(rowcolmap *m, uint32_t key, uint32_t *val)
+{
+    rc_entry *p = rc_find(m, key);
+    if (p == NULL)
+        return -1;
+    *val = p->val;
+    return 0;
+}
+
+int
+rowcolmap_has(rowcolmap *m, uint32_t key)
+{
+    return rc_find(m, key) != NULL;
+}
+
+int
+rowcolmap_set(rowcolmap *m, uint32_t key, uint32_t val)
+{
+    MAPS_TRY
+    std::vector<rc_entry> &e = m->e;
+    if (e.empty() || key > e.back().id) {
+        e.push_back(rc_entry{key, val});
+        return 0;
+    }
+    size_t pos = lower_pos(e, e.size(), key);
+    if (pos < e.size() && e[pos].id == key)
+        e[pos].val = val;
+    else
+        e.insert(e.begin() + pos, rc_entry{key, val});
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+int
+rowcolmap_del(rowcolmap *m, uint32_t key)
+{
+    rc_entry *p = rc_find(m, key);
+    if (p == NULL)
+        return -1;
+    m->e.erase(m->e.begin() + (p - m->e.data()));
+    return 0;
+}
+
+size_t
+rowcolmap_size(rowcolmap *m)
+{
+    return m->e.size();
+}
+
+rowcolmap *
+rowcolmap_copy(rowcolmap *m)
+{
+    MAPS_TRY
+    return new rowcolmap(*m);
+    MAPS_CATCH(NULL)
+}
+
+void
+rowcolmap_clear(rowcolmap *m)
+{
+    m->e.clear();
+}
+
+void
+rowcolmap_free(rowcolmap **pm)
+{
+    delete *pm;
+    *pm = NULL;
+}
+
+int
+rowcolmap_next(rowcolmap *m, void **it, uint32_t *key, uint32_t *val)
+{
+    size_t pos = *it == NULL ? 0 : (size_t)(uintptr_t)*it - 1;
+    if (pos >= m->e.size())
+        return 0;
+    *key = m->e[pos].id;
+    *val = m->e[pos].val;
+    *it = (void *)(uintptr_t)(pos + 2);
+    return 1;
+}
+
+void
+rowcolmap_iter_free(void **it)
+{
+    *it = NULL;
+}
+
+/* ================================================================ indexset */
+
+struct is_entry {
+    uint32_t id;
+};
+
+struct indexset {
+    std::vector<is_entry> e;
+};
+
+indexset *
+indexset_new(void)
+{
+    return new (std::nothrow) indexset;
+}
+
+int
+indexset_has(indexset *s, uint32_t key)
+{
+    return find_sorted(s->e, s->e.size(), key) != NULL;
+}
+
+int
+indexset_add(indexset *s, uint32_t key)
+{
+    MAPS_TRY
+    std::vector<is_entry> &e = s->e;
+    if (e.empty() || key > e.back().id) {
+        e.push_back(is_entry{key});
+        return 0;
+    }
+    size_t pos = lower_pos(e, e.size(), key);
+    if (pos < e.size() && e[pos].id == key)
+        return 0;
+    e.insert(e.begin() + pos, is_entry{key});
+    return 0;
+    MAPS_CATCH(-1)
+}
+
+int
+indexset_del(indexset *s, uint32_t key)
+{
+    is_entry *p = find_sorted(s->e, s->e.size(), key);
+    if (p == NULL)
+        return -1;
+    s->e.erase(s->e.begin() + (p - s->e.data()));
+    return 0;
+}
+
+size_t
+indexset_size(indexset *s)
+{
+    return s->e.size();
+}
+
+indexset *
+indexset_copy(indexset *s)
+{
+    MAPS_TRY
+    return new indexset(*s);
+    MAPS_CATCH(NULL)
+}
+
+void
+indexset_free(indexset **ps)
+{
+    delete *ps;
+    *ps = NULL;
+}
+
+int
+indexset_next(indexset *s, void **it, uint32_t *key)
+{
+    size_t pos = *it == NULL ? 0 : (size_t)(uintptr_t)*it - 1;
+    if (pos >= s->e.size())
+        return 0;
+    *key = s->e[pos].id;
+    *it = (void *)(uintptr_t)(pos + 2);
+    return 1;
+}
+
+void
+indexset_iter_free(void **it)
+{
+    *it = NULL;
+}
