@@ -1,0 +1,375 @@
+/* Reading and writing model files.
+ *
+ * The library parses and writes the files; what the module does is rebuild
+ * its registry after a read, so that a model from a file is used through
+ * objects and names like one built with operators.  Every column becomes a
+ * new variable with the column's name, bounds and type, every row a new
+ * constraint with the row's name and bounds but no body (the modelling
+ * layer never sees the row's coefficients), every set a new SOS with its
+ * name only.  Names are fetched in chunks of 256, so the name buffer stays
+ * small whatever the size of the model.
+ *
+ * The registry is emptied before anything else, also before the arguments
+ * are parsed: a read that fails leaves the problem with the registry as
+ * far as it was rebuilt, never with objects of the previous model. */
+#include "problem/files.h"
+
+#include "algebra/constraint.h"
+#include "algebra/maps.h"
+#include "algebra/sos.h"
+#include "algebra/var.h"
+#include "module/session.h"
+#include "problem/problem.h"
+#include "problem/solve.h"
+
+#include "qnda.h"
+
+#include <string.h>
+
+#define FILES_ATTR_ROWS 1124
+#define FILES_ATTR_COLS 1214
+#define FILES_ATTR_SETS 1194
+#define FILES_CHUNK 256
+
+typedef struct {
+    void *buf;         /* library allocator: packed names of one chunk */
+    int size;          /* bytes allocated */
+    const char *next;  /* next name in buf */
+} namechunk;
+
+static void *
+files_alloc(size_t bytes)
+{
+    void *res = NULL;
+    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap, bytes ? bytes : 1,
+                                         &res) != 0 ||
+        res == NULL) {
+        PyErr_NoMemory();
+        return NULL;
+    }
+    return res;
+}
+
+static void
+files_free(void *pp)
+{
+    qo_MemoryAllocator_Free_Untyped(qo_MemoryAllocator_DefaultHeap, (void **)pp);
+}
+
+/* The name of object i of a kind as a new str, fetching the chunk that
+ * starts at i when i is a multiple of 256.  NULL with an exception. */
+static PyObject *
+files_name(problem_s *p, namechunk *nc, int type, int i, int n)
+{
+    PyObject *res;
+    size_t len;
+
+    if (i % FILES_CHUNK == 0) {
+        int last = i + FILES_CHUNK - 1 < n - 1 ? i + FILES_CHUNK - 1 : n - 1;
+        int need = 0;
+        if (QNDAgetnames(p->prob, type, NULL, 0, &need, i, last) != 0)
+            goto libfail;
+        if (need > nc->size) {
+            files_free(&nc->buf);
+            nc->size = 0;
+            nc->buf = files_alloc((size_t)need);
+            if (nc->buf == NULL)
+                return NULL;
+            nc->size = need;
+        }
+        if (QNDAgetnames(p->prob, type, (char *)nc->buf, nc->size, NULL, i, last) != 0)
+            goto libfail;
+        nc->next = (const char *)nc->buf;
+    }
+    len = strlen(nc->next);
+    res = PyUnicode_DecodeUTF8(nc->next, (Py_ssize_t)len, "replace");
+    nc->next += len + 1;
+    return res;
+libfail:
+    setQndaErrIfNull((PyObject *)p, NULL);
+    return NULL;
+}
+
+/* Appends obj (stolen) to lst and maps id to index i.  0, or -1 with msg
+ * raised unless an exception is already set. */
+static int
+files_register(PyObject *lst, void *map, PyObject *obj, uint32_t id, int i, const char *msg)
+{
+    int rc = obj == NULL ? -1 : PyList_Append(lst, obj);
+    Py_XDECREF(obj);
+    if (rc == 0 && rowcolmap_set((rowcolmap *)map, id, (uint32_t)i) != 0)
+        rc = -1;
+    if (rc != 0 && !PyErr_Occurred())
+        PyErr_SetString(quenda_ModelError, msg);
+    return rc;
+}
+
+static long
+files_vartype(char c)
+{
+    switch (c) {
+    case 'B': return 1;
+    case 'I': return 2;
+    case 'S': return 3;
+    case 'R': return 4;
+    case 'P': return 5;
+    default: return 0;
+    }
+}
+
+static int
+files_read_columns(problem_s *p, namechunk *nc, int n)
+{
+    double *lb = NULL, *ub = NULL;
+    char *type = NULL;
+    int i, ret = -1;
+
+    if (n == 0)
+        return 0;
+    lb = (double *)files_alloc((size_t)n * sizeof(double));
+    ub = (double *)files_alloc((size_t)n * sizeof(double));
+    type = (char *)files_alloc((size_t)n);
+    if (lb == NULL || ub == NULL || type == NULL)
+        goto done;
+    if (QNDAgetlb(p->prob, lb, 0, n - 1) != 0 || QNDAgetub(p->prob, ub, 0, n - 1) != 0 ||
+        QNDAgetcoltype(p->prob, type, 0, n - 1) != 0) {
+        setQndaErrIfNull((PyObject *)p, NULL);
+        goto done;
+    }
+    for (i = 0; i < n; i++) {
+        var_object *v;
+        PyObject *name = files_name(p, nc, QNDA_NAMES_COLUMNS, i, n);
+        if (name == NULL)
+            goto done;
+        v = (var_object *)var_new_bare();
+        if (v == NULL) {
+            Py_DECREF(name);
+            goto done;
+        }
+        v->name = name;
+        v->lb = lb[i];
+        v->ub = ub[i];
+        v->vartype = files_vartype(type[i]);
+        if (v->vartype >= 3)
+            v->threshold = 0.0; /* the library keeps the threshold; it is not read back */
+        if (files_register(p->vars, p->varmap, (PyObject *)v, v->id, i,
+                           "Could not read problem") != 0)
+            goto done;
+    }
+    ret = 0;
+done:
+    files_free(&lb);
+    files_free(&ub);
+    files_free(&type);
+    return ret;
+}
+
+/* A constraint with no body and free bounds.  New reference or NULL. */
+static PyObject *
+files_new_constraint(PyObject *name)
+{
+    constraint_object *c =
+        (constraint_object *)quenda_constraintType.tp_alloc(&quenda_constraintType, 0);
+    if (c == NULL)
+        return NULL;
+    c->id = qnda_py_env.concounter++;
+    Py_INCREF(name);
+    c->name = name;
+    c->body = NULL;
+    c->lb = -QUENDA_INFINITY;
+    c->ub = QUENDA_INFINITY;
+    return (PyObject *)c;
+}
+
+static int
+files_read_rows(problem_s *p, namechunk *nc, int n)
+{
+    double *rhs = NULL, *range = NULL;
+    char *type = NULL;
+    int i, ret = -1;
+
+    if (n == 0)
+        return 0;
+    rhs = (double *)files_alloc((size_t)n * sizeof(double));
+    range = (double *)files_alloc((size_t)n * sizeof(double));
+    type = (char *)files_alloc((size_t)n);
+    if (rhs == NULL || range == NULL || type == NULL)
+        goto done;
+    if (QNDAgetrhs(p->prob, rhs, 0, n - 1) != 0 ||
+        QNDAgetrhsrange(p->prob, range, 0, n - 1) != 0 ||
+        QNDAgetrowtype(p->prob, type, 0, n - 1) != 0) {
+        setQndaErrIfNull((PyObject *)p, NULL);
+        goto done;
+    }
+    for (i = 0; i < n; i++) {
+        constraint_object *c;
+        PyObject *name = files_name(p, nc, QNDA_NAMES_ROWS, i, n);
+        if (name == NULL)
+            goto done;
+        c = (constraint_object *)files_new_constraint(name);
+        Py_DECREF(name);
+        if (c == NULL)
+            goto done;
+        switch (type[i]) {
+        case 'E': c->lb = c->ub = rhs[i]; break;
+        case 'G': c->lb = rhs[i]; break;
+        case 'L': c->ub = rhs[i]; break;
+        case 'R':
+            c->ub = rhs[i];
+            c->lb = rhs[i] - range[i];
+            break;
+        default: break;
+        }
+        if (files_register(p->cons, p->conmap, (PyObject *)c, c->id, i,
+                           "Cannot read constraint from problem") != 0)
+            goto done;
+    }
+    ret = 0;
+done:
+    files_free(&rhs);
+    files_free(&range);
+    files_free(&type);
+    return ret;
+}
+
+/* A set of type 1 with no members.  New reference or NULL. */
+static PyObject *
+files_new_sos(PyObject *name)
+{
+    sos_object *s = (sos_object *)quenda_SOSType.tp_alloc(&quenda_SOSType, 0);
+    if (s == NULL)
+        return NULL;
+    s->id = qnda_py_env.soscounter++;
+    s->type = 1;
+    Py_INCREF(name);
+    s->name = name;
+    s->indices = PyList_New(0);
+    s->weights = PyList_New(0);
+    if (s->indices == NULL || s->weights == NULL) {
+        Py_DECREF(s);
+        return NULL;
+    }
+    return (PyObject *)s;
+}
+
+static int
+files_read_sets(problem_s *p, namechunk *nc, int n)
+{
+    int i;
+    for (i = 0; i < n; i++) {
+        PyObject *s, *name = files_name(p, nc, QNDA_NAMES_SETS, i, n);
+        if (name == NULL)
+            return -1;
+        s = files_new_sos(name);
+        Py_DECREF(name);
+        if (files_register(p->sos, p->sosmap, s, s ? ((sos_object *)s)->id : 0, i,
+                           "Cannot read SOS from problem") != 0)
+            return -1;
+    }
+    return 0;
+}
+
+/* Empty lists and maps in place of the registry.  0, or -1 with an
+ * exception. */
+static int
+files_empty_registry(problem_s *p)
+{
+    void **maps[3] = {&p->varmap, &p->conmap, &p->sosmap};
+    int k;
+
+    Py_XSETREF(p->vars, PyList_New(0));
+    Py_XSETREF(p->cons, PyList_New(0));
+    Py_XSETREF(p->sos, PyList_New(0));
+    for (k = 0; k < 3; k++) {
+        if (*maps[k] == NULL)
+            *maps[k] = rowcolmap_new();
+        else
+            rowcolmap_clear((rowcolmap *)*maps[k]);
+    }
+    if (p->vars == NULL || p->cons == NULL || p->sos == NULL || p->varmap == NULL ||
+        p->conmap == NULL || p->sosmap == NULL) {
+        PyErr_Clear();
+        PyErr_SetString(quenda_ModelError, "Could not create problem maps");
+        return -1;
+    }
+    return 0;
+}
+
+static PyObject *
+problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"filename", "options", NULL};
+    problem_s *p = (problem_s *)self;
+    const char *filename = NULL, *options = "";
+    namechunk nc = {NULL, 0, NULL};
+    PyObject *res = NULL;
+    int ncols = 0, nrows = 0, nsets = 0, rc;
+
+    if (files_empty_registry(p) != 0)
+        goto done;
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s|s", (char **)kwlist, &filename, &options))
+        goto done;
+    if (p->prob == NULL) {
+        PyErr_SetString(quenda_ModelError, "Problem not initialized");
+        goto done;
+    }
+    Py_BEGIN_ALLOW_THREADS
+    rc = QNDAreadprob(p->prob, filename, options);
+    Py_END_ALLOW_THREADS
+    if (rc != 0)
+        goto done;
+    if (QNDAgetintattrib(p->prob, FILES_ATTR_COLS, &ncols) != 0 ||
+        QNDAgetintattrib(p->prob, FILES_ATTR_ROWS, &nrows) != 0 ||
+        QNDAgetintattrib(p->prob, FILES_ATTR_SETS, &nsets) != 0)
+        goto done;
+    if (files_read_columns(p, &nc, ncols) != 0 || files_read_rows(p, &nc, nrows) != 0 ||
+        files_read_sets(p, &nc, nsets) != 0)
+        goto done;
+    /* what the file holds is linear or quadratic: nothing is left of a
+     * nonlinear part the problem had before */
+    p->n_nlcons = 0;
+    p->nl_obj = 0;
+    p->obj_col = p->obj_row = -1;
+    res = Py_NewRef(Py_None);
+done:
+    files_free(&nc.buf);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+static PyObject *
+problem_write(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"filename", "options", NULL};
+    problem_s *p = (problem_s *)self;
+    const char *filename = NULL, *options = "";
+    PyObject *res = NULL;
+    int rc;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s|s", (char **)kwlist, &filename, &options))
+        goto done;
+    if (p->prob == NULL) {
+        PyErr_SetString(quenda_ModelError, "Problem not initialized");
+        goto done;
+    }
+    if (problem_is_nonlinear(p)) {
+        PyErr_SetString(quenda_ModelError, "Nonlinear problems cannot be written yet");
+        goto done;
+    }
+    Py_BEGIN_ALLOW_THREADS
+    rc = QNDAwriteprob(p->prob, filename, options);
+    Py_END_ALLOW_THREADS
+    if (rc != 0)
+        goto done;
+    res = Py_NewRef(Py_None);
+done:
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+PyMethodDef problem_files_methods[] = {
+    {"read", (PyCFunction)(void (*)(void))problem_read, METH_VARARGS | METH_KEYWORDS,
+     "read(filename, options=''): load a model from a file"},
+    {"write", (PyCFunction)(void (*)(void))problem_write, METH_VARARGS | METH_KEYWORDS,
+     "write(filename, options=''): save the model to a file"},
+    {NULL, NULL, 0, NULL}};

@@ -1,0 +1,7 @@
+/* Reading and writing model files (problem/files.cpp). */
+#pragma once
+
+#include <Python.h>
+
+/* read(filename, options=""), write(filename, options=""). */
+extern PyMethodDef problem_files_methods[];
