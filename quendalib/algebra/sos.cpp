@@ -1,8 +1,170 @@
-/* Placeholder for the quenda.SOS type until its subsystem lands. */
-#include "module/types.h"
+/* quenda.SOS: special ordered sets. */
+#include "algebra/sos.h"
+
+#include <structmember.h>
+
+#include "module/session.h"
+
+/* ------------------------------------------------------------ allocation */
+
+static int
+sos_init(sos_object *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"indices", "weights", "type", "name", NULL};
+    PyObject *indices = NULL, *weights = NULL, *type = NULL, *name = NULL; /* borrowed */
+    PyObject *newname = NULL;
+    long t = 1;
+
+    /* A second __init__ call must not leak what the first one set. */
+    Py_CLEAR(self->name);
+    Py_CLEAR(self->indices);
+    Py_CLEAR(self->weights);
+    self->id = qnda_py_env.soscounter++;
+    self->type = 1;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OO|OO", (char **)kwlist,
+                                     &indices, &weights, &type, &name))
+        goto error;
+
+    if (name == NULL || name == Py_None) {
+        newname = PyUnicode_FromFormat("sos%u", (unsigned)self->id);
+        if (newname == NULL)
+            goto error;
+    } else {
+        Py_INCREF(name);
+        newname = name;
+    }
+
+    if (type != NULL && type != Py_None) {
+        t = PyLong_AsLong(type);
+        if (t == -1 && PyErr_Occurred())
+            goto error;
+        if (t != 1 && t != 2) {
+            PyErr_SetString(quenda_ModelError, "SOS type must be 1 or 2");
+            goto error;
+        }
+    }
+    if (!PyList_Check(weights)) {
+        PyErr_SetString(quenda_ModelError, "SOS weights must be passed as a list");
+        goto error;
+    }
+    if (!PyList_Check(indices)) {
+        PyErr_SetString(quenda_ModelError, "SOS indices must be passed as a list");
+        goto error;
+    }
+
+    self->type = (int8_t)t;
+    self->name = newname;
+    Py_INCREF(indices);
+    self->indices = indices;
+    Py_INCREF(weights);
+    self->weights = weights;
+    return 0;
+
+error:
+    Py_XDECREF(newname);
+    return -1;
+}
+
+static void
+sos_dealloc(sos_object *self)
+{
+    Py_XDECREF(self->name);
+    Py_XDECREF(self->indices);
+    Py_XDECREF(self->weights);
+    Py_TYPE(self)->tp_free((PyObject *)self);
+}
+
+/* ---------------------------------------------------------------- methods */
+
+/* New reference: a new set (fresh identity) with new lists holding the same
+ * items; its name cites the original's identity number and name. */
+static PyObject *
+sos_copy(sos_object *self, PyObject *Py_UNUSED(ignored))
+{
+    sos_object *res = NULL;
+    Py_ssize_t n;
+
+    if (self->indices == NULL || self->weights == NULL) {
+        PyErr_SetString(quenda_ModelError, "Cannot copy an uninitialized SOS");
+        return NULL;
+    }
+    res = (sos_object *)PyType_GenericAlloc(&quenda_SOSType, 0);
+    if (res == NULL)
+        goto error;
+    res->id = qnda_py_env.soscounter++;
+    res->type = self->type;
+    res->indices = PyList_GetSlice(self->indices, 0, PyList_GET_SIZE(self->indices));
+    if (res->indices == NULL)
+        goto error;
+    n = PyList_GET_SIZE(self->weights);
+    res->weights = PyList_GetSlice(self->weights, 0, n);
+    if (res->weights == NULL)
+        goto error;
+    res->name = PyUnicode_FromFormat("sos%u_copy_%S", (unsigned)self->id,
+                                     self->name ? self->name : Py_None);
+    if (res->name == NULL)
+        goto error;
+    return (PyObject *)res;
+
+error:
+    Py_XDECREF(res);
+    return NULL;
+}
+
+static PyObject *
+sos_str(sos_object *self)
+{
+    if (self->name == NULL)
+        return PyUnicode_FromString("");
+    return PyObject_Str(self->name);
+}
+
+static PyMethodDef sos_methods[] = {
+    {"copy", (PyCFunction)sos_copy, METH_NOARGS, "Return a copy of the SOS as a new object"},
+    {NULL, NULL, 0, NULL}};
+
+static PyMemberDef sos_members[] = {
+    {(char *)"name", T_OBJECT_EX, offsetof(sos_object, name), 0, (char *)"SOS's name"},
+    {NULL, 0, 0, 0, NULL}};
+
+/* ------------------------------------------------------------ type object */
 
 PyTypeObject quenda_SOSType = {
     PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.SOS",            /* tp_name */
-    sizeof(PyObject), /* tp_basicsize */
+    "quenda.SOS",                        /* tp_name */
+    sizeof(sos_object),                  /* tp_basicsize */
+    0,                                   /* tp_itemsize */
+    (destructor)sos_dealloc,             /* tp_dealloc */
+    0,                                   /* tp_vectorcall_offset */
+    0,                                   /* tp_getattr */
+    0,                                   /* tp_setattr */
+    0,                                   /* tp_as_async */
+    (reprfunc)sos_str,                   /* tp_repr */
+    0,                                   /* tp_as_number */
+    0,                                   /* tp_as_sequence */
+    0,                                   /* tp_as_mapping */
+    0,                                   /* tp_hash */
+    0,                                   /* tp_call */
+    (reprfunc)sos_str,                   /* tp_str */
+    0,                                   /* tp_getattro */
+    0,                                   /* tp_setattro */
+    0,                                   /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE, /* tp_flags */
+    "Special ordered set of type 1 or 2", /* tp_doc */
+    0,                                   /* tp_traverse */
+    0,                                   /* tp_clear */
+    0,                                   /* tp_richcompare */
+    0,                                   /* tp_weaklistoffset */
+    0,                                   /* tp_iter */
+    0,                                   /* tp_iternext */
+    sos_methods,                         /* tp_methods */
+    sos_members,                         /* tp_members */
+    0,                                   /* tp_getset */
+    0,                                   /* tp_base */
+    0,                                   /* tp_dict */
+    0,                                   /* tp_descr_get */
+    0,                                   /* tp_descr_set */
+    0,                                   /* tp_dictoffset */
+    (initproc)sos_init,                  /* tp_init */
 };
