@@ -15,8 +15,11 @@ template <class T>
 void compact(std::vector<T> &v, const std::vector<char> &drop) {
   if (v.empty()) return;
   size_t w = 0;
-  for (size_t k = 0; k < v.size(); ++k)
-    if (!drop[k]) v[w++] = std::move(v[k]);
+  for (size_t k = 0; k < v.size(); ++k) {
+    if (drop[k]) continue;
+    if (w != k) v[w] = std::move(v[k]);  // a self-move would empty a string
+    ++w;
+  }
   v.resize(w);
 }
 
