@@ -1,0 +1,59 @@
+"""Shared fixtures of the algebra tests.
+
+The term and expression types are not published by the module; the tests
+reach them through the results of operators."""
+import numpy as np
+import pytest
+
+import quendalib as quenda
+
+
+class Types:
+    def __init__(self):
+        v = quenda.var()
+        self.var = quenda.var
+        self.linterm = type(2 * v)
+        self.quadterm = type(v * v)
+        self.expression = type(v + 1)
+        self.constraint = quenda.constraint
+
+
+@pytest.fixture(scope="session")
+def types():
+    return Types()
+
+
+@pytest.fixture
+def x():
+    return quenda.var(name="x")
+
+
+@pytest.fixture
+def y(x):
+    return quenda.var(name="y")      # created after x: larger identity
+
+
+@pytest.fixture
+def z(y):
+    return quenda.var(name="z")      # created after y
+
+
+# Every NumPy scalar type that counts as a number, and a few that do not.
+NUMPY_NUMBERS = [np.int32, np.int_, np.longlong, np.float32, np.float64]
+
+
+def _tname(obj):
+    t = type(obj)
+    return t.__name__ if t.__module__ == "builtins" else f"{t.__module__}.{t.__name__}"
+
+
+@pytest.fixture(scope="session")
+def tname():
+    """Qualified type name of an object: 'quenda.linterm', 'float', ..."""
+    return _tname
+
+
+@pytest.fixture(params=NUMPY_NUMBERS, ids=lambda t: t.__name__)
+def npnum(request):
+    """Each NumPy scalar type that counts as a number."""
+    return request.param
