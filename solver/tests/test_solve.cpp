@@ -292,3 +292,38 @@ TEST_F(QpSolve, NonConvexObjectiveIsRefused) {
 }
 
 }  // namespace
+
+namespace {
+
+// ------------------------------------------------------------------- log
+std::vector<std::string> *g_lines = nullptr;
+void collect(QNDAprob, void *, const char *msg, int, int) {
+  if (msg && g_lines) g_lines->push_back(msg);
+}
+
+class SolveLog : public Prob, public ::testing::WithParamInterface<int> {};
+
+TEST_P(SolveLog, EngineLinesFollowTheLogLevel) {
+  const int level = GetParam();
+  std::vector<std::string> lines;
+  g_lines = &lines;
+  ASSERT_EQ(QNDAenablemessages(1), 0);
+  ASSERT_EQ(QNDAaddcbmessage(p, collect, nullptr, 0), 0);
+  ASSERT_EQ(QNDAsetintcontrol(p, QNDA_LOGLEVEL, level), 0);
+  ASSERT_EQ(QNDAreadprob(p, qtest::instance("afiro.mps").c_str(), ""), 0);
+  ASSERT_EQ(QNDAlpoptimize(p, ""), 0);
+  g_lines = nullptr;
+  auto has = [&](const char *s) {
+    for (auto &l : lines)
+      if (l.find(s) != std::string::npos) return true;
+    return false;
+  };
+  EXPECT_EQ(has("Solving LP with highs: 27 rows, 32 columns"), level >= 1);
+  EXPECT_EQ(has("LP status: optimal"), level >= 1);
+  EXPECT_EQ(has("Model status        : Optimal"), level >= 2);  // the engine's own lines
+  for (auto &l : lines) EXPECT_EQ(l.find('\n'), std::string::npos) << l;
+}
+
+INSTANTIATE_TEST_SUITE_P(Levels, SolveLog, ::testing::Values(0, 1, 2));
+
+}  // namespace
