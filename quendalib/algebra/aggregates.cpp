@@ -159,6 +159,23 @@ fold_collection(PyObject *coll, PyObject **acc, const fold_ctx *ctx)
         }
         return 0;
     }
+    /* Any other iterable (dict views, sets): by iteration, rather than
+     * failing as a single item of unknown kind. */
+    if (!PyUnicode_Check(coll) && !PyBytes_Check(coll) && Py_TYPE(coll)->tp_iter != NULL) {
+        PyObject *it = PyObject_GetIter(coll), *item;
+        if (it == NULL)
+            return -1;
+        while ((item = PyIter_Next(it)) != NULL) {
+            int rc = fold_item(item, acc, ctx);
+            Py_DECREF(item);
+            if (rc < 0) {
+                Py_DECREF(it);
+                return -1;
+            }
+        }
+        Py_DECREF(it);
+        return PyErr_Occurred() ? -1 : 0;
+    }
     return fold_combine(coll, acc, ctx);
 }
 
@@ -452,10 +469,10 @@ dot_step(PyObject *a, PyObject *b, PyObject *out)
         return dot_objects(aa, ab, out);
 
     /* Numbers only: NumPy's own product in the wider of the two types. */
-    ca = PyArray_FROM_OTF(a, rt, NPY_ARRAY_ALIGNED);
+    ca = PyArray_FROM_OTF(a, rt, NPY_ARRAY_ALIGNED | NPY_ARRAY_FORCECAST);
     if (ca == NULL)
         goto error;
-    cb = PyArray_FROM_OTF(b, rt, NPY_ARRAY_ALIGNED);
+    cb = PyArray_FROM_OTF(b, rt, NPY_ARRAY_ALIGNED | NPY_ARRAY_FORCECAST);
     if (cb == NULL)
         goto error;
     res = PyArray_MatrixProduct2(ca, cb, (out != NULL && out != Py_None) ? (PyArrayObject *)out : NULL);

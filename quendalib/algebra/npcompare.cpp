@@ -5,11 +5,14 @@
  * hook makes object comparisons return what each pair's comparison returns:
  * a constraint when a modelling object is involved, True/False otherwise.
  *
- * NumPy 1.x: the array operators call the ufuncs of NumPy's numeric-
- * operations table, which can be replaced (PyArray_SetNumericOps).  We
- * install three new ufuncs with the same loops as the originals, except
- * that the object loops give objects and build constraints; the originals
- * are put back at teardown.
+ * NumPy 1.x: the array operators call the entries of NumPy's numeric-
+ * operations table, which can be replaced (PyArray_SetNumericOps).  For
+ * each operator we build a ufunc with the same legacy loops as NumPy's,
+ * except that the object loops give objects (constraints for modelling
+ * objects), and install a small dispatcher that calls it when objects are
+ * compared and NumPy's own ufunc otherwise (NumPy's string and other newer
+ * loops are not in the legacy table).  The originals are put back at
+ * teardown.
  *
  * NumPy 2.x: that table no longer exists; the operators call the very
  * np.less_equal & co.  npcompare_np2.cpp registers promoters on them that
@@ -76,7 +79,8 @@ typedef struct {
     const char *doc;
     int op;
     PyObject *saved;                 /* owned: NumPy's original ufunc */
-    PyObject *replacement;           /* owned: ours */
+    PyObject *replacement;           /* owned: our ufunc with object loops */
+    PyObject *installed;             /* owned: the callable put in NumPy's table */
     PyUFuncGenericFunction *functions; /* the three loop arrays of ours */
     void **data;
     char *types;
@@ -113,7 +117,9 @@ np1_compare_loop(char **args, npy_intp const *dimensions, npy_intp const *steps,
         if (b == NULL)
             b = Py_None;
         if (is_algebra_object(a) || is_algebra_object(b)) {
-            res = constraint_build(a, b, info->op);
+            /* The pair's own comparison, reflected as Python does it
+             * (1 <= x is x >= 1), exactly as under NumPy 2. */
+            res = PyObject_RichCompare(a, b, info->op);
         } else {
             npy_bool r = 0;
             char *sub[3] = {(char *)&a, (char *)&b, (char *)&r};
@@ -133,6 +139,7 @@ static void
 np1_hook_free(np1_hook *h)
 {
     Py_CLEAR(h->saved);
+    Py_CLEAR(h->installed);
     /* The loop arrays live as long as our ufunc: free them only when
      * nobody else holds it. */
     if (h->replacement != NULL && Py_REFCNT(h->replacement) > 1) {
@@ -201,12 +208,107 @@ np1_hook_build(np1_hook *h)
     return 0;
 }
 
+/* 1 when the operand makes NumPy compare objects: an object array, a
+ * modelling object, or something (a list) that becomes an object array. */
+static int
+np1_operand_is_object(PyObject *o)
+{
+    PyArrayObject *arr;
+    int res;
+    if (PyArray_Check(o))
+        return PyArray_TYPE((PyArrayObject *)o) == NPY_OBJECT;
+    if (is_algebra_object(o))
+        return 1;
+    if (PyFloat_Check(o) || PyLong_Check(o) || PyComplex_Check(o) || PyUnicode_Check(o) ||
+        PyBytes_Check(o) || o == Py_None || PyArray_IsScalar(o, Generic))
+        return 0;
+    arr = (PyArrayObject *)PyArray_FROM_O(o);
+    if (arr == NULL) {
+        PyErr_Clear();
+        return 0;
+    }
+    res = PyArray_TYPE(arr) == NPY_OBJECT;
+    Py_DECREF(arr);
+    return res;
+}
+
+/* What NumPy's array operators call: our ufunc when objects are compared,
+ * NumPy's own otherwise (so strings, dates and the rest are untouched).
+ * self is the hook's (original, replacement) pair. */
+static PyObject *
+np1_dispatch(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    PyObject *orig = PyTuple_GET_ITEM(self, 0), *repl = PyTuple_GET_ITEM(self, 1);
+    Py_ssize_t i, n = PyTuple_GET_SIZE(args);
+    for (i = 0; i < n && i < 2; ++i)
+        if (np1_operand_is_object(PyTuple_GET_ITEM(args, i)))
+            return PyObject_Call(repl, args, kwargs);
+    return PyObject_Call(orig, args, kwargs);
+}
+
+static PyMethodDef np1_dispatch_defs[3] = {
+    {"less_equal", (PyCFunction)(void (*)(void))np1_dispatch, METH_VARARGS | METH_KEYWORDS,
+     "Return constraint lhs <= rhs"},
+    {"greater_equal", (PyCFunction)(void (*)(void))np1_dispatch, METH_VARARGS | METH_KEYWORDS,
+     "Return constraint lhs >= rhs"},
+    {"equal", (PyCFunction)(void (*)(void))np1_dispatch, METH_VARARGS | METH_KEYWORDS,
+     "Return constraint lhs == rhs"},
+};
+
+/* NumPy 1.25+ warns that its numeric-operations calls are deprecated; the
+ * calls are made with that warning ignored.  New reference to the entered
+ * warnings.catch_warnings() context, or NULL. */
+static PyObject *
+np1_quiet_enter(void)
+{
+    PyObject *warnings = NULL, *cm = NULL, *r = NULL;
+    warnings = PyImport_ImportModule("warnings");
+    if (warnings == NULL)
+        goto error;
+    cm = PyObject_CallMethod(warnings, "catch_warnings", NULL);
+    if (cm == NULL)
+        goto error;
+    r = PyObject_CallMethod(cm, "__enter__", NULL);
+    if (r == NULL)
+        goto error;
+    Py_DECREF(r);
+    r = PyObject_CallMethod(warnings, "simplefilter", "sO", "ignore", PyExc_DeprecationWarning);
+    if (r == NULL) {
+        PyObject *x = PyObject_CallMethod(cm, "__exit__", "OOO", Py_None, Py_None, Py_None);
+        Py_XDECREF(x);
+        goto error;
+    }
+    Py_DECREF(r);
+    Py_DECREF(warnings);
+    return cm;
+error:
+    Py_XDECREF(warnings);
+    Py_XDECREF(cm);
+    return NULL;
+}
+
+static void
+np1_quiet_exit(PyObject *cm)
+{
+    PyObject *et, *ev, *tb, *r;
+    PyErr_Fetch(&et, &ev, &tb);
+    r = PyObject_CallMethod(cm, "__exit__", "OOO", Py_None, Py_None, Py_None);
+    if (r == NULL)
+        PyErr_Clear();
+    Py_XDECREF(r);
+    Py_DECREF(cm);
+    PyErr_Restore(et, ev, tb);
+}
+
 static int
 np1_install(void)
 {
-    PyObject *ops = NULL, *repl = NULL;
+    PyObject *ops = NULL, *repl = NULL, *quiet = NULL, *pair = NULL;
     int i;
 
+    quiet = np1_quiet_enter();
+    if (quiet == NULL)
+        goto error;
     ops = NP1_GET_NUMERIC_OPS();
     if (ops == NULL)
         goto error;
@@ -220,23 +322,34 @@ np1_install(void)
         np1_hooks[i].saved = u;
         if (np1_hook_build(&np1_hooks[i]) < 0)
             goto error;
+        pair = PyTuple_Pack(2, np1_hooks[i].saved, np1_hooks[i].replacement);
+        if (pair == NULL)
+            goto error;
+        np1_hooks[i].installed = PyCFunction_New(&np1_dispatch_defs[i], pair);
+        Py_CLEAR(pair);
+        if (np1_hooks[i].installed == NULL)
+            goto error;
     }
     repl = PyDict_New();
     if (repl == NULL)
         goto error;
     for (i = 0; i < 3; ++i)
-        if (PyDict_SetItemString(repl, np1_hooks[i].name, np1_hooks[i].replacement) < 0)
+        if (PyDict_SetItemString(repl, np1_hooks[i].name, np1_hooks[i].installed) < 0)
             goto error;
     if (NP1_SET_NUMERIC_OPS(repl) < 0)
         goto error;
     np1_installed = 1;
     Py_DECREF(repl);
     Py_DECREF(ops);
+    np1_quiet_exit(quiet);
     return 0;
 
 error:
     Py_XDECREF(repl);
     Py_XDECREF(ops);
+    Py_XDECREF(pair);
+    if (quiet != NULL)
+        np1_quiet_exit(quiet);
     for (i = 0; i < 3; ++i)
         np1_hook_free(&np1_hooks[i]);
     return -1;
@@ -245,22 +358,25 @@ error:
 static void
 np1_restore(void)
 {
-    PyObject *orig = NULL;
+    PyObject *orig = NULL, *quiet = NULL;
     int i;
 
     if (!np1_installed)
         return;
+    quiet = np1_quiet_enter();
     orig = PyDict_New();
     if (orig != NULL) {
         for (i = 0; i < 3; ++i)
             if (PyDict_SetItemString(orig, np1_hooks[i].name, np1_hooks[i].saved) < 0)
                 break;
-        if (i == 3 && NP1_SET_NUMERIC_OPS(orig) < 0)
-            i = -1;
+        if (i == 3)
+            NP1_SET_NUMERIC_OPS(orig);
         Py_DECREF(orig);
     }
     if (PyErr_Occurred())
         PyErr_Clear();
+    if (quiet != NULL)
+        np1_quiet_exit(quiet);
     for (i = 0; i < 3; ++i)
         np1_hook_free(&np1_hooks[i]);
     np1_installed = 0;
