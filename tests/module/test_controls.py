@@ -230,3 +230,25 @@ class TestModuleDefaults:
         assert sys.getrefcount(value) == base + 1  # held once, in the defaults
         quenda.setdefaults()
         assert sys.getrefcount(value) == base
+
+
+class TestNonlinearControls:
+    @pytest.fixture(autouse=True)
+    def need_nonlinear(self):
+        if "nlpautoinit" not in quenda.controls.__dict__:
+            pytest.skip("nonlinear library not in use")
+
+    def test_new_problems_do_not_autoinit(self):
+        # The nonlinear handle of a new problem must not fill itself from
+        # the main one, whatever the library's default.
+        assert quenda.problem().getControl("nlpautoinit") == 0
+        assert quenda.problem().copy().getControl("nlpautoinit") == 0
+
+    def test_set_and_get_on_nonlinear_handle(self):
+        p = quenda.problem()
+        p.setControl({"nlpiterlimit": 17, "nlpfeastol": 1e-5})
+        assert p.getControl(["nlpiterlimit", "nlpfeastol"]) == {"nlpiterlimit": 17,
+                                                                 "nlpfeastol": 1e-5}
+        with pytest.raises(quenda.ModelError, match="^Cannot set non-string value"):
+            p.controls.nlpsolvername = 1
+        assert isinstance(p.attributes.nlpstatus, int)
