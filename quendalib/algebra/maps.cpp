@@ -174,6 +174,10 @@ quad_normalize(quadmap *m)
 
 /* Normalise once the tail or the tombstones outweigh the sorted part, so
  * that every add stays logarithmic on average. */
+/* Below this size a key that does not extend the sorted part is inserted
+ * in place rather than sent to the tail. */
+#define SMALL_MAP 32
+
 template <class Map>
 static inline bool
 needs_normalize(Map *m)
@@ -274,6 +278,14 @@ linmap_add(linmap *m, PyObject *var, double coef)
                     lin_normalize(m);
             }
         }
+        return 0;
+    }
+    if (m->nsorted == n && n < SMALL_MAP) {
+        /* Small maps stay sorted: the move is cheaper than a later merge,
+         * and cancelled entries release their variable at once. */
+        e.insert(e.begin() + lower_pos(e, n, id), linmap_entry{id, var, coef});
+        Py_INCREF(var);
+        m->nsorted++;
         return 0;
     }
     e.push_back(linmap_entry{id, var, coef});
@@ -553,7 +565,7 @@ quadmap_add(quadmap *m, PyObject *x, PyObject *y, double c)
         to_tail = false;
     } else {
         p = find_sorted(e, m->nsorted, id);
-        if (p == NULL)
+        if (p == NULL && !(m->nsorted == n && n < SMALL_MAP))
             to_tail = true;
     }
     if (p != NULL && p->key != NULL) {
@@ -585,7 +597,10 @@ quadmap_add(quadmap *m, PyObject *x, PyObject *y, double c)
         return 0;
     }
     try {
-        e.push_back(quad_entry{id, x, inner});
+        if (to_tail || m->nsorted != n || n == 0 || id > e[n - 1].id)
+            e.push_back(quad_entry{id, x, inner});
+        else
+            e.insert(e.begin() + lower_pos(e, n, id), quad_entry{id, x, inner});
     } catch (...) {
         linmap_free(&inner);
         return -1;
