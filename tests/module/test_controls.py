@@ -77,10 +77,11 @@ class TestSetControl:
                            match="^Cannot set non-string value to a string control$"):
             p.setControl("logfile", value)
 
-    def test_string_control(self, p, tmp_path):
-        path = str(tmp_path / "log.txt")
+    @pytest.mark.parametrize("length", [1, 255, 256, 257, 900])
+    def test_string_control_round_trip(self, p, tmp_path, length):
+        path = str(tmp_path / ("l" * length))[-length:]
         p.setControl("logfile", path)
-        assert p.getControl("logfile") == path
+        assert p.getControl("logfile") == path == p.controls.logfile
 
     @pytest.mark.parametrize("args, message", [
         ((), "setControl requires at least one argument of type dictionary or two elements: "

@@ -49,6 +49,17 @@ def test_handler_gets_lines(lib, handlers):
     assert all(s[3] is None for s in seen if s[5] < 0)
 
 
+def test_handler_called_from_another_thread(lib, handlers):
+    threads = []
+    f = lambda *a: threads.append(threading.current_thread().name)  # noqa: E731
+    quenda.addcbmsghandler(f, None, 0)
+    handlers.append((f, None))
+    t = threading.Thread(target=_solve_empty, args=(lib,), name="solver")
+    t.start()
+    t.join(60)
+    assert not t.is_alive() and threads and set(threads) == {"solver"}
+
+
 def test_remove_stops_lines(lib, handlers):
     seen = []
     f = lambda *a: seen.append(a)  # noqa: E731
