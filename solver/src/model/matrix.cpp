@@ -48,7 +48,7 @@ void SparseMatrix::add_row_entries(int first_row, int n, const Idx *start, const
   for (int i = 0; i < n; ++i) {
     int row = first_row + i;
     for (Idx k = start[i], e = start[i + 1]; k < e; ++k)
-      if (val[k] != 0.0) log_.push_back(Op{row, colind[k], val[k], false});
+      if (val[k] != 0.0) log_.push_back(Op{row, colind[k], val[k]});
   }
 }
 
@@ -63,7 +63,7 @@ void SparseMatrix::add_col_entries(int first_col, int n, const Idx *start, const
     for (int j = 0; j < n; ++j) {
       Idx b = start[j], e = len ? b + len[j] : start[j + 1];
       for (Idx k = b; k < e; ++k)
-        if (val[k] != 0.0) log_.push_back(Op{rowind[k], first_col + j, val[k], false});
+        if (val[k] != 0.0) log_.push_back(Op{rowind[k], first_col + j, val[k]});
     }
     return;
   }
@@ -118,77 +118,87 @@ template void SparseMatrix::add_col_entries<QNDAint64>(int, int, const QNDAint64
                                                        const int *, const double *);
 
 void SparseMatrix::set_coef(int row, int col, double v) {
-  log_.push_back(Op{row, col, v, true});
+  log_.push_back(Op{~row, col, v});
   touch();
 }
 
 void SparseMatrix::add_coef(int row, int col, double v) {
   if (v == 0.0) return;
-  log_.push_back(Op{row, col, v, false});
+  log_.push_back(Op{row, col, v});
   touch();
 }
 
-// Folds the log into the CSC: a stable counting sort of the log by column,
-// then per column the old entries followed by the operations in the order
-// they were made.  pos[row] points at the row's entry in the column being
-// built (checked against the column's range and row, so it is never reset).
+// Folds the log into the CSC in two passes.  First every column gets room for
+// its old entries plus its logged operations, and the operations are
+// scattered behind the old entries in the order they were made (a stable
+// counting sort by column).  Then each column is combined in place: an entry
+// whose row already appeared in the column adds to (or replaces) it, zeros go.
+// pos[row] points at the row's entry in the column being combined; it is
+// checked against the column's range and row, so it is never reset.
 void SparseMatrix::flush() const {
   if (log_.empty()) return;
   const int nc = static_cast<int>(start_.size()) - 1;
-  std::vector<QNDAint64> lstart(nc + 1, 0);
-  for (const Op &op : log_) ++lstart[op.col + 1];
-  for (int j = 0; j < nc; ++j) lstart[j + 1] += lstart[j];
-  std::vector<Op> sorted(log_.size());
-  {
-    std::vector<QNDAint64> next(lstart.begin(), lstart.end() - 1);
-    for (const Op &op : log_) sorted[next[op.col]++] = op;
+  std::vector<QNDAint64> nstart(nc + 1, 0);
+  for (int j = 0; j < nc; ++j) nstart[j + 1] = start_[j + 1] - start_[j];
+  for (const Op &op : log_) ++nstart[op.col + 1];
+  for (int j = 0; j < nc; ++j) nstart[j + 1] += nstart[j];
+  const QNDAint64 total = nstart[nc];
+  // Rows of replacements stay encoded (~row) until the combine pass.
+  std::vector<int> nindex(total);
+  std::vector<double> nvalue(total);
+  std::vector<QNDAint64> next(nc);
+  for (int j = 0; j < nc; ++j) {
+    QNDAint64 o = nstart[j];
+    for (QNDAint64 k = start_[j]; k < start_[j + 1]; ++k, ++o) {
+      nindex[o] = index_[k];
+      nvalue[o] = value_[k];
+    }
+    next[j] = o;
+  }
+  for (const Op &op : log_) {
+    QNDAint64 o = next[op.col]++;
+    nindex[o] = op.row;
+    nvalue[o] = op.v;
   }
   log_.clear();
   log_.shrink_to_fit();
 
-  const size_t cap = index_.size() + sorted.size();
-  std::vector<QNDAint64> nstart(nc + 1);
-  std::vector<int> nindex;
-  std::vector<double> nvalue;
-  nindex.reserve(cap);
-  nvalue.reserve(cap);
   std::vector<QNDAint64> pos(nrows_, -1);
-  QNDAint64 out = 0;
+  QNDAint64 w = 0;
   for (int j = 0; j < nc; ++j) {
-    const QNDAint64 cs = out;
+    const QNDAint64 b = nstart[j], e = nstart[j + 1], cs = w;
     nstart[j] = cs;
-    for (QNDAint64 k = start_[j]; k < start_[j + 1]; ++k) {
-      pos[index_[k]] = out++;
-      nindex.push_back(index_[k]);
-      nvalue.push_back(value_[k]);
-    }
     bool zeros = false;
-    for (QNDAint64 k = lstart[j]; k < lstart[j + 1]; ++k) {
-      const Op &op = sorted[k];
-      QNDAint64 p = pos[op.row];
-      if (p >= cs && p < out && nindex[p] == op.row) {
-        nvalue[p] = op.replace ? op.v : nvalue[p] + op.v;
-        if (nvalue[p] == 0.0) zeros = true;
-      } else if (op.v != 0.0) {
-        pos[op.row] = out++;
-        nindex.push_back(op.row);
-        nvalue.push_back(op.v);
+    for (QNDAint64 k = b; k < e; ++k) {
+      int r = nindex[k];
+      const bool replace = r < 0;
+      if (replace) r = ~r;
+      const double v = nvalue[k];
+      QNDAint64 p = pos[r];
+      if (p >= cs && p < w && nindex[p] == r) {
+        nvalue[p] = replace ? v : nvalue[p] + v;
+        zeros |= nvalue[p] == 0.0;
+      } else if (v != 0.0) {
+        pos[r] = w;
+        nindex[w] = r;
+        nvalue[w] = v;
+        ++w;
       }
     }
     if (zeros) {
-      QNDAint64 w = cs;
-      for (QNDAint64 k = cs; k < out; ++k) {
+      QNDAint64 z = cs;
+      for (QNDAint64 k = cs; k < w; ++k) {
         if (nvalue[k] == 0.0) continue;
-        nindex[w] = nindex[k];
-        nvalue[w] = nvalue[k];
-        ++w;
+        nindex[z] = nindex[k];
+        nvalue[z] = nvalue[k];
+        ++z;
       }
-      out = w;
-      nindex.resize(w);
-      nvalue.resize(w);
+      w = z;
     }
   }
-  nstart[nc] = out;
+  nstart[nc] = w;
+  nindex.resize(w);
+  nvalue.resize(w);
   start_.swap(nstart);
   index_.swap(nindex);
   value_.swap(nvalue);

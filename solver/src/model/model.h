@@ -76,10 +76,11 @@ class SparseMatrix {
   const Csr &csr() const;
 
  private:
+  // One logged change; row holds ~row (negative) for a replacement, which
+  // keeps the record at 16 bytes.
   struct Op {
     int row, col;
     double v;
-    bool replace;
   };
   void flush() const;
   void touch() { csr_valid_ = false; }
