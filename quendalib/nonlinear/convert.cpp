@@ -1,0 +1,286 @@
+/* Splitting of modelling expressions into constant, linear and quadratic
+ * solver data (see convert.h).
+ *
+ * The hot path is a row of a large model: an expression whose linear map is
+ * read as one sorted array (linmap_data) and whose variables are looked up
+ * once each in the problem's variable map; nothing is allocated per term. */
+#include "nonlinear/convert.h"
+
+#include "algebra/exprtype.h"
+#include "algebra/expression.h"
+#include "algebra/linterm.h"
+#include "algebra/maps.h"
+#include "algebra/quadterm.h"
+#include "algebra/var.h"
+#include "module/session.h"
+#include "module/types.h"
+
+#include "qnda.h"
+
+#include <string.h>
+
+#define MSG_LINTERM "Variable in linear term defining constraint has not been added to problem yet"
+#define MSG_LINPART "Variable in linear part of constraint has not been added to problem yet"
+#define MSG_QUADTERM \
+    "Variable in quadratic term defining constraint has not been added to problem yet"
+#define MSG_QUADPART "Variable in quadratic part of constraint has not been added to problem yet"
+
+void
+lqsplit_init(lqsplit *s)
+{
+    memset(s, 0, sizeof *s);
+}
+
+static void
+lq_free_ptr(void *pp)
+{
+    qo_MemoryAllocator_Free_Untyped(qo_MemoryAllocator_DefaultHeap, (void **)pp);
+}
+
+void
+lqsplit_free(lqsplit *s)
+{
+    lq_free_ptr(&s->lincol);
+    lq_free_ptr(&s->lincoef);
+    lq_free_ptr(&s->qcol1);
+    lq_free_ptr(&s->qcol2);
+    lq_free_ptr(&s->qcoef);
+    lqsplit_init(s);
+}
+
+void
+lqsplit_clear(lqsplit *s)
+{
+    s->constant = 0.0;
+    s->nlin = 0;
+    s->nquad = 0;
+}
+
+/* Grows *p (elements of size elsize, capacity oldcap) to newcap elements.
+ * 0, or -1 leaving *p as it was. */
+static int
+lq_grow(void **p, size_t elsize, int64_t newcap)
+{
+    void *q = *p;
+    if (qo_MemoryAllocator_Realloc_Untyped(qo_MemoryAllocator_DefaultHeap, &q,
+                                           (size_t)newcap * elsize) != 0 ||
+        q == NULL)
+        return -1;
+    *p = q;
+    return 0;
+}
+
+static int64_t
+lq_newcap(int64_t cap, int64_t need)
+{
+    if (cap < LQSPLIT_INITCAP)
+        cap = LQSPLIT_INITCAP;
+    while (cap < need)
+        cap *= 2;
+    return cap;
+}
+
+int
+lqsplit_reserve(lqsplit *s, int64_t nlin, int64_t nquad)
+{
+    if (s->nlin + nlin > s->lincap || s->lincol == NULL) {
+        int64_t cap = lq_newcap(s->lincap, s->nlin + nlin);
+        if (lq_grow((void **)&s->lincol, sizeof(int), cap) != 0 ||
+            lq_grow((void **)&s->lincoef, sizeof(double), cap) != 0)
+            return -1;
+        s->lincap = cap;
+    }
+    if (nquad > 0 && (s->nquad + nquad > s->quadcap || s->qcol1 == NULL)) {
+        int64_t cap = lq_newcap(s->quadcap, s->nquad + nquad);
+        if (lq_grow((void **)&s->qcol1, sizeof(int), cap) != 0 ||
+            lq_grow((void **)&s->qcol2, sizeof(int), cap) != 0 ||
+            lq_grow((void **)&s->qcoef, sizeof(double), cap) != 0)
+            return -1;
+        s->quadcap = cap;
+    }
+    return 0;
+}
+
+void
+splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad)
+{
+    *nlin = 0;
+    *nquad = 0;
+    switch (expr_kind(obj)) {
+    case EXPR_VARIABLE:
+    case EXPR_LINTERM:
+        *nlin = 1;
+        break;
+    case EXPR_QUADTERM:
+        *nquad = 1;
+        break;
+    case EXPR_EXPRESSION: {
+        expression_object *e = (expression_object *)obj;
+        if (e->linmap != NULL)
+            *nlin = (int64_t)linmap_size(e->linmap);
+        if (e->quadmap != NULL)
+            *nquad = (int64_t)quadmap_size(e->quadmap);
+        break;
+    }
+    default:
+        break;
+    }
+}
+
+/* Column of a variable; -1 with ModelError msg when it is not in the
+ * problem. */
+static inline int
+lq_column(rowcolmap *map, uint32_t id, const char *msg, int *col)
+{
+    uint32_t v;
+    if (map == NULL || rowcolmap_get(map, id, &v) != 0) {
+        PyErr_SetString(quenda_ModelError, msg);
+        return -1;
+    }
+    *col = (int)v;
+    return 0;
+}
+
+static int
+lq_add_lin(lqsplit *s, rowcolmap *map, PyObject *var, double coef, const char *msg)
+{
+    int col;
+    if (coef == 0.0)
+        return 0;
+    if (lq_column(map, VAR_ID(var), msg, &col) != 0)
+        return -1;
+    s->lincol[s->nlin] = col;
+    s->lincoef[s->nlin] = coef;
+    s->nlin++;
+    return 0;
+}
+
+static int
+lq_add_quad(lqsplit *s, rowcolmap *map, PyObject *x, PyObject *y, double coef, const char *msg)
+{
+    int c1, c2;
+    if (coef == 0.0)
+        return 0;
+    if (lq_column(map, VAR_ID(x), msg, &c1) != 0 || lq_column(map, VAR_ID(y), msg, &c2) != 0)
+        return -1;
+    s->qcol1[s->nquad] = c1;
+    s->qcol2[s->nquad] = c2;
+    s->qcoef[s->nquad] = coef;
+    s->nquad++;
+    return 0;
+}
+
+/* The linear and quadratic maps of an expression. */
+static int
+lq_add_expression(lqsplit *s, rowcolmap *map, expression_object *e, double factor)
+{
+    if (e->linmap != NULL) {
+        size_t n = 0, i;
+        const linmap_entry *ent = linmap_data(e->linmap, &n);
+        int *col = s->lincol + s->nlin;
+        double *coef = s->lincoef + s->nlin;
+        int64_t k = 0;
+        for (i = 0; i < n; i++) {
+            uint32_t v;
+            double c = ent[i].coef * factor;
+            if (c == 0.0)
+                continue;
+            if (map == NULL || rowcolmap_get(map, ent[i].id, &v) != 0) {
+                PyErr_SetString(quenda_ModelError, MSG_LINPART);
+                return -1;
+            }
+            col[k] = (int)v;
+            coef[k] = c;
+            k++;
+        }
+        s->nlin += k;
+    }
+    if (e->quadmap != NULL) {
+        void *it = NULL;
+        PyObject *x;
+        linmap *inner;
+        int ret = 0;
+        while (ret == 0 && quadmap_next(e->quadmap, &it, &x, &inner)) {
+            size_t n = 0, i;
+            const linmap_entry *ent = linmap_data(inner, &n);
+            for (i = 0; i < n; i++) {
+                if (lq_add_quad(s, map, x, ent[i].var, ent[i].coef * factor, MSG_QUADPART) != 0) {
+                    ret = -1;
+                    break;
+                }
+            }
+        }
+        quadmap_iter_free(&it);
+        if (ret != 0)
+            return -1;
+    }
+    return 0;
+}
+
+int
+splitExpr(PyObject *prob, PyObject *obj, double factor, lqsplit *s, PyObject **nonlin)
+{
+    problem_s *p = (problem_s *)prob;
+    rowcolmap *map = (rowcolmap *)p->varmap;
+    int64_t nlin0 = s->nlin, nquad0 = s->nquad;
+    double const0 = s->constant;
+    int64_t nl, nq;
+    int kind = expr_kind(obj);
+
+    if (nonlin != NULL)
+        *nonlin = NULL;
+    if (kind == EXPR_CONSTANT) {
+        double v = number_value(obj);
+        if (v == -1.0 && PyErr_Occurred())
+            return -1;
+        s->constant += factor * v;
+        return 0;
+    }
+    if (kind == EXPR_NONLINEAR) {
+        if (nonlin == NULL) {
+            PyErr_SetString(quenda_ModelError, "Nonlinear expressions are not supported here");
+            return -1;
+        }
+        *nonlin = Py_NewRef(obj);
+        return 0;
+    }
+    splitExpr_count(obj, &nl, &nq);
+    if (lqsplit_reserve(s, nl, nq) != 0) {
+        PyErr_NoMemory();
+        return -1;
+    }
+    switch (kind) {
+    case EXPR_VARIABLE:
+        if (lq_add_lin(s, map, obj, factor, MSG_LINTERM) != 0)
+            goto error;
+        break;
+    case EXPR_LINTERM: {
+        linterm_object *t = (linterm_object *)obj;
+        if (lq_add_lin(s, map, t->var, t->coef * factor, MSG_LINTERM) != 0)
+            goto error;
+        break;
+    }
+    case EXPR_QUADTERM: {
+        quadterm_object *t = (quadterm_object *)obj;
+        if (lq_add_quad(s, map, t->var1, t->var2, t->coef * factor, MSG_QUADTERM) != 0)
+            goto error;
+        break;
+    }
+    case EXPR_EXPRESSION: {
+        expression_object *e = (expression_object *)obj;
+        if (lq_add_expression(s, map, e, factor) != 0)
+            goto error;
+        s->constant += factor * e->constant;
+        break;
+    }
+    default:
+        PyErr_SetString(quenda_ModelError, "Invalid expression");
+        goto error;
+    }
+    return 0;
+error:
+    s->nlin = nlin0;
+    s->nquad = nquad0;
+    s->constant = const0;
+    return -1;
+}

@@ -1,0 +1,61 @@
+/* Conversion of modelling expressions into solver data.
+ *
+ * splitExpr takes any number, var, linterm, quadterm or expression and
+ * appends its parts, scaled by a factor, to a growing lqsplit: the constant
+ * is accumulated, every linear term becomes (column, coefficient) and every
+ * quadratic term a monomial triplet (column 1, column 2, coefficient), the
+ * columns read from the problem's variable map.  Appending rather than
+ * filling lets a batch of rows share one set of arrays: the caller records
+ * nlin/nquad before the call as the row's start offsets.
+ *
+ * The arrays come from the library's allocator; capacities start at 2,048
+ * entries and double. */
+#pragma once
+
+#include <Python.h>
+#include <stdint.h>
+
+#include "problem/problem.h"
+
+typedef struct {
+    double constant;
+    /* linear part */
+    int64_t nlin;
+    int64_t lincap;
+    int *lincol;
+    double *lincoef;
+    /* quadratic part: monomial coefficients, coef * x_col1 * x_col2 */
+    int64_t nquad;
+    int64_t quadcap;
+    int *qcol1;
+    int *qcol2;
+    double *qcoef;
+} lqsplit;
+
+#define LQSPLIT_INITCAP 2048
+
+/* All fields zero: no arrays, no terms. */
+void lqsplit_init(lqsplit *s);
+/* Frees the arrays and zeroes the record. */
+void lqsplit_free(lqsplit *s);
+/* Forgets the terms and the constant, keeping the arrays for reuse. */
+void lqsplit_clear(lqsplit *s);
+/* Makes room for nlin more linear and nquad more quadratic terms.  0, or
+ * -1 WITHOUT an exception when memory runs out (the caller decides: the
+ * row batch flushes and retries). */
+int lqsplit_reserve(lqsplit *s, int64_t nlin, int64_t nquad);
+
+/* Upper bounds of the numbers of linear and quadratic terms that splitExpr
+ * appends for obj (exact for the algebra types).  No exception. */
+void splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad);
+
+/* Appends factor*obj to s.  obj is a number, var, linterm, quadterm or
+ * expression; a nonlinear object is not split: when nonlin is not NULL it
+ * receives a new reference to it (the caller converts it to formulas),
+ * otherwise ModelError "Nonlinear expressions are not supported here" is
+ * raised.  A variable missing from the problem raises ModelError
+ * "Variable in ... has not been added to problem yet" (the wording names
+ * the part of the constraint it was found in).  Terms with a coefficient of
+ * exactly 0.0 are skipped.  0, or -1 with an exception set; on failure the
+ * terms appended by this call are taken back. */
+int splitExpr(PyObject *prob, PyObject *obj, double factor, lqsplit *s, PyObject **nonlin);

@@ -1,0 +1,38 @@
+/* The problem's registry of modelling objects: adding variables,
+ * constraints, SOS and indicator constraints in batches, and deleting them
+ * with renumbering.
+ *
+ * Invariant kept by every function here: for each kind, the object at list
+ * index i has the map entry identity -> i, and the library holds exactly as
+ * many columns (rows, sets) as the list has objects (unless the library
+ * refused a batch, in which case the batch's objects are taken back out). */
+#pragma once
+
+#include <Python.h>
+
+#include "algebra/maps.h"
+#include "problem/problem.h"
+
+/* The three identity maps, created when missing.  0, or -1 with ModelError
+ * "Could not create problem maps". */
+int problem_maps_ensure(problem_s *p);
+/* Frees the maps (for dealloc). */
+void problem_maps_free(problem_s *p);
+/* Empties the maps (for reset). */
+void problem_maps_clear(problem_s *p);
+/* Replaces dst's maps by copies of src's.  0, or -1 with ModelError. */
+int problem_maps_copy(problem_s *dst, problem_s *src);
+
+#define PROBLEM_VARMAP(p) ((rowcolmap *)(p)->varmap)
+#define PROBLEM_CONMAP(p) ((rowcolmap *)(p)->conmap)
+#define PROBLEM_SOSMAP(p) ((rowcolmap *)(p)->sosmap)
+
+/* Solver index of an object of the problem: 0 and *index, or -1 (no
+ * exception) when it is not in the problem. */
+int problem_var_index(problem_s *p, PyObject *var, int *index);
+int problem_con_index(problem_s *p, PyObject *con, int *index);
+int problem_sos_index(problem_s *p, PyObject *sos, int *index);
+
+/* Problem methods addVariable, addConstraint, addSOS, addIndicator,
+ * delVariable, delConstraint, delSOS; NULL-terminated. */
+extern PyMethodDef problem_registry_methods[];
