@@ -314,11 +314,16 @@ error:
         QSLPdestroyprob(sp);
     if (qp != NULL)
         QNDAdestroyprob(qp);
-    /* Leave the libraries as we found them. */
-    if ((slp_up && QSLPfree() != 0) | (QNDAfree() != 0)) {
-        if (ret == 0)
-            PyErr_SetString(quenda_SolverError, "Error initializing optimization environment");
-        ret = -1;
+    /* Leave the libraries as we found them; free both even if one fails. */
+    {
+        int slp_rc = slp_up ? QSLPfree() : 0;
+        int main_rc = QNDAfree();
+        if (slp_rc != 0 || main_rc != 0) {
+            if (ret == 0)
+                PyErr_SetString(quenda_SolverError,
+                                "Error initializing optimization environment");
+            ret = -1;
+        }
     }
     return ret;
 }
