@@ -99,27 +99,40 @@ HighsInt clamp_int(long long v) {
   return static_cast<HighsInt>(v);
 }
 
+// Only what differs from HiGHS's defaults is set: a default set explicitly
+// can change the engine's path (and its speed) for nothing.
 void apply_settings(Highs &h, const EngineSettings &s) {
   h.setOptionValue("output_flag", s.log_level > 0);
   h.setOptionValue("log_to_console", false);
-  h.setOptionValue("log_dev_level", static_cast<HighsInt>(s.log_level >= 3 ? 1 : 0));
-  h.setOptionValue("presolve", s.presolve ? "choose" : "off");
-  h.setOptionValue("simplex_scale_strategy", static_cast<HighsInt>(s.scaling ? 1 : 0));
-  h.setOptionValue("random_seed", static_cast<HighsInt>(std::max(0, s.random_seed)));
-  if (s.time_limit > 0 && s.time_limit < 1e20)
-    h.setOptionValue("time_limit", s.time_limit);
-  h.setOptionValue("simplex_iteration_limit", clamp_int(s.lp_iter_limit));
-  h.setOptionValue("ipm_iteration_limit", clamp_int(s.bar_iter_limit));
-  h.setOptionValue("mip_max_nodes", clamp_int(s.max_nodes));
-  h.setOptionValue("mip_max_improving_sols", clamp_int(s.max_mip_sols));
-  h.setOptionValue("mip_rel_gap", std::max(0.0, s.mip_rel_gap));
-  h.setOptionValue("mip_abs_gap", std::max(0.0, s.mip_abs_gap));
-  if (s.feas_tol > 0) h.setOptionValue("primal_feasibility_tolerance", s.feas_tol);
-  if (s.opt_tol > 0) h.setOptionValue("dual_feasibility_tolerance", s.opt_tol);
-  if (s.mip_tol > 0) h.setOptionValue("mip_feasibility_tolerance", s.mip_tol);
-  if (s.bar_gap > 0) h.setOptionValue("ipm_optimality_tolerance", s.bar_gap);
+  if (s.log_level >= 3) h.setOptionValue("log_dev_level", static_cast<HighsInt>(1));
+  if (!s.presolve) h.setOptionValue("presolve", "off");
+  if (!s.scaling) h.setOptionValue("simplex_scale_strategy", static_cast<HighsInt>(0));
+  if (s.random_seed > 0) h.setOptionValue("random_seed", static_cast<HighsInt>(s.random_seed));
+  if (s.time_limit > 0 && s.time_limit < 1e20) h.setOptionValue("time_limit", s.time_limit);
+  if (clamp_int(s.lp_iter_limit) != kHighsIInf)
+    h.setOptionValue("simplex_iteration_limit", clamp_int(s.lp_iter_limit));
+  if (clamp_int(s.bar_iter_limit) != kHighsIInf)
+    h.setOptionValue("ipm_iteration_limit", clamp_int(s.bar_iter_limit));
+  auto set_dbl = [&h](const char *name, double v) {
+    double cur;
+    if (h.getOptionValue(name, cur) == HighsStatus::kOk && cur != v) h.setOptionValue(name, v);
+  };
+  if (s.feas_tol > 0) set_dbl("primal_feasibility_tolerance", s.feas_tol);
+  if (s.opt_tol > 0) set_dbl("dual_feasibility_tolerance", s.opt_tol);
+  if (s.bar_gap > 0) set_dbl("ipm_optimality_tolerance", s.bar_gap);
   if (std::fabs(s.cutoff) < 1e20) h.setOptionValue("objective_bound", s.cutoff);
-  h.setOptionValue("run_crossover", s.crossover ? "on" : "off");
+  if (!s.crossover) h.setOptionValue("run_crossover", "off");
+  if (s.mip) {
+    if (clamp_int(s.max_nodes) != kHighsIInf)
+      h.setOptionValue("mip_max_nodes", clamp_int(s.max_nodes));
+    if (clamp_int(s.max_mip_sols) != kHighsIInf)
+      h.setOptionValue("mip_max_improving_sols", clamp_int(s.max_mip_sols));
+    set_dbl("mip_rel_gap", std::max(0.0, s.mip_rel_gap));
+    set_dbl("mip_abs_gap", std::max(0.0, s.mip_abs_gap));
+    if (s.mip_tol > 0) set_dbl("mip_feasibility_tolerance", s.mip_tol);
+  } else {
+    h.setOptionValue("solve_relaxation", true);
+  }
   switch (s.lp_algorithm) {
     case 2:
       h.setOptionValue("solver", "simplex");
@@ -133,10 +146,8 @@ void apply_settings(Highs &h, const EngineSettings &s) {
       h.setOptionValue("solver", "ipm");
       break;
     default:
-      h.setOptionValue("solver", "choose");
       break;
   }
-  if (!s.mip) h.setOptionValue("solve_relaxation", true);
 }
 
 HighsBasisStatus to_highs(BasisStat b) {
