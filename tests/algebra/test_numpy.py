@@ -150,3 +150,23 @@ def test_clean_import_does_not_warn():
     code = "import warnings; warnings.simplefilter('error'); import quendalib; print('ok')"
     out = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True)
     assert out.returncode == 0, out.stderr
+
+
+def test_comparisons_leave_no_references(x, y):
+    import gc
+    xs = np.array([x, y, 1.0], dtype=object)
+    rhs = np.array([1.0, 2.0, 3.0])
+    before = (sys.getrefcount(x), sys.getrefcount(y))
+    for _ in range(300):
+        xs <= rhs
+        xs >= 1
+        xs == xs
+        np.array([1, 2]) <= 1
+        try:
+            xs <= np.array(["a", "b", "c"])
+        except (quenda.ModelError, TypeError, np.exceptions.DTypePromotionError
+                if hasattr(np, "exceptions") and hasattr(np.exceptions, "DTypePromotionError")
+                else TypeError):
+            pass
+    gc.collect()
+    assert (sys.getrefcount(x), sys.getrefcount(y)) == before
