@@ -20,6 +20,7 @@
 #include "algebra/var.h"
 #include "module/session.h"
 #include "problem/problem.h"
+#include "problem/registry.h"
 #include "problem/solve.h"
 
 #include "qnda.h"
@@ -274,24 +275,17 @@ files_read_sets(problem_s *p, namechunk *nc, int n)
 static int
 files_empty_registry(problem_s *p)
 {
-    void **maps[3] = {&p->varmap, &p->conmap, &p->sosmap};
-    int k;
-
     Py_XSETREF(p->vars, PyList_New(0));
     Py_XSETREF(p->cons, PyList_New(0));
     Py_XSETREF(p->sos, PyList_New(0));
-    for (k = 0; k < 3; k++) {
-        if (*maps[k] == NULL)
-            *maps[k] = rowcolmap_new();
-        else
-            rowcolmap_clear((rowcolmap *)*maps[k]);
-    }
-    if (p->vars == NULL || p->cons == NULL || p->sos == NULL || p->varmap == NULL ||
-        p->conmap == NULL || p->sosmap == NULL) {
+    if (p->vars == NULL || p->cons == NULL || p->sos == NULL) {
         PyErr_Clear();
         PyErr_SetString(quenda_ModelError, "Could not create problem maps");
         return -1;
     }
+    if (problem_maps_ensure(p) != 0)
+        return -1;
+    problem_maps_clear(p);
     return 0;
 }
 

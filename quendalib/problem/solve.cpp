@@ -10,14 +10,10 @@
  * KeyboardInterrupt in an interpreter that is not running. */
 #include "problem/solve.h"
 
-#include "algebra/expression.h"
 #include "algebra/exprtype.h"
-#include "algebra/linterm.h"
-#include "algebra/maps.h"
-#include "algebra/quadterm.h"
-#include "algebra/var.h"
 #include "module/npy.h"
 #include "module/session.h"
+#include "nonlinear/convert.h"
 
 #include "qnda.h"
 #include "qslp.h"
@@ -82,29 +78,13 @@ problem_check_handle(problem_s *p)
 /* ------------------------------------------------------------------ */
 /* setObjective                                                         */
 
-/* Column of a variable of this problem; 0, or -1 with ModelError. */
-static int
-problem_obj_column(problem_s *p, PyObject *var, int *col)
-{
-    uint32_t c;
-    if (p->varmap == NULL || rowcolmap_get((rowcolmap *)p->varmap, VAR_ID(var), &c) != 0) {
-        PyErr_SetString(quenda_ModelError,
-                        "Variable in objective function not in the problem");
-        return -1;
-    }
-    *col = (int)c;
-    return 0;
-}
-
 /* The objective in library form: dense linear coefficients with the
- * constant last, and quadratic monomials. */
+ * constant last (one QNDAchgobj overwrites the old objective whole), and
+ * the quadratic monomials from the split. */
 typedef struct {
     double *obj;     /* ncols + 1 entries: columns, then the constant */
     int *objind;     /* 0 .. ncols - 1, then -1 */
-    QNDAint64 nq;
-    int *qcol1;
-    int *qcol2;
-    double *qcoef;
+    lqsplit split;
 } objparts;
 
 static void
@@ -113,9 +93,7 @@ objparts_free(objparts *o)
     void *h = qo_MemoryAllocator_DefaultHeap;
     qo_MemoryAllocator_Free_Untyped(h, (void **)&o->obj);
     qo_MemoryAllocator_Free_Untyped(h, (void **)&o->objind);
-    qo_MemoryAllocator_Free_Untyped(h, (void **)&o->qcol1);
-    qo_MemoryAllocator_Free_Untyped(h, (void **)&o->qcol2);
-    qo_MemoryAllocator_Free_Untyped(h, (void **)&o->qcoef);
+    lqsplit_free(&o->split);
 }
 
 static void *
@@ -131,109 +109,26 @@ obj_alloc(size_t bytes)
     return res;
 }
 
+/* Splits obj into *o over ncols columns.  0, or -1 with an exception set. */
 static int
-objparts_quad_alloc(objparts *o, size_t n)
+problem_obj_split(problem_s *p, PyObject *obj, int ncols, objparts *o)
 {
-    o->qcol1 = (int *)obj_alloc(n * sizeof(int));
-    o->qcol2 = (int *)obj_alloc(n * sizeof(int));
-    o->qcoef = (double *)obj_alloc(n * sizeof(double));
-    return o->qcol1 && o->qcol2 && o->qcoef ? 0 : -1;
-}
+    int64_t k;
 
-static int
-objparts_add_quad(problem_s *p, objparts *o, PyObject *x, PyObject *y, double c)
-{
-    int i, j;
-    if (problem_obj_column(p, x, &i) != 0 || problem_obj_column(p, y, &j) != 0)
+    if (splitExpr((PyObject *)p, obj, 1.0, &o->split, NULL) != 0)
         return -1;
-    o->qcol1[o->nq] = i;
-    o->qcol2[o->nq] = j;
-    o->qcoef[o->nq] = c;
-    o->nq++;
-    return 0;
-}
-
-/* Splits obj (kind from getExprType) into *o over ncols columns.  0, or -1
- * with an exception set. */
-static int
-problem_obj_split(problem_s *p, PyObject *obj, int kind, int ncols, objparts *o)
-{
-    int k, col;
-    double constant = 0.0;
-
     o->obj = (double *)obj_alloc(((size_t)ncols + 1) * sizeof(double));
     o->objind = (int *)obj_alloc(((size_t)ncols + 1) * sizeof(int));
     if (o->obj == NULL || o->objind == NULL)
         return -1;
     for (k = 0; k < ncols; k++) {
         o->obj[k] = 0.0;
-        o->objind[k] = k;
+        o->objind[k] = (int)k;
     }
+    for (k = 0; k < o->split.nlin; k++)
+        o->obj[o->split.lincol[k]] += o->split.lincoef[k];
     o->objind[ncols] = -1;
-
-    switch (kind) {
-    case EXPR_CONSTANT:
-        constant = number_value(obj);
-        if (constant == -1.0 && PyErr_Occurred())
-            return -1;
-        break;
-    case EXPR_VARIABLE:
-        if (problem_obj_column(p, obj, &col) != 0)
-            return -1;
-        o->obj[col] += 1.0;
-        break;
-    case EXPR_LINTERM: {
-        linterm_object *t = (linterm_object *)obj;
-        if (problem_obj_column(p, t->var, &col) != 0)
-            return -1;
-        o->obj[col] += t->coef;
-        break;
-    }
-    case EXPR_QUADTERM: {
-        quadterm_object *t = (quadterm_object *)obj;
-        if (objparts_quad_alloc(o, 1) != 0 ||
-            objparts_add_quad(p, o, t->var1, t->var2, t->coef) != 0)
-            return -1;
-        break;
-    }
-    case EXPR_EXPRESSION: {
-        expression_object *e = (expression_object *)obj;
-        constant = e->constant;
-        if (e->linmap != NULL) {
-            size_t n, i;
-            const linmap_entry *ent = linmap_data(e->linmap, &n);
-            for (i = 0; i < n; i++) {
-                if (problem_obj_column(p, ent[i].var, &col) != 0)
-                    return -1;
-                o->obj[col] += ent[i].coef;
-            }
-        }
-        if (e->quadmap != NULL && quadmap_size(e->quadmap) > 0) {
-            void *it = NULL, *jt = NULL;
-            PyObject *x, *y;
-            linmap *inner;
-            double c;
-            int rc = 0;
-            if (objparts_quad_alloc(o, quadmap_size(e->quadmap)) != 0)
-                return -1;
-            while (rc == 0 && quadmap_next(e->quadmap, &it, &x, &inner)) {
-                jt = NULL;
-                while (rc == 0 && linmap_next(inner, &jt, &y, &c))
-                    rc = objparts_add_quad(p, o, x, y, c);
-                linmap_iter_free(&jt);
-            }
-            quadmap_iter_free(&it);
-            if (rc != 0)
-                return -1;
-        }
-        break;
-    }
-    default:
-        PyErr_SetString(quenda_ModelError,
-                        "Nonlinear objective functions are not supported yet");
-        return -1;
-    }
-    o->obj[ncols] = constant;
+    o->obj[ncols] = o->split.constant;
     return 0;
 }
 
@@ -288,9 +183,13 @@ problem_setObjective(PyObject *self, PyObject *args, PyObject *kwargs)
     PyObject *objective = NULL; /* borrowed */
     PyObject *item = NULL;      /* owned: the element of a one-element array */
     PyObject *res = NULL;
-    objparts parts = {NULL, NULL, 0, NULL, NULL, NULL};
+    objparts parts;
     long sense = 1;
     int kind, ncols = 0;
+
+    parts.obj = NULL;
+    parts.objind = NULL;
+    lqsplit_init(&parts.split);
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "O|l", (char **)kwlist, &objective, &sense))
         goto done;
@@ -323,14 +222,15 @@ problem_setObjective(PyObject *self, PyObject *args, PyObject *kwargs)
     }
     if (QNDAgetintattrib(p->prob, SOLVE_ATTR_COLS, &ncols) != 0)
         goto done;
-    if (problem_obj_split(p, objective, kind, ncols, &parts) != 0)
+    if (problem_obj_split(p, objective, ncols, &parts) != 0)
         goto done;
     if (problem_clear_qobj(p, ncols) != 0)
         goto done;
     if (QNDAchgobj(p->prob, ncols + 1, parts.objind, parts.obj) != 0)
         goto done;
-    if (parts.nq > 0 && QNDAchgmqobj64(p->prob, parts.nq, parts.qcol1, parts.qcol2,
-                                       parts.qcoef) != 0)
+    if (parts.split.nquad > 0 &&
+        QNDAchgmqobj64(p->prob, parts.split.nquad, parts.split.qcol1, parts.split.qcol2,
+                       parts.split.qcoef) != 0)
         goto done;
     if (QNDAchgobjsense(p->prob, (int)sense) != 0)
         goto done;
