@@ -30,7 +30,12 @@
  *  - Name lists are packed: each name ends with a zero byte.
  *  - In checked mode (the default) every argument is validated (handles,
  *    indices in range, arrays present, letters known) and a bad one is
- *    reported as an error instead of being undefined behaviour.
+ *    reported as an error instead of being undefined behaviour.  With checked
+ *    mode off, null or invalid handles, null arrays that a count says are
+ *    needed, negative counts and the ranges of queries are still refused;
+ *    indices, letters and starts of the input are trusted.
+ *  - Rows, columns and sets without a name answer the names "R<i>", "C<i>"
+ *    and "S<i>" (i the 0-based index), and QNDAgetindex finds them by those.
  */
 #ifndef QNDA_H
 #define QNDA_H
@@ -298,9 +303,11 @@ QNDA_API int QNDAgetstrattrib(QNDAprob prob, int id, char *value, int maxbytes, 
  * rowind/rowcoef[start[j] .. start[j] + collen[j]) when collen is given, else
  * [start[j] .. start[j+1]) (start then has ncols + 1 entries).  range may be
  * NULL (no ranged rows); lb/ub NULL mean 0 and +infinity; obj NULL means 0.
+ * A ranged row without a range array gets range 0.
  * Entities: coltype[k] is the type of column entind[k]; limit[k] its
- * threshold for 'S', 'R', 'P' (NULL: none).  Sets: set s holds
- * setind/refval[setstart[s] .. setstart[s+1]).
+ * threshold for 'S', 'R', 'P' (NULL: 0); a 'B' column's bounds are clipped
+ * into [0, 1].  Sets: set s holds setind/refval[setstart[s] .. setstart[s+1])
+ * (setstart has nsets + 1 entries; refval NULL gives the weights 1, 2, 3 ...).
  * Quadratic rows: row qrowind[k] gets nrowqcoefs[k] consecutive triplets of
  * rowqcol1/rowqcol2/rowqcoef.
  * ---------------------------------------------------------------------- */
@@ -438,6 +445,8 @@ QNDA_API int QNDAgetnames(QNDAprob prob, int type, char *names, int maxbytes, in
                           int first, int last);
 /* Index of a named row/column/set, -1 when there is none (not an error). */
 QNDA_API int QNDAgetindex(QNDAprob prob, int type, const char *name, int *index);
+/* Set s holds colind/refval[start[s] .. start[s+1]); start has nsets + 1
+ * entries; refval NULL gives the weights 1, 2, 3 ... */
 QNDA_API int QNDAaddsets(QNDAprob prob, int nsets, int nelems, const char *settype,
                          const int *start, const int *colind, const double *refval);
 QNDA_API int QNDAaddsets64(QNDAprob prob, int nsets, QNDAint64 nelems, const char *settype,
@@ -457,7 +466,8 @@ QNDA_API int QNDAgetindicators(QNDAprob prob, int *colind, int *complement, int 
 /* ------------------------------------------------------------------------
  * Changing
  * ---------------------------------------------------------------------- */
-/* bndtype: 'U' upper, 'L' lower, 'B' both */
+/* bndtype: 'U' upper, 'L' lower, 'B' both.  Bounds of binary columns are
+ * clipped into [0, 1]. */
 QNDA_API int QNDAchgbounds(QNDAprob prob, int nbounds, const int *colind,
                            const char *bndtype, const double *bndval);
 QNDA_API int QNDAchgcoef(QNDAprob prob, int row, int col, double coef);
@@ -465,9 +475,11 @@ QNDA_API int QNDAchgmcoef(QNDAprob prob, int ncoefs, const int *rowind, const in
                           const double *rowcoef);
 QNDA_API int QNDAchgmcoef64(QNDAprob prob, QNDAint64 ncoefs, const int *rowind,
                             const int *colind, const double *rowcoef);
+/* Changing a column to 'B' clips its bounds into [0, 1]. */
 QNDA_API int QNDAchgcoltype(QNDAprob prob, int ncols, const int *colind, const char *coltype);
 QNDA_API int QNDAchgglblimit(QNDAprob prob, int ncols, const int *colind, const double *limit);
-/* colind -1 sets the constant term of the objective */
+/* colind -1 sets the constant term of the objective: the objective is
+ * c'x (+ quadratic part) + constant. */
 QNDA_API int QNDAchgobj(QNDAprob prob, int ncols, const int *colind, const double *objcoef);
 QNDA_API int QNDAchgqobj(QNDAprob prob, int col1, int col2, double coef);
 QNDA_API int QNDAchgmqobj(QNDAprob prob, int ncoefs, const int *col1, const int *col2,
@@ -476,6 +488,10 @@ QNDA_API int QNDAchgmqobj64(QNDAprob prob, QNDAint64 ncoefs, const int *col1,
                             const int *col2, const double *coef);
 QNDA_API int QNDAchgqrowcoeff(QNDAprob prob, int row, int col1, int col2, double coef);
 QNDA_API int QNDAchgrhs(QNDAprob prob, int nrows, const int *rowind, const double *rhs);
+/* Makes the rows ranged ('R') with range r >= 0, keeping the bound each had:
+ * an 'L' or 'E' row with rhs b becomes b - r <= a'x <= b, a 'G' row b becomes
+ * b <= a'x <= b + r (its rhs turns into b + r), an 'R' row keeps its rhs.
+ * Free rows cannot take a range. */
 QNDA_API int QNDAchgrhsrange(QNDAprob prob, int nrows, const int *rowind,
                              const double *range);
 QNDA_API int QNDAchgrowtype(QNDAprob prob, int nrows, const int *rowind, const char *rowtype);
@@ -497,6 +513,7 @@ QNDA_API int QNDAgetlb(QNDAprob prob, double *lb, int first, int last);
 QNDA_API int QNDAgetub(QNDAprob prob, double *ub, int first, int last);
 QNDA_API int QNDAgetobj(QNDAprob prob, double *obj, int first, int last);
 QNDA_API int QNDAgetrhs(QNDAprob prob, double *rhs, int first, int last);
+/* Ranges of ranged rows; 0 for rows of the other types. */
 QNDA_API int QNDAgetrhsrange(QNDAprob prob, double *range, int first, int last);
 QNDA_API int QNDAgetrowtype(QNDAprob prob, char *rowtype, int first, int last);
 QNDA_API int QNDAgetcoltype(QNDAprob prob, char *coltype, int first, int last);
@@ -517,7 +534,10 @@ QNDA_API int QNDAgetqrowqmatrixtriplets(QNDAprob prob, int row, int *ncoefs, int
                                         int *col2, double *coef);
 /* Rows with quadratic terms (qrowind may be NULL). */
 QNDA_API int QNDAgetqrows(QNDAprob prob, int *nrows, int *qrowind);
-/* Entities and sets.  Any output may be NULL; counts are always set. */
+/* Entities (the columns that are not 'C', in column order, with their types
+ * and thresholds) and sets.  Any output may be NULL; counts are always set.
+ * settype has nsets entries, start nsets + 1; setcols and refval are written
+ * only when maxsetelems is at least the number of set members. */
 QNDA_API int QNDAgetglobal64(QNDAprob prob, int *nentities, int *nsets, char *coltype,
                              int *colind, double *limit, char *settype, QNDAint64 *start,
                              int *setcols, double *refval, QNDAint64 maxsetelems,

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
+#include <cstdio>
 #include <climits>
 #include <set>
 #include <string>
@@ -360,6 +361,26 @@ TEST_F(Prob, CountsDescribeTheStore) {
   int len = 0;
   ASSERT_EQ(QNDAgetintattrib(p, QNDA_NAMELENGTH, &len), 0);
   EXPECT_EQ(len, 3);
+}
+
+}  // namespace
+
+namespace {
+
+// docs/controls.md is generated from the table; it must not fall behind it.
+TEST(CaList, EveryEntryIsDocumented) {
+  std::string here = __FILE__;
+  std::string path = here.substr(0, here.rfind("solver/tests/")) + "docs/controls.md";
+  FILE *f = std::fopen(path.c_str(), "r");
+  ASSERT_NE(f, nullptr) << path;
+  std::string doc;
+  char buf[4096];
+  for (size_t n; (n = std::fread(buf, 1, sizeof buf, f)) > 0;) doc.append(buf, n);
+  std::fclose(f);
+  for (const Entry &e : calist()) {
+    std::string row = "| " + std::to_string(e.id) + " | `" + e.name + "` |";
+    EXPECT_NE(doc.find(row), std::string::npos) << e.name << " missing from " << path;
+  }
 }
 
 }  // namespace
