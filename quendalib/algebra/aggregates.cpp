@@ -36,12 +36,13 @@ fold_combine(PyObject *item, PyObject **acc, const fold_ctx *ctx)
 {
     PyObject *res;
 
-    if (ctx->fast_sum && EXPRESSION_CHECK(*acc)) {
-        if (VAR_CHECK(item))
-            return expression_addLinTerm(*acc, item, 1.0);
-        if (LINTERM_CHECK(item) && ((linterm_object *)item)->var != NULL)
+    /* The algebra types are final: exact type tests suffice. */
+    if (ctx->fast_sum && Py_TYPE(*acc) == &quenda_expressionType) {
+        if (Py_TYPE(item) == &quenda_lintermType && ((linterm_object *)item)->var != NULL)
             return expression_addLinTerm(*acc, ((linterm_object *)item)->var,
                                          ((linterm_object *)item)->coef);
+        if (Py_TYPE(item) == &quenda_varType)
+            return expression_addLinTerm(*acc, item, 1.0);
     }
     res = ctx->op(*acc, item);
     if (res == NULL)
@@ -53,6 +54,10 @@ fold_combine(PyObject *item, PyObject **acc, const fold_ctx *ctx)
 static int
 fold_item(PyObject *item, PyObject **acc, const fold_ctx *ctx)
 {
+    PyTypeObject *tp = Py_TYPE(item);
+    if (tp == &quenda_lintermType || tp == &quenda_varType || tp == &quenda_expressionType ||
+        tp == &quenda_quadtermType || tp == &quenda_nonlinType || tp == &PyFloat_Type)
+        return fold_combine(item, acc, ctx);
     if (ctx->flatten && (PyList_Check(item) || PyTuple_Check(item) || is_ndarray(item) ||
                          PyIter_Check(item))) {
         int rc;

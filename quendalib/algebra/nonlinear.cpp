@@ -978,7 +978,7 @@ PyTypeObject quenda_nonlinType = {
     0,                                   /* tp_getattro */
     0,                                   /* tp_setattro */
     0,                                   /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE | Py_TPFLAGS_HAVE_GC, /* tp_flags */
+    Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC, /* tp_flags */
     "Class for linear and quadratic nonlin. These can be used and\n"
     "combined to create constraints and objective function of an\n"
     "optimization problem.",            /* tp_doc */
