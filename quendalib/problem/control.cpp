@@ -622,9 +622,10 @@ problem_get_common(PyObject *self, PyObject *args, int is_attr)
     PyObject *names = NULL, *res = NULL;
     Py_ssize_t i, n;
 
-    if (obj == NULL) {
-        PyErr_SetString(quenda_SolverError,
-                        "Unidentified error associated with optimization problem");
+    if (obj == NULL || !PyObject_TypeCheck(obj, is_attr ? &quenda_attrType : &quenda_ctrlType)) {
+        /* Never built, or the writable member was replaced by the user. */
+        PyErr_SetString(quenda_ModelError, is_attr ? "The problem has no attributes object"
+                                                   : "The problem has no controls object");
         return NULL;
     }
     n = PyTuple_GET_SIZE(args);

@@ -32,6 +32,21 @@ def test_members():
     assert type(p).attributes.__doc__ == "Problem's attributes"
 
 
+@pytest.mark.parametrize("member, getter", [("controls", "getControl"),
+                                            ("attributes", "getAttrib")])
+@pytest.mark.parametrize("replacement", [None, 5, "x"])
+def test_replaced_members_do_not_crash(member, getter, replacement):
+    p = quenda.problem()
+    setattr(p, member, replacement)
+    with pytest.raises(quenda.ModelError):
+        getattr(p, getter)()
+    with pytest.raises(quenda.ModelError):
+        getattr(p, getter)("rows")
+    delattr(p, member)
+    with pytest.raises(quenda.ModelError):
+        getattr(p, getter)()
+
+
 class TestCopy:
     def test_copy_keeps_controls_and_is_independent(self):
         p = quenda.problem("src")
@@ -108,3 +123,14 @@ def test_failed_creation_frees_handles(lib):
             quenda.problem()
     quenda.setdefaults()
     assert quenda.problem().name() == "noname"
+
+
+@pytest.mark.parametrize("call", [lambda p: p.name(), lambda p: p.copy(), str,
+                                  lambda p: p.getControl(), lambda p: p.getAttrib("rows"),
+                                  lambda p: p.setControl("threads", 1),
+                                  lambda p: p.controls.threads])
+def test_unbuilt_problem_raises_cleanly(call):
+    p = quenda.problem.__new__(quenda.problem)  # __init__ never ran: no handles
+    with pytest.raises((quenda.SolverError, quenda.ModelError, AttributeError)):
+        call(p)
+    assert p.reset() is None
