@@ -29,7 +29,7 @@ constraint_new_bare(void)
     c->body = NULL;
     c->lb = -QUENDA_INFINITY;
     c->ub = QUENDA_INFINITY;
-    c->name = PyUnicode_FromFormat("R%u", (unsigned)c->id);
+    c->name = quenda_id_name('R', c->id);
     if (c->name == NULL) {
         Py_DECREF(c);
         return NULL;
@@ -92,6 +92,38 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
                 last = PyList_GET_SIZE(n->args) - 1;
             }
             if (PyList_SetSlice(n->args, last, last + 1, NULL) < 0)
+                return -1;
+            *v = -k;
+        } else if (expr_kind(item) == EXPR_EXPRESSION &&
+                   ((expression_object *)item)->constant != 0.0) {
+            /* Sums keep their constant inside a trailing linear part. */
+            if (Py_REFCNT(c->body) > 1) {
+                PyObject *copy = nonlin_copy(c->body, 1.0);
+                if (copy == NULL)
+                    return -1;
+                Py_SETREF(c->body, copy);
+                n = (nonlin_object *)copy;
+                if (!NONLIN_CHECK(copy) || !PyList_Check(n->args) ||
+                    PyList_GET_SIZE(n->args) <= 1)
+                    return 0;
+                last = PyList_GET_SIZE(n->args) - 1;
+                item = PyList_GET_ITEM(n->args, last);
+                if (expr_kind(item) != EXPR_EXPRESSION)
+                    return 0;
+            }
+            PyObject *part = expression_copy(item, 1.0);
+            if (part == NULL)
+                return -1;
+            double k = ((expression_object *)part)->constant;
+            ((expression_object *)part)->constant = 0.0;
+            expression_object *pe = (expression_object *)part;
+            int empty = (pe->linmap == NULL || linmap_size(pe->linmap) == 0) &&
+                        (pe->quadmap == NULL || quadmap_size(pe->quadmap) == 0);
+            int rc = empty ? PyList_SetSlice(n->args, last, last + 1, NULL)
+                           : PyList_SetItem(n->args, last, part);  /* steals part */
+            if (empty)
+                Py_DECREF(part);
+            if (rc < 0)
                 return -1;
             *v = -k;
         }
@@ -276,7 +308,7 @@ constraint_init(PyObject *self, PyObject *args, PyObject *kwds)
                                      &ub, &sense, &rhs, &name))
         return -1;
     if (name == NULL || name == Py_None)
-        name = PyUnicode_FromFormat("R%u", (unsigned)c->id);
+        name = quenda_id_name('R', c->id);
     else
         Py_INCREF(name);
     if (name == NULL)
@@ -390,7 +422,7 @@ constraint_str(PyObject *self)
 {
     PyObject *name = CON(self)->name;
     if (name == NULL)
-        return PyUnicode_FromFormat("R%u", (unsigned)CON(self)->id);
+        return quenda_id_name('R', CON(self)->id);
     return PyObject_Str(name);
 }
 

@@ -26,7 +26,16 @@ quenda_model_error(const char *msg)
 int
 is_ndarray(PyObject *obj)
 {
-    return obj != NULL && PyArray_Check(obj);
+    if (obj == NULL)
+        return 0;
+    PyTypeObject *t = Py_TYPE(obj);
+    if (t == &PyArray_Type)
+        return 1;
+    /* The operands of the algebra's hot paths, without a walk of the MRO. */
+    if (t == &quenda_varType || t == &quenda_lintermType || t == &quenda_expressionType ||
+        t == &quenda_quadtermType || t == &PyFloat_Type || t == &PyLong_Type)
+        return 0;
+    return PyType_IsSubtype(t, &PyArray_Type);
 }
 
 int
@@ -310,3 +319,16 @@ QUENDA_WEAK PyObject *nonlin_iadd(PyObject *, PyObject *) { return nonlin_missin
 QUENDA_WEAK PyObject *nonlin_imul(PyObject *, PyObject *) { return nonlin_missing(); }
 QUENDA_WEAK PyObject *nonlin_neg(PyObject *) { return nonlin_missing(); }
 QUENDA_WEAK PyObject *nonlin_copy(PyObject *, double) { return nonlin_missing(); }
+
+PyObject *
+quenda_id_name(char prefix, uint32_t id)
+{
+    char buf[16];
+    char *p = buf + sizeof buf;
+    do {
+        *--p = (char)('0' + id % 10);
+        id /= 10;
+    } while (id != 0);
+    *--p = prefix;
+    return PyUnicode_FromStringAndSize(p, buf + sizeof buf - p);
+}

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <Python.h>
+#include <stdint.h>
 
 /* Expression-type codes. */
 enum {
@@ -70,3 +71,7 @@ PyObject *quenda_model_error(const char *msg);
  * since the algebra types are final. */
 #define EXPR_ARRAY 6
 int expr_kind(PyObject *obj);
+
+/* The default name of an object: prefix followed by the identity number
+ * ("C12", "R3"), without going through the format machinery. */
+PyObject *quenda_id_name(char prefix, uint32_t id);

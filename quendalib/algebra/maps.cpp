@@ -4,11 +4,13 @@
  * number with unique ids; an entry whose key is NULL there is a tombstone
  * (its reference already released) that a later add revives in place.
  * e[nsorted, size) is the tail: entries appended in arrival order, each
- * holding its own key reference, possibly with repeated ids.  A key that
- * is in the sorted part never enters the tail, so normalising is a stable
- * sort of the tail, a fold of its repeated ids in arrival order (which
- * gives the very sums the eager accumulation would give, since an erased
- * entry and 0.0 behave alike under addition) and a merge.
+ * holding its own key reference, possibly with repeated ids, possibly with
+ * ids of the sorted part (which then holds the older value: once a tail
+ * exists, every add joins it).  Normalising is a stable sort of the tail,
+ * a fold of its repeated ids in arrival order, and a merge that folds a
+ * sorted entry with its tail entry; this gives the very sums the eager
+ * accumulation would give, since an erased entry and 0.0 behave alike
+ * under addition.
  *
  * rowcolmap and indexset are plain sorted arrays with an append fast
  * path: the problem adds objects mostly in identity order. */
@@ -151,8 +153,14 @@ normalize_map(Map *m, Fold fold, Live live)
             if (live(e[i]))
                 out.push_back(e[i]);
             i++;
-        } else {
+        } else if (i >= m->nsorted || e[j].id < e[i].id) {
             out.push_back(e[j++]);
+        } else {
+            /* A key in both parts: the sorted value is the older one. */
+            E cur = e[i++];
+            fold(cur, e[j++]);
+            if (live(cur))
+                out.push_back(cur);
         }
     }
     e.swap(out);
@@ -186,22 +194,34 @@ needs_normalize(Map *m)
     return (tail > 32 && tail > m->nsorted) || (m->ntomb > 32 && 2 * m->ntomb > m->nsorted);
 }
 
+/* Expressions come and go by the million: keep a pool of small emptied
+ * maps, with their buffers, instead of two heap round trips per map. */
+#define LINMAP_POOL 256
+#define LINMAP_POOL_CAP 64
+static linmap *linmap_pool[LINMAP_POOL];
+static int linmap_pool_n;
+
 linmap *
 linmap_new(void)
 {
-    return new (std::nothrow) linmap;
+    if (linmap_pool_n > 0)
+        return linmap_pool[--linmap_pool_n];
+    linmap *m = new (std::nothrow) linmap;
+    if (m != NULL) {
+        try {
+            m->e.reserve(4);
+        } catch (...) {
+        }
+    }
+    return m;
 }
 
 int
 linmap_get(linmap *m, PyObject *var, double *coef)
 {
     MAPS_TRY
-    uint32_t id = VAR_ID(var);
-    linmap_entry *p = find_sorted(m->e, m->nsorted, id);
-    if (p == NULL && m->nsorted != m->e.size()) {
-        lin_normalize(m);
-        p = find_sorted(m->e, m->nsorted, id);
-    }
+    lin_normalize(m);
+    linmap_entry *p = find_sorted(m->e, m->nsorted, VAR_ID(var));
     if (p == NULL || p->var == NULL)
         return -1;
     *coef = p->coef;
@@ -262,7 +282,10 @@ linmap_add(linmap *m, PyObject *var, double coef)
         m->nsorted++;
         return 0;
     }
-    linmap_entry *p = find_sorted(e, m->nsorted, id);
+    /* With a tail pending, every add joins it (the merge folds keys that
+     * are also in the sorted part, oldest first): no search, no cache
+     * misses, and the accumulation order stays the arrival order. */
+    linmap_entry *p = m->nsorted == n ? find_sorted(e, m->nsorted, id) : NULL;
     if (p != NULL) {
         if (p->var == NULL) {
             Py_INCREF(var);
@@ -449,7 +472,20 @@ linmap_free(linmap **pm)
     if (m == NULL)
         return;
     *pm = NULL;
-    for (linmap_entry &x : m->e)
+    /* Detach the entries first: a released variable may be the last
+     * owner of something that frees further maps. */
+    std::vector<linmap_entry> entries;
+    entries.swap(m->e);
+    m->nsorted = m->ntomb = 0;
+    if (linmap_pool_n < LINMAP_POOL && entries.capacity() <= LINMAP_POOL_CAP) {
+        for (linmap_entry &x : entries)
+            Py_XDECREF(x.var);
+        entries.clear();
+        m->e.swap(entries);
+        linmap_pool[linmap_pool_n++] = m;
+        return;
+    }
+    for (linmap_entry &x : entries)
         Py_XDECREF(x.var);
     delete m;
 }

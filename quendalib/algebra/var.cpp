@@ -41,7 +41,7 @@ var_base_new(void)
     var_object *v = (var_object *)var_new_bare();
     if (v == NULL)
         return NULL;
-    v->name = PyUnicode_FromFormat("C%u", (unsigned)v->id);
+    v->name = quenda_id_name('C', v->id);
     if (v->name == NULL) {
         Py_DECREF(v);
         return NULL;
@@ -77,7 +77,7 @@ var_init(PyObject *self, PyObject *args, PyObject *kwds)
             ub = 1.0;
     }
     if (name == NULL || name == Py_None) {
-        name = PyUnicode_FromFormat("C%u", (unsigned)v->id);
+        name = quenda_id_name('C', v->id);
         if (name == NULL)
             return -1;
     } else if (PyUnicode_Check(name) || PyBytes_Check(name)) {
@@ -108,7 +108,7 @@ var_str(PyObject *self)
 {
     var_object *v = (var_object *)self;
     if (v->name == NULL)
-        return PyUnicode_FromFormat("C%u", (unsigned)v->id);
+        return quenda_id_name('C', v->id);
     if (PyUnicode_Check(v->name)) {
         Py_INCREF(v->name);
         return v->name;

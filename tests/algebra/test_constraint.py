@@ -80,6 +80,22 @@ class TestComparisons:
         c = x / y <= 3
         assert tname(c.body) == "quenda.nonlinear" and (c.lb, c.ub) == (-INF, 3)
 
+    @pytest.mark.parametrize("make, lb, ub", [
+        (lambda x, y: quenda.sin(x) + 3 <= 5, -INF, 2),
+        (lambda x, y: quenda.sin(x) - 2 == 0, 2, 2),
+        (lambda x, y: x + quenda.sin(y) + 3 >= 4, 1, INF),
+        (lambda x, y: x / y + 1 <= 0, -INF, -1),
+    ])
+    def test_nonlinear_constant_moves_to_bounds(self, x, y, make, lb, ub, tname):
+        c = make(x, y)
+        assert tname(c.body) == "quenda.nonlinear" and (c.lb, c.ub) == (lb, ub)
+
+    def test_nonlinear_operand_untouched(self, x):
+        s = quenda.sin(x) + 3
+        before = str(s)
+        c = s <= 5
+        assert str(s) == before and c.ub == 2
+
 
 class TestConstructor:
     def test_sense_and_rhs(self, x):
