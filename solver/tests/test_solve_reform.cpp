@@ -91,6 +91,13 @@ TEST_P(Indicators, RowHoldsOnlyWhenTheBinarySaysSo) {
   ASSERT_EQ(QNDAsetindicators(p, 1, &row, &col, &comp), 0) << last_error();
   ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
   EXPECT_NEAR(mip_obj(), c.expect, 1e-9);
+  // lpoptimize solves a relaxation of the same reformulation: a bound.
+  ASSERT_EQ(QNDAlpoptimize(p, ""), 0) << last_error();
+  EXPECT_EQ(intattr(QNDA_LPSTATUS), QNDA_LP_OPTIMAL);
+  if (c.sense < 0)
+    EXPECT_GE(dblattr(QNDA_LPOBJVAL), c.expect - 1e-9);
+  else
+    EXPECT_LE(dblattr(QNDA_LPOBJVAL), c.expect + 1e-9);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -102,6 +109,20 @@ INSTANTIATE_TEST_SUITE_P(
                       IndicatorCase{1, 'G', 5, 1, -6, -1},   // b = 1, x = 5
                       IndicatorCase{1, 'E', 5, -1, -1, 10},  // b = 0 (x = 10) beats b = 1
                       IndicatorCase{1, 'E', 5, 1, -6, -1}));
+
+TEST_F(Reform, IndicatorColumnInItsOwnRow) {
+  // x + b <= 2 when b = 1; max x + 9.5 b: b = 1, x = 1 gives 10.5 > 10.
+  load({1, 9.5}, {{1, 1}}, "L", {2}, {0, 0}, {10, 1});
+  set_types({1}, "B");
+  ASSERT_EQ(QNDAchgobjsense(p, -1), 0);
+  int row = 0, col = 1, comp = 1;
+  ASSERT_EQ(QNDAsetindicators(p, 1, &row, &col, &comp), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+  EXPECT_NEAR(mip_obj(), 10.5, 1e-9);
+  std::vector<double> xv(2), slack(1);
+  ASSERT_EQ(QNDAgetmipsol(p, xv.data(), slack.data()), 0);
+  EXPECT_NEAR(slack[0], 0.0, 1e-9);  // of the row as given: 2 - (1 + 1)
+}
 
 TEST_F(Reform, IndicatorNeedsFiniteActivity) {
   load({1, 0}, {{1, 0}}, "L", {2}, {0, 0}, {1e20, 1});

@@ -169,14 +169,26 @@ const char *stop_text(int stop) {
   }
 }
 
-void fill_results(const Model &model, const EngineResult &r, SolveState &st) {
+void fill_results(const Model &model, const EngineResult &r, bool rows_rewritten,
+                  SolveState &st) {
   const int n = model.ncols(), m = model.nrows();
   if (r.has_primal) {
     st.has_solution = true;
     st.x.assign(r.col_value.begin(), r.col_value.begin() + n);
     st.slack.resize(m);
     const auto &rhs = model.rhs();
-    for (int i = 0; i < m; ++i) st.slack[i] = rhs[i] - r.row_activity[i];
+    if (rows_rewritten) {
+      // Indicator rows reached the engine with big-M terms: slacks are of
+      // the rows as the user gave them.
+      std::vector<double> act(m, 0.0);
+      SparseMatrix::Csc a = model.csc();
+      for (int j = 0; j < n; ++j)
+        for (QNDAint64 k = a.start[j]; k < a.start[j + 1]; ++k)
+          act[a.index[k]] += a.value[k] * st.x[j];
+      for (int i = 0; i < m; ++i) st.slack[i] = rhs[i] - act[i];
+    } else {
+      for (int i = 0; i < m; ++i) st.slack[i] = rhs[i] - r.row_activity[i];
+    }
   }
   if (r.has_dual) {
     st.has_duals = true;
@@ -262,7 +274,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
          ctl.get_str(QNDA_SOLVERNAME).c_str());
 
   FlattenOptions fo;
-  fo.discrete = s.mip;
+  fo.search = s.mip;
   fo.infinity = s.infinity;
   fo.engine = engine->name();
   FlatModel fm;
@@ -360,7 +372,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   st.max_dual_infeas = r.max_dual_infeas;
   st.algorithm = search ? 0 : r.algorithm;
   st.stop_status = stop_of(r.status, reason.load());
-  fill_results(model, r, st);
+  fill_results(model, r, model.indicator_count() > 0, st);
   if (!search && r.status != EngineStatus::Optimal && r.status != EngineStatus::Unbounded) {
     // Only an optimal (or an unbounded problem's feasible) point is kept.
     st.has_solution = false;

@@ -62,6 +62,40 @@ class Extension {
       index[pos[cols_[k]]] = rows_[k];
       value[pos[cols_[k]]++] = vals_[k];
     }
+    // An indicator column may already sit in its own row: sum such
+    // duplicates (engines refuse them), compacting in place.
+    std::vector<char> touched(n, 0);
+    for (int c : cols_) touched[c] = 1;
+    int out = 0;
+    std::vector<std::pair<int, double>> col;
+    for (int j = 0; j < n; ++j) {
+      const int b = start[j], e = start[j + 1];
+      start[j] = out;
+      if (!touched[j]) {
+        for (int k = b; k < e; ++k, ++out) {
+          index[out] = index[k];
+          value[out] = value[k];
+        }
+        continue;
+      }
+      col.clear();
+      for (int k = b; k < e; ++k) col.push_back({index[k], value[k]});
+      std::sort(col.begin(), col.end(),
+                [](const std::pair<int, double> &x, const std::pair<int, double> &y) {
+                  return x.first < y.first;
+                });
+      for (size_t k = 0; k < col.size();) {
+        const int r = col[k].first;
+        double v = 0;
+        for (; k < col.size() && col[k].first == r; ++k) v += col[k].second;
+        if (v == 0.0) continue;
+        index[out] = r;
+        value[out++] = v;
+      }
+    }
+    start[n] = out;
+    index.resize(out);
+    value.resize(out);
     m_.start.swap(start);
     m_.index.swap(index);
     m_.value.swap(value);
@@ -194,7 +228,13 @@ void activity_range(const FlatModel &m, const std::vector<std::vector<std::pair<
                     int i, double *lo, double *hi) {
   double a = 0, b = 0;
   for (const auto &e : rows[i]) {
-    const double l = m.lb[e.first], u = m.ub[e.first], v = e.second;
+    double l = m.lb[e.first], u = m.ub[e.first];
+    const double v = e.second;
+    if (!m.kind.empty() && (m.kind[e.first] == ColKind::SemiContinuous ||
+                            m.kind[e.first] == ColKind::SemiInteger)) {
+      l = std::min(l, 0.0);  // the column may also be 0
+      u = std::max(u, 0.0);
+    }
     a += v > 0 ? v * l : v * u;
     b += v > 0 ? v * u : v * l;
   }
@@ -272,7 +312,7 @@ void flatten(const Model &model, const FlattenOptions &opt, FlatModel &m) {
          row_label(model, i).c_str());
   }
   const bool quad = !model.qobj().empty();
-  if (opt.discrete && quad &&
+  if (opt.search && quad &&
       (model.entity_count() > 0 || model.nsets() > 0 || model.indicator_count() > 0))
     fail(QNDA_ERR_UNSUPPORTED,
          "Mixed-integer problems with a quadratic objective are not supported by the %s "
@@ -322,7 +362,6 @@ void flatten(const Model &model, const FlattenOptions &opt, FlatModel &m) {
     for (int j = 0; j < n; ++j) m.qstart[j + 1] += m.qstart[j];
   }
 
-  if (!opt.discrete) return;
   const auto &ct = model.coltype();
   bool any = model.nsets() > 0 || model.indicator_count() > 0;
   for (int j = 0; j < n && !any; ++j) any = ct[j] != 'C';

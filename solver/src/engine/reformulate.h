@@ -11,7 +11,9 @@
 namespace qnda {
 
 struct FlattenOptions {
-  bool discrete = true;    // keep integrality and reformulate entities
+  // The MIP search will run (else only the relaxation is solved: the
+  // reformulation is the same, the engine drops integrality).
+  bool search = true;
   double infinity = 1e20;  // bound magnitude treated as infinite
   const char *engine = "highs";  // named in error messages
 };
