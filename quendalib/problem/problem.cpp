@@ -7,10 +7,15 @@
  * quenda.free() closed and closes it again afterwards. */
 #include "problem/problem.h"
 
+#include "api/conv.h"
 #include "module/session.h"
 #include "module/types.h"
 #include "problem/attribute.h"
 #include "problem/control.h"
+#include "problem/files.h"
+#include "problem/registry.h"
+#include "problem/results.h"
+#include "problem/solve.h"
 
 #include <stddef.h>
 #include <structmember.h>
@@ -65,7 +70,7 @@ problem_new(void)
     problem_s *p = (problem_s *)problem_alloc();
     if (p == NULL)
         return NULL;
-    if (problem_new_lists(p) != 0)
+    if (problem_new_lists(p) != 0 || problem_maps_ensure(p) != 0)
         goto error;
     p->ctrl = ctrl_base((PyObject *)p);
     if (p->ctrl == NULL)
@@ -147,7 +152,7 @@ problem_init(PyObject *self, PyObject *args, PyObject *kwargs)
         PyErr_SetString(quenda_ModelError, "Problem already initialized");
         return -1;
     }
-    if (problem_new_lists(p) != 0)
+    if (problem_new_lists(p) != 0 || problem_maps_ensure(p) != 0)
         return -1;
     if (turnQNDAon(0) != 0)
         return -1;
@@ -225,6 +230,7 @@ problem_dealloc(PyObject *self)
     Py_CLEAR(p->cons);
     Py_CLEAR(p->sos);
     Py_CLEAR(p->userfuncs);
+    problem_maps_free(p);
     Py_TYPE(self)->tp_free(self);
     PyErr_Restore(et, ev, tb);
 }
@@ -297,6 +303,8 @@ problem_copy(PyObject *self, PyObject *noargs)
     if (dst->slpprob != NULL && src->slpprob != NULL &&
         QSLPcopycontrols(dst->slpprob, src->slpprob) != 0)
         goto done;
+    if (problem_maps_copy(dst, src) != 0)
+        goto done;
     for (k = 0; k < 3; k++) {
         PyObject *from = k == 0 ? src->vars : k == 1 ? src->cons : src->sos;
         PyObject *to = k == 0 ? dst->vars : k == 1 ? dst->cons : dst->sos;
@@ -323,8 +331,9 @@ problem_reset(PyObject *self, PyObject *noargs)
     problem_s *p = (problem_s *)self;
     PyObject *res = NULL;
 
-    if (problem_new_lists(p) != 0)
+    if (problem_new_lists(p) != 0 || problem_maps_ensure(p) != 0)
         goto done;
+    problem_maps_clear(p);
     if (p->prob == NULL) {
         if (problem_apply_user_defaults(self) != 0)
             goto done;
@@ -350,17 +359,77 @@ done:
     return res;
 }
 
-static PyMethodDef problem_methods[] = {
+static PyMethodDef problem_core_methods[] = {
     {"name", problem_name, METH_NOARGS, "Return the problem's name"},
+    {NULL, NULL, 0, NULL}};
+
+static PyMethodDef problem_ctrl_methods[] = {
     {"getAttrib", problem_getAttrib, METH_VARARGS,
      "getAttrib(): every attribute; getAttrib(name) its value; getAttrib(names) a dict"},
     {"getControl", problem_getControl, METH_VARARGS,
      "getControl(): every control; getControl(name) its value; getControl(names) a dict"},
     {"setControl", problem_setControl, METH_VARARGS,
      "setControl(name, value) or setControl({name: value, ...})"},
+    {NULL, NULL, 0, NULL}};
+
+static PyMethodDef problem_life_methods[] = {
     {"reset", problem_reset, METH_NOARGS, "Empty the problem, keeping its callbacks"},
     {"copy", problem_copy, METH_NOARGS, "Return a copy sharing the modelling objects"},
     {NULL, NULL, 0, NULL}};
+
+/* The method table of the type, gathered from the files that implement the
+ * problem's parts, modelling methods first, then the low-level ones. */
+#define PROBLEM_MAXMETHODS 512
+static PyMethodDef problem_methods[PROBLEM_MAXMETHODS + 1];
+
+int
+problem_type_prepare(void)
+{
+    PyMethodDef *parts[] = {problem_core_methods,   problem_registry_methods,
+                            problem_solve_methods,  problem_ctrl_methods,
+                            problem_results_methods, problem_files_methods,
+                            problem_life_methods,   problem_conv_methods};
+    int n = 0;
+
+    for (PyMethodDef *part : parts) {
+        for (PyMethodDef *m = part; m->ml_name != NULL; m++) {
+            if (n == PROBLEM_MAXMETHODS) {
+                PyErr_SetString(PyExc_RuntimeError, "Too many problem methods");
+                return -1;
+            }
+            problem_methods[n++] = *m;
+        }
+    }
+    problem_methods[n] = PyMethodDef{NULL, NULL, 0, NULL};
+    return 0;
+}
+
+/* The problem's methods live with their subsystems (registry, conversion,
+ * solve, results, files); their tables are joined into one here, before the
+ * module readies the type.  The tables are constant-initialised, so they are
+ * complete when this runs at load time. */
+#include "api/conv.h"
+#include "problem/files.h"
+#include "problem/registry.h"
+#include "problem/results.h"
+#include "problem/solve.h"
+
+#include <vector>
+
+static std::vector<PyMethodDef> problem_all_methods;
+
+static PyMethodDef *
+problem_join_methods(void)
+{
+    const PyMethodDef *tables[] = {problem_methods,          problem_registry_methods,
+                                   problem_conv_methods,     problem_solve_methods,
+                                   problem_results_methods,  problem_files_methods};
+    for (const PyMethodDef *t : tables)
+        for (; t->ml_name != NULL; t++)
+            problem_all_methods.push_back(*t);
+    problem_all_methods.push_back(PyMethodDef{NULL, NULL, 0, NULL});
+    return problem_all_methods.data();
+}
 
 static PyMemberDef problem_members[] = {
     {(char *)"controls", T_OBJECT, offsetof(problem_s, ctrl), 0, (char *)"Problem's controls"},
@@ -394,7 +463,7 @@ PyTypeObject quenda_problemType = {
     offsetof(problem_s, weakreflist), /* tp_weaklistoffset */
     0,                       /* tp_iter */
     0,                       /* tp_iternext */
-    problem_methods,         /* tp_methods */
+    0,                       /* tp_methods: set at load time */
     problem_members,         /* tp_members */
     0,                       /* tp_getset */
     0,                       /* tp_base */
@@ -404,3 +473,7 @@ PyTypeObject quenda_problemType = {
     0,                       /* tp_dictoffset */
     problem_init,            /* tp_init */
 };
+
+static const struct problem_methods_init {
+    problem_methods_init() { quenda_problemType.tp_methods = problem_join_methods(); }
+} problem_methods_init_once;
