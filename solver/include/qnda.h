@@ -501,9 +501,9 @@ QNDA_API int QNDAchgobjsense(QNDAprob prob, int sense);
 /* ------------------------------------------------------------------------
  * Queries of the model
  * ---------------------------------------------------------------------- */
-/* Rows first..last, row-major.  With start NULL (or maxcoefs too small) only
- * *ncoefs is set: the number of entries needed.  start has last-first+2
- * entries. */
+/* Rows first..last, row-major.  *ncoefs (when ncoefs is not NULL) gets the
+ * number of entries; the outputs are written only when maxcoefs is at least
+ * that number, and each may be NULL.  start has last-first+2 entries. */
 QNDA_API int QNDAgetrows64(QNDAprob prob, QNDAint64 *start, int *colind, double *rowcoef,
                            QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last);
 QNDA_API int QNDAgetcols64(QNDAprob prob, QNDAint64 *start, int *rowind, double *colcoef,

@@ -39,21 +39,17 @@ void get_quad(const QuadTerms &q, Idx *start, int *colind, double *coef, Idx max
     fail(QNDA_ERR_ARGUMENT, "%lld terms do not fit the 32-bit form; use the 64-bit function",
          static_cast<long long>(need));
   if (ncoefs) *ncoefs = static_cast<Idx>(need);
-  if (!start || maxcoefs < need) return;
-  if (need > 0) {
-    check_array(colind, "colind");
-    check_array(coef, "coef");
-  }
+  if (maxcoefs < need) return;
   Idx k = 0;
   auto it = b;
   for (int i = first; i <= last; ++i) {
-    start[i - first] = k;
+    if (start) start[i - first] = k;
     for (; it != e && it->i == i; ++it, ++k) {
-      colind[k] = it->j;
-      coef[k] = it->v;
+      if (colind) colind[k] = it->j;
+      if (coef) coef[k] = it->v;
     }
   }
-  start[last - first + 1] = k;
+  if (start) start[last - first + 1] = k;
 }
 
 const QuadTerms &qrow_of(const Model &m, int row) {
@@ -79,14 +75,11 @@ int QNDAgetrows64(QNDAprob prob, QNDAint64 *start, int *colind, double *rowcoef,
     const SparseMatrix::Csr &a = m.matrix().csr();
     QNDAint64 b = a.start[first], need = a.start[last + 1] - b;
     if (ncoefs) *ncoefs = need;
-    if (!start || maxcoefs < need) return;
-    if (need > 0) {
-      check_array(colind, "colind");
-      check_array(rowcoef, "rowcoef");
-    }
-    for (int i = first; i <= last + 1; ++i) start[i - first] = a.start[i] - b;
-    std::copy(a.index.begin() + b, a.index.begin() + b + need, colind);
-    std::copy(a.value.begin() + b, a.value.begin() + b + need, rowcoef);
+    if (maxcoefs < need) return;
+    if (start)
+      for (int i = first; i <= last + 1; ++i) start[i - first] = a.start[i] - b;
+    if (colind) std::copy(a.index.begin() + b, a.index.begin() + b + need, colind);
+    if (rowcoef) std::copy(a.value.begin() + b, a.value.begin() + b + need, rowcoef);
   });
 }
 
@@ -103,24 +96,20 @@ int QNDAgetcols64(QNDAprob prob, QNDAint64 *start, int *rowind, double *colcoef,
     SparseMatrix::Csc a = m.csc();
     QNDAint64 b = a.start[first], need = a.start[last + 1] - b;
     if (ncoefs) *ncoefs = need;
-    if (!start || maxcoefs < need) return;
-    if (need > 0) {
-      check_array(rowind, "rowind");
-      check_array(colcoef, "colcoef");
-    }
+    if (maxcoefs < need) return;
     std::vector<std::pair<int, double>> col;
     for (int j = first; j <= last; ++j) {
       QNDAint64 cb = a.start[j], ce = a.start[j + 1];
-      start[j - first] = cb - b;
+      if (start) start[j - first] = cb - b;
       col.clear();
       for (QNDAint64 k = cb; k < ce; ++k) col.emplace_back(a.index[k], a.value[k]);
       std::sort(col.begin(), col.end());  // rows in order, whatever the storage order
       for (size_t k = 0; k < col.size(); ++k) {
-        rowind[cb - b + k] = col[k].first;
-        colcoef[cb - b + k] = col[k].second;
+        if (rowind) rowind[cb - b + k] = col[k].first;
+        if (colcoef) colcoef[cb - b + k] = col[k].second;
       }
     }
-    start[last - first + 1] = need;
+    if (start) start[last - first + 1] = need;
   });
 }
 

@@ -46,6 +46,7 @@ int QNDAcopyprob(QNDAprob dest, QNDAprob src, const char *name) {
     dest->model = src->model;
     dest->controls = src->controls;
     dest->name = name ? name : src->name;
+    dest->solve.clear_all();
     dest->model_changed();
   });
 }
