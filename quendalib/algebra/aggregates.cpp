@@ -424,6 +424,14 @@ dot_objects(PyArrayObject *a, PyArrayObject *b, PyObject *out)
         Py_INCREF(out);
         return out;
     }
+    if (nd == 0) {
+        /* Vector times vector: the expression itself, as NumPy gives a
+         * scalar. */
+        PyObject *item = *(PyObject **)PyArray_DATA(res);
+        Py_INCREF(item);
+        Py_DECREF(res);
+        return item;
+    }
     return (PyObject *)res;
 
 error:
