@@ -12,6 +12,7 @@
 #include "module/npy.h"
 #include "module/session.h"
 #include "module/types.h"
+#include "nonlinear/convert.h"
 #include "problem/problem.h"
 #include "problem/registry.h"
 
@@ -696,9 +697,89 @@ problem_getIndexFromName(PyObject *self, PyObject *args, PyObject *kwargs)
     return res;
 }
 
+/* Test hook: obj through conv_obj2arr and back through conv_arr2obj.
+ * _convroundtrip(kind, obj, count=-1, target=None) returns (count, list),
+ * the list being target itself when one is given. */
+static PyObject *
+problem__convroundtrip(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"kind", "obj", "count", "target", NULL};
+    int kind = 0;
+    long long cnt = -1;
+    PyObject *obj = NULL, *target = Py_None, *res = NULL, *own = NULL;
+    QNDAint64 count;
+    void *arr = NULL; /* library allocator */
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "iO|LO", (char **)kwlist, &kind, &obj, &cnt,
+                                     &target))
+        return NULL;
+    count = cnt;
+    if (conv_obj2arr(self, &count, obj, &arr, kind) != 0)
+        goto done;
+    if (target == Py_None) {
+        own = PyList_New(0);
+        if (own == NULL)
+            goto done;
+        target = own;
+    }
+    if (conv_arr2obj(self, count, arr, &target, kind) != 0)
+        goto done;
+    res = Py_BuildValue("(LO)", (long long)count, target);
+done:
+    conv_free(&arr, count, kind);
+    Py_XDECREF(own);
+    return res;
+}
+
+/* Test hook: _split(expr, factor=1.0) returns (constant, [(col, coef)...],
+ * [(col1, col2, coef)...]) as splitExpr sees them. */
+static PyObject *
+problem__split(PyObject *self, PyObject *args)
+{
+    PyObject *obj, *lin = NULL, *quad = NULL, *res = NULL, *nl = NULL;
+    double factor = 1.0;
+    lqsplit s;
+    int64_t i;
+
+    lqsplit_init(&s);
+    if (!PyArg_ParseTuple(args, "O|d", &obj, &factor))
+        return NULL;
+    if (splitExpr(self, obj, factor, &s, &nl) != 0)
+        goto done;
+    if (nl != NULL) {
+        PyErr_SetString(quenda_ModelError, "Nonlinear expressions are not supported here");
+        goto done;
+    }
+    if ((lin = PyList_New((Py_ssize_t)s.nlin)) == NULL ||
+        (quad = PyList_New((Py_ssize_t)s.nquad)) == NULL)
+        goto done;
+    for (i = 0; i < s.nlin; i++) {
+        PyObject *t = Py_BuildValue("(id)", s.lincol[i], s.lincoef[i]);
+        if (t == NULL)
+            goto done;
+        PyList_SET_ITEM(lin, i, t);
+    }
+    for (i = 0; i < s.nquad; i++) {
+        PyObject *t = Py_BuildValue("(iid)", s.qcol1[i], s.qcol2[i], s.qcoef[i]);
+        if (t == NULL)
+            goto done;
+        PyList_SET_ITEM(quad, i, t);
+    }
+    res = Py_BuildValue("(dOO)", s.constant, lin, quad);
+done:
+    Py_XDECREF(nl);
+    Py_XDECREF(lin);
+    Py_XDECREF(quad);
+    lqsplit_free(&s);
+    return res;
+}
+
 PyMethodDef problem_conv_methods[] = {
     {"getIndexFromName", (PyCFunction)(void (*)(void))problem_getIndexFromName,
      METH_VARARGS | METH_KEYWORDS,
      "getIndexFromName(type, name): index of the row (type 1), column (2) or set (3) named "
      "name, -1 when there is none"},
+    {"_convroundtrip", (PyCFunction)(void (*)(void))problem__convroundtrip,
+     METH_VARARGS | METH_KEYWORDS, "Test hook of the argument conversion layer"},
+    {"_split", problem__split, METH_VARARGS, "Test hook of the expression split"},
     {NULL, NULL, 0, NULL}};
