@@ -78,6 +78,11 @@ struct IndicatorCase {
   double expect;
 };
 
+std::ostream &operator<<(std::ostream &os, const IndicatorCase &c) {
+  return os << "comp" << c.comp << "_" << c.type << c.rhs << (c.sense < 0 ? "_max" : "_min")
+            << "_cost" << c.bcost;
+}
+
 class Indicators : public Reform, public ::testing::WithParamInterface<IndicatorCase> {};
 
 // x in [0, 10], binary b, the row "x <= 2" (or "x >= 5") holds when b is 1
