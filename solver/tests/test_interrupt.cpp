@@ -102,6 +102,33 @@ TEST_F(Interrupt, SigintStopsWithCtrlCAndTheOldHandlerComesBack) {
   EXPECT_EQ(g_old_handler_calls.load(), 1);
 }
 
+TEST_F(Interrupt, ConcurrentSolvesShareTheSigintHandOver) {
+  struct sigaction before, after;
+  sigaction(SIGINT, nullptr, &before);
+  QNDAprob q[3] = {nullptr, nullptr, nullptr};
+  int rc[3] = {-1, -1, -1};
+  double obj[3] = {0, 0, 0};
+  for (auto &h : q) {
+    ASSERT_EQ(QNDAcreateprob(&h), 0);
+    QNDAsetintcontrol(h, QNDA_OUTPUTLOG, 0);
+    ASSERT_EQ(QNDAreadprob(h, qtest::instance("egout.mps").c_str(), ""), 0);
+  }
+  std::vector<std::thread> ts;
+  for (int k = 0; k < 3; ++k)
+    ts.emplace_back([&, k] {
+      rc[k] = QNDAmipoptimize(q[k], "");
+      QNDAgetdblattrib(q[k], QNDA_MIPOBJVAL, &obj[k]);
+    });
+  for (auto &t : ts) t.join();
+  for (int k = 0; k < 3; ++k) {
+    EXPECT_EQ(rc[k], 0);
+    EXPECT_NEAR(obj[k], 568.1007, 1e-3);
+    QNDAdestroyprob(q[k]);
+  }
+  sigaction(SIGINT, nullptr, &after);
+  EXPECT_EQ(after.sa_handler, before.sa_handler);
+}
+
 TEST_F(Interrupt, LimitsGiveTheirStopReasons) {
   load_hard_mip();
   ASSERT_EQ(QNDAsetdblcontrol(p, QNDA_TIMELIMIT, 0.2), 0);
