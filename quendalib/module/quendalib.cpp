@@ -16,6 +16,7 @@
 #include "algebra/functions.h"
 #include "algebra/npcompare.h"
 #include "problem/control.h"
+#include "problem/problem.h"
 
 #include "qnda.h"
 
@@ -118,6 +119,8 @@ PyInit_quendalib(void)
 
     for (PyTypeObject *t : types)
         t->tp_new = PyType_GenericNew;
+    if (problem_type_prepare() < 0)
+        goto error;
     for (PyTypeObject *t : types) {
         if (PyType_Ready(t) < 0)
             goto error;

@@ -404,33 +404,6 @@ problem_type_prepare(void)
     return 0;
 }
 
-/* The problem's methods live with their subsystems (registry, conversion,
- * solve, results, files); their tables are joined into one here, before the
- * module readies the type.  The tables are constant-initialised, so they are
- * complete when this runs at load time. */
-#include "api/conv.h"
-#include "problem/files.h"
-#include "problem/registry.h"
-#include "problem/results.h"
-#include "problem/solve.h"
-
-#include <vector>
-
-static std::vector<PyMethodDef> problem_all_methods;
-
-static PyMethodDef *
-problem_join_methods(void)
-{
-    const PyMethodDef *tables[] = {problem_methods,          problem_registry_methods,
-                                   problem_conv_methods,     problem_solve_methods,
-                                   problem_results_methods,  problem_files_methods};
-    for (const PyMethodDef *t : tables)
-        for (; t->ml_name != NULL; t++)
-            problem_all_methods.push_back(*t);
-    problem_all_methods.push_back(PyMethodDef{NULL, NULL, 0, NULL});
-    return problem_all_methods.data();
-}
-
 static PyMemberDef problem_members[] = {
     {(char *)"controls", T_OBJECT, offsetof(problem_s, ctrl), 0, (char *)"Problem's controls"},
     {(char *)"attributes", T_OBJECT, offsetof(problem_s, attr), 0,
@@ -463,7 +436,7 @@ PyTypeObject quenda_problemType = {
     offsetof(problem_s, weakreflist), /* tp_weaklistoffset */
     0,                       /* tp_iter */
     0,                       /* tp_iternext */
-    0,                       /* tp_methods: set at load time */
+    problem_methods,         /* tp_methods: gathered by problem_type_prepare */
     problem_members,         /* tp_members */
     0,                       /* tp_getset */
     0,                       /* tp_base */
@@ -473,7 +446,3 @@ PyTypeObject quenda_problemType = {
     0,                       /* tp_dictoffset */
     problem_init,            /* tp_init */
 };
-
-static const struct problem_methods_init {
-    problem_methods_init() { quenda_problemType.tp_methods = problem_join_methods(); }
-} problem_methods_init_once;

@@ -38,3 +38,7 @@ PyObject *problem_alloc(void);
 /* problem_alloc plus empty lists and fresh controls and attributes.  New
  * reference, or NULL with an exception set. */
 PyObject *problem_new(void);
+
+/* Gathers the type's method table from the problem's parts; call before
+ * readying the type.  0, or -1 with an exception set. */
+int problem_type_prepare(void);
