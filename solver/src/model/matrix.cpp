@@ -137,6 +137,23 @@ void SparseMatrix::add_coef(int row, int col, double v) {
 // checked against the column's range and row, so it is never reset.
 void SparseMatrix::flush() const {
   if (log_.empty()) return;
+  // A few changes of existing nonzeros (chgcoef in a loop between reads) are
+  // applied where they stand; the rest of the log takes the full pass.
+  if (log_.size() <= 64) {
+    size_t done = 0;
+    for (; done < log_.size(); ++done) {
+      const Op &op = log_[done];
+      const int r = op.row < 0 ? ~op.row : op.row;
+      QNDAint64 k = start_[op.col], e = start_[op.col + 1];
+      while (k < e && index_[k] != r) ++k;
+      if (k == e) break;
+      const double v = op.row < 0 ? op.v : value_[k] + op.v;
+      if (v == 0.0) break;
+      value_[k] = v;
+    }
+    log_.erase(log_.begin(), log_.begin() + done);
+    if (log_.empty()) return;
+  }
   const int nc = static_cast<int>(start_.size()) - 1;
   std::vector<QNDAint64> nstart(nc + 1, 0);
   for (int j = 0; j < nc; ++j) nstart[j + 1] = start_[j + 1] - start_[j];
