@@ -325,15 +325,16 @@ def lqcp(lib, N):
     obj = 0.25 * dx * (dev[0] * dev[0] + 2 * lib.qsum(dev[j] * dev[j] for j in range(1, m))
                        + dev[m] * dev[m]) \
         + 0.25 * a * dt * (2 * lib.qsum(u[i] * u[i] for i in range(1, n)) + u[n] * u[n])
+    # the heat equation by Crank-Nicolson, each variable's terms collected
+    # (some peers pass repeated variables to the solver as they are)
     c = 0.5 * dt / h2
-    lib.add([y[i + 1][j] - y[i][j]
-             - c * (y[i][j - 1] - 2 * y[i][j] + y[i][j + 1]
-                    + y[i + 1][j - 1] - 2 * y[i + 1][j] + y[i + 1][j + 1]) == 0
+    lib.add([(1 + 2 * c) * y[i + 1][j] - (1 - 2 * c) * y[i][j]
+             - c * (y[i][j - 1] + y[i][j + 1] + y[i + 1][j - 1] + y[i + 1][j + 1]) == 0
              for i in range(n) for j in range(1, m)])
     lib.add([1.0 * y[0][j] == 0 for j in range(m + 1)])
     lib.add([y[i][2] - 4 * y[i][1] + 3 * y[i][0] == 0 for i in range(1, n + 1)])
-    lib.add([(y[i][m - 2] - 4 * y[i][m - 1] + 3 * y[i][m]) / (2 * dx) - u[i] + y[i][m] == 0
-             for i in range(1, n + 1)])
+    lib.add([(y[i][m - 2] - 4 * y[i][m - 1]) / (2 * dx) + (3 / (2 * dx) + 1) * y[i][m] - u[i]
+             == 0 for i in range(1, n + 1)])
     lib.minimize(obj)
     lib.handover()
 

@@ -19,7 +19,6 @@
 #include "qslp.h"
 
 /* Library attribute and control ids used here. */
-#define SOLVE_ATTR_ROWS 1124        /* rows as loaded */
 #define SOLVE_ATTR_COLS 1214        /* columns as loaded */
 #define SOLVE_ATTR_MIPENTS 1032     /* discrete entities */
 #define SOLVE_ATTR_SETS 1004        /* special ordered sets */
