@@ -659,6 +659,7 @@ addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntiti
         }
         if (PyList_Append(p->vars, var) != 0)
             goto done;
+        problem_varmap_changed();
         if (rowcolmap_set(PROBLEM_VARMAP(p), VAR_ID(var), (uint32_t)(firstCol + i)) != 0) {
             PyErr_SetString(quenda_ModelError, "Could not amend variable map");
             goto done;

@@ -38,8 +38,52 @@ lq_free_ptr(void *pp)
 }
 
 void
+lqsplit_drop_cache(lqsplit *s)
+{
+    lq_free_ptr(&s->dense);
+    s->dense_base = 0;
+    s->dense_len = 0;
+}
+
+void
+lqsplit_cache_columns(lqsplit *s, PyObject *prob)
+{
+    rowcolmap *map = (rowcolmap *)((problem_s *)prob)->varmap;
+    void *it = NULL;
+    uint32_t id, col, lo = UINT32_MAX, hi = 0;
+    size_t n, span;
+
+    lqsplit_drop_cache(s);
+    if (map == NULL || (n = rowcolmap_size(map)) == 0)
+        return;
+    while (rowcolmap_next(map, &it, &id, &col)) {
+        if (id < lo)
+            lo = id;
+        if (id > hi)
+            hi = id;
+    }
+    rowcolmap_iter_free(&it);
+    span = (size_t)(hi - lo) + 1;
+    if (span > 4 * n + 1024)
+        return; /* too sparse to be worth a table */
+    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap, span * sizeof(int),
+                                         (void **)&s->dense) != 0 ||
+        s->dense == NULL) {
+        s->dense = NULL;
+        return;
+    }
+    memset(s->dense, 0xff, span * sizeof(int));
+    while (rowcolmap_next(map, &it, &id, &col))
+        s->dense[id - lo] = (int)col;
+    rowcolmap_iter_free(&it);
+    s->dense_base = lo;
+    s->dense_len = (uint32_t)span;
+}
+
+void
 lqsplit_free(lqsplit *s)
 {
+    lq_free_ptr(&s->dense);
     lq_free_ptr(&s->lincol);
     lq_free_ptr(&s->lincoef);
     lq_free_ptr(&s->qcol1);
@@ -130,9 +174,13 @@ splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad)
 /* Column of a variable; -1 with ModelError msg when it is not in the
  * problem. */
 static inline int
-lq_column(rowcolmap *map, uint32_t id, const char *msg, int *col)
+lq_column(const lqsplit *s, rowcolmap *map, uint32_t id, const char *msg, int *col)
 {
     uint32_t v;
+    if (s->dense != NULL && id - s->dense_base < s->dense_len && s->dense[id - s->dense_base] >= 0) {
+        *col = s->dense[id - s->dense_base];
+        return 0;
+    }
     if (map == NULL || rowcolmap_get(map, id, &v) != 0) {
         PyErr_SetString(quenda_ModelError, msg);
         return -1;
@@ -147,7 +195,7 @@ lq_add_lin(lqsplit *s, rowcolmap *map, PyObject *var, double coef, const char *m
     int col;
     if (coef == 0.0)
         return 0;
-    if (lq_column(map, VAR_ID(var), msg, &col) != 0)
+    if (lq_column(s, map, VAR_ID(var), msg, &col) != 0)
         return -1;
     s->lincol[s->nlin] = col;
     s->lincoef[s->nlin] = coef;
@@ -161,7 +209,8 @@ lq_add_quad(lqsplit *s, rowcolmap *map, PyObject *x, PyObject *y, double coef, c
     int c1, c2;
     if (coef == 0.0)
         return 0;
-    if (lq_column(map, VAR_ID(x), msg, &c1) != 0 || lq_column(map, VAR_ID(y), msg, &c2) != 0)
+    if (lq_column(s, map, VAR_ID(x), msg, &c1) != 0 ||
+        lq_column(s, map, VAR_ID(y), msg, &c2) != 0)
         return -1;
     s->qcol1[s->nquad] = c1;
     s->qcol2[s->nquad] = c2;
@@ -181,15 +230,13 @@ lq_add_expression(lqsplit *s, rowcolmap *map, expression_object *e, double facto
         double *coef = s->lincoef + s->nlin;
         int64_t k = 0;
         for (i = 0; i < n; i++) {
-            uint32_t v;
+            int v;
             double c = ent[i].coef * factor;
             if (c == 0.0)
                 continue;
-            if (map == NULL || rowcolmap_get(map, ent[i].id, &v) != 0) {
-                PyErr_SetString(quenda_ModelError, MSG_LINPART);
+            if (lq_column(s, map, ent[i].id, MSG_LINPART, &v) != 0)
                 return -1;
-            }
-            col[k] = (int)v;
+            col[k] = v;
             coef[k] = c;
             k++;
         }

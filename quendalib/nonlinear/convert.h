@@ -30,6 +30,12 @@ typedef struct {
     int *qcol1;
     int *qcol2;
     double *qcoef;
+    /* optional direct table identity -> column for the identities
+       dense_base .. dense_base + dense_len - 1 (-1: not in the problem);
+       built by lqsplit_cache_columns for long batches, owned */
+    int *dense;
+    uint32_t dense_base;
+    uint32_t dense_len;
 } lqsplit;
 
 #define LQSPLIT_INITCAP 2048
@@ -44,6 +50,14 @@ void lqsplit_clear(lqsplit *s);
  * -1 WITHOUT an exception when memory runs out (the caller decides: the
  * row batch flushes and retries). */
 int lqsplit_reserve(lqsplit *s, int64_t nlin, int64_t nquad);
+
+/* Builds the direct column table from the problem's variable map when its
+ * identities are dense enough, so that a long batch of rows looks columns up
+ * by index instead of by search.  The table must be dropped (lqsplit_free
+ * or lqsplit_drop_cache) before the variable map changes.  No exception; a
+ * table that cannot be built is simply not used. */
+void lqsplit_cache_columns(lqsplit *s, PyObject *prob);
+void lqsplit_drop_cache(lqsplit *s);
 
 /* Upper bounds of the numbers of linear and quadratic terms that splitExpr
  * appends for obj (exact for the algebra types).  No exception. */

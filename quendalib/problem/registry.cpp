@@ -42,6 +42,17 @@
 /* ------------------------------------------------------------------ */
 /* Maps                                                                  */
 
+/* Bumped whenever a variable map changes through this file, so that a
+ * column table cached by a long addConstraint is dropped if Python code run
+ * by the walk (a generator) added or deleted variables. */
+static unsigned long reg_varmap_epoch;
+
+void
+problem_varmap_changed(void)
+{
+    reg_varmap_epoch++;
+}
+
 int
 problem_maps_ensure(problem_s *p)
 {
@@ -61,6 +72,7 @@ problem_maps_ensure(problem_s *p)
 void
 problem_maps_free(problem_s *p)
 {
+    reg_varmap_epoch++;
     rowcolmap_free((rowcolmap **)&p->varmap);
     rowcolmap_free((rowcolmap **)&p->conmap);
     rowcolmap_free((rowcolmap **)&p->sosmap);
@@ -69,6 +81,7 @@ problem_maps_free(problem_s *p)
 void
 problem_maps_clear(problem_s *p)
 {
+    reg_varmap_epoch++;
     if (p->varmap != NULL)
         rowcolmap_clear(PROBLEM_VARMAP(p));
     if (p->conmap != NULL)
@@ -81,6 +94,7 @@ int
 problem_maps_copy(problem_s *dst, problem_s *src)
 {
     void **d[3] = {&dst->varmap, &dst->conmap, &dst->sosmap};
+    reg_varmap_epoch++;
     void *s[3] = {src->varmap, src->conmap, src->sosmap};
     int k;
     for (k = 0; k < 3; k++) {
@@ -226,6 +240,7 @@ reg_rollback(PyObject *lst, void *map, Py_ssize_t from, uint32_t (*idof)(PyObjec
     Py_ssize_t i, n = PyList_GET_SIZE(lst);
     PyObject *et, *ev, *tb;
 
+    reg_varmap_epoch++;
     PyErr_Fetch(&et, &ev, &tb);
     for (i = from; i < n; i++)
         if (map != NULL)
@@ -495,6 +510,7 @@ var_step(void *ctx, PyObject *obj)
     }
     if (PyList_Append(p->vars, obj) != 0)
         return -1;
+    reg_varmap_epoch++;
     if (rowcolmap_set(PROBLEM_VARMAP(p), v->id, (uint32_t)(b->first + b->n)) != 0) {
         reg_rollback(p->vars, NULL, PyList_GET_SIZE(p->vars) - 1, id_of_var);
         PyErr_SetString(quenda_ModelError, "Could not amend variable map");
@@ -648,6 +664,11 @@ typedef struct {
     /* the condition of the indicator row being added */
     int cur_indcol;
     int cur_indcomp;
+    /* column table of the split: built once the call has looked up about
+       as many terms as the problem has variables */
+    int64_t terms_seen;
+    int cache_tried;
+    unsigned long cache_epoch;
 } rowbatch;
 
 static void
@@ -803,6 +824,15 @@ con_step(void *ctx, PyObject *obj)
             PyErr_NoMemory();
             return -1;
         }
+    }
+    b->terms_seen += nl + nq;
+    if (b->t.dense != NULL && b->cache_epoch != reg_varmap_epoch)
+        lqsplit_drop_cache(&b->t);
+    if (!b->cache_tried && b->terms_seen > 4096 &&
+        (size_t)b->terms_seen > rowcolmap_size(PROBLEM_VARMAP(p)) / 4) {
+        b->cache_tried = 1;
+        b->cache_epoch = reg_varmap_epoch;
+        lqsplit_cache_columns(&b->t, (PyObject *)p);
     }
     b->t.constant = 0.0;
     if (splitExpr((PyObject *)p, c->body, 1.0, &b->t, NULL) != 0)
@@ -1417,6 +1447,7 @@ problem_delete(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
         goto done;
     rowcolmap_free((rowcolmap **)mapp);
     *mapp = newmap;
+    reg_varmap_epoch++;
     newmap = NULL;
     res = Py_NewRef(Py_None);
 done:

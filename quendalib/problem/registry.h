@@ -23,6 +23,10 @@ void problem_maps_clear(problem_s *p);
 /* Replaces dst's maps by copies of src's.  0, or -1 with ModelError. */
 int problem_maps_copy(problem_s *dst, problem_s *src);
 
+/* To be called by any code outside this file that changes a variable map
+ * directly (reading a model file ...). */
+void problem_varmap_changed(void);
+
 #define PROBLEM_VARMAP(p) ((rowcolmap *)(p)->varmap)
 #define PROBLEM_CONMAP(p) ((rowcolmap *)(p)->conmap)
 #define PROBLEM_SOSMAP(p) ((rowcolmap *)(p)->sosmap)

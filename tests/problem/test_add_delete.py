@@ -46,10 +46,12 @@ def linear_model(p, tmp_path):
     h.readModel(fn)
     lp = h.getLp()
     a = lp.a_matrix_
-    rows = {r: {} for r in lp.row_names_}
+    # each property read copies the whole array: read them once
+    rnames, start, index, value = lp.row_names_, a.start_, a.index_, a.value_
+    rows = {r: {} for r in rnames}
     for j, c in enumerate(lp.col_names_):
-        for k in range(a.start_[j], a.start_[j + 1]):
-            rows[lp.row_names_[a.index_[k]]][c] = a.value_[k]
+        for k in range(start[j], start[j + 1]):
+            rows[rnames[index[k]]][c] = value[k]
     inf = float("inf")
     fix = lambda v: [None if abs(x) == inf else x for x in v]
     return (list(lp.col_names_), fix(lp.col_lower_), fix(lp.col_upper_), list(lp.row_names_),
@@ -255,6 +257,27 @@ class TestAddConstraint:
         prob.addConstraint(cons)
         assert attrs(prob, "rows", "elems") == [5000, 10000]
         assert prob.getIndex(cons[4321]) == 4321
+
+    def test_long_batch_with_gaps_and_a_missing_variable(self, prob, tmp_path):
+        # Long calls look columns up in a table: variables made but not
+        # added leave holes in it, and a missing one must still be reported.
+        made = [quenda.var(name="v%d" % i) for i in range(600)]
+        added = made[::3]
+        prob.addVariable(added[::-1])
+        n = len(added)
+        cons = [quenda.constraint(added[i % n] + 2 * added[(i * 7) % n] + 3 * added[(i * 11) % n] <= i,
+                                  name="c%d" % i) for i in range(3000)]
+        missing = added[5] + made[4] <= 1
+        with pytest.raises(quenda.ModelError, match="^Variable in linear part of constraint"):
+            prob.addConstraint(cons, missing)
+        assert prob.getAttrib("rows") == 3000
+        _, _, _, rows, _, rub, mat = linear_model(prob, tmp_path)
+        for i in (0, 1, 1234, 2999):
+            want = {}
+            for k, c in ((i % n, 1), ((i * 7) % n, 2), ((i * 11) % n, 3)):
+                want[added[k].name] = want.get(added[k].name, 0) + c
+            assert mat["c%d" % i] == want
+        assert rub[2999] == 2999
 
     @pytest.mark.parametrize("body", ["var", "linterm", "quadterm", "expr_lin", "expr_quad"])
     def test_missing_variable(self, prob, xyz, body):
