@@ -1286,7 +1286,9 @@ del_indices_from(problem_s *p, PyObject *index, int kind, int **idx, QNDAint64 *
                          : kind == DEL_ROWS ? &quenda_constraintType
                                             : &quenda_SOSType;
     *n = -1;
-    if (conv_is_integer(index) || PyObject_TypeCheck(index, type)) {
+    /* A name is one item, not a sequence of one-letter names. */
+    if (conv_is_integer(index) || PyObject_TypeCheck(index, type) || PyUnicode_Check(index) ||
+        PyBytes_Check(index)) {
         if (reg_realloc(idx, sizeof(int)) != 0) {
             PyErr_NoMemory();
             return -1;

@@ -232,6 +232,15 @@ class TestAddConstraint:
                        "c3": {"x": 1, "y": 1, "z": 1}, "c4": {"y": 1}}
         assert [prob.getIndex(c) for c in (c1, c2, c3, c4)] == [0, 1, 2, 3]
 
+    def test_numpy_comparisons_of_arrays(self, prob, tmp_path):
+        x = np.array([quenda.var(name="x%d" % i) for i in range(6)]).reshape(2, 3)
+        prob.addVariable(x)
+        prob.addConstraint(x <= np.arange(6).reshape(2, 3), x.sum(axis=0) >= 1)
+        assert attrs(prob, "rows", "elems") == [9, 12]
+        _, _, _, rows, rlb, rub, mat = linear_model(prob, tmp_path)
+        assert rub[:6] == [0, 1, 2, 3, 4, 5]  # row order is the array's C order
+        assert mat[rows[7]] == {"x1": 1, "x4": 1}
+
     def test_typical_request_solves(self, prob):
         x = quenda.var(lb=0, ub=10)
         p = quenda.problem()
@@ -457,6 +466,7 @@ class TestDelete:
         (dict(first=1, last=2), "ad"),
         (dict(first=0, last=3), ""),
         (dict(index=["a", "d"]), "bc"),
+        (dict(index="c"), "abd"),
     ])
     def test_delete_forms_variables(self, prob, four, kw, left):
         vs, cons = four
