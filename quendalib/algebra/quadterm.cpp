@@ -67,6 +67,21 @@ quadterm_valid(PyObject *o)
     return 1;
 }
 
+/* Both operands usable: quadterms and linterms made by the types' own
+ * allocators hold no variables. */
+static int
+quadterm_operands_valid(PyObject *a, int ka, PyObject *b, int kb)
+{
+    if ((ka == EXPR_QUADTERM && !quadterm_valid(a)) || (kb == EXPR_QUADTERM && !quadterm_valid(b)))
+        return 0;
+    if ((ka == EXPR_LINTERM && ((linterm_object *)a)->var == NULL) ||
+        (kb == EXPR_LINTERM && ((linterm_object *)b)->var == NULL)) {
+        quenda_model_error("Invalid object in operation");
+        return 0;
+    }
+    return 1;
+}
+
 static PyObject *
 quadterm_array_div(PyObject *arr, PyObject *other)
 {
@@ -136,7 +151,7 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
         return expression_alg_sum(a, b, sign);
     if (ka == EXPR_NONLINEAR || kb == EXPR_NONLINEAR)
         return nonlin_alg_sum(a, b, sign);
-    if ((ka == EXPR_QUADTERM && !quadterm_valid(a)) || (kb == EXPR_QUADTERM && !quadterm_valid(b)))
+    if (!quadterm_operands_valid(a, ka, b, kb))
         return NULL;
 
     if (kb == EXPR_QUADTERM) {
@@ -283,7 +298,7 @@ quadterm_div(PyObject *a, PyObject *b)
     if (ka == EXPR_NONLINEAR) return nonlin_div(a, b);
     if (kb == EXPR_EXPRESSION) return expression_div(a, b);
     if (kb == EXPR_NONLINEAR) return nonlin_div(a, b);
-    if ((ka == EXPR_QUADTERM && !quadterm_valid(a)) || (kb == EXPR_QUADTERM && !quadterm_valid(b)))
+    if (!quadterm_operands_valid(a, ka, b, kb))
         return NULL;
 
     if (ka == EXPR_QUADTERM) {

@@ -70,6 +70,13 @@ class TestComparisons:
         c = (2 * x + 1) >= npnum(3)
         assert B(c) == (" 2 x", 2, INF)
 
+    def test_array_operand_compares_element_wise(self, x):
+        # The algebra hands an array back to NumPy, which compares element
+        # by element (constraints through the module's comparison hook).
+        r = x <= np.array([1, 2])
+        assert r.shape == (2,) and [type(c) for c in r] == [quenda.constraint] * 2
+        assert [(c.lb, c.ub) for c in r] == [(-INF, 1), (-INF, 2)]
+
     def test_identity_numbers_and_names(self, x):
         c1, c2 = x <= 1, x <= 2
         n1, n2 = int(str(c1)[1:]), int(str(c2)[1:])

@@ -241,3 +241,34 @@ def test_random_accumulation_matches_reference(seed):
             e = e - xs[i] if minus else e + xs[i]
             lin[i] = lin.get(i, 0.0) + (-1 if minus else 1)
     assert str(e) == reference_text(const, lin, names)
+
+
+def test_no_operand_pair_crashes(x, y, types):
+    """Every operator on every pair of odd operands either works or raises
+    a Python exception; objects made by the types' own allocators (no
+    variables) included."""
+    import operator as op
+    V, C = quenda.var, quenda.constraint
+    huge = 10 ** 400
+    odd = [types.linterm(), types.quadterm(), types.expression(), V.__new__(V), C.__new__(C)]
+    vals = odd + [x, 2 * x, x * y, x + 1, (x + 1) * (y - 1), 3.0, 0, 1, -1, 2, None, "s", [1],
+                  np.array([1.0, 2.0]), np.array([x, y]), np.float32(0), np.int32(2),
+                  np.uint8(1), float("nan"), float("inf"), huge, x <= 1]
+    binary = [op.add, op.sub, op.mul, op.truediv, op.pow, op.le, op.ge, op.eq, op.lt, op.ne,
+              op.iadd, op.isub, op.imul, op.itruediv]
+    with np.errstate(all="ignore"):
+        for a in vals:
+            for f in (op.neg, abs, str, repr):
+                try:
+                    str(f(a))
+                except Exception:
+                    pass
+            for b in vals:
+                for f in binary:
+                    if f is op.pow and (a is huge or b is huge):
+                        continue             # Python's own huge integer power
+                    try:
+                        str(f(a, b))
+                    except Exception:
+                        pass
+    assert str(x) == "x" and str(y) == "y"
