@@ -1007,6 +1007,22 @@ ind_is_collection(PyObject *o)
     return PyList_Check(o) || PyTuple_Check(o) || PyArray_Check(o);
 }
 
+/* The items of a collection of conditions or constraints, arrays taken
+ * element by element whatever their shape.  New reference or NULL. */
+static PyObject *
+ind_items(PyObject *o)
+{
+    PyObject *flat, *res;
+    if (!PyArray_Check(o))
+        return PySequence_Fast(o, MSG_IND_DECL);
+    flat = PyArray_Ravel((PyArrayObject *)o, NPY_CORDER);
+    if (flat == NULL)
+        return NULL;
+    res = PySequence_Fast(flat, MSG_IND_DECL);
+    Py_DECREF(flat);
+    return res;
+}
+
 static PyObject *
 problem_addIndicator(PyObject *self, PyObject *args)
 {
@@ -1037,8 +1053,8 @@ problem_addIndicator(PyObject *self, PyObject *args)
             failed = ind_pair(&b, cond, con) != 0;
             continue;
         }
-        fc = PySequence_Fast(cond, MSG_IND_DECL);
-        fk = fc != NULL ? PySequence_Fast(con, MSG_IND_DECL) : NULL;
+        fc = ind_items(cond);
+        fk = fc != NULL ? ind_items(con) : NULL;
         if (fk == NULL || PySequence_Fast_GET_SIZE(fc) != PySequence_Fast_GET_SIZE(fk)) {
             PyErr_Clear();
             PyErr_SetString(quenda_ModelError, MSG_IND_DECL);

@@ -403,6 +403,15 @@ class TestSOSAndIndicators:
         ind = mps_sections(prob, tmp_path)["INDICATORS"]
         assert [l[2:] for l in ind] == [["b1", "1"], ["b2", "0"]]
 
+    def test_indicator_arrays(self, prob):
+        b = np.array([quenda.var(vartype=quenda.binary) for _ in range(4)]).reshape(2, 2)
+        x = np.array([quenda.var(ub=10) for _ in range(4)]).reshape(2, 2)
+        prob.addVariable(b, x)
+        cons = x <= 2
+        prob.addIndicator(b == 1, cons)
+        assert attrs(prob, "rows", "indicators") == [4, 4]
+        assert [prob.getIndex(c) for c in cons.flat] == [0, 1, 2, 3]
+
     @pytest.mark.parametrize("cond,msg", [
         (lambda b, x, w: b, "Invalid condition for indicator constraints: must be <variable_name> == 0 or <variable_name> == 1"),
         (lambda b, x, w: b <= 1, "Invalid condition for indicator constraints: must be <variable_name> == 0 or <variable_name> == 1"),
