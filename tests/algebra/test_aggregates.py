@@ -170,6 +170,10 @@ class TestDot:
         with raises(quenda.ModelError, "Output argument set with wrong type"):
             quenda.Dot(A, A, out=np.empty(2, dtype=np.float32))
 
+    def test_out_of_wrong_shape(self, x, y):
+        with pytest.raises(ValueError):
+            quenda.Dot(np.eye(2), np.array([x, y]), out=np.empty(3, dtype=object))
+
     def test_empty_and_single(self):
         assert quenda.Dot() == 0.0
         a = np.arange(3.0)
@@ -228,6 +232,11 @@ class TestVars:
     def test_errors(self, args, exc, msg):
         with raises(exc, msg):
             quenda.vars(*args)
+
+    def test_too_large(self):
+        with raises(RuntimeError, "No memory to create variables. Consider restricting one or more "
+                    "index sets/lists/ranges in the index argument to quenda.vars()"):
+            quenda.vars(10 ** 15)
 
     def test_duplicates(self):
         with pytest.raises(RuntimeError, match=r"^Duplicate entry in vars: <x\(a\)>. Check arguments "
