@@ -30,7 +30,10 @@ struct qnda_problem_s {
   qnda_problem_s() = default;
   qnda_problem_s(const qnda_problem_s &) = delete;
   qnda_problem_s &operator=(const qnda_problem_s &) = delete;
-  ~qnda_problem_s() { magic = kFreed; }
+  ~qnda_problem_s() {
+    // volatile: a plain store into memory about to be freed may be dropped
+    *static_cast<volatile unsigned *>(&magic) = kFreed;
+  }
 
   bool valid() const { return magic == kMagic; }
   // Every change of the model goes through here: results of earlier solves

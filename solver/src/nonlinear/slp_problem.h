@@ -78,6 +78,9 @@ struct qslp_problem_s {
   qslp_problem_s() = default;
   qslp_problem_s(const qslp_problem_s &) = delete;
   qslp_problem_s &operator=(const qslp_problem_s &) = delete;
-  ~qslp_problem_s() { magic = kFreed; }
+  ~qslp_problem_s() {
+    // volatile: a plain store into memory about to be freed may be dropped
+    *static_cast<volatile unsigned *>(&magic) = kFreed;
+  }
   bool valid() const { return magic == kMagic; }
 };
