@@ -210,3 +210,21 @@ TEST_F(Checked, UncheckedStillRefusesNullHandlesAndArrays) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(Checked, UncheckedLoadWithoutEntriesNeedsNoEntryArrays) {
+  ASSERT_EQ(QNDAsetcheckedmode(0), 0);
+  int start[3] = {0, 0, 0}, len[2] = {0, 0};
+  EXPECT_EQ(QNDAloadlp(p, "e", 2, 0, nullptr, nullptr, nullptr, nullptr, start, nullptr, nullptr,
+                       nullptr, nullptr, nullptr),
+            0)
+      << last_error();
+  EXPECT_EQ(QNDAloadlp(p, "e", 2, 0, nullptr, nullptr, nullptr, nullptr, start, len, nullptr,
+                       nullptr, nullptr, nullptr),
+            0)
+      << last_error();
+  EXPECT_EQ(cols(), 2);
+}
+
+}  // namespace

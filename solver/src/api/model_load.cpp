@@ -61,8 +61,15 @@ void validate(const LoadArgs<Idx> &a, bool full) {
   if (full) {
     check_colmajor(a.start, a.collen, a.ncols, a.rowind, a.rowcoef, a.nrows);
   } else if (a.ncols > 0 && a.start) {
-    check_array(a.rowind, "rowind");
-    check_array(a.rowcoef, "rowcoef");
+    long long nnz = 0;
+    if (a.collen)
+      for (int j = 0; j < a.ncols; ++j) nnz += a.collen[j];
+    else
+      nnz = a.start[a.ncols] - a.start[0];
+    if (nnz > 0) {
+      check_array(a.rowind, "rowind");
+      check_array(a.rowcoef, "rowcoef");
+    }
   }
   check_count(a.nobjq, "nobjqcoefs");
   if (a.nobjq > 0) {
