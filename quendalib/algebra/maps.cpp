@@ -45,6 +45,18 @@ struct quadmap {
     size_t ntomb = 0;
 };
 
+/* Appends without building a temporary entry (the copy of a stack
+ * temporary cost a store-forwarding stall on the hot path). */
+static inline void
+lin_push(std::vector<linmap_entry> &e, uint32_t id, PyObject *var, double coef)
+{
+    e.emplace_back();
+    linmap_entry &ne = e.back();
+    ne.id = id;
+    ne.var = var;
+    ne.coef = coef;
+}
+
 template <class E>
 static E *
 find_sorted(std::vector<E> &e, size_t nsorted, uint32_t id)
@@ -277,7 +289,7 @@ linmap_add(linmap *m, PyObject *var, double coef)
     std::vector<linmap_entry> &e = m->e;
     size_t n = e.size();
     if (m->nsorted == n && (n == 0 || id > e[n - 1].id)) {
-        e.push_back(linmap_entry{id, var, coef});
+        lin_push(e, id, var, coef);
         Py_INCREF(var);
         m->nsorted++;
         return 0;
@@ -311,7 +323,7 @@ linmap_add(linmap *m, PyObject *var, double coef)
         m->nsorted++;
         return 0;
     }
-    e.push_back(linmap_entry{id, var, coef});
+    lin_push(e, id, var, coef);
     Py_INCREF(var);
     if (needs_normalize(m))
         lin_normalize(m);
