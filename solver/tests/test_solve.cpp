@@ -123,6 +123,17 @@ TEST_F(LpSolve, BasisRoundTripWarmStartsTheNextSolve) {
   EXPECT_EQ(QNDAloadbasis(p, rs.data(), cs.data()), QNDA_ERR_ARGUMENT);
 }
 
+TEST_F(LpSolve, CutoffMarksAnOptimumThatIsNotBetter) {
+  load_hand_model(1);
+  ASSERT_EQ(QNDAsetdblcontrol(p, QNDA_MIPCUTOFF, 8), 0);
+  ASSERT_EQ(QNDAlpoptimize(p, ""), 0);
+  const int st = intattr(QNDA_LPSTATUS);
+  EXPECT_TRUE(st == QNDA_LP_CUTOFF || st == QNDA_LP_CUTOFF_IN_DUAL) << st;
+  ASSERT_EQ(QNDAsetdblcontrol(p, QNDA_MIPCUTOFF, 10), 0);
+  ASSERT_EQ(QNDAlpoptimize(p, ""), 0);
+  EXPECT_EQ(intattr(QNDA_LPSTATUS), QNDA_LP_OPTIMAL);
+}
+
 TEST_F(LpSolve, ObjectiveConstantIsIncluded) {
   load_hand_model(1);
   int c = -1;
@@ -154,6 +165,21 @@ TEST_F(MipSolve, KnapsackLikeOptimum) {
   EXPECT_NEAR(slack[2], 0, 1e-9);
   double d[3];
   EXPECT_EQ(QNDAgetlpsol(p, nullptr, nullptr, d, nullptr), QNDA_ERR_STATE);
+}
+
+TEST_F(MipSolve, CutoffDiscardsSolutionsThatAreNotBetter) {
+  load({5, 4, 3}, {{2, 3, 1}, {4, 1, 2}, {3, 4, 2}}, "LLL", {5, 11, 8});
+  ASSERT_EQ(QNDAchgobjsense(p, -1), 0);
+  set_types({0, 1, 2}, "III");
+  ASSERT_EQ(QNDAsetdblcontrol(p, QNDA_MIPCUTOFF, 12), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  EXPECT_EQ(intattr(QNDA_MIPSTATUS), QNDA_MIP_OPTIMAL);
+  EXPECT_NEAR(dblattr(QNDA_MIPOBJVAL), 13.0, 1e-9);
+  ASSERT_EQ(QNDAsetdblcontrol(p, QNDA_MIPCUTOFF, 14), 0);  // maximising: nothing reaches 14
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  EXPECT_EQ(intattr(QNDA_MIPSTATUS), QNDA_MIP_INFEAS);
+  double v[3];
+  EXPECT_EQ(QNDAgetmipsol(p, v, nullptr), QNDA_ERR_STATE);
 }
 
 TEST_F(MipSolve, RelaxationFlagSolvesTheLpOnly) {

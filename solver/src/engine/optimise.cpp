@@ -412,6 +412,27 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     }
   }
 
+  // The cutoff: a solution no better than it does not count.  (HiGHS's
+  // objective bound ends a search whose bound passes it and still reports
+  // what it found.)
+  if (std::fabs(s.cutoff) < 1e20) {
+    const double sg = model.obj_sense() < 0 ? -1.0 : 1.0;
+    auto worse = [&](double v) { return sg * (v - s.cutoff) > 1e-9 * (1.0 + std::fabs(s.cutoff)); };
+    if (search && st.has_solution && worse(st.mip_obj)) {
+      st.mip_status = r.status == EngineStatus::Optimal || r.status == EngineStatus::Cutoff
+                          ? QNDA_MIP_INFEAS
+                          : QNDA_MIP_NO_SOL_FOUND;
+      st.has_solution = false;
+      st.x.clear();
+      st.slack.clear();
+      st.mip_obj = st.obj = no_obj;
+      st.mip_sols = 0;
+      st.rel_gap = QNDA_INFINITY;
+    } else if (!search && st.lp_status == QNDA_LP_OPTIMAL && worse(st.lp_obj)) {
+      st.lp_status = QNDA_LP_CUTOFF;
+    }
+  }
+
   if (log_level >= 1) {
     if (search)
       emit_messagef(&prob, MSG_INFO,

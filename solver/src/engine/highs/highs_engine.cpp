@@ -101,7 +101,7 @@ HighsInt clamp_int(long long v) {
 
 // Only what differs from HiGHS's defaults is set: a default set explicitly
 // can change the engine's path (and its speed) for nothing.
-void apply_settings(Highs &h, const EngineSettings &s) {
+void apply_settings(Highs &h, const EngineSettings &s, bool mip, bool qp) {
   h.setOptionValue("output_flag", s.log_level > 0);
   h.setOptionValue("log_to_console", false);
   if (s.log_level >= 3) h.setOptionValue("log_dev_level", static_cast<HighsInt>(1));
@@ -122,7 +122,7 @@ void apply_settings(Highs &h, const EngineSettings &s) {
   if (s.bar_gap > 0) set_dbl("ipm_optimality_tolerance", s.bar_gap);
   if (std::fabs(s.cutoff) < 1e20) h.setOptionValue("objective_bound", s.cutoff);
   if (!s.crossover) h.setOptionValue("run_crossover", "off");
-  if (s.mip) {
+  if (mip) {
     if (clamp_int(s.max_nodes) != kHighsIInf)
       h.setOptionValue("mip_max_nodes", clamp_int(s.max_nodes));
     if (clamp_int(s.max_mip_sols) != kHighsIInf)
@@ -130,9 +130,13 @@ void apply_settings(Highs &h, const EngineSettings &s) {
     set_dbl("mip_rel_gap", std::max(0.0, s.mip_rel_gap));
     set_dbl("mip_abs_gap", std::max(0.0, s.mip_abs_gap));
     if (s.mip_tol > 0) set_dbl("mip_feasibility_tolerance", s.mip_tol);
-  } else {
-    h.setOptionValue("solve_relaxation", true);
+    // The LP solves of the search; "solver" itself stays at its default,
+    // since a fixed LP solver would make HiGHS drop the integrality.
+    if (s.lp_algorithm == 2 || s.lp_algorithm == 3) h.setOptionValue("mip_lp_solver", "simplex");
+    if (s.lp_algorithm == 4) h.setOptionValue("mip_lp_solver", "ipm");
+    return;
   }
+  if (qp) return;  // HiGHS's QP solver is the one choice for a quadratic objective
   switch (s.lp_algorithm) {
     case 2:
       h.setOptionValue("solver", "simplex");
@@ -211,7 +215,7 @@ class HighsEngine final : public Engine {
     const bool qp = m.has_quadratic();
     HighsModel hm;
     move_into(m, hm, s.mip);
-    apply_settings(h, s);
+    apply_settings(h, s, mip, qp);
     prepare_threads(h, s.threads);
     if (h.passModel(std::move(hm)) == HighsStatus::kError) {
       log.flush();
