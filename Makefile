@@ -10,7 +10,7 @@ HIGHS_ROOT = $(shell PYTHON=$(PY) bash scripts/build_highs.sh)
 # Suites that must hold under NumPy 1.x as well as 2.x.
 NP1_TESTS := tests/algebra
 
-.PHONY: all setup build example test test-cpp test-py test-np1 sanitize clean
+.PHONY: all setup build example test test-cpp test-py test-np1 bench bench-setup clean
 
 all: build
 
@@ -22,7 +22,7 @@ build: setup
 	  --no-deps -C cmake.define.QUENDA_TESTS=ON .
 
 example: build
-	$(PY) examples/session.py
+	$(PY) examples/production_planning.py
 
 test: build
 	$(MAKE) --no-print-directory test-cpp test-py test-np1
@@ -37,6 +37,16 @@ test-np1:
 	@if [ -d $(NP1_TESTS) ]; then \
 	  PYTHONPATH=$(BUILD_DIR)/python $(PY_NP1) -m pytest -q $(NP1_TESTS); \
 	else echo "no NumPy 1.x suite yet"; fi
+
+# Benchmarks: the peers live in their own environment (.venv-bench).
+bench-setup:
+	@[ -x .venv-bench/bin/python ] || python3 -m venv .venv-bench
+	.venv-bench/bin/python -m pip install --quiet -r benchmarks/requirements.txt
+
+bench: build bench-setup
+	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/algebra/bench_algebra.py
+	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/modelling/bench_modelling.py
+	QUENDA_HIGHS_ROOT=$(HIGHS_ROOT) bash benchmarks/solver/run.sh $(BUILD_DIR)
 
 clean:
 	rm -rf build
