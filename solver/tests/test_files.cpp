@@ -280,6 +280,24 @@ TEST_P(MpsRoundTrip, KeepsEverythingTheStoreHolds) {
 
 INSTANTIATE_TEST_SUITE_P(FreeAndFixed, MpsRoundTrip, ::testing::Values("", "o"));
 
+TEST_F(Files, NamesWithSpacesNeedFixedFormat) {
+  load({1, 2}, {{1, 1}, {1, -1}}, "GL", {1, 3});
+  const char cn[] = "x one\0y two";
+  const char rn[] = "row a\0row b";
+  ASSERT_EQ(QNDAaddnames(p, QNDA_NAMES_COLUMNS, cn, 0, 1), 0);
+  ASSERT_EQ(QNDAaddnames(p, QNDA_NAMES_ROWS, rn, 0, 1), 0);
+  const std::string before = dump(p);
+  std::string f = tmp("spaces.mps");
+  EXPECT_EQ(QNDAwriteprob(p, f.c_str(), ""), QNDA_ERR_FILE);
+  EXPECT_NE(last_error().find("holds a space"), std::string::npos) << last_error();
+  ASSERT_EQ(QNDAwriteprob(p, f.c_str(), "o"), 0) << last_error();
+  ASSERT_EQ(QNDAreadprob(p, f.c_str(), ""), 0) << last_error();  // found to be fixed
+  EXPECT_EQ(dump(p), before);
+  int j = -1;
+  ASSERT_EQ(QNDAgetindex(p, QNDA_NAMES_COLUMNS, "y two", &j), 0);
+  EXPECT_EQ(j, 1);
+}
+
 TEST_F(Files, InstancesRoundTripThroughOurWriter) {
   for (const char *inst : {"afiro.mps", "egout.mps", "qjh.mps"}) {
     SCOPED_TRACE(inst);

@@ -55,6 +55,24 @@ Format format_of(const std::string &name, const char *flags) {
   return Format::Mps;
 }
 
+// Free format unless the flags say 'o'; a file the free reader rejects is
+// tried again as fixed format (names with spaces).
+void read_mps_any(const std::string &name, bool keep_nrows, const char *flags, ModelData &d) {
+  if (has_flag(flags, 'o')) {
+    read_mps(name, keep_nrows, true, d);
+    return;
+  }
+  try {
+    read_mps(name, keep_nrows, false, d);
+  } catch (const Error &free_error) {
+    try {
+      read_mps(name, keep_nrows, true, d);
+    } catch (const Error &) {
+      throw free_error;
+    }
+  }
+}
+
 }  // namespace
 
 extern "C" {
@@ -62,7 +80,7 @@ extern "C" {
 int QNDAreadprob(QNDAprob prob, const char *filename, const char *flags) {
   return guard(prob, "QNDAreadprob", [&] {
     check_array(filename, "filename");
-    check_flags(flags, "lmx");
+    check_flags(flags, "lmxfo");
     std::string name = filename;
     if (!exists(name)) {
       // "model" finds model.mps or model.lp.
@@ -82,7 +100,7 @@ int QNDAreadprob(QNDAprob prob, const char *filename, const char *flags) {
     if (format_of(name, flags) == Format::Lp)
       read_lp(name, d);
     else
-      read_mps(name, prob->controls.get_int(QNDA_KEEPNROWS) != 0, d);
+      read_mps_any(name, prob->controls.get_int(QNDA_KEEPNROWS) != 0, flags, d);
     if (d.name.empty()) {
       // The file's base name without its extension.
       size_t slash = name.find_last_of('/');

@@ -59,10 +59,10 @@ struct ModelData {
 // of earlier solves are dropped.
 void load_model_data(qnda_problem_s &prob, const ModelData &d);
 
-// Reads and writes MPS files (free format; fixed-format files read as long as
-// their names hold no spaces).  Throw qnda::Error(QNDA_ERR_FILE ...).
+// Reads and writes MPS files, free or fixed format (fixed: fields by column,
+// so names may hold spaces).  Throw qnda::Error(QNDA_ERR_FILE ...).
 // keep_nrows: free rows after the objective stay as rows of type 'N'.
-void read_mps(const std::string &path, bool keep_nrows, ModelData &out);
+void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &out);
 void write_mps(const std::string &path, const std::string &probname, const Model &model,
                bool fixed);
 

@@ -333,6 +333,23 @@ std::vector<std::string> split(const std::string &s) {
   return out;
 }
 
+// Fixed format: a code in columns 2-3 and fields in columns 5-12, 15-22,
+// 25-36, 40-47 and 50-61 (names may hold spaces there); the empty ones are
+// left out.
+std::vector<std::string> fixed_fields(const std::string &s) {
+  static const size_t from[] = {1, 4, 14, 24, 39, 49};
+  static const size_t to[] = {3, 12, 22, 36, 47, 61};
+  std::vector<std::string> out;
+  for (int f = 0; f < 6; ++f) {
+    if (from[f] >= s.size()) break;
+    // The last field runs to the end of the line (long numbers).
+    std::string v = s.substr(from[f], f == 5 ? std::string::npos : to[f] - from[f]);
+    size_t b = v.find_first_not_of(" \t\r"), e = v.find_last_not_of(" \t\r");
+    if (b != std::string::npos) out.push_back(v.substr(b, e - b + 1));
+  }
+  return out;
+}
+
 std::string upper(std::string s) {
   for (auto &c : s) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   return s;
@@ -340,7 +357,7 @@ std::string upper(std::string s) {
 
 }  // namespace
 
-void read_mps(const std::string &path, bool keep_nrows, ModelData &d) {
+void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &d) {
   std::ifstream in(path);
   if (!in) fail(QNDA_ERR_FILE, "cannot open %s for reading", path.c_str());
   d = ModelData();
@@ -353,7 +370,9 @@ void read_mps(const std::string &path, bool keep_nrows, ModelData &d) {
     if (line.empty() || line[0] == '*') continue;
     std::vector<std::string> t = split(line);
     if (t.empty()) continue;
-    if (line[0] != ' ' && line[0] != '\t') {
+    const bool header = line[0] != ' ' && line[0] != '\t';
+    if (fixed && !header) t = fixed_fields(line);
+    if (header) {
       // A section header.
       std::string h = upper(t[0]);
       if (h == "NAME") {
