@@ -272,3 +272,48 @@ def test_no_operand_pair_crashes(x, y, types):
                     except Exception:
                         pass
     assert str(x) == "x" and str(y) == "y"
+
+
+@pytest.mark.parametrize("seed", range(4))
+def test_random_quadratic_accumulation_matches_reference(seed):
+    """Quadratic pairs accumulated in random order (outer keys out of order,
+    cancellations, whole expressions added) equal an exact reference."""
+    rnd = random.Random(100 + seed)
+    n = rnd.choice([4, 30, 200])
+    xs = [quenda.var(name=f"w{i}") for i in range(n)]
+    e = (xs[0] + 1) - 1 - xs[0]
+    quad = {}
+
+    def acc(i, j, c):
+        key = (min(i, j), max(i, j))
+        quad[key] = quad.get(key, 0.0) + c
+
+    for _ in range(rnd.choice([20, 500, 4000])):
+        i, j = rnd.randrange(n), rnd.randrange(n)
+        c = float(rnd.choice([1, -1, 2, -2, 3]))
+        r = rnd.random()
+        if r < 0.4:
+            e += c * xs[i] * xs[j]
+            acc(i, j, c)
+        elif r < 0.7:
+            e -= xs[j] * xs[i]
+            acc(i, j, -1.0)
+        else:
+            e += (xs[i] + xs[j]) * (xs[i] - xs[j])     # i*i - j*j (0.0 when i == j)
+            if i != j:
+                acc(i, i, 1.0)
+                acc(j, j, -1.0)
+    out, printed = [], False
+    for (i, j) in sorted(quad):
+        c = quad[(i, j)]
+        if c == 0.0:
+            continue
+        name = f"w{i}**2" if i == j else f"w{i}*w{j}"
+        if c == 1:
+            out.append(" %s %s" % ("+" if printed else "", name))
+        elif c == -1:
+            out.append(" - %s" % name)
+        else:
+            out.append((" %+g %s" if printed else " %g %s") % (c, name))
+        printed = True
+    assert str(e) == ("".join(out) if out else "0")
