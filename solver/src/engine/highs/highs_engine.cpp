@@ -257,7 +257,9 @@ class HighsEngine final : public Engine {
     const HighsInfo &info = h.getInfo();
     const HighsModelStatus st = h.getModelStatus();
     r.solve_time = h.getRunTime();
-    r.simplex_iter = std::max<HighsInt>(0, info.simplex_iteration_count);
+    // The QP solver's iterations are active-set (simplex-like) steps.
+    r.simplex_iter = std::max<HighsInt>(0, info.simplex_iteration_count) +
+                     std::max<HighsInt>(0, info.qp_iteration_count);
     r.barrier_iter = std::max<HighsInt>(0, info.ipm_iteration_count);
     r.nodes = mip ? std::max<int64_t>(0, info.mip_node_count) : 0;
     r.mip_sols = cb.improving;
@@ -266,7 +268,9 @@ class HighsEngine final : public Engine {
     r.objective = info.objective_function_value;
     r.best_bound = mip ? info.mip_dual_bound : info.objective_function_value;
     r.rel_gap = mip ? info.mip_gap : 0.0;
-    if (r.barrier_iter > 0)
+    if (qp)
+      r.algorithm = 1;  // the engine's QP solver
+    else if (r.barrier_iter > 0)
       r.algorithm = 4;
     else
       r.algorithm = s.lp_algorithm == 3 ? 3 : 2;
