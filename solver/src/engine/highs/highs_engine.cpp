@@ -30,7 +30,9 @@ class LineSplitter {
       default: break;
     }
     if (level_ < need) return;
-    if (!pending_.empty() && type_ != msgtype) flush();
+    // HiGHS may log from its worker threads.
+    std::lock_guard<std::mutex> lk(mu_);
+    if (!pending_.empty() && type_ != msgtype) flush_locked();
     type_ = msgtype;
     pending_ += text;
     size_t pos;
@@ -40,8 +42,8 @@ class LineSplitter {
     }
   }
   void flush() {
-    if (!pending_.empty()) emit(pending_);
-    pending_.clear();
+    std::lock_guard<std::mutex> lk(mu_);
+    flush_locked();
   }
 
  private:
@@ -49,6 +51,11 @@ class LineSplitter {
     while (!line.empty() && (line.back() == '\r' || line.back() == ' ')) line.pop_back();
     if (hooks_.log) hooks_.log(type_, line);
   }
+  void flush_locked() {
+    if (!pending_.empty()) emit(pending_);
+    pending_.clear();
+  }
+  std::mutex mu_;
   const EngineHooks &hooks_;
   int level_;
   int type_ = MSG_INFO;
