@@ -32,8 +32,9 @@
  *    indices in range, arrays present, letters known) and a bad one is
  *    reported as an error instead of being undefined behaviour.  With checked
  *    mode off, null or invalid handles, null arrays that a count says are
- *    needed, negative counts and the ranges of queries are still refused;
- *    indices, letters and starts of the input are trusted.
+ *    needed, negative counts and indices out of range are still refused (an
+ *    index addresses the library's memory); the letters, starts and values of
+ *    the input are trusted.
  *  - Rows, columns and sets without a name answer the names "R<i>", "C<i>"
  *    and "S<i>" (i the 0-based index), and QNDAgetindex finds them by those.
  */

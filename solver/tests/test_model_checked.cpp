@@ -196,7 +196,7 @@ INSTANTIATE_TEST_SUITE_P(
       return s;
     });
 
-TEST_F(Checked, UncheckedStillRefusesNullHandlesAndArrays) {
+TEST_F(Checked, UncheckedStillRefusesNullHandlesArraysAndIndices) {
   ASSERT_EQ(QNDAsetcheckedmode(0), 0);
   int j = 0;
   double v = 2.0;
@@ -204,6 +204,12 @@ TEST_F(Checked, UncheckedStillRefusesNullHandlesAndArrays) {
   EXPECT_EQ(QNDAchgobj(p, 1, nullptr, &v), QNDA_ERR_ARGUMENT);
   EXPECT_EQ(QNDAaddrows(p, 1, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
             QNDA_ERR_ARGUMENT);
+  // Indices address memory: they stay checked.
+  EXPECT_EQ(QNDAchgobj(p, 1, &kCol12, &v), QNDA_ERR_INDEX);
+  QNDAint64 start[2] = {0, 1};
+  EXPECT_EQ(QNDAaddrows64(p, 1, 1, &kL, &kVal, nullptr, start, &kCol12, &kVal), QNDA_ERR_INDEX);
+  EXPECT_EQ(QNDAdelcols(p, 1, &kNeg), QNDA_ERR_INDEX);
+  EXPECT_EQ(state(), snapshot);
   // Good calls work as before.
   ASSERT_EQ(QNDAchgobj(p, 1, &j, &v), 0);
   EXPECT_EQ(obj()[0], 2.0);

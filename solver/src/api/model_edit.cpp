@@ -1,5 +1,6 @@
-// Adding, deleting and changing parts of the model.  Null arrays are always
-// refused; index ranges, letters and starts are checked in checked mode.
+// Adding, deleting and changing parts of the model.  Null arrays, negative
+// counts and indices out of range are always refused (an index is an address
+// in the store); letters, starts and values are checked in checked mode.
 #include <cmath>
 #include <cstring>
 #include <string>
@@ -34,11 +35,9 @@ void add_rows(qnda_problem_s *prob, int nrows, Idx ncoefs, const char *rowtype,
       for (int i = 0; i < nrows; ++i)
         if (rowtype[i] == 'R' && range[i] < 0)
           fail(QNDA_ERR_ARGUMENT, "range of new row %d is negative (%g)", i, range[i]);
-    if (start) {
-      check_starts(start, nrows, ncoefs, "start");
-      check_indices(colind + start[0], ncoefs, m.ncols(), "column");
-    }
+    if (start) check_starts(start, nrows, ncoefs, "start");
   }
+  if (ncoefs > 0) check_indices(colind + start[0], ncoefs, m.ncols(), "column");
   int first = m.nrows();
   m.append_rows(nrows, rowtype, rhs, range);
   if (ncoefs > 0) m.mutable_matrix().add_row_entries(first, nrows, start, colind, rowcoef);
@@ -60,10 +59,8 @@ void add_cols(qnda_problem_s *prob, int ncols, Idx ncoefs, const double *objcoef
     check_array(rowind, "rowind");
     check_array(rowcoef, "rowcoef");
   }
-  if (full && start) {
-    check_starts(start, ncols, ncoefs, "start");
-    check_indices(rowind + start[0], ncoefs, m.nrows(), "row");
-  }
+  if (full && start) check_starts(start, ncols, ncoefs, "start");
+  if (ncoefs > 0) check_indices(rowind + start[0], ncoefs, m.nrows(), "row");
   int first = m.ncols();
   m.append_cols(ncols, objcoef, lb, ub);
   if (ncoefs > 0)
@@ -82,10 +79,8 @@ void add_qmatrix(qnda_problem_s *prob, int row, N ncoefs, const int *col1, const
   check_array(col1, "col1");
   check_array(col2, "col2");
   check_array(coef, "coef");
-  if (checked_mode()) {
-    check_indices(col1, ncoefs, m.ncols(), "column");
-    check_indices(col2, ncoefs, m.ncols(), "column");
-  }
+  check_indices(col1, ncoefs, m.ncols(), "column");
+  check_indices(col2, ncoefs, m.ncols(), "column");
   QuadTerms &q = m.mutable_qrow(row);
   for (N k = 0; k < ncoefs; ++k) q.add(col1[k], col2[k], coef[k]);
   prob->model_changed();
@@ -104,8 +99,8 @@ void add_sets(qnda_problem_s *prob, int nsets, Idx nelems, const char *settype,
   if (checked_mode()) {
     check_letters(settype, nsets, kSetTypes, "set type");
     check_starts(start, nsets, nelems, "start");
-    check_indices(colind + start[0], nelems, m.ncols(), "column");
   }
+  if (nelems > 0) check_indices(colind + start[0], nelems, m.ncols(), "column");
   for (int s = 0; s < nsets; ++s) {
     Idx b = start[s], e = start[s + 1];
     m.add_set(settype[s], e - b, colind + b, refval ? refval + b : nullptr);
@@ -135,10 +130,8 @@ void chg_mcoef(qnda_problem_s *prob, N ncoefs, const int *rowind, const int *col
   check_array(rowind, "rowind");
   check_array(colind, "colind");
   check_array(rowcoef, "rowcoef");
-  if (checked_mode()) {
-    check_indices(rowind, ncoefs, m.nrows(), "row");
-    check_indices(colind, ncoefs, m.ncols(), "column");
-  }
+  check_indices(rowind, ncoefs, m.nrows(), "row");
+  check_indices(colind, ncoefs, m.ncols(), "column");
   SparseMatrix &a = m.mutable_matrix();
   for (N k = 0; k < ncoefs; ++k) a.set_coef(rowind[k], colind[k], rowcoef[k]);
   prob->model_changed();
@@ -153,10 +146,8 @@ void chg_mqobj(qnda_problem_s *prob, N ncoefs, const int *col1, const int *col2,
   check_array(col1, "col1");
   check_array(col2, "col2");
   check_array(coef, "coef");
-  if (checked_mode()) {
-    check_indices(col1, ncoefs, m.ncols(), "column");
-    check_indices(col2, ncoefs, m.ncols(), "column");
-  }
+  check_indices(col1, ncoefs, m.ncols(), "column");
+  check_indices(col2, ncoefs, m.ncols(), "column");
   for (N k = 0; k < ncoefs; ++k) m.mutable_qobj().set(col1[k], col2[k], coef[k]);
   prob->model_changed();
 }
@@ -300,17 +291,16 @@ int QNDAsetindicators(QNDAprob prob, int nrows, const int *rowind, const int *co
     check_array(rowind, "rowind");
     check_array(colind, "colind");
     check_array(complement, "complement");
-    if (checked_mode()) {
-      for (int k = 0; k < nrows; ++k) {
-        check_index(rowind[k], m.nrows(), "row");
-        if (complement[k] < -1 || complement[k] > 1)
-          fail(QNDA_ERR_ARGUMENT, "complement %d (entry %d) must be -1, 0 or 1", complement[k], k);
-        if (complement[k] != 0) {
-          check_index(colind[k], m.ncols(), "column");
-          if (m.rowtype()[rowind[k]] == 'N')
-            fail(QNDA_ERR_ARGUMENT, "row %d is free ('N') and cannot be an indicator row",
-                 rowind[k]);
-        }
+    const bool full = checked_mode();
+    for (int k = 0; k < nrows; ++k) {
+      check_index(rowind[k], m.nrows(), "row");
+      if (full && (complement[k] < -1 || complement[k] > 1))
+        fail(QNDA_ERR_ARGUMENT, "complement %d (entry %d) must be -1, 0 or 1", complement[k], k);
+      if (complement[k] != 0) {
+        check_index(colind[k], m.ncols(), "column");
+        if (full && m.rowtype()[rowind[k]] == 'N')
+          fail(QNDA_ERR_ARGUMENT, "row %d is free ('N') and cannot be an indicator row",
+               rowind[k]);
       }
     }
     for (int k = 0; k < nrows; ++k) m.set_indicator(rowind[k], colind[k], complement[k]);
@@ -326,8 +316,8 @@ int QNDAchgbounds(QNDAprob prob, int nbounds, const int *colind, const char *bnd
     check_list(nbounds, colind, bndval, "colind", "bndval");
     if (nbounds == 0) return;
     check_array(bndtype, "bndtype");
+    check_indices(colind, nbounds, m.ncols(), "column");
     if (checked_mode()) {
-      check_indices(colind, nbounds, m.ncols(), "column");
       check_letters(bndtype, nbounds, kBoundTypes, "bound type");
       for (int k = 0; k < nbounds; ++k)
         if (std::isnan(bndval[k]))
@@ -370,8 +360,8 @@ int QNDAchgcoltype(QNDAprob prob, int ncols, const int *colind, const char *colt
   return guard(prob, "QNDAchgcoltype", [&] {
     Model &m = prob->model;
     check_list(ncols, colind, coltype, "colind", "coltype");
+    check_indices(colind, ncols, m.ncols(), "column");
     if (checked_mode()) {
-      check_indices(colind, ncols, m.ncols(), "column");
       check_letters(coltype, ncols, kColTypes, "column type");
     }
     for (int k = 0; k < ncols; ++k) m.set_coltype(colind[k], coltype[k]);
@@ -383,7 +373,7 @@ int QNDAchgglblimit(QNDAprob prob, int ncols, const int *colind, const double *l
   return guard(prob, "QNDAchgglblimit", [&] {
     Model &m = prob->model;
     check_list(ncols, colind, limit, "colind", "limit");
-    if (checked_mode()) check_indices(colind, ncols, m.ncols(), "column");
+    check_indices(colind, ncols, m.ncols(), "column");
     for (int k = 0; k < ncols; ++k) m.set_limit(colind[k], limit[k]);
     prob->model_changed();
   });
@@ -393,9 +383,8 @@ int QNDAchgobj(QNDAprob prob, int ncols, const int *colind, const double *objcoe
   return guard(prob, "QNDAchgobj", [&] {
     Model &m = prob->model;
     check_list(ncols, colind, objcoef, "colind", "objcoef");
-    if (checked_mode())
-      for (int k = 0; k < ncols; ++k)
-        if (colind[k] != -1) check_index(colind[k], m.ncols(), "column");
+    for (int k = 0; k < ncols; ++k)
+      if (colind[k] != -1) check_index(colind[k], m.ncols(), "column");
     for (int k = 0; k < ncols; ++k) {
       if (colind[k] == -1)
         m.set_obj_constant(objcoef[k]);
@@ -442,7 +431,7 @@ int QNDAchgrhs(QNDAprob prob, int nrows, const int *rowind, const double *rhs) {
   return guard(prob, "QNDAchgrhs", [&] {
     Model &m = prob->model;
     check_list(nrows, rowind, rhs, "rowind", "rhs");
-    if (checked_mode()) check_indices(rowind, nrows, m.nrows(), "row");
+    check_indices(rowind, nrows, m.nrows(), "row");
     for (int k = 0; k < nrows; ++k) m.set_rhs(rowind[k], rhs[k]);
     prob->model_changed();
   });
@@ -452,8 +441,8 @@ int QNDAchgrhsrange(QNDAprob prob, int nrows, const int *rowind, const double *r
   return guard(prob, "QNDAchgrhsrange", [&] {
     Model &m = prob->model;
     check_list(nrows, rowind, range, "rowind", "range");
+    check_indices(rowind, nrows, m.nrows(), "row");
     if (checked_mode()) {
-      check_indices(rowind, nrows, m.nrows(), "row");
       for (int k = 0; k < nrows; ++k) {
         if (!(range[k] >= 0))
           fail(QNDA_ERR_ARGUMENT, "range of row %d is negative (%g)", rowind[k], range[k]);
@@ -479,10 +468,8 @@ int QNDAchgrowtype(QNDAprob prob, int nrows, const int *rowind, const char *rowt
   return guard(prob, "QNDAchgrowtype", [&] {
     Model &m = prob->model;
     check_list(nrows, rowind, rowtype, "rowind", "rowtype");
-    if (checked_mode()) {
-      check_indices(rowind, nrows, m.nrows(), "row");
-      check_letters(rowtype, nrows, kRowTypes, "row type");
-    }
+    check_indices(rowind, nrows, m.nrows(), "row");
+    if (checked_mode()) check_letters(rowtype, nrows, kRowTypes, "row type");
     for (int k = 0; k < nrows; ++k) m.set_rowtype(rowind[k], rowtype[k]);
     prob->model_changed();
   });

@@ -41,7 +41,8 @@ struct LoadArgs {
   const double *refval = nullptr;
 };
 
-// Null arrays are always refused (cheap); indices, letters and starts only in
+// Null arrays, negative counts and indices out of range are always refused
+// (an index is an address in the store); letters, starts and values only in
 // checked mode.
 template <class Idx>
 void validate(const LoadArgs<Idx> &a, bool full) {
@@ -58,34 +59,20 @@ void validate(const LoadArgs<Idx> &a, bool full) {
         if (a.rowtype[i] == 'R' && a.range[i] < 0)
           fail(QNDA_ERR_ARGUMENT, "range of row %d is negative (%g)", i, a.range[i]);
   }
-  if (full) {
-    check_colmajor(a.start, a.collen, a.ncols, a.rowind, a.rowcoef, a.nrows);
-  } else if (a.ncols > 0 && a.start) {
-    long long nnz = 0;
-    if (a.collen)
-      for (int j = 0; j < a.ncols; ++j) nnz += a.collen[j];
-    else
-      nnz = a.start[a.ncols] - a.start[0];
-    if (nnz > 0) {
-      check_array(a.rowind, "rowind");
-      check_array(a.rowcoef, "rowcoef");
-    }
-  }
+  check_colmajor(a.start, a.collen, a.ncols, a.rowind, a.rowcoef, a.nrows);
   check_count(a.nobjq, "nobjqcoefs");
   if (a.nobjq > 0) {
     check_array(a.objqcol1, "objqcol1");
     check_array(a.objqcol2, "objqcol2");
     check_array(a.objqcoef, "objqcoef");
-    if (full) {
-      check_indices(a.objqcol1, a.nobjq, a.ncols, "column");
-      check_indices(a.objqcol2, a.nobjq, a.ncols, "column");
-    }
+    check_indices(a.objqcol1, a.nobjq, a.ncols, "column");
+    check_indices(a.objqcol2, a.nobjq, a.ncols, "column");
   }
   check_count(a.nqrows, "nqrows");
   if (a.nqrows > 0) {
     check_array(a.qrowind, "qrowind");
     check_array(a.nrowqcoefs, "nrowqcoefs");
-    if (full) check_indices(a.qrowind, a.nqrows, a.nrows, "row");
+    check_indices(a.qrowind, a.nqrows, a.nrows, "row");
     long long total = 0;
     for (int k = 0; k < a.nqrows; ++k) {
       if (a.nrowqcoefs[k] < 0)
@@ -96,20 +83,16 @@ void validate(const LoadArgs<Idx> &a, bool full) {
       check_array(a.rowqcol1, "rowqcol1");
       check_array(a.rowqcol2, "rowqcol2");
       check_array(a.rowqcoef, "rowqcoef");
-      if (full) {
-        check_indices(a.rowqcol1, total, a.ncols, "column");
-        check_indices(a.rowqcol2, total, a.ncols, "column");
-      }
+      check_indices(a.rowqcol1, total, a.ncols, "column");
+      check_indices(a.rowqcol2, total, a.ncols, "column");
     }
   }
   check_count(a.nentities, "nentities");
   if (a.nentities > 0) {
     check_array(a.coltype, "coltype");
     check_array(a.entind, "entind");
-    if (full) {
-      check_letters(a.coltype, a.nentities, kColTypes, "column type");
-      check_indices(a.entind, a.nentities, a.ncols, "column");
-    }
+    if (full) check_letters(a.coltype, a.nentities, kColTypes, "column type");
+    check_indices(a.entind, a.nentities, a.ncols, "column");
   }
   check_count(a.nsets, "nsets");
   if (a.nsets > 0) {
@@ -122,7 +105,7 @@ void validate(const LoadArgs<Idx> &a, bool full) {
     }
     if (n > 0) {
       check_array(a.setind, "setind");
-      if (full) check_indices(a.setind + a.setstart[0], n, a.ncols, "column");
+      check_indices(a.setind + a.setstart[0], n, a.ncols, "column");
     }
   }
 }
