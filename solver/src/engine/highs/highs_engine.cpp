@@ -1,6 +1,7 @@
 // The HiGHS engine: LP (dual/primal simplex, interior point), MIP and convex
 // QP.  The only file of the library, with highs_files.cpp, that sees HiGHS.
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <mutex>
 #include <string>
@@ -63,10 +64,10 @@ class LineSplitter {
 };
 
 struct CallbackData {
-  const EngineHooks *hooks;
-  LineSplitter *log;
-  long long improving = 0;
-  bool interrupted = false;
+  const EngineHooks *hooks = nullptr;
+  LineSplitter *log = nullptr;
+  std::atomic<long long> improving{0};
+  std::atomic<bool> interrupted{false};
 };
 
 void highs_callback(int type, const std::string &message, const HighsCallbackOutput *out,
@@ -208,7 +209,9 @@ class HighsEngine final : public Engine {
              const EngineHooks &hooks, EngineResult &r) override {
     Highs h;
     LineSplitter log(hooks, s.log_level);
-    CallbackData cb{&hooks, &log};
+    CallbackData cb;
+    cb.hooks = &hooks;
+    cb.log = &log;
     h.setOptionValue("output_flag", false);
     h.setCallback(highs_callback, &cb);
     h.startCallback(kCallbackLogging);
