@@ -293,33 +293,6 @@ general_iadd(PyObject *a, PyObject *b)
     }
 }
 
-/* ------------------------------------------------------------ fallbacks
- * Weak stand-ins for the nonlinear entry points, so that the module links
- * and imports while the nonlinear node type is not built; the real
- * definitions in nonlinear.cpp take precedence at link time. */
-
-static PyObject *
-nonlin_missing(void)
-{
-    PyErr_SetString(PyExc_NotImplementedError, "nonlinear expressions are not available");
-    return NULL;
-}
-
-#define QUENDA_WEAK __attribute__((weak))
-QUENDA_WEAK PyObject *nonlin_instantiate_binary(int, PyObject *, PyObject *) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_instantiate_unary(int, PyObject *) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_add(PyObject *, PyObject *) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_sub(PyObject *, PyObject *) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_mul(PyObject *, PyObject *) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_div(PyObject *, PyObject *) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_pow(PyObject *, PyObject *, PyObject *) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_alg_sum(PyObject *, PyObject *, double) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_inplace_alg_sum(PyObject *, PyObject *, double) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_iadd(PyObject *, PyObject *) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_imul(PyObject *, PyObject *) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_neg(PyObject *) { return nonlin_missing(); }
-QUENDA_WEAK PyObject *nonlin_copy(PyObject *, double) { return nonlin_missing(); }
-
 PyObject *
 quenda_id_name(char prefix, uint32_t id)
 {
