@@ -4,6 +4,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstring>
+#include <string>
 #include <random>
 #include <thread>
 
@@ -68,6 +69,52 @@ TEST_F(Interrupt, FromAnotherThreadStopsWithItsReason) {
   ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
   EXPECT_EQ(intattr(QNDA_STOPSTATUS), QNDA_STOP_TIMELIMIT);
 }
+
+// A transportation LP of 300 x 300 routes: long enough (about a second
+// without presolve) to be stopped while the engine iterates.
+class LpInterrupt : public Interrupt, public ::testing::WithParamInterface<const char *> {
+ protected:
+  static void on_line(QNDAprob prob, void *, const char *msg, int, int) {
+    // The engine's iteration log has begun: stop from inside the solve.
+    if (msg && std::strstr(msg, "Iter")) QNDAinterrupt(prob, QNDA_STOP_USER);
+  }
+};
+
+TEST_P(LpInterrupt, StopsTheLpAlgorithm) {
+  const int S = 300, n = S * S, m = 2 * S;
+  std::mt19937 rng(1);
+  std::uniform_real_distribution<double> cost(1, 100);
+  std::vector<int> start(n + 1), ind(2 * n);
+  std::vector<double> val(2 * n, 1.0), obj(n), rhs(m);
+  std::string types(m, 'L');
+  for (int i = 0; i < S; ++i)
+    for (int j = 0; j < S; ++j) {
+      const int k = i * S + j;
+      start[k] = 2 * k;
+      ind[2 * k] = i;
+      ind[2 * k + 1] = S + j;
+      obj[k] = cost(rng);
+    }
+  start[n] = 2 * n;
+  for (int i = 0; i < S; ++i) rhs[i] = 100 + i % 7;
+  for (int j = 0; j < S; ++j) {
+    types[S + j] = 'G';
+    rhs[S + j] = 90 + j % 5;
+  }
+  ASSERT_EQ(QNDAloadlp(p, "transport", n, m, types.c_str(), rhs.data(), nullptr, obj.data(),
+                       start.data(), nullptr, ind.data(), val.data(), nullptr, nullptr),
+            0);
+  ASSERT_EQ(QNDAsetintcontrol(p, QNDA_PRESOLVE, 0), 0);
+  ASSERT_EQ(QNDAsetintcontrol(p, QNDA_LOGLEVEL, 2), 0);
+  ASSERT_EQ(QNDAenablemessages(1), 0);
+  ASSERT_EQ(QNDAaddcbmessage(p, on_line, nullptr, 0), 0);
+  ASSERT_EQ(QNDAlpoptimize(p, GetParam()), 0) << last_error();
+  EXPECT_EQ(intattr(QNDA_LPSTATUS), QNDA_LP_UNFINISHED);
+  EXPECT_EQ(intattr(QNDA_STOPSTATUS), QNDA_STOP_USER);
+  EXPECT_EQ(intattr(QNDA_SOLSTATUS), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Algorithms, LpInterrupt, ::testing::Values("d", "p", "b"));
 
 TEST_F(Interrupt, BeforeTheSolveStopsAtOnce) {
   load({1, 1}, {{1, 1}}, "G", {1});
