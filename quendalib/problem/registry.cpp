@@ -290,6 +290,44 @@ reg_check_problem(problem_s *p)
 }
 
 /* ------------------------------------------------------------------ */
+/* One change of a registry at a time                                    */
+
+/* A walk runs Python code (generators, __iter__), which could call back
+ * into the registry of the problem being filled; the batch in hand would
+ * then refer to stale indices.  Problems in the middle of an add or delete
+ * are listed here and refuse such nested calls. */
+#define REG_MAXBUSY 16
+static problem_s *reg_busy[REG_MAXBUSY];
+
+static int
+reg_enter(problem_s *p)
+{
+    int k, free_slot = -1;
+    for (k = 0; k < REG_MAXBUSY; k++) {
+        if (reg_busy[k] == p) {
+            PyErr_SetString(quenda_ModelError,
+                            "Cannot change the problem while objects are being added to it or "
+                            "deleted from it");
+            return -1;
+        }
+        if (reg_busy[k] == NULL && free_slot < 0)
+            free_slot = k;
+    }
+    if (free_slot >= 0)
+        reg_busy[free_slot] = p;
+    return 0;
+}
+
+static void
+reg_leave(problem_s *p)
+{
+    int k;
+    for (k = 0; k < REG_MAXBUSY; k++)
+        if (reg_busy[k] == p)
+            reg_busy[k] = NULL;
+}
+
+/* ------------------------------------------------------------------ */
 /* The argument walker                                                   */
 
 typedef int (*reg_step_fn)(void *ctx, PyObject *obj);
@@ -613,7 +651,7 @@ colbatch_flush_v(void *b)
 }
 
 static PyObject *
-problem_addVariable(PyObject *self, PyObject *args)
+problem_addVariable_impl(PyObject *self, PyObject *args)
 {
     problem_s *p = (problem_s *)self;
     colbatch b;
@@ -877,7 +915,7 @@ rowbatch_begin(rowbatch *b, problem_s *p, int indicators)
 }
 
 static PyObject *
-problem_addConstraint(PyObject *self, PyObject *args)
+problem_addConstraint_impl(PyObject *self, PyObject *args)
 {
     problem_s *p = (problem_s *)self;
     rowbatch b;
@@ -1024,7 +1062,7 @@ ind_items(PyObject *o)
 }
 
 static PyObject *
-problem_addIndicator(PyObject *self, PyObject *args)
+problem_addIndicator_impl(PyObject *self, PyObject *args)
 {
     problem_s *p = (problem_s *)self;
     rowbatch b;
@@ -1251,7 +1289,7 @@ sosbatch_flush_v(void *b)
 }
 
 static PyObject *
-problem_addSOS(PyObject *self, PyObject *args)
+problem_addSOS_impl(PyObject *self, PyObject *args)
 {
     problem_s *p = (problem_s *)self;
     sosbatch b;
@@ -1339,7 +1377,7 @@ del_indices_from(problem_s *p, PyObject *index, int kind, int **idx, QNDAint64 *
 }
 
 static PyObject *
-problem_delete(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
+problem_delete_impl(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
 {
     static const char *kwlist[] = {"index", "first", "last", NULL};
     problem_s *p = (problem_s *)self;
@@ -1477,22 +1515,63 @@ done:
     return res;
 }
 
+
+/* ------------------------------------------------------------------ */
+/* The methods: each one change of the registry at a time                */
+
+static PyObject *
+reg_guarded(PyObject *self, PyObject *args, PyObject *kwargs, int kind,
+            PyObject *(*add)(PyObject *, PyObject *))
+{
+    problem_s *p = (problem_s *)self;
+    PyObject *res;
+    if (reg_enter(p) != 0)
+        return NULL;
+    res = add != NULL ? add(self, args) : problem_delete_impl(self, args, kwargs, kind);
+    reg_leave(p);
+    return res;
+}
+
+static PyObject *
+problem_addVariable(PyObject *self, PyObject *args)
+{
+    return reg_guarded(self, args, NULL, 0, problem_addVariable_impl);
+}
+
+static PyObject *
+problem_addConstraint(PyObject *self, PyObject *args)
+{
+    return reg_guarded(self, args, NULL, 0, problem_addConstraint_impl);
+}
+
+static PyObject *
+problem_addIndicator(PyObject *self, PyObject *args)
+{
+    return reg_guarded(self, args, NULL, 0, problem_addIndicator_impl);
+}
+
+static PyObject *
+problem_addSOS(PyObject *self, PyObject *args)
+{
+    return reg_guarded(self, args, NULL, 0, problem_addSOS_impl);
+}
+
 static PyObject *
 problem_delVariable(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return problem_delete(self, args, kwargs, DEL_COLS);
+    return reg_guarded(self, args, kwargs, DEL_COLS, NULL);
 }
 
 static PyObject *
 problem_delConstraint(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return problem_delete(self, args, kwargs, DEL_ROWS);
+    return reg_guarded(self, args, kwargs, DEL_ROWS, NULL);
 }
 
 static PyObject *
 problem_delSOS(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return problem_delete(self, args, kwargs, DEL_SETS);
+    return reg_guarded(self, args, kwargs, DEL_SETS, NULL);
 }
 
 #define REG_KW(f) ((PyCFunction)(void (*)(void))(f))

@@ -326,6 +326,25 @@ class TestAddConstraint:
             prob.addConstraint([d, d])
         assert prob.getConstraint() == [c, d] and prob.getAttrib("rows") == 2
 
+    def test_generator_changing_the_problem_is_refused(self, prob, xyz):
+        x, y, z = xyz
+        other = quenda.problem()
+        w = quenda.var()
+        first = x <= 1
+
+        def gen():
+            yield first
+            other.addVariable(w)  # another problem: fine
+            prob.delVariable(0)   # this one: its batch would go stale
+            yield y <= 1
+
+        with pytest.raises(quenda.ModelError, match="^Cannot change the problem while"):
+            prob.addConstraint(gen())
+        assert prob.getConstraint() == [first] and prob.getAttrib("rows") == 1
+        assert prob.getAttrib("cols") == 3 and other.getIndex(w) == 0
+        prob.delVariable(0)  # allowed again afterwards
+        assert prob.getAttrib("cols") == 2
+
     def test_nonlinear_is_refused_clearly(self, prob, xyz):
         x = xyz[0]
         with pytest.raises(quenda.ModelError, match="nonlinear"):
