@@ -950,9 +950,28 @@ struct is_entry {
     uint32_t id;
 };
 
+/* Sorted prefix plus an unsorted tail, like the linear maps: the
+ * quadratic-variables set of a large expression gets its ids in any
+ * order. */
 struct indexset {
     std::vector<is_entry> e;
+    size_t nsorted = 0;
 };
+
+static void
+is_normalize(indexset *s)
+{
+    std::vector<is_entry> &e = s->e;
+    if (s->nsorted == e.size())
+        return;
+    auto less = [](const is_entry &a, const is_entry &b) { return a.id < b.id; };
+    std::sort(e.begin() + s->nsorted, e.end(), less);
+    std::inplace_merge(e.begin(), e.begin() + s->nsorted, e.end(), less);
+    e.erase(std::unique(e.begin(), e.end(),
+                        [](const is_entry &a, const is_entry &b) { return a.id == b.id; }),
+            e.end());
+    s->nsorted = e.size();
+}
 
 indexset *
 indexset_new(void)
@@ -963,6 +982,11 @@ indexset_new(void)
 int
 indexset_has(indexset *s, uint32_t key)
 {
+    try {
+        is_normalize(s);
+    } catch (...) {
+        return 0;
+    }
     return find_sorted(s->e, s->e.size(), key) != NULL;
 }
 
@@ -971,14 +995,22 @@ indexset_add(indexset *s, uint32_t key)
 {
     MAPS_TRY
     std::vector<is_entry> &e = s->e;
-    if (e.empty() || key > e.back().id) {
-        e.push_back(is_entry{key});
+    size_t n = e.size();
+    if (s->nsorted == n) {
+        if (n == 0 || key > e.back().id) {
+            e.push_back(is_entry{key});
+            s->nsorted++;
+            return 0;
+        }
+        if (find_sorted(e, n, key) != NULL)
+            return 0;
+    } else if (key == e.back().id) {
         return 0;
     }
-    size_t pos = lower_pos(e, e.size(), key);
-    if (pos < e.size() && e[pos].id == key)
-        return 0;
-    e.insert(e.begin() + pos, is_entry{key});
+    e.push_back(is_entry{key});
+    size_t tail = e.size() - s->nsorted;
+    if (tail > 32 && tail > s->nsorted)
+        is_normalize(s);
     return 0;
     MAPS_CATCH(-1)
 }
@@ -986,16 +1018,24 @@ indexset_add(indexset *s, uint32_t key)
 int
 indexset_del(indexset *s, uint32_t key)
 {
+    MAPS_TRY
+    is_normalize(s);
     is_entry *p = find_sorted(s->e, s->e.size(), key);
     if (p == NULL)
         return -1;
     s->e.erase(s->e.begin() + (p - s->e.data()));
+    s->nsorted--;
     return 0;
+    MAPS_CATCH(-1)
 }
 
 size_t
 indexset_size(indexset *s)
 {
+    try {
+        is_normalize(s);
+    } catch (...) {
+    }
     return s->e.size();
 }
 
@@ -1003,6 +1043,7 @@ indexset *
 indexset_copy(indexset *s)
 {
     MAPS_TRY
+    is_normalize(s);
     return new indexset(*s);
     MAPS_CATCH(NULL)
 }
@@ -1017,7 +1058,17 @@ indexset_free(indexset **ps)
 int
 indexset_next(indexset *s, void **it, uint32_t *key)
 {
-    size_t pos = *it == NULL ? 0 : (size_t)(uintptr_t)*it - 1;
+    size_t pos;
+    if (*it == NULL) {
+        try {
+            is_normalize(s);
+        } catch (...) {
+            return 0;
+        }
+        pos = 0;
+    } else {
+        pos = (size_t)(uintptr_t)*it - 1;
+    }
     if (pos >= s->e.size())
         return 0;
     *key = s->e[pos].id;
