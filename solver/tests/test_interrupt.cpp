@@ -1,6 +1,7 @@
 // Stopping optimisations: QNDAinterrupt from another thread, SIGINT during a
 // solve, and the limits (time, nodes, solutions) with their stop reasons.
 #include <atomic>
+#include <cmath>
 #include <chrono>
 #include <csignal>
 #include <cstring>
@@ -183,6 +184,8 @@ TEST_F(Interrupt, LimitsGiveTheirStopReasons) {
   EXPECT_EQ(intattr(QNDA_STOPSTATUS), QNDA_STOP_TIMELIMIT);
   EXPECT_EQ(intattr(QNDA_MIPSTATUS), QNDA_MIP_NO_SOL_FOUND);
   EXPECT_LT(dblattr(QNDA_SOLVETIME), 5.0);
+  EXPECT_EQ(dblattr(QNDA_MIPOBJVAL), 1e20);  // no solution: +infinity when minimising
+  EXPECT_LE(std::fabs(dblattr(QNDA_BESTBOUND)), 1e20);
 
   ASSERT_EQ(QNDAsetdblcontrol(p, QNDA_TIMELIMIT, 60), 0);
   ASSERT_EQ(QNDAsetintcontrol64(p, QNDA_MAXNODE, 5), 0);

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstring>
+#include <initializer_list>
 #include <mutex>
 #include <string>
 
@@ -432,6 +433,13 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
       st.lp_status = QNDA_LP_CUTOFF;
     }
   }
+
+  // Infinite values leave the library as +-1e20, like every other infinity.
+  for (double *v : {&st.lp_obj, &st.mip_obj, &st.obj, &st.best_bound, &st.rel_gap})
+    if (std::isinf(*v) || std::fabs(*v) > QNDA_INFINITY)
+      *v = *v > 0 ? QNDA_INFINITY : -QNDA_INFINITY;
+    else if (std::isnan(*v))
+      *v = 0.0;
 
   if (log_level >= 1) {
     if (search)
