@@ -586,11 +586,13 @@ addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntiti
     PyObject *var = NULL;
     int i, ret = -1;
 
-    if (names != NULL && names != Py_None && (!PyList_Check(names) || PyList_GET_SIZE(names) != n)) {
+    if (names != NULL && names != Py_None &&
+        (!PyList_Check(names) || PyList_GET_SIZE(names) != n)) {
         PyErr_SetString(quenda_ModelError, "Incorrect length of variable name list");
         return -1;
     }
-    if (types != NULL && types != Py_None && (!PyList_Check(types) || PyList_GET_SIZE(types) != n)) {
+    if (types != NULL && types != Py_None &&
+        (!PyList_Check(types) || PyList_GET_SIZE(types) != n)) {
         PyErr_SetString(quenda_ModelError, "Incorrect length of variable type list");
         return -1;
     }

@@ -177,7 +177,8 @@ static inline int
 lq_column(const lqsplit *s, rowcolmap *map, uint32_t id, const char *msg, int *col)
 {
     uint32_t v;
-    if (s->dense != NULL && id - s->dense_base < s->dense_len && s->dense[id - s->dense_base] >= 0) {
+    if (s->dense != NULL && id - s->dense_base < s->dense_len &&
+        s->dense[id - s->dense_base] >= 0) {
         *col = s->dense[id - s->dense_base];
         return 0;
     }

@@ -586,7 +586,8 @@ colbatch_flush(colbatch *b)
     for (i = 0; i < n; i++)
         nt += b->type[i] != 'C';
     if (nt > 0) {
-        if (reg_realloc(&idx, (size_t)nt * sizeof(int)) != 0 || reg_realloc(&types, (size_t)nt) != 0) {
+        if (reg_realloc(&idx, (size_t)nt * sizeof(int)) != 0 ||
+            reg_realloc(&types, (size_t)nt) != 0) {
             PyErr_NoMemory();
             goto fail;
         }
@@ -850,7 +851,8 @@ con_step(void *ctx, PyObject *obj)
                         "Constraints with a nonlinear part cannot be added to a problem yet");
         return -1;
     }
-    name = name_text(c->name, QNDA_MAXNAMELENGTH - 1, &len, "Invalid constraint name (must be a string)");
+    name = name_text(c->name, QNDA_MAXNAMELENGTH - 1, &len,
+                     "Invalid constraint name (must be a string)");
     if (name == NULL)
         return -1;
     splitExpr_count(c->body, &nl, &nq);
@@ -948,7 +950,8 @@ done:
     "Invalid condition for indicator constraints: must be <variable_name> == 0 or " \
     "<variable_name> == 1"
 #define MSG_IND_VAR "Invalid condition for indicator constraints: must be a variable"
-#define MSG_IND_ONE "Invalid condition for indicator constraints: there must be exactly one variable"
+#define MSG_IND_ONE \
+    "Invalid condition for indicator constraints: there must be exactly one variable"
 #define MSG_IND_QUAD \
     "Invalid condition for indicator constraints: it cannot contain a quadratic expression"
 #define MSG_IND_EXPR \
