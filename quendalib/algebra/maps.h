@@ -10,11 +10,14 @@
  *
  * linmap and quadmap are flat sorted arrays with an unsorted tail: a key
  * beyond the last one is appended, a key already present is updated in
- * place after a binary search, any other key goes to the tail, which is
- * sorted and merged in once it grows as large as the sorted part or when
- * the map is read (get, size, iteration, copy).  Building a sum of n terms
- * thus costs n log n in the worst case and n when the variables come in
- * creation order, with no allocation per term.
+ * place after a binary search, a new key of a small map is inserted in
+ * place, any other key goes to the tail (and, once a tail exists, every
+ * add joins it).  The tail is sorted and merged in once it grows as large
+ * as the sorted part or when the map is read (get, size, iteration, copy,
+ * linmap_data).  Building a sum of n terms thus costs n log n in the worst
+ * case and n when the variables come in creation order, with no
+ * allocation per term.  A variable whose coefficient cancels is released
+ * at once in the sorted part, at the next merge in the tail.
  *
  * All functions return 0 for success and -1 for absent or failure unless
  * said otherwise; none of them sets a Python exception, the callers word
