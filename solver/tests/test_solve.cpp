@@ -207,6 +207,22 @@ TEST_F(MipSolve, InfeasibleMip) {
   EXPECT_EQ(QNDAgetmipsol(p, &v, nullptr), QNDA_ERR_STATE);
 }
 
+TEST_F(MipSolve, UnboundedMipIsToldFromInfeasible) {
+  // max x + y, x - y <= 1, x integer: unbounded (presolve alone cannot tell).
+  load({1, 1}, {{1, -1}}, "L", {1});
+  ASSERT_EQ(QNDAchgobjsense(p, -1), 0);
+  set_types({0}, "I");
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+  EXPECT_EQ(intattr(QNDA_MIPSTATUS), QNDA_MIP_UNBOUNDED);
+  // y <= 0.5 and x - y <= -1 with x integer >= 0: infeasible.
+  int col = 1, row = 0;
+  double ub = 0.5, rhs = -1;
+  ASSERT_EQ(QNDAchgbounds(p, 1, &col, "U", &ub), 0);
+  ASSERT_EQ(QNDAchgrhs(p, 1, &row, &rhs), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+  EXPECT_EQ(intattr(QNDA_MIPSTATUS), QNDA_MIP_INFEAS);
+}
+
 TEST_F(MipSolve, MipStartIsAccepted) {
   load({5, 4, 3}, {{2, 3, 1}, {4, 1, 2}, {3, 4, 2}}, "LLL", {5, 11, 8});
   ASSERT_EQ(QNDAchgobjsense(p, -1), 0);

@@ -387,9 +387,12 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const double no_obj = model.obj_sense() < 0 ? -QNDA_INFINITY : QNDA_INFINITY;
   if (search) {
     st.mip_status = mip_status_of(r.status, st.has_solution);
-    st.lp_status = st.has_solution || r.status == EngineStatus::Optimal ? QNDA_LP_OPTIMAL
-                                                                        : lp_status_of(r.status);
-    if (r.status == EngineStatus::Infeasible) st.lp_status = QNDA_LP_INFEAS;
+    if (r.status == EngineStatus::Infeasible || r.status == EngineStatus::Unbounded)
+      st.lp_status = lp_status_of(r.status);
+    else
+      st.lp_status = st.has_solution || r.status == EngineStatus::Optimal
+                         ? QNDA_LP_OPTIMAL
+                         : lp_status_of(r.status);
     st.mip_obj = st.has_solution ? r.objective : no_obj;
     st.obj = st.mip_obj;
     st.best_bound = r.best_bound;

@@ -263,6 +263,15 @@ class HighsEngine final : public Engine {
     }
 
     HighsStatus run = h.run();
+    if (h.getModelStatus() == HighsModelStatus::kUnboundedOrInfeasible && s.presolve &&
+        !cb.interrupted) {
+      // Presolve could not tell the two apart; the solvers without it can.
+      log.flush();
+      if (hooks.log && s.log_level >= 2)
+        hooks.log(MSG_INFO, "Infeasible or unbounded after presolve: solving again without it");
+      h.setOptionValue("presolve", "off");
+      run = h.run();
+    }
     log.flush();
     const HighsInfo &info = h.getInfo();
     const HighsModelStatus st = h.getModelStatus();
