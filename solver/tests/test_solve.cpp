@@ -134,6 +134,18 @@ TEST_F(LpSolve, CutoffMarksAnOptimumThatIsNotBetter) {
   EXPECT_EQ(intattr(QNDA_LPSTATUS), QNDA_LP_OPTIMAL);
 }
 
+TEST_F(LpSolve, EmptyProblemHasItsConstantAsObjective) {
+  int c = -1;
+  double k = 5;
+  ASSERT_EQ(QNDAchgobj(p, 1, &c, &k), 0);
+  ASSERT_EQ(QNDAlpoptimize(p, ""), 0) << last_error();
+  EXPECT_EQ(intattr(QNDA_LPSTATUS), QNDA_LP_OPTIMAL);
+  EXPECT_EQ(dblattr(QNDA_LPOBJVAL), 5.0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+  EXPECT_EQ(intattr(QNDA_MIPSTATUS), QNDA_MIP_OPTIMAL);
+  EXPECT_EQ(dblattr(QNDA_MIPOBJVAL), 5.0);
+}
+
 TEST_F(LpSolve, ObjectiveConstantIsIncluded) {
   load_hand_model(1);
   int c = -1;

@@ -223,6 +223,7 @@ class HighsEngine final : public Engine {
     const int ncols = m.ncols, nrows = m.nrows;
     const bool mip = s.mip && m.has_integers();
     const bool qp = m.has_quadratic();
+    const double offset = m.obj_constant;
     HighsModel hm;
     move_into(m, hm, s.mip);
     apply_settings(h, s, mip, qp);
@@ -330,6 +331,16 @@ class HighsEngine final : public Engine {
       r.row_basis.resize(nrows);
       for (int j = 0; j < ncols; ++j) r.col_basis[j] = from_highs(b.col_status[j]);
       for (int i = 0; i < nrows; ++i) r.row_basis[i] = from_highs(b.row_status[i]);
+    }
+    if (st == HighsModelStatus::kModelEmpty) {
+      // Nothing to decide: the solution is empty and the objective its constant.
+      r.has_primal = r.has_dual = r.has_basis = true;
+      r.col_value.assign(ncols, 0.0);
+      r.row_activity.assign(nrows, 0.0);
+      r.col_dual.assign(ncols, 0.0);
+      r.row_dual.assign(nrows, 0.0);
+      r.objective = r.best_bound = offset;
+      r.rel_gap = 0.0;
     }
     if (mip && r.has_primal && r.mip_sols == 0) r.mip_sols = 1;
   }
