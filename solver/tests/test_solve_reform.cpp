@@ -1,6 +1,7 @@
 // Sets, indicator rows and partially integer columns, solved through their
 // reformulation into binaries and rows; results on the original model only.
 #include <cmath>
+#include <utility>
 
 #include "test_solve_helpers.h"
 
@@ -154,6 +155,14 @@ TEST_F(Reform, PartiallyIntegerColumn) {
   ASSERT_EQ(QNDAchgrhs(p, 1, &row, &rhs), 0);
   ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
   EXPECT_NEAR(mip_obj(), 4.5, 1e-9);
+  // A fractional threshold: integer below 2.5, continuous from 2.5 on.
+  lim = 2.5;
+  ASSERT_EQ(QNDAchgglblimit(p, 1, &c, &lim), 0);
+  for (auto rc : {std::pair<double, double>{2.45, 2.0}, {2.6, 2.6}, {2.5, 2.5}}) {
+    ASSERT_EQ(QNDAchgrhs(p, 1, &row, &rc.first), 0);
+    ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+    EXPECT_NEAR(mip_obj(), rc.second, 1e-9) << rc.first;
+  }
   double ub = 1e20;
   ASSERT_EQ(QNDAchgbounds(p, 1, &c, "U", &ub), 0);
   EXPECT_EQ(QNDAmipoptimize(p, ""), QNDA_ERR_UNSUPPORTED);

@@ -190,8 +190,9 @@ void reformulate_sets(const Model &model, FlatModel &m, Extension &ext) {
 }
 
 // A partially integer column x with threshold L: integer in [lb, L],
-// continuous in [L, ub].  x = y + w with y integer in [lb, L], w in
-// [0, ub - L], binary b: w <= (ub - L) b and y >= lb + (L - lb) b.
+// continuous in [L, ub].  With F = floor(L): x = y + w, y integer in
+// [lb, F], w in [0, ub - F], binary b: w <= (ub - F) b, y >= lb + (F - lb) b
+// and, for a fractional L, w >= (L - F) b.
 void reformulate_partial(const Model &model, FlatModel &m, Extension &ext, int j, double L) {
   const double lb = m.lb[j], ub = m.ub[j];
   if (L <= lb) return;  // continuous everywhere
@@ -221,6 +222,12 @@ void reformulate_partial(const Model &model, FlatModel &m, Extension &ext, int j
   r = ext.add_row(lb, kInf);
   ext.add_entry(r, y, 1.0);
   ext.add_entry(r, b, -(Li - lb));
+  if (L > Li) {
+    // A fractional threshold: the continuous part starts at L itself.
+    r = ext.add_row(0.0, kInf);
+    ext.add_entry(r, w, 1.0);
+    ext.add_entry(r, b, -(L - Li));
+  }
 }
 
 // Smallest and largest value of row i's linear part over the column bounds.
