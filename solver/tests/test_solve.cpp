@@ -146,6 +146,21 @@ TEST_F(LpSolve, EmptyProblemHasItsConstantAsObjective) {
   EXPECT_EQ(dblattr(QNDA_MIPOBJVAL), 5.0);
 }
 
+TEST_F(LpSolve, FailedSolveLeavesNoOldResults) {
+  load_hand_model(1);
+  ASSERT_EQ(QNDAlpoptimize(p, ""), 0);
+  ASSERT_EQ(intattr(QNDA_SOLSTATUS), 1);
+  EXPECT_EQ(QNDAlpoptimize(p, "z"), QNDA_ERR_ARGUMENT);  // flags are checked first
+  EXPECT_EQ(intattr(QNDA_SOLSTATUS), 1);
+  int c1 = 0, c2 = 0;
+  double q = -1;  // not convex: the solve fails after it began
+  ASSERT_EQ(QNDAchgmqobj(p, 1, &c1, &c2, &q), 0);
+  ASSERT_EQ(QNDAlpoptimize(p, ""), QNDA_ERR_UNSUPPORTED);
+  EXPECT_EQ(intattr(QNDA_SOLSTATUS), 0);
+  double x0;
+  EXPECT_EQ(QNDAgetlpsol(p, &x0, nullptr, nullptr, nullptr), QNDA_ERR_STATE);
+}
+
 TEST_F(LpSolve, ObjectiveConstantIsIncluded) {
   load_hand_model(1);
   int c = -1;

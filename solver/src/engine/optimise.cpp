@@ -269,6 +269,10 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const Model &model = prob.model;
   SolveState &st = prob.solve;
 
+  // A solve that fails leaves no results of an earlier one behind.
+  st.clear_results();
+  st.model_changed = false;
+
   std::unique_ptr<Engine> engine = make_engine(ctl.get_str(QNDA_SOLVERNAME));
   if (!engine)
     fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs)",
@@ -284,9 +288,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   if (fm.has_quadratic()) {
     Convexity cv = objective_convexity(fm);
     if (cv == Convexity::NotConvex) {
-      prob.solve.clear_results();
-      prob.solve.model_changed = false;
-      prob.solve.lp_status = QNDA_LP_NONCONVEX;
+      st.lp_status = QNDA_LP_NONCONVEX;
       fail(QNDA_ERR_UNSUPPORTED,
            "the quadratic objective is not %s; the %s engine solves convex QPs only",
            model.obj_sense() < 0 ? "concave (maximising)" : "convex (minimising)",
@@ -319,8 +321,6 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     }
   }
 
-  st.clear_results();
-  st.model_changed = false;
   st.was_mip = search;
 
   const int log_level = s.log_level;
