@@ -330,6 +330,61 @@ conv_elsize(int kind)
     return 0;
 }
 
+/* Fast path for one-dimensional NumPy arrays of numbers: the whole array
+ * is cast once instead of item by item.  Taken only where the item by item
+ * conversion would accept every element (integer kinds: arrays of the
+ * integer types the integer test accepts; reals: any non-complex numbers),
+ * so the result is the same.  1 when done, 0 when not applicable, -1 with
+ * an exception. */
+static int
+conv_from_ndarray(PyObject *obj, void *arr, Py_ssize_t len, int kind)
+{
+    PyArrayObject *a = (PyArrayObject *)obj, *c = NULL;
+    int t, ret = -1;
+    Py_ssize_t i;
+
+    if (!PyArray_Check(obj) || PyArray_NDIM(a) != 1 || PyArray_DIM(a, 0) != len)
+        return 0;
+    t = PyArray_TYPE(a);
+    if (kind == CONV_DOUBLE) {
+        if (!(PyTypeNum_ISBOOL(t) || PyTypeNum_ISINTEGER(t) || PyTypeNum_ISFLOAT(t)))
+            return 0;
+        c = (PyArrayObject *)PyArray_FROM_OTF(obj, NPY_DOUBLE,
+                                              NPY_ARRAY_IN_ARRAY | NPY_ARRAY_FORCECAST);
+        if (c == NULL)
+            return -1;
+        memcpy(arr, PyArray_DATA(c), (size_t)len * sizeof(double));
+        Py_DECREF(c);
+        return 1;
+    }
+    if (kind != CONV_ROW && kind != CONV_COL && kind != CONV_INT && kind != CONV_INT64)
+        return 0;
+    if (t != NPY_INT && t != NPY_LONG && t != NPY_LONGLONG)
+        return 0;
+    c = (PyArrayObject *)PyArray_FROM_OTF(obj, NPY_LONGLONG, NPY_ARRAY_IN_ARRAY);
+    if (c == NULL)
+        return -1;
+    {
+        const long long *v = (const long long *)PyArray_DATA(c);
+        if (kind == CONV_INT64) {
+            memcpy(arr, v, (size_t)len * sizeof(long long));
+        } else {
+            for (i = 0; i < len; i++) {
+                if (v[i] < INT32_MIN || v[i] > INT32_MAX) {
+                    PyErr_Format(PyExc_OverflowError,
+                                 "Index %lld does not fit in a 32-bit integer", v[i]);
+                    goto done;
+                }
+                ((int *)arr)[i] = (int)v[i];
+            }
+        }
+    }
+    ret = 1;
+done:
+    Py_DECREF(c);
+    return ret;
+}
+
 int
 conv_obj2arr(PyObject *prob, QNDAint64 *count, PyObject *obj, void **out, int kind)
 {
@@ -379,6 +434,13 @@ conv_obj2arr(PyObject *prob, QNDAint64 *count, PyObject *obj, void **out, int ki
             goto error;
         if (kind == CONV_STRING)
             memset(arr, 0, (size_t)len * elsize);
+        switch (conv_from_ndarray(obj, arr, len, kind)) {
+        case 1:
+            n = len;
+            goto out;
+        case -1:
+            goto error;
+        }
         for (i = 0; i < len; i++) {
             if (is_list || is_tuple) {
                 PyObject *b = is_list ? PyList_GET_ITEM(obj, i) : PyTuple_GET_ITEM(obj, i);
@@ -435,6 +497,7 @@ conv_obj2arr(PyObject *prob, QNDAint64 *count, PyObject *obj, void **out, int ki
         if (count != NULL)
             *count = n;
     }
+out:
     *out = arr;
     Py_DECREF(obj);
     return 0;

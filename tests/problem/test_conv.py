@@ -58,6 +58,28 @@ class TestShapes:
         assert n == len(out) and res == out
         assert [type(x) for x in res] == [type(x) for x in out]
 
+    @pytest.mark.parametrize("kind,dtype", [
+        (INT, np.int32), (INT, np.int64), (INT, np.longlong), (INT64, np.int64),
+        (INT64, np.int32), (COL, np.int64), (DBL, np.float64), (DBL, np.float32),
+        (DBL, np.int64), (DBL, np.int8), (DBL, np.uint16), (DBL, np.bool_), (DBL, np.float16)])
+    def test_arrays_convert_like_lists(self, m, kind, dtype):
+        a = np.array([3, 0, 1, 2], dtype=dtype)
+        assert m.rt(kind, a) == m.rt(kind, list(a))
+        strided = np.array([3, 1, 0, 1, 1, 1, 2, 1], dtype=dtype)[::2]
+        assert m.rt(kind, strided) == m.rt(kind, list(strided))
+
+    @pytest.mark.parametrize("kind,arr,exc", [
+        (INT, np.array([1, 2 ** 40]), OverflowError),
+        (INT, np.array([1, 2], dtype=np.int16), quenda.ModelError),
+        (INT, np.array([1.0, 2.0]), quenda.ModelError),
+        (INT, np.array([[1, 2]]), quenda.ModelError),
+    ])
+    def test_arrays_refused_like_lists(self, m, kind, arr, exc):
+        with pytest.raises(exc):
+            m.rt(kind, arr)
+        with pytest.raises(exc):
+            m.rt(kind, list(arr))
+
     def test_none_is_absent(self, m):
         assert m.rt(INT, None) == (-1, [])
         assert m.rt(INT, None, count=3) == (3, [])
