@@ -299,8 +299,8 @@ reg_check_problem(problem_s *p)
 #define REG_MAXBUSY 16
 static problem_s *reg_busy[REG_MAXBUSY];
 
-static int
-reg_enter(problem_s *p)
+int
+problem_registry_enter(problem_s *p)
 {
     int k, free_slot = -1;
     for (k = 0; k < REG_MAXBUSY; k++) {
@@ -318,8 +318,8 @@ reg_enter(problem_s *p)
     return 0;
 }
 
-static void
-reg_leave(problem_s *p)
+void
+problem_registry_leave(problem_s *p)
 {
     int k;
     for (k = 0; k < REG_MAXBUSY; k++)
@@ -1528,10 +1528,10 @@ reg_guarded(PyObject *self, PyObject *args, PyObject *kwargs, int kind,
 {
     problem_s *p = (problem_s *)self;
     PyObject *res;
-    if (reg_enter(p) != 0)
+    if (problem_registry_enter(p) != 0)
         return NULL;
     res = add != NULL ? add(self, args) : problem_delete_impl(self, args, kwargs, kind);
-    reg_leave(p);
+    problem_registry_leave(p);
     return res;
 }
 

@@ -23,6 +23,15 @@ void problem_maps_clear(problem_s *p);
 /* Replaces dst's maps by copies of src's.  0, or -1 with ModelError. */
 int problem_maps_copy(problem_s *dst, problem_s *src);
 
+/* Marks the problem's registry as being changed for the length of a call
+ * that may run Python code (a walk of a generator); a nested change of the
+ * same problem is refused.  enter: 0, or -1 with ModelError "Cannot change
+ * the problem while objects are being added to it or deleted from it";
+ * every successful enter needs its leave.  For read(), reset() and the like
+ * as well as the add and delete methods. */
+int problem_registry_enter(problem_s *p);
+void problem_registry_leave(problem_s *p);
+
 /* To be called by any code outside this file that changes a variable map
  * directly (reading a model file ...). */
 void problem_varmap_changed(void);
