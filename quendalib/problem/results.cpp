@@ -9,6 +9,10 @@
  * checked against the next position of the problem's list first, which
  * skips the map lookup.
  *
+ * An array holding exactly the problem's variables (or constraints) in
+ * solver order, the usual way a model built from arrays is read back, is
+ * answered by one library call straight into the result array.
+ *
  * Shapes: no argument gives a list of every value; one NumPy array gives
  * an array of floats of the same shape; one dict gives a dict with the
  * same keys; one other collection (list, tuple, sequence, iterator, nested
@@ -27,6 +31,8 @@
 
 #include "qnda.h"
 #include "qslp.h"
+
+#include <string.h>
 
 #define RESULTS_ATTR_ROWS 1124
 #define RESULTS_ATTR_COLS 1214
@@ -75,6 +81,13 @@ problem_item_index(problem_s *p, PyObject *item, int kind, Py_ssize_t count, Py_
     uint32_t id = 0;
     Py_ssize_t idx = -1;
 
+    /* The object expected next, found by its address alone: the item itself
+     * is not even read, which keeps long runs to sequential memory. */
+    if (hint >= 0 && hint < count && lst != NULL && hint < PyList_GET_SIZE(lst) &&
+        PyList_GET_ITEM(lst, hint) == item) {
+        *index = hint;
+        return 0;
+    }
     if (kind == RESULTS_COLUMNS && VAR_CHECK(item)) {
         map = p->varmap;
         id = VAR_ID(item);
@@ -116,10 +129,7 @@ problem_item_index(problem_s *p, PyObject *item, int kind, Py_ssize_t count, Py_
         return -1;
     }
 
-    if (hint >= 0 && lst != NULL && hint < PyList_GET_SIZE(lst) &&
-        PyList_GET_ITEM(lst, hint) == item)
-        idx = hint;
-    else if (results_map_get(map, id, &idx) != 0)
+    if (results_map_get(map, id, &idx) != 0)
         goto range;
     if (idx < 0 || idx >= count)
         goto range;
@@ -397,6 +407,36 @@ results_shape(valctx *c, PyObject *obj)
     return results_shape_flat(c, obj);
 }
 
+/* When arg is an object array holding exactly the problem's objects of the
+ * kind in solver order (the array the model was built from), the vector is
+ * read straight into a new array of its shape.  *res receives the array, or
+ * NULL when arg does not qualify.  0, or -1 with an exception. */
+static int
+results_direct_array(problem_s *p, PyObject *arg, int what, int kind, Py_ssize_t count,
+                     PyObject **res)
+{
+    PyArrayObject *arr = (PyArrayObject *)arg;
+    PyObject *lst = results_list(p, kind);
+    PyObject *out = NULL;
+
+    *res = NULL;
+    if (!is_ndarray(arg) || PyArray_TYPE(arr) != NPY_OBJECT || !PyArray_IS_C_CONTIGUOUS(arr) ||
+        lst == NULL || PyArray_SIZE(arr) != count || PyList_GET_SIZE(lst) != count ||
+        count == 0 ||
+        memcmp(PyArray_DATA(arr), ((PyListObject *)lst)->ob_item,
+               (size_t)count * sizeof(PyObject *)) != 0)
+        return 0;
+    out = PyArray_SimpleNew(PyArray_NDIM(arr), PyArray_DIMS(arr), NPY_DOUBLE);
+    if (out == NULL)
+        return -1;
+    if (results_read(p, what, (double *)PyArray_DATA((PyArrayObject *)out)) != 0) {
+        Py_DECREF(out);
+        return -1;
+    }
+    *res = out;
+    return 0;
+}
+
 static PyObject *
 results_all(const double *vals, Py_ssize_t count)
 {
@@ -431,6 +471,11 @@ problem_getResult(PyObject *self, PyObject *args, int what)
         goto done;
     }
     if (results_count(p, kind, &count) != 0)
+        goto done;
+    if (nargs == 1 &&
+        results_direct_array(p, PyTuple_GET_ITEM(args, 0), what, kind, count, &res) != 0)
+        goto done;
+    if (res != NULL)
         goto done;
     if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap,
                                          (size_t)(count > 0 ? count : 1) * sizeof(double),

@@ -68,6 +68,21 @@ class TestShapes:
         np.testing.assert_array_equal(p.getSolution(arr.T), [[1.0, 3.0], [2.0, 1.0]])
         np.testing.assert_array_equal(p.getSolution(np.array([2, 0])), [3.0, 1.0])
 
+    def test_array_of_every_object_in_order(self, solved):
+        # read straight into the result: must agree with the item-by-item path
+        p, x, c = solved
+        whole = np.array(x, dtype=object)
+        np.testing.assert_array_equal(p.getSolution(whole), [1.0, 2.0, 3.0])
+        np.testing.assert_array_equal(p.getSolution(whole[::-1]), [3.0, 2.0, 1.0])
+        np.testing.assert_array_equal(p.getDual(np.array(c, dtype=object)), [1.0, 2.0, 3.0])
+        np.testing.assert_array_equal(p.getSlack(np.array(c, dtype=object).reshape(3, 1)),
+                                      [[0.0], [0.0], [0.0]])
+        y = quenda.var(ub=4)
+        p.addVariable(y)
+        p.solve()
+        np.testing.assert_array_equal(p.getSolution(np.array(x + [y]).reshape(2, 2)),
+                                      [[1.0, 2.0], [3.0, 0.0]])
+
     def test_getIndex(self, solved):
         p, x, c = solved
         s = quenda.sos([x[0], x[1]], [1, 2])
