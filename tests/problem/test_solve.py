@@ -266,3 +266,38 @@ def test_no_leaks_in_build_solve_drop_loop():
     tracemalloc.stop()
     assert grown < 100_000
     assert sys.getrefcount(v) == base
+
+
+def test_other_threads_run_during_solve():
+    """The interpreter lock is released for the optimisation."""
+    import random
+    import threading
+
+    rng = random.Random(3)
+    p = quiet(quenda.problem())
+    x = [quenda.var(vartype=quenda.binary) for _ in range(40)]
+    dev = [quenda.var() for _ in range(10)]
+    p.addVariable(x, dev)
+    for i in range(5):   # market split rows: hard for branch and bound
+        a = [rng.randint(0, 99) for _ in x]
+        p.addConstraint(quenda.Sum(a[j] * x[j] for j in range(40)) + dev[2 * i] - dev[2 * i + 1]
+                        == sum(a) // 2)
+    p.setObjective(quenda.Sum(dev))
+    p.setControl("timelimit", 1.0)
+
+    ticks = [0]
+    stop = threading.Event()
+
+    def spin():
+        while not stop.is_set():
+            ticks[0] += 1
+
+    t = threading.Thread(target=spin)
+    t.start()
+    try:
+        p.solve()
+    finally:
+        stop.set()
+        t.join()
+    assert p.getAttrib("stopstatus") == quenda.stop_timelimit
+    assert ticks[0] > 100_000
