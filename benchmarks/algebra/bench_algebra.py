@@ -18,7 +18,8 @@ Times are per term (ns); the ratio column is time / quendalib's time, so a
 ratio above 1 means quendalib is faster.  The C++ line (map_limit.cpp,
 compiled here with g++ -O2) does the same coefficient-map insertions with
 no Python objects at all: the floor.  Peers that are not installed are
-skipped; Pyomo runs at a tenth of the sizes (it is per term anyway).
+skipped; python-mip, PuLP and Pyomo run at a tenth of the sizes (their
+full-size run takes many minutes; the times are per term anyway).
 """
 import argparse
 import gc
@@ -133,6 +134,7 @@ class Highspy:
 
 class PythonMIP:
     name = "python-mip"
+    scale = 0.1
 
     def __init__(self):
         import mip
@@ -155,6 +157,7 @@ class PythonMIP:
 
 class PuLP:
     name = "pulp"
+    scale = 0.1
 
     def __init__(self):
         import pulp
