@@ -7,7 +7,9 @@ import pytest
 
 import quendalib as quenda
 
-INSTANCES = os.environ.get("QUENDA_INSTANCES", "/work/shared/instances")
+INSTANCES = os.environ.get(
+    "QUENDA_INSTANCES",
+    os.path.join(os.path.dirname(__file__), "..", "..", "..", "shared", "instances"))
 AFIRO = os.path.join(os.path.dirname(__file__), "..", "..", "examples", "data", "afiro.mps")
 needs_instances = pytest.mark.skipif(not os.path.isdir(INSTANCES),
                                      reason="shared MPS instances not available")
