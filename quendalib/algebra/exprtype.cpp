@@ -227,8 +227,10 @@ general_neg(PyObject *obj)
     return general_copy(obj, -1.0);
 }
 
-PyObject *
-general_mul(PyObject *a, PyObject *b)
+/* Shared by general_mul and general_imul: only the richest two kinds can
+ * accumulate in place; the others always build a new object. */
+static PyObject *
+general_mul_impl(PyObject *a, PyObject *b, int inplace)
 {
     if (a == Py_None)
         return general_copy(b, 1.0);
@@ -239,8 +241,8 @@ general_mul(PyObject *a, PyObject *b)
     if (is_ndarray(a) || is_ndarray(b))
         return PyNumber_Multiply(a, b);
     switch (general_kind(a, b)) {
-    case EXPR_NONLINEAR: return nonlin_mul(a, b);
-    case EXPR_EXPRESSION: return expression_mul(a, b);
+    case EXPR_NONLINEAR: return inplace ? nonlin_imul(a, b) : nonlin_mul(a, b);
+    case EXPR_EXPRESSION: return inplace ? expression_imul(a, b) : expression_mul(a, b);
     case EXPR_QUADTERM: return quadterm_mul(a, b);
     case EXPR_LINTERM: return linterm_mul(a, b);
     case EXPR_VARIABLE: return var_mul(a, b);
@@ -250,25 +252,15 @@ general_mul(PyObject *a, PyObject *b)
 }
 
 PyObject *
+general_mul(PyObject *a, PyObject *b)
+{
+    return general_mul_impl(a, b, 0);
+}
+
+PyObject *
 general_imul(PyObject *a, PyObject *b)
 {
-    if (a == Py_None)
-        return general_copy(b, 1.0);
-    if (b == Py_None) {
-        Py_INCREF(a);
-        return a;
-    }
-    if (is_ndarray(a) || is_ndarray(b))
-        return PyNumber_Multiply(a, b);
-    switch (general_kind(a, b)) {
-    case EXPR_NONLINEAR: return nonlin_imul(a, b);
-    case EXPR_EXPRESSION: return expression_imul(a, b);
-    case EXPR_QUADTERM: return quadterm_mul(a, b);
-    case EXPR_LINTERM: return linterm_mul(a, b);
-    case EXPR_VARIABLE: return var_mul(a, b);
-    case EXPR_CONSTANT: return constant_mul(a, b);
-    default: return NULL;
-    }
+    return general_mul_impl(a, b, 1);
 }
 
 PyObject *
