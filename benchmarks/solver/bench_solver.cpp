@@ -145,7 +145,7 @@ void bench_load(int reps) {
 }  // namespace
 
 int main(int argc, char **argv) {
-  const std::string dir = argc > 1 ? argv[1] : "../shared/instances";
+  const std::string dir = argc > 1 ? argv[1] : "tests/data";
   const int reps = argc > 2 ? std::atoi(argv[2]) : 5;
   QNDAinit(nullptr);
   bench_solves(dir, reps);

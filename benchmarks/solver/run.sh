@@ -5,7 +5,7 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
 build=${1:-$root/build/dev}
-inst=${2:-$root/../shared/instances}
+inst=${2:-$root/tests/data}
 reps=${3:-5}
 highs=${QUENDA_HIGHS_ROOT:-$(bash "$root/scripts/build_highs.sh")}
 lib=$(ls -d "$build"/python | head -1)

@@ -7,12 +7,8 @@ import pytest
 
 import quendalib as quenda
 
-INSTANCES = os.environ.get(
-    "QUENDA_INSTANCES",
-    os.path.join(os.path.dirname(__file__), "..", "..", "..", "shared", "instances"))
-AFIRO = os.path.join(os.path.dirname(__file__), "..", "..", "examples", "data", "afiro.mps")
-needs_instances = pytest.mark.skipif(not os.path.isdir(INSTANCES),
-                                     reason="shared MPS instances not available")
+INSTANCES = os.path.join(os.path.dirname(__file__), "..", "data")
+AFIRO = os.path.join(INSTANCES, "afiro.mps")
 
 # (file, status string, objective or None)
 PUBLISHED = [
@@ -107,7 +103,6 @@ class TestRoundTrip:
         assert [v.name for v in q.getVariable()] == ["col_%03d" % i for i in range(300)]
         assert q.getVariable("col_299") is q.getVariable(299)
 
-    @needs_instances
     def test_semicontinuous_column(self):
         q = quiet(quenda.problem())
         q.read(os.path.join(INSTANCES, "semi-continuous.mps"))
@@ -121,7 +116,6 @@ class TestRoundTrip:
         assert q.getProbStatusString() == "mip_optimal"
 
 
-@needs_instances
 @pytest.mark.parametrize("name,status,objective", PUBLISHED)
 def test_shared_instances(name, status, objective):
     p = quiet(quenda.problem())
