@@ -10,7 +10,7 @@ HIGHS_ROOT = $(shell PYTHON=$(PY) bash scripts/build_highs.sh)
 # Suites that must hold under NumPy 1.x as well as 2.x.
 NP1_TESTS := tests/algebra
 
-.PHONY: all setup build example test test-cpp test-py test-np1 bench bench-setup clean
+.PHONY: all setup build example test test-cpp test-py test-np1 wheel-check bench bench-setup clean
 
 all: build
 
@@ -37,6 +37,10 @@ test-np1:
 	@if [ -d $(NP1_TESTS) ]; then \
 	  PYTHONPATH=$(BUILD_DIR)/python $(PY_NP1) -m pytest -q $(NP1_TESTS); \
 	else echo "no NumPy 1.x suite yet"; fi
+
+# The wheel a user builds, installed alone into a fresh environment.
+wheel-check: setup
+	QUENDA_HIGHS_ROOT=$(HIGHS_ROOT) PY=$(PY) bash scripts/wheel_check.sh
 
 # Benchmarks: the peers live in their own environment (.venv-bench).
 bench-setup:
