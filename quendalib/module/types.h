@@ -12,10 +12,10 @@ extern PyTypeObject quenda_constraintType; /* algebra/constraint.cpp "quenda.con
 extern PyTypeObject quenda_ctrlType;       /* problem/control.cpp    "quenda.control" */
 extern PyTypeObject quenda_attrType;       /* problem/attribute.cpp  "quenda.attribute" */
 extern PyTypeObject quenda_problemType;    /* problem/problem.cpp    "quenda.problem" */
-extern PyTypeObject quenda_branchobjType;  /* api/branchobj.cpp      "quenda.branchobj" */
-extern PyTypeObject quenda_poolcutType;    /* api/poolcut.cpp        "quenda.poolcut" */
-extern PyTypeObject quenda_objattrType;    /* api/qndaobject.cpp     "quenda.qndaobject" */
-extern PyTypeObject quenda_genericType;    /* api/generic.cpp        "quenda.generic" */
+extern PyTypeObject quenda_branchobjType;  /* api/handles.cpp        "quenda.branchobj" */
+extern PyTypeObject quenda_poolcutType;    /* api/handles.cpp        "quenda.poolcut" */
+extern PyTypeObject quenda_objattrType;    /* api/handles.cpp        "quenda.qndaobject" */
+extern PyTypeObject quenda_genericType;    /* api/handles.cpp        "quenda.generic" */
 extern PyTypeObject quenda_lintermType;    /* algebra/linterm.cpp    "quenda.linterm" */
 extern PyTypeObject quenda_quadtermType;   /* algebra/quadterm.cpp   "quenda.quadterm" */
 extern PyTypeObject quenda_nonlinType;     /* algebra/nonlinear.cpp  "quenda.nonlinear" */

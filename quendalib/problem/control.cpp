@@ -16,7 +16,7 @@
 #include "module/npy.h"
 #include "module/session.h"
 #include "module/types.h"
-#include "problem/problem.h"
+#include "problem/object.h"
 
 #include "qnda.h"
 #include "qslp.h"
@@ -676,6 +676,20 @@ problem_getAttrib(PyObject *self, PyObject *args)
     return res;
 }
 
+/* Checks every entry of a dict name -> value; 0, or -1 at the first bad
+ * one.  Callers check all before setting any, so a bad entry sets nothing. */
+static int
+ctrl_check_all(PyObject *pairs)
+{
+    PyObject *key, *value;
+    Py_ssize_t pos = 0;
+    while (PyDict_Next(pairs, &pos, &key, &value)) {
+        if (ctrl_check_named(key, value, NULL) != 0)
+            return -1;
+    }
+    return 0;
+}
+
 PyObject *
 problem_setControl(PyObject *self, PyObject *args)
 {
@@ -685,12 +699,8 @@ problem_setControl(PyObject *self, PyObject *args)
     pairs = ctrl_args_to_dict(args, "setControl");
     if (pairs == NULL)
         goto done;
-    /* All checks first: a bad entry sets nothing. */
-    while (PyDict_Next(pairs, &pos, &key, &value)) {
-        if (ctrl_check_named(key, value, NULL) != 0)
-            goto done;
-    }
-    pos = 0;
+    if (ctrl_check_all(pairs) != 0)
+        goto done;
     while (PyDict_Next(pairs, &pos, &key, &value)) {
         long id;
         int type, slp;
@@ -704,6 +714,68 @@ done:
     Py_XDECREF(pairs);
     setQndaErrIfNull(self, res);
     return res;
+}
+
+/* ------------------------------------------------------------------ */
+/* The module's default controls for new problems                        */
+
+/* setdefaultcontrol(name, value) or setdefaultcontrol({name: value, ...}):
+ * checked like problem.setControl, kept for problems created afterwards. */
+PyObject *
+quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    PyObject *pairs = NULL; /* owned dict name -> value */
+    PyObject *key, *value, *res = NULL;
+    Py_ssize_t pos = 0;
+
+    if (kwargs != NULL && PyDict_Size(kwargs) > 0) {
+        /* setdefaultcontrol(timelimit=10) is the same as the dict form. */
+        if (PyTuple_GET_SIZE(args) != 0) {
+            PyErr_SetString(quenda_ModelError, "setdefaultcontrol: arguments mismatch");
+            goto done;
+        }
+        pairs = PyDict_Copy(kwargs);
+    } else {
+        pairs = ctrl_args_to_dict(args, "setdefaultcontrol");
+    }
+    if (pairs == NULL)
+        goto done;
+
+    /* Check everything before storing anything, so a bad entry loses
+     * nothing of what was there. */
+    if (ctrl_check_all(pairs) != 0)
+        goto done;
+    quenda_env_busy = 1;
+    while (PyDict_Next(pairs, &pos, &key, &value)) {
+        PyObject *lname = ctrl_lower_name(key); /* new reference */
+        int rc;
+        if (lname == NULL) {
+            quenda_env_busy = 0;
+            goto done;
+        }
+        rc = PyDict_SetItem(qnda_py_env.ctrl_defaults, lname, value);
+        Py_DECREF(lname);
+        if (rc != 0) {
+            quenda_env_busy = 0;
+            goto done;
+        }
+    }
+    quenda_env_busy = 0;
+    res = Py_NewRef(Py_None);
+done:
+    Py_XDECREF(pairs);
+    setQndaErrIfNull(NULL, res);
+    return res;
+}
+
+PyObject *
+quendamod_setdefaults(PyObject *self, PyObject *noargs)
+{
+    quenda_env_busy = 1;
+    if (qnda_py_env.ctrl_defaults != NULL)
+        PyDict_Clear(qnda_py_env.ctrl_defaults);
+    quenda_env_busy = 0;
+    Py_RETURN_NONE;
 }
 
 /* ------------------------------------------------------------------ */

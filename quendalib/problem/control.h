@@ -57,6 +57,11 @@ int problem_setControl_single(PyObject *prob, long id, int type, int slp, PyObje
 /* Applies the module's user default controls to a new problem; 0 or -1. */
 int problem_apply_user_defaults(PyObject *prob);
 
+/* Module functions setdefaultcontrol and setdefaults.  New reference, or
+ * NULL with an exception set. */
+PyObject *quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs);
+PyObject *quendamod_setdefaults(PyObject *self, PyObject *noargs);
+
 /* Problem methods (METH_VARARGS). */
 PyObject *problem_setControl(PyObject *self, PyObject *args);
 PyObject *problem_getControl(PyObject *self, PyObject *args);

@@ -19,8 +19,8 @@
 #include "algebra/sos.h"
 #include "algebra/var.h"
 #include "module/session.h"
-#include "problem/problem.h"
-#include "problem/registry.h"
+#include "problem/maps.h"
+#include "problem/object.h"
 #include "problem/solve.h"
 
 #include "qnda.h"

@@ -7,11 +7,11 @@
  * quenda.free() closed and closes it again afterwards. */
 #include "problem/problem.h"
 
-#include "api/conv.h"
 #include "module/session.h"
 #include "module/types.h"
 #include "problem/attribute.h"
 #include "problem/control.h"
+#include "problem/conv.h"
 #include "problem/files.h"
 #include "problem/registry.h"
 #include "problem/results.h"
@@ -402,6 +402,35 @@ problem_type_prepare(void)
     }
     problem_methods[n] = PyMethodDef{NULL, NULL, 0, NULL};
     return 0;
+}
+
+/* The last error of a problem: the main library's, or the nonlinear
+ * library's when the main one recorded none. */
+static void
+problem_lasterror(PyObject *owner, int *code, char *msg, int maxbytes)
+{
+    problem_s *p = (problem_s *)owner;
+    if (p->prob != NULL)
+        QNDAgetlasterror(p->prob, code, msg, maxbytes, NULL);
+    msg[maxbytes - 1] = '\0';
+    if (msg[0] == '\0' && qnda_py_env.slp_state != 0 && p->slpprob != NULL) {
+        *code = 0;
+        QSLPgetlasterror(p->slpprob, code, msg, maxbytes, NULL);
+    }
+}
+
+static int
+problem_fill_descriptions(void)
+{
+    return ctrl_attr_fill_typeobj(1);
+}
+
+int
+problem_layer_init(void)
+{
+    quenda_session_open_hook = problem_fill_descriptions;
+    return quenda_add_error_source(&quenda_problemType, problem_lasterror,
+                                   "Unidentified error associated with optimization problem");
 }
 
 static PyMemberDef problem_members[] = {

@@ -13,7 +13,7 @@
 #include "algebra/exprtype.h"
 #include "module/npy.h"
 #include "module/session.h"
-#include "nonlinear/convert.h"
+#include "problem/split.h"
 
 #include "qnda.h"
 #include "qslp.h"

@@ -1,10 +1,10 @@
 /* Splitting of modelling expressions into constant, linear and quadratic
- * solver data (see convert.h).
+ * solver data (see split.h).
  *
  * The hot path is a row of a large model: an expression whose linear map is
  * read as one sorted array (linmap_data) and whose variables are looked up
  * once each in the problem's variable map; nothing is allocated per term. */
-#include "nonlinear/convert.h"
+#include "problem/split.h"
 
 #include "algebra/exprtype.h"
 #include "algebra/expression.h"

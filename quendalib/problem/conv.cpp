@@ -2,7 +2,7 @@
  * conv.h).  Every low-level wrapper is: parse, convert inputs, call the
  * library, convert outputs, free the temporaries; this file is the two
  * conversion steps. */
-#include "api/conv.h"
+#include "problem/conv.h"
 
 #include "algebra/constraint.h"
 #include "algebra/maps.h"
@@ -12,9 +12,9 @@
 #include "module/npy.h"
 #include "module/session.h"
 #include "module/types.h"
-#include "nonlinear/convert.h"
-#include "problem/problem.h"
-#include "problem/registry.h"
+#include "problem/maps.h"
+#include "problem/object.h"
+#include "problem/split.h"
 
 #include <math.h>
 #include <string.h>
