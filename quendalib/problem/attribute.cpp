@@ -3,7 +3,6 @@
 #include "problem/attribute.h"
 
 #include "module/session.h"
-#include "module/types.h"
 #include "problem/control.h"
 
 #include <stddef.h>
@@ -44,10 +43,7 @@ attr_dealloc(PyObject *self)
 static PyObject *
 attr_getattro(PyObject *self, PyObject *name)
 {
-    if (PyUnicode_Check(name) && PyUnicode_GET_LENGTH(name) > 2 &&
-        PyUnicode_READ_CHAR(name, 0) == '_' && PyUnicode_READ_CHAR(name, 1) == '_')
-        return PyObject_GenericGetAttr(self, name);
-    return ctrl_attr_get(self, name, 1);
+    return ctrl_attr_getattro(self, name, 1);
 }
 
 static int

@@ -13,34 +13,6 @@
 /* ------------------------------------------------------------------ */
 /* Small helpers                                                         */
 
-void
-reg_free(void *pp)
-{
-    qo_MemoryAllocator_Free_Untyped(qo_MemoryAllocator_DefaultHeap, (void **)pp);
-}
-
-int
-reg_realloc(void *pp, size_t bytes)
-{
-    void *q = *(void **)pp;
-    if (qo_MemoryAllocator_Realloc_Untyped(qo_MemoryAllocator_DefaultHeap, &q, bytes ? bytes : 1) !=
-            0 ||
-        q == NULL)
-        return -1;
-    *(void **)pp = q;
-    return 0;
-}
-
-int64_t
-reg_newcap(int64_t cap, int64_t need)
-{
-    if (cap < REG_INITCAP)
-        cap = REG_INITCAP;
-    while (cap < need)
-        cap *= 2;
-    return cap;
-}
-
 int
 names_reserve(reg_names *nm, size_t more)
 {
@@ -49,7 +21,7 @@ names_reserve(reg_names *nm, size_t more)
     size_t cap = nm->cap < REG_INITCAP ? REG_INITCAP : nm->cap;
     while (cap < nm->len + more)
         cap *= 2;
-    if (reg_realloc(&nm->buf, cap) != 0)
+    if (qarr_realloc(&nm->buf, cap) != 0)
         return -1;
     nm->cap = cap;
     return 0;
@@ -296,12 +268,12 @@ reg_batch_flush(reg_batch *b)
         PyObject *et, *ev, *tb;
         int *del = NULL;
         PyErr_Fetch(&et, &ev, &tb);
-        if (reg_realloc(&del, (size_t)n * sizeof(int)) == 0) {
+        if (qarr_realloc(&del, (size_t)n * sizeof(int)) == 0) {
             for (i = 0; i < n; i++)
                 del[i] = b->first + i;
             k->drop(p->prob, n, del);
         }
-        reg_free(&del);
+        qarr_free(&del);
         PyErr_Restore(et, ev, tb);
     }
     reg_rollback(reg_list(b), *(void **)((char *)p + k->map_offset), b->list0, k->idof);
@@ -329,7 +301,7 @@ reg_batch_release(reg_batch *b)
 {
     if (b->kind != NULL)
         b->kind->release(b);
-    reg_free(&b->names.buf);
+    qarr_free(&b->names.buf);
 }
 
 PyObject *

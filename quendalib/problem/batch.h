@@ -24,6 +24,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "problem/alloc.h"
 #include "problem/maps.h"
 #include "problem/object.h"
 
@@ -35,12 +36,6 @@
 
 /* ------------------------------------------------------------------ */
 /* Small helpers                                                         */
-
-void reg_free(void *pp);
-/* Resizes *pp to bytes; 0, or -1 leaving *pp untouched.  No exception. */
-int reg_realloc(void *pp, size_t bytes);
-/* New capacity >= need: at least REG_INITCAP, doubling. */
-int64_t reg_newcap(int64_t cap, int64_t need);
 
 /* A growable packed names buffer (each name ends with a zero byte). */
 typedef struct {

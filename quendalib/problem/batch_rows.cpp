@@ -12,7 +12,6 @@
 #include "algebra/var.h"
 #include "module/npy.h"
 #include "module/session.h"
-#include "module/types.h"
 #include "problem/split.h"
 
 #include <stddef.h>
@@ -43,13 +42,13 @@ static void
 rowbatch_release(reg_batch *rb)
 {
     rowbatch *b = (rowbatch *)rb;
-    reg_free(&b->start);
-    reg_free(&b->qstart);
-    reg_free(&b->type);
-    reg_free(&b->rhs);
-    reg_free(&b->range);
-    reg_free(&b->indcol);
-    reg_free(&b->indcomp);
+    qarr_free(&b->start);
+    qarr_free(&b->qstart);
+    qarr_free(&b->type);
+    qarr_free(&b->rhs);
+    qarr_free(&b->range);
+    qarr_free(&b->indcol);
+    qarr_free(&b->indcomp);
     lqsplit_free(&b->t);
 }
 
@@ -67,14 +66,14 @@ static int
 rowbatch_reserve(rowbatch *b, int64_t nl, int64_t nq, size_t namelen)
 {
     if (b->n + 1 > b->cap || b->start == NULL) {
-        int64_t cap = reg_newcap(b->cap, b->n + 1);
-        if (reg_realloc(&b->start, (cap + 1) * sizeof(QNDAint64)) != 0 ||
-            reg_realloc(&b->qstart, (cap + 1) * sizeof(QNDAint64)) != 0 ||
-            reg_realloc(&b->type, cap) != 0 || reg_realloc(&b->rhs, cap * sizeof(double)) != 0 ||
-            reg_realloc(&b->range, cap * sizeof(double)) != 0)
+        int64_t cap = qarr_newcap(b->cap, b->n + 1, REG_INITCAP);
+        if (qarr_realloc(&b->start, (cap + 1) * sizeof(QNDAint64)) != 0 ||
+            qarr_realloc(&b->qstart, (cap + 1) * sizeof(QNDAint64)) != 0 ||
+            qarr_realloc(&b->type, cap) != 0 || qarr_realloc(&b->rhs, cap * sizeof(double)) != 0 ||
+            qarr_realloc(&b->range, cap * sizeof(double)) != 0)
             return -1;
-        if (b->indicators && (reg_realloc(&b->indcol, cap * sizeof(int)) != 0 ||
-                              reg_realloc(&b->indcomp, cap * sizeof(int)) != 0))
+        if (b->indicators && (qarr_realloc(&b->indcol, cap * sizeof(int)) != 0 ||
+                              qarr_realloc(&b->indcomp, cap * sizeof(int)) != 0))
             return -1;
         if (b->cap == 0) {
             b->start[0] = 0;
@@ -111,7 +110,7 @@ rowbatch_send(reg_batch *rb, int *added)
         }
     }
     if (b->indicators) {
-        if (reg_realloc(&rows, (size_t)n * sizeof(int)) != 0) {
+        if (qarr_realloc(&rows, (size_t)n * sizeof(int)) != 0) {
             PyErr_NoMemory();
             goto done;
         }
@@ -122,7 +121,7 @@ rowbatch_send(reg_batch *rb, int *added)
     }
     ret = 0;
 done:
-    reg_free(&rows);
+    qarr_free(&rows);
     return ret;
 }
 

@@ -5,7 +5,6 @@
 #include "algebra/sos.h"
 #include "algebra/var.h"
 #include "module/session.h"
-#include "module/types.h"
 
 #include <stddef.h>
 #include <string.h>
@@ -23,10 +22,10 @@ static void
 sosbatch_release(reg_batch *rb)
 {
     sosbatch *b = (sosbatch *)rb;
-    reg_free(&b->type);
-    reg_free(&b->start);
-    reg_free(&b->col);
-    reg_free(&b->ref);
+    qarr_free(&b->type);
+    qarr_free(&b->start);
+    qarr_free(&b->col);
+    qarr_free(&b->ref);
 }
 
 static void
@@ -39,18 +38,18 @@ static int
 sosbatch_reserve(sosbatch *b, int64_t nel, size_t namelen)
 {
     if (b->n + 1 > b->cap || b->start == NULL) {
-        int64_t cap = reg_newcap(b->cap, b->n + 1);
-        if (reg_realloc(&b->type, cap) != 0 ||
-            reg_realloc(&b->start, (cap + 1) * sizeof(QNDAint64)) != 0)
+        int64_t cap = qarr_newcap(b->cap, b->n + 1, REG_INITCAP);
+        if (qarr_realloc(&b->type, cap) != 0 ||
+            qarr_realloc(&b->start, (cap + 1) * sizeof(QNDAint64)) != 0)
             return -1;
         if (b->cap == 0)
             b->start[0] = 0;
         b->cap = cap;
     }
     if (b->nel + nel > b->elcap || b->col == NULL) {
-        int64_t cap = reg_newcap(b->elcap, b->nel + nel);
-        if (reg_realloc(&b->col, cap * sizeof(int)) != 0 ||
-            reg_realloc(&b->ref, cap * sizeof(double)) != 0)
+        int64_t cap = qarr_newcap(b->elcap, b->nel + nel, REG_INITCAP);
+        if (qarr_realloc(&b->col, cap * sizeof(int)) != 0 ||
+            qarr_realloc(&b->ref, cap * sizeof(double)) != 0)
             return -1;
         b->elcap = cap;
     }

@@ -3,7 +3,6 @@
 
 #include "algebra/var.h"
 #include "module/session.h"
-#include "module/types.h"
 
 #include <stddef.h>
 
@@ -20,11 +19,11 @@ static void
 colbatch_release(reg_batch *rb)
 {
     colbatch *b = (colbatch *)rb;
-    reg_free(&b->lb);
-    reg_free(&b->ub);
-    reg_free(&b->type);
-    reg_free(&b->thrcol);
-    reg_free(&b->thr);
+    qarr_free(&b->lb);
+    qarr_free(&b->ub);
+    qarr_free(&b->type);
+    qarr_free(&b->thrcol);
+    qarr_free(&b->thr);
 }
 
 static void
@@ -38,11 +37,11 @@ colbatch_reserve(colbatch *b)
 {
     if (b->n < b->cap)
         return 0;
-    int64_t cap = reg_newcap(b->cap, b->n + 1);
-    if (reg_realloc(&b->lb, cap * sizeof(double)) != 0 ||
-        reg_realloc(&b->ub, cap * sizeof(double)) != 0 || reg_realloc(&b->type, cap) != 0 ||
-        reg_realloc(&b->thrcol, cap * sizeof(int)) != 0 ||
-        reg_realloc(&b->thr, cap * sizeof(double)) != 0) {
+    int64_t cap = qarr_newcap(b->cap, b->n + 1, REG_INITCAP);
+    if (qarr_realloc(&b->lb, cap * sizeof(double)) != 0 ||
+        qarr_realloc(&b->ub, cap * sizeof(double)) != 0 || qarr_realloc(&b->type, cap) != 0 ||
+        qarr_realloc(&b->thrcol, cap * sizeof(int)) != 0 ||
+        qarr_realloc(&b->thr, cap * sizeof(double)) != 0) {
         PyErr_NoMemory();
         return -1;
     }
@@ -140,8 +139,8 @@ colbatch_send(reg_batch *rb, int *added)
     for (i = 0; i < n; i++)
         nt += b->type[i] != 'C';
     if (nt > 0) {
-        if (reg_realloc(&idx, (size_t)nt * sizeof(int)) != 0 ||
-            reg_realloc(&types, (size_t)nt) != 0) {
+        if (qarr_realloc(&idx, (size_t)nt * sizeof(int)) != 0 ||
+            qarr_realloc(&types, (size_t)nt) != 0) {
             PyErr_NoMemory();
             goto done;
         }
@@ -161,8 +160,8 @@ colbatch_send(reg_batch *rb, int *added)
         goto done;
     ret = 0;
 done:
-    reg_free(&idx);
-    reg_free(&types);
+    qarr_free(&idx);
+    qarr_free(&types);
     return ret;
 }
 

@@ -15,7 +15,6 @@
 
 #include "module/npy.h"
 #include "module/session.h"
-#include "module/types.h"
 #include "problem/object.h"
 
 #include "qnda.h"
@@ -826,13 +825,19 @@ ctrl_dealloc(PyObject *self)
     Py_TYPE(self)->tp_free(self);
 }
 
-static PyObject *
-ctrl_getattro(PyObject *self, PyObject *name)
+PyObject *
+ctrl_attr_getattro(PyObject *self, PyObject *name, int is_attr)
 {
     if (PyUnicode_Check(name) && PyUnicode_GET_LENGTH(name) > 2 &&
         PyUnicode_READ_CHAR(name, 0) == '_' && PyUnicode_READ_CHAR(name, 1) == '_')
         return PyObject_GenericGetAttr(self, name);
-    return ctrl_attr_get(self, name, 0);
+    return ctrl_attr_get(self, name, is_attr);
+}
+
+static PyObject *
+ctrl_getattro(PyObject *self, PyObject *name)
+{
+    return ctrl_attr_getattro(self, name, 0);
 }
 
 static int

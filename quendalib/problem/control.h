@@ -37,6 +37,9 @@ PyObject *ctrl_copy(PyObject *ctrl, PyObject *prob);
 /* Value of a control (is_attr 0) or attribute (1) by name for a control or
  * attribute object.  New reference, or NULL with an exception set. */
 PyObject *ctrl_attr_get(PyObject *self, PyObject *name, int is_attr);
+/* tp_getattro of the control and attribute types: dunder names the usual
+ * way, any other name as ctrl_attr_get. */
+PyObject *ctrl_attr_getattro(PyObject *self, PyObject *name, int is_attr);
 /* Dict of every name and its current value.  New reference. */
 PyObject *getAllCtrlAttr(PyObject *self, int is_attr);
 

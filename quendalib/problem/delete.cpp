@@ -8,7 +8,6 @@
 #include "algebra/sos.h"
 #include "algebra/var.h"
 #include "module/session.h"
-#include "module/types.h"
 #include "problem/conv.h"
 
 #include <stdlib.h>
@@ -32,7 +31,7 @@ del_indices_from(problem_s *p, PyObject *index, int kind, int **idx, QNDAint64 *
     /* A name is one item, not a sequence of one-letter names. */
     if (conv_is_integer(index) || PyObject_TypeCheck(index, type) || PyUnicode_Check(index) ||
         PyBytes_Check(index)) {
-        if (reg_realloc(idx, sizeof(int)) != 0) {
+        if (qarr_realloc(idx, sizeof(int)) != 0) {
             PyErr_NoMemory();
             return -1;
         }
@@ -52,7 +51,7 @@ del_indices_from(problem_s *p, PyObject *index, int kind, int **idx, QNDAint64 *
             return -1;
         }
         len = PySequence_Fast_GET_SIZE(fast);
-        if (reg_realloc(idx, (size_t)len * sizeof(int)) != 0) {
+        if (qarr_realloc(idx, (size_t)len * sizeof(int)) != 0) {
             Py_DECREF(fast);
             PyErr_NoMemory();
             return -1;
@@ -118,7 +117,7 @@ problem_delete_impl(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
             goto done;
         }
         n = last - first + 1;
-        if (reg_realloc(&idx, (size_t)n * sizeof(int)) != 0) {
+        if (qarr_realloc(&idx, (size_t)n * sizeof(int)) != 0) {
             PyErr_NoMemory();
             goto done;
         }
@@ -151,7 +150,7 @@ problem_delete_impl(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
         goto done;
 
     /* shift[j]: how many deleted indices lie below j, -1 for a deleted j. */
-    if (reg_realloc(&shift, (size_t)(count > 0 ? count : 1) * sizeof(int)) != 0) {
+    if (qarr_realloc(&shift, (size_t)(count > 0 ? count : 1) * sizeof(int)) != 0) {
         PyErr_NoMemory();
         goto done;
     }
@@ -198,8 +197,8 @@ problem_delete_impl(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
 done:
     Py_XDECREF(survivors);
     rowcolmap_free(&newmap);
-    reg_free(&idx);
-    reg_free(&shift);
+    qarr_free(&idx);
+    qarr_free(&shift);
     setQndaErrIfNull(self, res);
     return res;
 }

@@ -80,6 +80,23 @@ problem_maps_copy(problem_s *dst, problem_s *src)
     return 0;
 }
 
+int
+problem_registry_empty(problem_s *p)
+{
+    Py_XSETREF(p->vars, PyList_New(0));
+    Py_XSETREF(p->cons, PyList_New(0));
+    Py_XSETREF(p->sos, PyList_New(0));
+    if (p->vars == NULL || p->cons == NULL || p->sos == NULL) {
+        PyErr_Clear();
+        PyErr_SetString(quenda_ModelError, "Could not create problem maps");
+        return -1;
+    }
+    if (problem_maps_ensure(p) != 0)
+        return -1;
+    problem_maps_clear(p);
+    return 0;
+}
+
 static int
 reg_index(void *map, uint32_t id, int *index)
 {

@@ -17,6 +17,10 @@ int problem_maps_ensure(problem_s *p);
 void problem_maps_free(problem_s *p);
 /* Empties the maps (for reset). */
 void problem_maps_clear(problem_s *p);
+/* Fresh empty lists and emptied maps in place of the registry (new
+ * problem, reset, reading a file).  0, or -1 with ModelError "Could not
+ * create problem maps". */
+int problem_registry_empty(problem_s *p);
 /* Replaces dst's maps by copies of src's.  0, or -1 with ModelError. */
 int problem_maps_copy(problem_s *dst, problem_s *src);
 

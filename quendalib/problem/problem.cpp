@@ -8,7 +8,6 @@
 #include "problem/problem.h"
 
 #include "module/session.h"
-#include "module/types.h"
 #include "problem/attribute.h"
 #include "problem/control.h"
 #include "problem/conv.h"
@@ -49,28 +48,13 @@ problem_alloc(void)
     return (PyObject *)p;
 }
 
-/* Fresh empty lists for the registry; 0, or -1 with ModelError. */
-static int
-problem_new_lists(problem_s *p)
-{
-    Py_XSETREF(p->vars, PyList_New(0));
-    Py_XSETREF(p->cons, PyList_New(0));
-    Py_XSETREF(p->sos, PyList_New(0));
-    if (p->vars == NULL || p->cons == NULL || p->sos == NULL) {
-        PyErr_Clear();
-        PyErr_SetString(quenda_ModelError, "Could not create problem maps");
-        return -1;
-    }
-    return 0;
-}
-
 PyObject *
 problem_new(void)
 {
     problem_s *p = (problem_s *)problem_alloc();
     if (p == NULL)
         return NULL;
-    if (problem_new_lists(p) != 0 || problem_maps_ensure(p) != 0)
+    if (problem_registry_empty(p) != 0)
         goto error;
     p->ctrl = ctrl_base((PyObject *)p);
     if (p->ctrl == NULL)
@@ -152,7 +136,7 @@ problem_init(PyObject *self, PyObject *args, PyObject *kwargs)
         PyErr_SetString(quenda_ModelError, "Problem already initialized");
         return -1;
     }
-    if (problem_new_lists(p) != 0 || problem_maps_ensure(p) != 0)
+    if (problem_registry_empty(p) != 0)
         return -1;
     if (turnQNDAon(0) != 0)
         return -1;
@@ -331,9 +315,8 @@ problem_reset(PyObject *self, PyObject *noargs)
     problem_s *p = (problem_s *)self;
     PyObject *res = NULL;
 
-    if (problem_new_lists(p) != 0 || problem_maps_ensure(p) != 0)
+    if (problem_registry_empty(p) != 0)
         goto done;
-    problem_maps_clear(p);
     if (p->prob == NULL) {
         if (problem_apply_user_defaults(self) != 0)
             goto done;

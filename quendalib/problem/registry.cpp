@@ -21,65 +21,37 @@ reg_guarded(PyObject *self, PyObject *args, PyObject *kwargs, int kind,
     return res;
 }
 
+template <PyObject *(*ADD)(PyObject *, PyObject *)>
 static PyObject *
-problem_addVariable(PyObject *self, PyObject *args)
+reg_add(PyObject *self, PyObject *args)
 {
-    return reg_guarded(self, args, NULL, 0, problem_addVariable_impl);
+    return reg_guarded(self, args, NULL, 0, ADD);
 }
 
+template <int KIND>
 static PyObject *
-problem_addConstraint(PyObject *self, PyObject *args)
+reg_del(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return reg_guarded(self, args, NULL, 0, problem_addConstraint_impl);
-}
-
-static PyObject *
-problem_addIndicator(PyObject *self, PyObject *args)
-{
-    return reg_guarded(self, args, NULL, 0, problem_addIndicator_impl);
-}
-
-static PyObject *
-problem_addSOS(PyObject *self, PyObject *args)
-{
-    return reg_guarded(self, args, NULL, 0, problem_addSOS_impl);
-}
-
-static PyObject *
-problem_delVariable(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    return reg_guarded(self, args, kwargs, DEL_COLS, NULL);
-}
-
-static PyObject *
-problem_delConstraint(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    return reg_guarded(self, args, kwargs, DEL_ROWS, NULL);
-}
-
-static PyObject *
-problem_delSOS(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    return reg_guarded(self, args, kwargs, DEL_SETS, NULL);
+    return reg_guarded(self, args, kwargs, KIND, NULL);
 }
 
 #define REG_KW(f) ((PyCFunction)(void (*)(void))(f))
 
 PyMethodDef problem_registry_methods[] = {
-    {"addVariable", problem_addVariable, METH_VARARGS,
+    {"addVariable", reg_add<problem_addVariable_impl>, METH_VARARGS,
      "addVariable(*vars): add variables (or any nesting of collections of them) as columns"},
-    {"addConstraint", problem_addConstraint, METH_VARARGS,
+    {"addConstraint", reg_add<problem_addConstraint_impl>, METH_VARARGS,
      "addConstraint(*cons): add constraints (or any nesting of collections of them) as rows"},
-    {"addSOS", problem_addSOS, METH_VARARGS,
+    {"addSOS", reg_add<problem_addSOS_impl>, METH_VARARGS,
      "addSOS(*sets): add special ordered sets (or collections of them)"},
-    {"addIndicator", problem_addIndicator, METH_VARARGS,
+    {"addIndicator", reg_add<problem_addIndicator_impl>, METH_VARARGS,
      "addIndicator(cond, con, ...): con must hold when cond (var == 0 or var == 1, var binary) "
      "holds; cond and con may also be equal-length lists or arrays"},
-    {"delVariable", REG_KW(problem_delVariable), METH_VARARGS | METH_KEYWORDS,
+    {"delVariable", REG_KW(reg_del<DEL_COLS>), METH_VARARGS | METH_KEYWORDS,
      "delVariable(index=None, first=-1, last=-1): delete variables by index, object, list or "
      "range"},
-    {"delConstraint", REG_KW(problem_delConstraint), METH_VARARGS | METH_KEYWORDS,
+    {"delConstraint", REG_KW(reg_del<DEL_ROWS>), METH_VARARGS | METH_KEYWORDS,
      "delConstraint(index=None, first=-1, last=-1): delete constraints"},
-    {"delSOS", REG_KW(problem_delSOS), METH_VARARGS | METH_KEYWORDS,
+    {"delSOS", REG_KW(reg_del<DEL_SETS>), METH_VARARGS | METH_KEYWORDS,
      "delSOS(index=None, first=-1, last=-1): delete special ordered sets"},
     {NULL, NULL, 0, NULL}};

@@ -13,6 +13,7 @@
 #include "algebra/exprtype.h"
 #include "module/npy.h"
 #include "module/session.h"
+#include "problem/alloc.h"
 #include "problem/split.h"
 
 #include "qnda.h"
@@ -95,19 +96,6 @@ objparts_free(objparts *o)
     lqsplit_free(&o->split);
 }
 
-static void *
-obj_alloc(size_t bytes)
-{
-    void *res = NULL;
-    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap, bytes ? bytes : 1,
-                                         &res) != 0 ||
-        res == NULL) {
-        PyErr_NoMemory();
-        return NULL;
-    }
-    return res;
-}
-
 /* Splits obj into *o over ncols columns.  0, or -1 with an exception set. */
 static int
 problem_obj_split(problem_s *p, PyObject *obj, int ncols, objparts *o)
@@ -116,8 +104,8 @@ problem_obj_split(problem_s *p, PyObject *obj, int ncols, objparts *o)
 
     if (splitExpr((PyObject *)p, obj, 1.0, &o->split, NULL) != 0)
         return -1;
-    o->obj = (double *)obj_alloc(((size_t)ncols + 1) * sizeof(double));
-    o->objind = (int *)obj_alloc(((size_t)ncols + 1) * sizeof(int));
+    o->obj = (double *)qarr_alloc(((size_t)ncols + 1) * sizeof(double));
+    o->objind = (int *)qarr_alloc(((size_t)ncols + 1) * sizeof(int));
     if (o->obj == NULL || o->objind == NULL)
         return -1;
     for (k = 0; k < ncols; k++) {
@@ -147,10 +135,10 @@ problem_clear_qobj(problem_s *p, int ncols)
         goto error;
     if (nq == 0)
         return 0;
-    start = (QNDAint64 *)obj_alloc(((size_t)ncols + 1) * sizeof(QNDAint64));
-    col1 = (int *)obj_alloc((size_t)nq * sizeof(int));
-    col2 = (int *)obj_alloc((size_t)nq * sizeof(int));
-    coef = (double *)obj_alloc((size_t)nq * sizeof(double));
+    start = (QNDAint64 *)qarr_alloc(((size_t)ncols + 1) * sizeof(QNDAint64));
+    col1 = (int *)qarr_alloc((size_t)nq * sizeof(int));
+    col2 = (int *)qarr_alloc((size_t)nq * sizeof(int));
+    coef = (double *)qarr_alloc((size_t)nq * sizeof(double));
     if (start == NULL || col1 == NULL || col2 == NULL || coef == NULL)
         goto done;
     if (QNDAgetmqobj64(p->prob, start, col2, coef, nq, &nq, 0, ncols - 1) != 0)
