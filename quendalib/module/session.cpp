@@ -104,39 +104,34 @@ quendamod_free(PyObject *self, PyObject *noargs)
     return res;
 }
 
+/* A string the library writes into a buffer of maxlen + 1 bytes, read in an
+ * open session.  New reference, or NULL with an exception set. */
+static PyObject *
+session_string(int (*get)(char *), int maxlen)
+{
+    char buf[QNDA_MAXBANNERLENGTH > QNDA_MAXVERSIONLENGTH ? QNDA_MAXBANNERLENGTH + 1
+                                                          : QNDA_MAXVERSIONLENGTH + 1] = {0};
+    PyObject *res = NULL;
+
+    if (turnQNDAon(0) == 0 && get(buf) == 0) {
+        buf[maxlen] = '\0';
+        res = PyUnicode_FromString(buf);
+    }
+    setQndaErrIfNull(NULL, res);
+    return res;
+}
+
 /* Arguments are accepted and ignored. */
 PyObject *
 quendamod_getbanner(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    char banner[QNDA_MAXBANNERLENGTH + 1] = {0};
-    PyObject *res = NULL;
-
-    if (turnQNDAon(0) != 0)
-        goto done;
-    if (QNDAgetbanner(banner) != 0)
-        goto done;
-    banner[QNDA_MAXBANNERLENGTH] = '\0';
-    res = PyUnicode_FromString(banner);
-done:
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return session_string(QNDAgetbanner, QNDA_MAXBANNERLENGTH);
 }
 
 PyObject *
 quendamod_getversion(PyObject *self, PyObject *noargs)
 {
-    char version[QNDA_MAXVERSIONLENGTH + 1] = {0};
-    PyObject *res = NULL;
-
-    if (turnQNDAon(0) != 0)
-        goto done;
-    if (QNDAgetversion(version) != 0)
-        goto done;
-    version[QNDA_MAXVERSIONLENGTH] = '\0';
-    res = PyUnicode_FromString(version);
-done:
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return session_string(QNDAgetversion, QNDA_MAXVERSIONLENGTH);
 }
 
 PyObject *

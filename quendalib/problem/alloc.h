@@ -51,3 +51,11 @@ qarr_newcap(int64_t cap, int64_t need, int64_t initcap)
         cap *= 2;
     return cap;
 }
+
+/* qarr_free of each of several arrays. */
+template <typename... T>
+static inline void
+qarr_free_all(T *...pp)
+{
+    (qarr_free(pp), ...);
+}

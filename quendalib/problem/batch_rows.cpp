@@ -42,13 +42,7 @@ static void
 rowbatch_release(reg_batch *rb)
 {
     rowbatch *b = (rowbatch *)rb;
-    qarr_free(&b->start);
-    qarr_free(&b->qstart);
-    qarr_free(&b->type);
-    qarr_free(&b->rhs);
-    qarr_free(&b->range);
-    qarr_free(&b->indcol);
-    qarr_free(&b->indcomp);
+    qarr_free_all(&b->start, &b->qstart, &b->type, &b->rhs, &b->range, &b->indcol, &b->indcomp);
     lqsplit_free(&b->t);
 }
 

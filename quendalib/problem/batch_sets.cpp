@@ -22,10 +22,7 @@ static void
 sosbatch_release(reg_batch *rb)
 {
     sosbatch *b = (sosbatch *)rb;
-    qarr_free(&b->type);
-    qarr_free(&b->start);
-    qarr_free(&b->col);
-    qarr_free(&b->ref);
+    qarr_free_all(&b->type, &b->start, &b->col, &b->ref);
 }
 
 static void

@@ -19,11 +19,7 @@ static void
 colbatch_release(reg_batch *rb)
 {
     colbatch *b = (colbatch *)rb;
-    qarr_free(&b->lb);
-    qarr_free(&b->ub);
-    qarr_free(&b->type);
-    qarr_free(&b->thrcol);
-    qarr_free(&b->thr);
+    qarr_free_all(&b->lb, &b->ub, &b->type, &b->thrcol, &b->thr);
 }
 
 static void

@@ -100,6 +100,29 @@ files_vartype(char c)
     }
 }
 
+typedef int (*files_dblget)(QNDAprob, double *, int, int);
+typedef int (*files_chrget)(QNDAprob, char *, int, int);
+
+/* Two double arrays and a char array of n entries, read over 0..n-1 by
+ * the three getters.  0, or -1 with an exception set; the caller frees the
+ * arrays either way. */
+static int
+files_fetch(problem_s *p, int n, double **a, files_dblget geta, double **b, files_dblget getb,
+            char **t, files_chrget gett)
+{
+    *a = (double *)qarr_alloc((size_t)n * sizeof(double));
+    *b = (double *)qarr_alloc((size_t)n * sizeof(double));
+    *t = (char *)qarr_alloc((size_t)n);
+    if (*a == NULL || *b == NULL || *t == NULL)
+        return -1;
+    if (geta(p->prob, *a, 0, n - 1) != 0 || getb(p->prob, *b, 0, n - 1) != 0 ||
+        gett(p->prob, *t, 0, n - 1) != 0) {
+        setQndaErrIfNull((PyObject *)p, NULL);
+        return -1;
+    }
+    return 0;
+}
+
 static int
 files_read_columns(problem_s *p, namechunk *nc, int n)
 {
@@ -109,16 +132,8 @@ files_read_columns(problem_s *p, namechunk *nc, int n)
 
     if (n == 0)
         return 0;
-    lb = (double *)qarr_alloc((size_t)n * sizeof(double));
-    ub = (double *)qarr_alloc((size_t)n * sizeof(double));
-    type = (char *)qarr_alloc((size_t)n);
-    if (lb == NULL || ub == NULL || type == NULL)
+    if (files_fetch(p, n, &lb, QNDAgetlb, &ub, QNDAgetub, &type, QNDAgetcoltype) != 0)
         goto done;
-    if (QNDAgetlb(p->prob, lb, 0, n - 1) != 0 || QNDAgetub(p->prob, ub, 0, n - 1) != 0 ||
-        QNDAgetcoltype(p->prob, type, 0, n - 1) != 0) {
-        setQndaErrIfNull((PyObject *)p, NULL);
-        goto done;
-    }
     for (i = 0; i < n; i++) {
         var_object *v;
         PyObject *name = files_name(p, nc, QNDA_NAMES_COLUMNS, i, n);
@@ -141,9 +156,7 @@ files_read_columns(problem_s *p, namechunk *nc, int n)
     }
     ret = 0;
 done:
-    qarr_free(&lb);
-    qarr_free(&ub);
-    qarr_free(&type);
+    qarr_free_all(&lb, &ub, &type);
     return ret;
 }
 
@@ -173,17 +186,8 @@ files_read_rows(problem_s *p, namechunk *nc, int n)
 
     if (n == 0)
         return 0;
-    rhs = (double *)qarr_alloc((size_t)n * sizeof(double));
-    range = (double *)qarr_alloc((size_t)n * sizeof(double));
-    type = (char *)qarr_alloc((size_t)n);
-    if (rhs == NULL || range == NULL || type == NULL)
+    if (files_fetch(p, n, &rhs, QNDAgetrhs, &range, QNDAgetrhsrange, &type, QNDAgetrowtype) != 0)
         goto done;
-    if (QNDAgetrhs(p->prob, rhs, 0, n - 1) != 0 ||
-        QNDAgetrhsrange(p->prob, range, 0, n - 1) != 0 ||
-        QNDAgetrowtype(p->prob, type, 0, n - 1) != 0) {
-        setQndaErrIfNull((PyObject *)p, NULL);
-        goto done;
-    }
     for (i = 0; i < n; i++) {
         constraint_object *c;
         PyObject *name = files_name(p, nc, QNDA_NAMES_ROWS, i, n);
@@ -209,9 +213,7 @@ files_read_rows(problem_s *p, namechunk *nc, int n)
     }
     ret = 0;
 done:
-    qarr_free(&rhs);
-    qarr_free(&range);
-    qarr_free(&type);
+    qarr_free_all(&rhs, &range, &type);
     return ret;
 }
 

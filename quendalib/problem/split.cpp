@@ -77,12 +77,7 @@ lqsplit_cache_columns(lqsplit *s, PyObject *prob)
 void
 lqsplit_free(lqsplit *s)
 {
-    qarr_free(&s->dense);
-    qarr_free(&s->lincol);
-    qarr_free(&s->lincoef);
-    qarr_free(&s->qcol1);
-    qarr_free(&s->qcol2);
-    qarr_free(&s->qcoef);
+    qarr_free_all(&s->dense, &s->lincol, &s->lincoef, &s->qcol1, &s->qcol2, &s->qcoef);
     lqsplit_init(s);
 }
 
