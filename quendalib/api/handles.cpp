@@ -11,8 +11,7 @@
 /* The type object of a handle: only a name, size, dealloc, repr and doc. */
 #define HANDLE_TYPE(name, size, dealloc, repr, doc)                                               \
     {                                                                                             \
-        PyVarObject_HEAD_INIT(NULL, 0) name, size, 0, dealloc, 0, 0, 0, 0, repr, 0, 0, 0, 0, 0, \
-            0, 0, 0, 0, Py_TPFLAGS_DEFAULT, doc,                                                  \
+        QUENDA_TYPE_HEAD(name, size, dealloc, repr, 0, 0, 0, Py_TPFLAGS_DEFAULT, doc),            \
     }
 
 typedef struct {

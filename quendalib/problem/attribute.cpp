@@ -66,23 +66,7 @@ attr_str(PyObject *self)
 }
 
 PyTypeObject quenda_attrType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.attribute",      /* tp_name */
-    sizeof(attr_s),          /* tp_basicsize */
-    0,                       /* tp_itemsize */
-    attr_dealloc,            /* tp_dealloc */
-    0,                       /* tp_vectorcall_offset */
-    0,                       /* tp_getattr */
-    0,                       /* tp_setattr */
-    0,                       /* tp_as_async */
-    attr_str,                /* tp_repr */
-    0, 0, 0,                 /* tp_as_number, tp_as_sequence, tp_as_mapping */
-    0,                       /* tp_hash */
-    0,                       /* tp_call */
-    attr_str,                /* tp_str */
-    attr_getattro,           /* tp_getattro */
-    attr_setattro,           /* tp_setattro */
-    0,                       /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,      /* tp_flags */
-    "Attributes of a problem (read only)", /* tp_doc */
+    QUENDA_TYPE_HEAD("quenda.attribute", sizeof(attr_s), attr_dealloc, attr_str, attr_str,
+                     attr_getattro, attr_setattro, Py_TPFLAGS_DEFAULT,
+                     "Attributes of a problem (read only)"),
 };

@@ -896,25 +896,9 @@ static PyGetSetDef ctrl_getset[] = {
     {NULL, NULL, NULL, NULL, NULL}};
 
 PyTypeObject quenda_ctrlType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.control",        /* tp_name */
-    sizeof(ctrl_s),          /* tp_basicsize */
-    0,                       /* tp_itemsize */
-    ctrl_dealloc,            /* tp_dealloc */
-    0,                       /* tp_vectorcall_offset */
-    0,                       /* tp_getattr */
-    0,                       /* tp_setattr */
-    0,                       /* tp_as_async */
-    ctrl_str,                /* tp_repr */
-    0, 0, 0,                 /* tp_as_number, tp_as_sequence, tp_as_mapping */
-    0,                       /* tp_hash */
-    0,                       /* tp_call */
-    ctrl_str,                /* tp_str */
-    ctrl_getattro,           /* tp_getattro */
-    ctrl_setattro,           /* tp_setattro */
-    0,                       /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,      /* tp_flags */
-    "Controls of a problem, or the module's defaults for new problems", /* tp_doc */
+    QUENDA_TYPE_HEAD("quenda.control", sizeof(ctrl_s), ctrl_dealloc, ctrl_str, ctrl_str,
+                     ctrl_getattro, ctrl_setattro, Py_TPFLAGS_DEFAULT,
+                     "Controls of a problem, or the module's defaults for new problems"),
     0,                       /* tp_traverse */
     0,                       /* tp_clear */
     0,                       /* tp_richcompare */

@@ -423,25 +423,8 @@ static PyMemberDef problem_members[] = {
     {NULL, 0, 0, 0, NULL}};
 
 PyTypeObject quenda_problemType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.problem",        /* tp_name */
-    sizeof(problem_s),       /* tp_basicsize */
-    0,                       /* tp_itemsize */
-    problem_dealloc,         /* tp_dealloc */
-    0,                       /* tp_vectorcall_offset */
-    0,                       /* tp_getattr */
-    0,                       /* tp_setattr */
-    0,                       /* tp_as_async */
-    0,                       /* tp_repr */
-    0, 0, 0,                 /* tp_as_number, tp_as_sequence, tp_as_mapping */
-    0,                       /* tp_hash */
-    0,                       /* tp_call */
-    problem_str,             /* tp_str */
-    0,                       /* tp_getattro */
-    0,                       /* tp_setattro */
-    0,                       /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,      /* tp_flags */
-    "An optimization problem: problem(name=None)", /* tp_doc */
+    QUENDA_TYPE_HEAD("quenda.problem", sizeof(problem_s), problem_dealloc, 0, problem_str, 0, 0,
+                     Py_TPFLAGS_DEFAULT, "An optimization problem: problem(name=None)"),
     0,                       /* tp_traverse */
     0,                       /* tp_clear */
     0,                       /* tp_richcompare */
