@@ -305,14 +305,18 @@ reg_batch_release(reg_batch *b)
 }
 
 PyObject *
-reg_batch_add(PyObject *self, PyObject *args, reg_batch *b, const reg_kind *kind)
+reg_batch_add(PyObject *self, PyObject *args, const reg_kind *kind)
 {
     problem_s *p = (problem_s *)self;
+    reg_batch *b;
     reg_walker w;
     PyObject *res = NULL;
 
     if (reg_check_problem(p) != 0)
         return NULL;
+    b = (reg_batch *)PyMem_Calloc(1, kind->size);
+    if (b == NULL)
+        return PyErr_NoMemory();
     if (reg_batch_begin(b, p, kind) != 0)
         goto done;
     w.type = kind->type;
@@ -327,6 +331,7 @@ reg_batch_add(PyObject *self, PyObject *args, reg_batch *b, const reg_kind *kind
     res = Py_NewRef(Py_None);
 done:
     reg_batch_release(b);
+    PyMem_Free(b);
     setQndaErrIfNull(self, res);
     return res;
 }

@@ -104,6 +104,7 @@ typedef struct {
     void (*reset)(struct reg_batch *b);
     /* Frees the kind's own arrays. */
     void (*release)(struct reg_batch *b);
+    size_t size; /* of the kind's batch record */
 } reg_kind;
 
 /* The part of every batch that the shared routine handles. */
@@ -126,17 +127,20 @@ int reg_batch_flush(reg_batch *b);
 void reg_batch_flush_after_error(reg_batch *b);
 /* Frees the batch's arrays. */
 void reg_batch_release(reg_batch *b);
-/* One whole add call: check the problem, walk args into the zeroed batch b
- * of the kind, send it.  None, or NULL with an exception set. */
-PyObject *reg_batch_add(PyObject *self, PyObject *args, reg_batch *b, const reg_kind *kind);
+/* One whole add call of a kind: check the problem, walk args into a new
+ * batch, send it.  None, or NULL with an exception set; the caller holds
+ * the registry guard. */
+PyObject *reg_batch_add(PyObject *self, PyObject *args, const reg_kind *kind);
 
-/* The add and delete calls of each kind (batch_vars.cpp, batch_rows.cpp,
- * batch_sets.cpp, delete.cpp).  New reference, or NULL with an exception
+/* The kinds (batch_vars.cpp, batch_rows.cpp, batch_sets.cpp). */
+extern const reg_kind reg_kind_vars;
+extern const reg_kind reg_kind_rows;
+extern const reg_kind reg_kind_sets;
+
+/* addIndicator, whose arguments come in pairs (batch_rows.cpp), and the
+ * delete calls (delete.cpp).  New reference, or NULL with an exception
  * set; the caller holds the registry guard. */
-PyObject *problem_addVariable_impl(PyObject *self, PyObject *args);
-PyObject *problem_addConstraint_impl(PyObject *self, PyObject *args);
 PyObject *problem_addIndicator_impl(PyObject *self, PyObject *args);
-PyObject *problem_addSOS_impl(PyObject *self, PyObject *args);
 
 enum { DEL_ROWS = 0, DEL_COLS = 1, DEL_SETS = 2 };
 PyObject *problem_delete_impl(PyObject *self, PyObject *args, PyObject *kwargs, int kind);

@@ -204,20 +204,11 @@ undo:
     return -1;
 }
 
-static const reg_kind rowbatch_kind = {
-    &quenda_constraintType, con_step,           QNDA_ORIGINALROWS,
+const reg_kind reg_kind_rows = {
+    &quenda_constraintType, con_step, QNDA_ORIGINALROWS,
     offsetof(problem_s, cons), offsetof(problem_s, conmap), id_of_con,
-    rowbatch_send,          QNDAdelrows,        rowbatch_reset,
-    rowbatch_release,
+    rowbatch_send, QNDAdelrows, rowbatch_reset, rowbatch_release, sizeof(rowbatch),
 };
-
-PyObject *
-problem_addConstraint_impl(PyObject *self, PyObject *args)
-{
-    rowbatch b;
-    memset(&b, 0, sizeof b);
-    return reg_batch_add(self, args, &b, &rowbatch_kind);
-}
 
 #define MSG_IND_DECL "Invalid declaration of indicator constraints."
 #define MSG_IND_FORM \
@@ -355,7 +346,7 @@ problem_addIndicator_impl(PyObject *self, PyObject *args)
     if (reg_check_problem(p) != 0)
         return NULL;
     b.indicators = 1;
-    if (reg_batch_begin(&b, p, &rowbatch_kind) != 0)
+    if (reg_batch_begin(&b, p, &reg_kind_rows) != 0)
         goto done;
     for (a = 0; !failed && a < nargs; a += 2) {
         PyObject *cond = PyTuple_GET_ITEM(args, a), *con = PyTuple_GET_ITEM(args, a + 1);

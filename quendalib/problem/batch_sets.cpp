@@ -146,17 +146,8 @@ sosbatch_send(reg_batch *rb, int *added)
                : 0;
 }
 
-static const reg_kind sosbatch_kind = {
-    &quenda_SOSType,       sos_step,           QNDA_SETS,
+const reg_kind reg_kind_sets = {
+    &quenda_SOSType, sos_step, QNDA_SETS,
     offsetof(problem_s, sos), offsetof(problem_s, sosmap), id_of_sos,
-    sosbatch_send,         QNDAdelsets,        sosbatch_reset,
-    sosbatch_release,
+    sosbatch_send, QNDAdelsets, sosbatch_reset, sosbatch_release, sizeof(sosbatch),
 };
-
-PyObject *
-problem_addSOS_impl(PyObject *self, PyObject *args)
-{
-    sosbatch b;
-    memset(&b, 0, sizeof b);
-    return reg_batch_add(self, args, &b, &sosbatch_kind);
-}

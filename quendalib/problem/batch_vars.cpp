@@ -161,17 +161,8 @@ done:
     return ret;
 }
 
-static const reg_kind colbatch_kind = {
-    &quenda_varType,       var_step,           QNDA_ORIGINALCOLS,
+const reg_kind reg_kind_vars = {
+    &quenda_varType, var_step, QNDA_ORIGINALCOLS,
     offsetof(problem_s, vars), offsetof(problem_s, varmap), id_of_var,
-    colbatch_send,         QNDAdelcols,        colbatch_reset,
-    colbatch_release,
+    colbatch_send, QNDAdelcols, colbatch_reset, colbatch_release, sizeof(colbatch),
 };
-
-PyObject *
-problem_addVariable_impl(PyObject *self, PyObject *args)
-{
-    colbatch b;
-    memset(&b, 0, sizeof b);
-    return reg_batch_add(self, args, &b, &colbatch_kind);
-}

@@ -8,43 +8,46 @@
 /* ------------------------------------------------------------------ */
 /* The methods: each one change of the registry at a time                */
 
+/* kind: a reg_kind to add, or NULL for addIndicator; del: DEL_ROWS,
+ * DEL_COLS or DEL_SETS to delete, or -1. */
 static PyObject *
-reg_guarded(PyObject *self, PyObject *args, PyObject *kwargs, int kind,
-            PyObject *(*add)(PyObject *, PyObject *))
+reg_guarded(PyObject *self, PyObject *args, PyObject *kwargs, const reg_kind *kind, int del)
 {
     problem_s *p = (problem_s *)self;
     PyObject *res;
     if (problem_registry_enter(p) != 0)
         return NULL;
-    res = add != NULL ? add(self, args) : problem_delete_impl(self, args, kwargs, kind);
+    res = del >= 0      ? problem_delete_impl(self, args, kwargs, del)
+          : kind != NULL ? reg_batch_add(self, args, kind)
+                         : problem_addIndicator_impl(self, args);
     problem_registry_leave(p);
     return res;
 }
 
-template <PyObject *(*ADD)(PyObject *, PyObject *)>
+template <const reg_kind *KIND>
 static PyObject *
 reg_add(PyObject *self, PyObject *args)
 {
-    return reg_guarded(self, args, NULL, 0, ADD);
+    return reg_guarded(self, args, NULL, KIND, -1);
 }
 
-template <int KIND>
+template <int DEL>
 static PyObject *
 reg_del(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return reg_guarded(self, args, kwargs, KIND, NULL);
+    return reg_guarded(self, args, kwargs, NULL, DEL);
 }
 
 #define REG_KW(f) ((PyCFunction)(void (*)(void))(f))
 
 PyMethodDef problem_registry_methods[] = {
-    {"addVariable", reg_add<problem_addVariable_impl>, METH_VARARGS,
+    {"addVariable", reg_add<&reg_kind_vars>, METH_VARARGS,
      "addVariable(*vars): add variables (or any nesting of collections of them) as columns"},
-    {"addConstraint", reg_add<problem_addConstraint_impl>, METH_VARARGS,
+    {"addConstraint", reg_add<&reg_kind_rows>, METH_VARARGS,
      "addConstraint(*cons): add constraints (or any nesting of collections of them) as rows"},
-    {"addSOS", reg_add<problem_addSOS_impl>, METH_VARARGS,
+    {"addSOS", reg_add<&reg_kind_sets>, METH_VARARGS,
      "addSOS(*sets): add special ordered sets (or collections of them)"},
-    {"addIndicator", reg_add<problem_addIndicator_impl>, METH_VARARGS,
+    {"addIndicator", reg_add<nullptr>, METH_VARARGS,
      "addIndicator(cond, con, ...): con must hold when cond (var == 0 or var == 1, var binary) "
      "holds; cond and con may also be equal-length lists or arrays"},
     {"delVariable", REG_KW(reg_del<DEL_COLS>), METH_VARARGS | METH_KEYWORDS,
