@@ -84,24 +84,27 @@ turnQNDAoff(int force)
 /* ------------------------------------------------------------------ */
 /* Module functions                                                     */
 
-PyObject *
-quendamod_init(PyObject *self, PyObject *noargs)
+/* quenda.init() and quenda.free(): a forced start or end of the session. */
+static PyObject *
+session_switch(int (*turn)(int))
 {
     PyObject *res = NULL;
-    if (turnQNDAon(1) == 0)
+    if (turn(1) == 0)
         res = Py_NewRef(Py_None);
     setQndaErrIfNull(NULL, res);
     return res;
 }
 
 PyObject *
+quendamod_init(PyObject *self, PyObject *noargs)
+{
+    return session_switch(turnQNDAon);
+}
+
+PyObject *
 quendamod_free(PyObject *self, PyObject *noargs)
 {
-    PyObject *res = NULL;
-    if (turnQNDAoff(1) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return session_switch(turnQNDAoff);
 }
 
 /* A string the library writes into a buffer of maxlen + 1 bytes, read in an

@@ -56,13 +56,7 @@ attr_setattro(PyObject *self, PyObject *name, PyObject *value)
 static PyObject *
 attr_str(PyObject *self)
 {
-    PyObject *all = getAllCtrlAttr(self, 1); /* new reference */
-    PyObject *res;
-    if (all == NULL)
-        return NULL;
-    res = PyObject_Str(all);
-    Py_DECREF(all);
-    return res;
+    return ctrl_attr_str(self, 1);
 }
 
 PyTypeObject quenda_attrType = {

@@ -878,16 +878,22 @@ ctrl_setattro(PyObject *self, PyObject *name, PyObject *value)
     return rc;
 }
 
-static PyObject *
-ctrl_str(PyObject *self)
+PyObject *
+ctrl_attr_str(PyObject *self, int is_attr)
 {
-    PyObject *all = getAllCtrlAttr(self, 0); /* new reference */
+    PyObject *all = getAllCtrlAttr(self, is_attr); /* new reference */
     PyObject *res;
     if (all == NULL)
         return NULL;
     res = PyObject_Str(all);
     Py_DECREF(all);
     return res;
+}
+
+static PyObject *
+ctrl_str(PyObject *self)
+{
+    return ctrl_attr_str(self, 0);
 }
 
 /* The value dictionary is the object's __dict__ (read only). */

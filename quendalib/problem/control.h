@@ -40,6 +40,8 @@ PyObject *ctrl_attr_get(PyObject *self, PyObject *name, int is_attr);
 /* tp_getattro of the control and attribute types: dunder names the usual
  * way, any other name as ctrl_attr_get. */
 PyObject *ctrl_attr_getattro(PyObject *self, PyObject *name, int is_attr);
+/* tp_str of both: str of the dict of every name and its value. */
+PyObject *ctrl_attr_str(PyObject *self, int is_attr);
 /* Dict of every name and its current value.  New reference. */
 PyObject *getAllCtrlAttr(PyObject *self, int is_attr);
 

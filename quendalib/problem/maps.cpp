@@ -97,8 +97,8 @@ problem_registry_empty(problem_s *p)
     return 0;
 }
 
-static int
-reg_index(void *map, uint32_t id, int *index)
+int
+problem_map_index(void *map, uint32_t id, int *index)
 {
     uint32_t v;
     if (map == NULL || rowcolmap_get((rowcolmap *)map, id, &v) != 0)
@@ -110,19 +110,19 @@ reg_index(void *map, uint32_t id, int *index)
 int
 problem_var_index(problem_s *p, PyObject *var, int *index)
 {
-    return reg_index(p->varmap, VAR_ID(var), index);
+    return problem_map_index(p->varmap, VAR_ID(var), index);
 }
 
 int
 problem_con_index(problem_s *p, PyObject *con, int *index)
 {
-    return reg_index(p->conmap, ((constraint_object *)con)->id, index);
+    return problem_map_index(p->conmap, ((constraint_object *)con)->id, index);
 }
 
 int
 problem_sos_index(problem_s *p, PyObject *sos, int *index)
 {
-    return reg_index(p->sosmap, ((sos_object *)sos)->id, index);
+    return problem_map_index(p->sosmap, ((sos_object *)sos)->id, index);
 }
 
 /* ------------------------------------------------------------------ */

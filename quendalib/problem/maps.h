@@ -44,6 +44,9 @@ unsigned long problem_varmap_epoch(void);
 #define PROBLEM_CONMAP(p) ((rowcolmap *)(p)->conmap)
 #define PROBLEM_SOSMAP(p) ((rowcolmap *)(p)->sosmap)
 
+/* Index of identity id in a map (may be NULL): 0 and *index, or -1 (no
+ * exception) when it is not there. */
+int problem_map_index(void *map, uint32_t id, int *index);
 /* Solver index of an object of the problem: 0 and *index, or -1 (no
  * exception) when it is not in the problem. */
 int problem_var_index(problem_s *p, PyObject *var, int *index);
