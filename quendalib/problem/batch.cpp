@@ -98,16 +98,6 @@ id_of_sos(PyObject *o)
 }
 
 int
-reg_intattr(problem_s *p, int id, int *value)
-{
-    if (QNDAgetintattrib(p->prob, id, value) != 0) {
-        setQndaErrIfNull((PyObject *)p, NULL);
-        return -1;
-    }
-    return 0;
-}
-
-int
 reg_check_problem(problem_s *p)
 {
     if (p->prob == NULL || p->vars == NULL || p->cons == NULL || p->sos == NULL) {
@@ -246,7 +236,7 @@ reg_batch_begin(reg_batch *b, problem_s *p, const reg_kind *kind)
     b->kind = kind;
     b->p = p;
     b->list0 = PyList_GET_SIZE(reg_list(b));
-    return reg_intattr(p, kind->count_attrib, &b->first);
+    return problem_intattr(p, kind->count_attrib, &b->first);
 }
 
 int

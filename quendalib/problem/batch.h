@@ -61,8 +61,6 @@ uint32_t id_of_var(PyObject *o);
 uint32_t id_of_con(PyObject *o);
 uint32_t id_of_sos(PyObject *o);
 
-/* Integer attribute of the main problem; -1 with the library's error. */
-int reg_intattr(problem_s *p, int id, int *value);
 /* ModelError "Problem not initialized" for a problem without its handle or
  * lists, else makes sure of the maps.  0 or -1. */
 int reg_check_problem(problem_s *p);

@@ -99,11 +99,9 @@ static int
 conv_rows_spare(problem_s *p, int *total)
 {
     int rows = 0, spare = 0;
-    if (QNDAgetintattrib(p->prob, QNDA_ROWS, &rows) != 0 ||
-        QNDAgetintattrib(p->prob, QNDA_SPAREROWS, &spare) != 0) {
-        setQndaErrIfNull((PyObject *)p, NULL);
+    if (problem_intattr(p, QNDA_ROWS, &rows) != 0 ||
+        problem_intattr(p, QNDA_SPAREROWS, &spare) != 0)
         return -1;
-    }
     *total = rows + spare;
     return 0;
 }

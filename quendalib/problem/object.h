@@ -4,6 +4,8 @@
 
 #include <Python.h>
 
+#include "module/session.h"
+
 #include "qnda.h"
 #include "qslp.h"
 
@@ -31,3 +33,15 @@ typedef struct {
     int obj_row;          /* auxiliary row defining it, -1 */
     PyObject *weakreflist; /* controls and attributes refer to us weakly */
 } problem_s;
+
+/* An integer attribute of the main problem; 0, or -1 with the library's
+ * error raised. */
+static inline int
+problem_intattr(problem_s *p, int id, int *value)
+{
+    if (QNDAgetintattrib(p->prob, id, value) != 0) {
+        setQndaErrIfNull((PyObject *)p, NULL);
+        return -1;
+    }
+    return 0;
+}

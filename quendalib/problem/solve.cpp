@@ -55,11 +55,9 @@ problem_is_mip(problem_s *p, int *mip)
 {
     int nents = 0, nsets = 0;
 
-    if (QNDAgetintattrib(p->prob, SOLVE_ATTR_MIPENTS, &nents) != 0 ||
-        QNDAgetintattrib(p->prob, SOLVE_ATTR_SETS, &nsets) != 0) {
-        setQndaErrIfNull((PyObject *)p, NULL);
+    if (problem_intattr(p, SOLVE_ATTR_MIPENTS, &nents) != 0 ||
+        problem_intattr(p, SOLVE_ATTR_SETS, &nsets) != 0)
         return -1;
-    }
     *mip = nents != 0 || nsets != 0;
     return 0;
 }
@@ -315,15 +313,23 @@ error:
     return -1;
 }
 
+/* No arguments, then problem_status.  0, or -1 with an exception set. */
+static int
+problem_status_noargs(PyObject *self, PyObject *args, PyObject *kwargs, int *status, int *column)
+{
+    static const char *kwlist[] = {NULL};
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "", (char **)kwlist))
+        return -1;
+    return problem_status((problem_s *)self, status, column);
+}
+
 static PyObject *
 problem_getProbStatus(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {NULL};
     int status, column;
     PyObject *res = NULL;
 
-    if (PyArg_ParseTupleAndKeywords(args, kwargs, "", (char **)kwlist) &&
-        problem_status((problem_s *)self, &status, &column) == 0)
+    if (problem_status_noargs(self, args, kwargs, &status, &column) == 0)
         res = PyLong_FromLong(status);
     setQndaErrIfNull(self, res);
     return res;
@@ -341,12 +347,10 @@ static const char *const status_unknown[3] = {"lp_unknown", "mip_unknown", "nlp_
 static PyObject *
 problem_getProbStatusString(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {NULL};
     int status, column;
     PyObject *res = NULL;
 
-    if (PyArg_ParseTupleAndKeywords(args, kwargs, "", (char **)kwlist) &&
-        problem_status((problem_s *)self, &status, &column) == 0)
+    if (problem_status_noargs(self, args, kwargs, &status, &column) == 0)
         res = PyUnicode_FromString(status >= 0 && status <= 8 ? status_names[column][status]
                                                               : status_unknown[column]);
     setQndaErrIfNull(self, res);
