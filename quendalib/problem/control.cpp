@@ -718,6 +718,19 @@ done:
 /* ------------------------------------------------------------------ */
 /* The module's default controls for new problems                        */
 
+/* Keeps a checked value as the default of the control named key; 0 or -1. */
+static int
+ctrl_store_default(PyObject *key, PyObject *value)
+{
+    PyObject *lname = ctrl_lower_name(key); /* new reference */
+    int rc;
+    if (lname == NULL)
+        return -1;
+    rc = PyDict_SetItem(qnda_py_env.ctrl_defaults, lname, value);
+    Py_DECREF(lname);
+    return rc;
+}
+
 /* setdefaultcontrol(name, value) or setdefaultcontrol({name: value, ...}):
  * checked like problem.setControl, kept for problems created afterwards. */
 PyObject *
@@ -726,6 +739,7 @@ quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs)
     PyObject *pairs = NULL; /* owned dict name -> value */
     PyObject *key, *value, *res = NULL;
     Py_ssize_t pos = 0;
+    int rc = 0;
 
     if (kwargs != NULL && PyDict_Size(kwargs) > 0) {
         /* setdefaultcontrol(timelimit=10) is the same as the dict form. */
@@ -745,22 +759,11 @@ quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs)
     if (ctrl_check_all(pairs) != 0)
         goto done;
     quenda_env_busy = 1;
-    while (PyDict_Next(pairs, &pos, &key, &value)) {
-        PyObject *lname = ctrl_lower_name(key); /* new reference */
-        int rc;
-        if (lname == NULL) {
-            quenda_env_busy = 0;
-            goto done;
-        }
-        rc = PyDict_SetItem(qnda_py_env.ctrl_defaults, lname, value);
-        Py_DECREF(lname);
-        if (rc != 0) {
-            quenda_env_busy = 0;
-            goto done;
-        }
-    }
+    while (rc == 0 && PyDict_Next(pairs, &pos, &key, &value))
+        rc = ctrl_store_default(key, value);
     quenda_env_busy = 0;
-    res = Py_NewRef(Py_None);
+    if (rc == 0)
+        res = Py_NewRef(Py_None);
 done:
     Py_XDECREF(pairs);
     setQndaErrIfNull(NULL, res);
