@@ -6,23 +6,50 @@
  * otherwise the last error that the library recorded on the object the call
  * worked on is raised, as InterfaceError for the global environment and as
  * SolverError for a problem or a branching object. */
-#include "module/handles.h"
 #include "module/session.h"
-#include "module/types.h"
-#include "problem/problem.h"
 
 #include "qnda.h"
-#include "qslp.h"
 
 #include <string.h>
 
 #define QUENDA_ERRBUF 512
+#define QUENDA_MAXERRSOURCES 8
+
+typedef struct {
+    PyTypeObject *type;
+    quenda_lasterror_fn lasterror;
+    const char *unidentified;
+} quenda_errsource;
+
+static quenda_errsource quenda_errsources[QUENDA_MAXERRSOURCES];
+static int quenda_nerrsources;
+
+int
+quenda_add_error_source(PyTypeObject *type, quenda_lasterror_fn lasterror,
+                        const char *unidentified)
+{
+    int k;
+    for (k = 0; k < quenda_nerrsources; k++) {
+        if (quenda_errsources[k].type == type)
+            break;
+    }
+    if (k == QUENDA_MAXERRSOURCES) {
+        PyErr_SetString(PyExc_RuntimeError, "Too many sources of library errors");
+        return -1;
+    }
+    quenda_errsources[k].type = type;
+    quenda_errsources[k].lasterror = lasterror;
+    quenda_errsources[k].unidentified = unidentified;
+    if (k == quenda_nerrsources)
+        quenda_nerrsources++;
+    return 0;
+}
 
 void
 setQndaErrIfNull(PyObject *owner, PyObject *result)
 {
     char msg[QUENDA_ERRBUF] = {0};
-    int code = 0;
+    int code = 0, k;
 
     if (result != NULL || PyErr_Occurred())
         return;
@@ -33,28 +60,20 @@ setQndaErrIfNull(PyObject *owner, PyObject *result)
         if (code == 0 && msg[0] == '\0')
             strcpy(msg, "Unidentified error associated with the global environment");
         PyErr_SetString(quenda_InterfaceError, msg);
-    } else if (PyObject_TypeCheck(owner, &quenda_problemType)) {
-        problem_s *p = (problem_s *)owner;
-        if (p->prob != NULL)
-            QNDAgetlasterror(p->prob, &code, msg, sizeof msg, NULL);
-        msg[QUENDA_ERRBUF - 1] = '\0';
-        if (msg[0] == '\0' && qnda_py_env.slp_state != 0 && p->slpprob != NULL) {
-            code = 0;
-            QSLPgetlasterror(p->slpprob, &code, msg, sizeof msg, NULL);
-            msg[QUENDA_ERRBUF - 1] = '\0';
-        }
-        if (code == 0 && msg[0] == '\0')
-            strcpy(msg, "Unidentified error associated with optimization problem");
-        PyErr_SetString(quenda_SolverError, msg);
-    } else if (PyObject_TypeCheck(owner, &quenda_branchobjType)) {
-        branchobj_getlasterror(owner, &code, msg, sizeof msg);
-        msg[QUENDA_ERRBUF - 1] = '\0';
-        if (code == 0 && msg[0] == '\0')
-            strcpy(msg, "Unidentified error associated with a branching object");
-        PyErr_SetString(quenda_SolverError, msg);
-    } else {
-        PyErr_SetString(quenda_InterfaceError, "");
+        return;
     }
+    for (k = 0; k < quenda_nerrsources; k++) {
+        const quenda_errsource *src = &quenda_errsources[k];
+        if (!PyObject_TypeCheck(owner, src->type))
+            continue;
+        src->lasterror(owner, &code, msg, sizeof msg);
+        msg[QUENDA_ERRBUF - 1] = '\0';
+        if (code == 0 && msg[0] == '\0')
+            strcpy(msg, src->unidentified);
+        PyErr_SetString(quenda_SolverError, msg);
+        return;
+    }
+    PyErr_SetString(quenda_InterfaceError, "");
 }
 
 PyObject *

@@ -1,6 +1,6 @@
 /* Constructors and accessors of the small handle types that carry library
- * pointers through Python (api/qndaobject.cpp, generic.cpp, poolcut.cpp,
- * branchobj.cpp).  None of them owns what it points to. */
+ * pointers through Python (defined in api/handles.cpp).  None of them owns
+ * what it points to. */
 #pragma once
 
 #include <Python.h>

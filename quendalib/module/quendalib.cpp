@@ -15,7 +15,7 @@
 #include "algebra/aggregates.h"
 #include "algebra/functions.h"
 #include "algebra/npcompare.h"
-#include "problem/control.h"
+#include "api/api.h"
 #include "problem/problem.h"
 
 #include "qnda.h"
@@ -117,6 +117,10 @@ PyInit_quendalib(void)
     PyObject *m = NULL;
     int published = 0; /* past the exceptions: teardown of the session too */
 
+    /* The layers fill in what the lower ones reach through hooks and
+     * tables, lowest first. */
+    if (problem_layer_init() < 0 || api_init() < 0)
+        goto error;
     for (PyTypeObject *t : types)
         t->tp_new = PyType_GenericNew;
     if (problem_type_prepare() < 0)

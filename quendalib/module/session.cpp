@@ -10,7 +10,6 @@
  */
 #include "module/session.h"
 
-#include "problem/control.h"
 #include "qnda.h"
 #include "qslp.h"
 
@@ -22,6 +21,7 @@ PyObject *quenda_InterfaceError;
 PyObject *quenda_SolverError;
 int quenda_env_busy;
 int quenda_desc_busy;
+int (*quenda_session_open_hook)(void);
 
 int
 turnQNDAon(int force)
@@ -55,8 +55,9 @@ turnQNDAon(int force)
 
     QNDAenablemessages(1);
 
-    if (qnda_py_env.attr_desc != NULL && PyDict_Size(qnda_py_env.attr_desc) == 0) {
-        if (ctrl_attr_fill_typeobj(1) != 0)
+    if (quenda_session_open_hook != NULL && qnda_py_env.attr_desc != NULL &&
+        PyDict_Size(qnda_py_env.attr_desc) == 0) {
+        if (quenda_session_open_hook() != 0)
             return -1;
     }
     return 0;
@@ -83,22 +84,42 @@ turnQNDAoff(int force)
 /* ------------------------------------------------------------------ */
 /* Module functions                                                     */
 
-PyObject *
-quendamod_init(PyObject *self, PyObject *noargs)
+/* quenda.init() and quenda.free(): a forced start or end of the session. */
+static PyObject *
+session_switch(int (*turn)(int))
 {
     PyObject *res = NULL;
-    if (turnQNDAon(1) == 0)
+    if (turn(1) == 0)
         res = Py_NewRef(Py_None);
     setQndaErrIfNull(NULL, res);
     return res;
 }
 
 PyObject *
+quendamod_init(PyObject *self, PyObject *noargs)
+{
+    return session_switch(turnQNDAon);
+}
+
+PyObject *
 quendamod_free(PyObject *self, PyObject *noargs)
 {
+    return session_switch(turnQNDAoff);
+}
+
+/* A string the library writes into a buffer of maxlen + 1 bytes, read in an
+ * open session.  New reference, or NULL with an exception set. */
+static PyObject *
+session_string(int (*get)(char *), int maxlen)
+{
+    char buf[QNDA_MAXBANNERLENGTH > QNDA_MAXVERSIONLENGTH ? QNDA_MAXBANNERLENGTH + 1
+                                                          : QNDA_MAXVERSIONLENGTH + 1] = {0};
     PyObject *res = NULL;
-    if (turnQNDAoff(1) == 0)
-        res = Py_NewRef(Py_None);
+
+    if (turnQNDAon(0) == 0 && get(buf) == 0) {
+        buf[maxlen] = '\0';
+        res = PyUnicode_FromString(buf);
+    }
     setQndaErrIfNull(NULL, res);
     return res;
 }
@@ -107,35 +128,13 @@ quendamod_free(PyObject *self, PyObject *noargs)
 PyObject *
 quendamod_getbanner(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    char banner[QNDA_MAXBANNERLENGTH + 1] = {0};
-    PyObject *res = NULL;
-
-    if (turnQNDAon(0) != 0)
-        goto done;
-    if (QNDAgetbanner(banner) != 0)
-        goto done;
-    banner[QNDA_MAXBANNERLENGTH] = '\0';
-    res = PyUnicode_FromString(banner);
-done:
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return session_string(QNDAgetbanner, QNDA_MAXBANNERLENGTH);
 }
 
 PyObject *
 quendamod_getversion(PyObject *self, PyObject *noargs)
 {
-    char version[QNDA_MAXVERSIONLENGTH + 1] = {0};
-    PyObject *res = NULL;
-
-    if (turnQNDAon(0) != 0)
-        goto done;
-    if (QNDAgetversion(version) != 0)
-        goto done;
-    version[QNDA_MAXVERSIONLENGTH] = '\0';
-    res = PyUnicode_FromString(version);
-done:
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return session_string(QNDAgetversion, QNDA_MAXVERSIONLENGTH);
 }
 
 PyObject *
@@ -171,66 +170,4 @@ quendamod_getcheckedmode(PyObject *self, PyObject *noargs)
 done:
     setQndaErrIfNull(NULL, res);
     return res;
-}
-
-/* setdefaultcontrol(name, value) or setdefaultcontrol({name: value, ...}):
- * checked like problem.setControl, kept for problems created afterwards. */
-PyObject *
-quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    PyObject *pairs = NULL; /* owned dict name -> value */
-    PyObject *key, *value, *res = NULL;
-    Py_ssize_t pos = 0;
-
-    if (kwargs != NULL && PyDict_Size(kwargs) > 0) {
-        /* setdefaultcontrol(timelimit=10) is the same as the dict form. */
-        if (PyTuple_GET_SIZE(args) != 0) {
-            PyErr_SetString(quenda_ModelError, "setdefaultcontrol: arguments mismatch");
-            goto done;
-        }
-        pairs = PyDict_Copy(kwargs);
-    } else {
-        pairs = ctrl_args_to_dict(args, "setdefaultcontrol");
-    }
-    if (pairs == NULL)
-        goto done;
-
-    /* Check everything before storing anything, so a bad entry loses
-     * nothing of what was there. */
-    while (PyDict_Next(pairs, &pos, &key, &value)) {
-        if (ctrl_check_named(key, value, NULL) != 0)
-            goto done;
-    }
-    pos = 0;
-    quenda_env_busy = 1;
-    while (PyDict_Next(pairs, &pos, &key, &value)) {
-        PyObject *lname = ctrl_lower_name(key); /* new reference */
-        int rc;
-        if (lname == NULL) {
-            quenda_env_busy = 0;
-            goto done;
-        }
-        rc = PyDict_SetItem(qnda_py_env.ctrl_defaults, lname, value);
-        Py_DECREF(lname);
-        if (rc != 0) {
-            quenda_env_busy = 0;
-            goto done;
-        }
-    }
-    quenda_env_busy = 0;
-    res = Py_NewRef(Py_None);
-done:
-    Py_XDECREF(pairs);
-    setQndaErrIfNull(NULL, res);
-    return res;
-}
-
-PyObject *
-quendamod_setdefaults(PyObject *self, PyObject *noargs)
-{
-    quenda_env_busy = 1;
-    if (qnda_py_env.ctrl_defaults != NULL)
-        PyDict_Clear(qnda_py_env.ctrl_defaults);
-    quenda_env_busy = 0;
-    Py_RETURN_NONE;
 }

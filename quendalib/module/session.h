@@ -1,8 +1,19 @@
-/* The process-wide session record and the module's shared globals. */
+/* The base of the module: the process-wide session record, the shared
+ * globals, the exceptions and the way errors are raised.  This is the door
+ * of module/ for the other folders (it brings the type objects and the
+ * handle constructors along); module/npy.h is included on its own, as each
+ * file that uses NumPy must say so before including it.
+ *
+ * Nothing here includes a header of a higher layer.  What the base needs
+ * of one is filled in at module initialisation: the hook called when the
+ * session opens, and the sources of library errors below. */
 #pragma once
 
 #include <Python.h>
 #include <stdint.h>
+
+#include "module/handles.h"
+#include "module/types.h"
 
 typedef struct {
     uint32_t varcounter;      /* next var identity number, from 1 */
@@ -33,11 +44,24 @@ extern int quenda_desc_busy;
 int turnQNDAon(int force);
 /* Ends it; 0, or -1 with an exception set. */
 int turnQNDAoff(int force);
+/* Called by turnQNDAon while the control and attribute descriptions are
+ * still empty (set by the problem layer).  0, or -1 with an exception set. */
+extern int (*quenda_session_open_hook)(void);
 
 /* Makes sure a NULL result carries an exception (see module/errors.cpp).
  * owner: the problem or branching object the call used, the module, or NULL
  * for the global environment. */
 void setQndaErrIfNull(PyObject *owner, PyObject *result);
+
+/* Last error recorded on an owner's library handle: writes the code and up
+ * to maxbytes of message (zero-terminated). */
+typedef void (*quenda_lasterror_fn)(PyObject *owner, int *code, char *msg, int maxbytes);
+/* Makes setQndaErrIfNull raise, for an owner of the type, SolverError with
+ * the owner's last error, or with unidentified (a static string) when none
+ * was recorded.  Called by the layers that define such owners at module
+ * initialisation.  0, or -1 with RuntimeError when the table is full. */
+int quenda_add_error_source(PyTypeObject *type, quenda_lasterror_fn lasterror,
+                            const char *unidentified);
 
 /* SIGINT hand-over around optimisation calls; both return sigaction's result. */
 int setSigIntHandler(void);
@@ -54,8 +78,6 @@ PyObject *quendamod_getversion(PyObject *self, PyObject *noargs);
 PyObject *quendamod_getlasterror(PyObject *self, PyObject *noargs);
 PyObject *quendamod_setcheckedmode(PyObject *self, PyObject *args, PyObject *kwargs);
 PyObject *quendamod_getcheckedmode(PyObject *self, PyObject *noargs);
-PyObject *quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs);
-PyObject *quendamod_setdefaults(PyObject *self, PyObject *noargs);
 PyObject *quendamod_addcbmsghandler(PyObject *self, PyObject *args, PyObject *kwargs);
 PyObject *quendamod_removecbmsghandler(PyObject *self, PyObject *args, PyObject *kwargs);
 

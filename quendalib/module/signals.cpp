@@ -16,16 +16,19 @@ static struct sigaction quenda_sigint_action; /* scratch record of the swaps */
 static void (*quenda_saved_handler)(int) = SIG_DFL; /* the interpreter's */
 static int quenda_sigint_busy;
 
-int
-setSigIntHandler(void)
+/* Puts handler in place of the current SIGINT handler, keeping the mask
+ * and flags; *old (when not NULL) receives the handler replaced. */
+static int
+quenda_sigint_swap(void (*handler)(int), void (**old)(int))
 {
     int rc;
 
     quenda_sigint_busy = 1;
     rc = sigaction(SIGINT, NULL, &quenda_sigint_action);
     if (rc == 0) {
-        quenda_saved_handler = quenda_sigint_action.sa_handler;
-        quenda_sigint_action.sa_handler = SIG_DFL;
+        if (old != NULL)
+            *old = quenda_sigint_action.sa_handler;
+        quenda_sigint_action.sa_handler = handler;
         rc = sigaction(SIGINT, &quenda_sigint_action, NULL);
     }
     quenda_sigint_busy = 0;
@@ -33,18 +36,15 @@ setSigIntHandler(void)
 }
 
 int
+setSigIntHandler(void)
+{
+    return quenda_sigint_swap(SIG_DFL, &quenda_saved_handler);
+}
+
+int
 resetSigIntHandler(void)
 {
-    int rc;
-
-    quenda_sigint_busy = 1;
-    rc = sigaction(SIGINT, NULL, &quenda_sigint_action);
-    if (rc == 0) {
-        quenda_sigint_action.sa_handler = quenda_saved_handler;
-        rc = sigaction(SIGINT, &quenda_sigint_action, NULL);
-    }
-    quenda_sigint_busy = 0;
-    return rc;
+    return quenda_sigint_swap(quenda_saved_handler, NULL);
 }
 
 /* Test hook: hands SIGINT over and back as a solve does, and reports

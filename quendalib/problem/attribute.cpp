@@ -3,7 +3,6 @@
 #include "problem/attribute.h"
 
 #include "module/session.h"
-#include "module/types.h"
 #include "problem/control.h"
 
 #include <stddef.h>
@@ -44,10 +43,7 @@ attr_dealloc(PyObject *self)
 static PyObject *
 attr_getattro(PyObject *self, PyObject *name)
 {
-    if (PyUnicode_Check(name) && PyUnicode_GET_LENGTH(name) > 2 &&
-        PyUnicode_READ_CHAR(name, 0) == '_' && PyUnicode_READ_CHAR(name, 1) == '_')
-        return PyObject_GenericGetAttr(self, name);
-    return ctrl_attr_get(self, name, 1);
+    return ctrl_attr_getattro(self, name, 1);
 }
 
 static int
@@ -60,33 +56,11 @@ attr_setattro(PyObject *self, PyObject *name, PyObject *value)
 static PyObject *
 attr_str(PyObject *self)
 {
-    PyObject *all = getAllCtrlAttr(self, 1); /* new reference */
-    PyObject *res;
-    if (all == NULL)
-        return NULL;
-    res = PyObject_Str(all);
-    Py_DECREF(all);
-    return res;
+    return ctrl_attr_str(self, 1);
 }
 
 PyTypeObject quenda_attrType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.attribute",      /* tp_name */
-    sizeof(attr_s),          /* tp_basicsize */
-    0,                       /* tp_itemsize */
-    attr_dealloc,            /* tp_dealloc */
-    0,                       /* tp_vectorcall_offset */
-    0,                       /* tp_getattr */
-    0,                       /* tp_setattr */
-    0,                       /* tp_as_async */
-    attr_str,                /* tp_repr */
-    0, 0, 0,                 /* tp_as_number, tp_as_sequence, tp_as_mapping */
-    0,                       /* tp_hash */
-    0,                       /* tp_call */
-    attr_str,                /* tp_str */
-    attr_getattro,           /* tp_getattro */
-    attr_setattro,           /* tp_setattro */
-    0,                       /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,      /* tp_flags */
-    "Attributes of a problem (read only)", /* tp_doc */
+    QUENDA_TYPE_HEAD("quenda.attribute", sizeof(attr_s), attr_dealloc, attr_str, attr_str,
+                     attr_getattro, attr_setattro, Py_TPFLAGS_DEFAULT,
+                     "Attributes of a problem (read only)"),
 };

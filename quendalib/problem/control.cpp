@@ -15,8 +15,7 @@
 
 #include "module/npy.h"
 #include "module/session.h"
-#include "module/types.h"
-#include "problem/problem.h"
+#include "problem/object.h"
 
 #include "qnda.h"
 #include "qslp.h"
@@ -676,6 +675,20 @@ problem_getAttrib(PyObject *self, PyObject *args)
     return res;
 }
 
+/* Checks every entry of a dict name -> value; 0, or -1 at the first bad
+ * one.  Callers check all before setting any, so a bad entry sets nothing. */
+static int
+ctrl_check_all(PyObject *pairs)
+{
+    PyObject *key, *value;
+    Py_ssize_t pos = 0;
+    while (PyDict_Next(pairs, &pos, &key, &value)) {
+        if (ctrl_check_named(key, value, NULL) != 0)
+            return -1;
+    }
+    return 0;
+}
+
 PyObject *
 problem_setControl(PyObject *self, PyObject *args)
 {
@@ -685,12 +698,8 @@ problem_setControl(PyObject *self, PyObject *args)
     pairs = ctrl_args_to_dict(args, "setControl");
     if (pairs == NULL)
         goto done;
-    /* All checks first: a bad entry sets nothing. */
-    while (PyDict_Next(pairs, &pos, &key, &value)) {
-        if (ctrl_check_named(key, value, NULL) != 0)
-            goto done;
-    }
-    pos = 0;
+    if (ctrl_check_all(pairs) != 0)
+        goto done;
     while (PyDict_Next(pairs, &pos, &key, &value)) {
         long id;
         int type, slp;
@@ -704,6 +713,71 @@ done:
     Py_XDECREF(pairs);
     setQndaErrIfNull(self, res);
     return res;
+}
+
+/* ------------------------------------------------------------------ */
+/* The module's default controls for new problems                        */
+
+/* Keeps a checked value as the default of the control named key; 0 or -1. */
+static int
+ctrl_store_default(PyObject *key, PyObject *value)
+{
+    PyObject *lname = ctrl_lower_name(key); /* new reference */
+    int rc;
+    if (lname == NULL)
+        return -1;
+    rc = PyDict_SetItem(qnda_py_env.ctrl_defaults, lname, value);
+    Py_DECREF(lname);
+    return rc;
+}
+
+/* setdefaultcontrol(name, value) or setdefaultcontrol({name: value, ...}):
+ * checked like problem.setControl, kept for problems created afterwards. */
+PyObject *
+quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    PyObject *pairs = NULL; /* owned dict name -> value */
+    PyObject *key, *value, *res = NULL;
+    Py_ssize_t pos = 0;
+    int rc = 0;
+
+    if (kwargs != NULL && PyDict_Size(kwargs) > 0) {
+        /* setdefaultcontrol(timelimit=10) is the same as the dict form. */
+        if (PyTuple_GET_SIZE(args) != 0) {
+            PyErr_SetString(quenda_ModelError, "setdefaultcontrol: arguments mismatch");
+            goto done;
+        }
+        pairs = PyDict_Copy(kwargs);
+    } else {
+        pairs = ctrl_args_to_dict(args, "setdefaultcontrol");
+    }
+    if (pairs == NULL)
+        goto done;
+
+    /* Check everything before storing anything, so a bad entry loses
+     * nothing of what was there. */
+    if (ctrl_check_all(pairs) != 0)
+        goto done;
+    quenda_env_busy = 1;
+    while (rc == 0 && PyDict_Next(pairs, &pos, &key, &value))
+        rc = ctrl_store_default(key, value);
+    quenda_env_busy = 0;
+    if (rc == 0)
+        res = Py_NewRef(Py_None);
+done:
+    Py_XDECREF(pairs);
+    setQndaErrIfNull(NULL, res);
+    return res;
+}
+
+PyObject *
+quendamod_setdefaults(PyObject *self, PyObject *noargs)
+{
+    quenda_env_busy = 1;
+    if (qnda_py_env.ctrl_defaults != NULL)
+        PyDict_Clear(qnda_py_env.ctrl_defaults);
+    quenda_env_busy = 0;
+    Py_RETURN_NONE;
 }
 
 /* ------------------------------------------------------------------ */
@@ -754,13 +828,19 @@ ctrl_dealloc(PyObject *self)
     Py_TYPE(self)->tp_free(self);
 }
 
-static PyObject *
-ctrl_getattro(PyObject *self, PyObject *name)
+PyObject *
+ctrl_attr_getattro(PyObject *self, PyObject *name, int is_attr)
 {
     if (PyUnicode_Check(name) && PyUnicode_GET_LENGTH(name) > 2 &&
         PyUnicode_READ_CHAR(name, 0) == '_' && PyUnicode_READ_CHAR(name, 1) == '_')
         return PyObject_GenericGetAttr(self, name);
-    return ctrl_attr_get(self, name, 0);
+    return ctrl_attr_get(self, name, is_attr);
+}
+
+static PyObject *
+ctrl_getattro(PyObject *self, PyObject *name)
+{
+    return ctrl_attr_getattro(self, name, 0);
 }
 
 static int
@@ -801,10 +881,10 @@ ctrl_setattro(PyObject *self, PyObject *name, PyObject *value)
     return rc;
 }
 
-static PyObject *
-ctrl_str(PyObject *self)
+PyObject *
+ctrl_attr_str(PyObject *self, int is_attr)
 {
-    PyObject *all = getAllCtrlAttr(self, 0); /* new reference */
+    PyObject *all = getAllCtrlAttr(self, is_attr); /* new reference */
     PyObject *res;
     if (all == NULL)
         return NULL;
@@ -813,31 +893,21 @@ ctrl_str(PyObject *self)
     return res;
 }
 
+static PyObject *
+ctrl_str(PyObject *self)
+{
+    return ctrl_attr_str(self, 0);
+}
+
 /* The value dictionary is the object's __dict__ (read only). */
 static PyGetSetDef ctrl_getset[] = {
     {(char *)"__dict__", PyObject_GenericGetDict, NULL, NULL, NULL},
     {NULL, NULL, NULL, NULL, NULL}};
 
 PyTypeObject quenda_ctrlType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.control",        /* tp_name */
-    sizeof(ctrl_s),          /* tp_basicsize */
-    0,                       /* tp_itemsize */
-    ctrl_dealloc,            /* tp_dealloc */
-    0,                       /* tp_vectorcall_offset */
-    0,                       /* tp_getattr */
-    0,                       /* tp_setattr */
-    0,                       /* tp_as_async */
-    ctrl_str,                /* tp_repr */
-    0, 0, 0,                 /* tp_as_number, tp_as_sequence, tp_as_mapping */
-    0,                       /* tp_hash */
-    0,                       /* tp_call */
-    ctrl_str,                /* tp_str */
-    ctrl_getattro,           /* tp_getattro */
-    ctrl_setattro,           /* tp_setattro */
-    0,                       /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,      /* tp_flags */
-    "Controls of a problem, or the module's defaults for new problems", /* tp_doc */
+    QUENDA_TYPE_HEAD("quenda.control", sizeof(ctrl_s), ctrl_dealloc, ctrl_str, ctrl_str,
+                     ctrl_getattro, ctrl_setattro, Py_TPFLAGS_DEFAULT,
+                     "Controls of a problem, or the module's defaults for new problems"),
     0,                       /* tp_traverse */
     0,                       /* tp_clear */
     0,                       /* tp_richcompare */

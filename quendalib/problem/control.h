@@ -37,6 +37,11 @@ PyObject *ctrl_copy(PyObject *ctrl, PyObject *prob);
 /* Value of a control (is_attr 0) or attribute (1) by name for a control or
  * attribute object.  New reference, or NULL with an exception set. */
 PyObject *ctrl_attr_get(PyObject *self, PyObject *name, int is_attr);
+/* tp_getattro of the control and attribute types: dunder names the usual
+ * way, any other name as ctrl_attr_get. */
+PyObject *ctrl_attr_getattro(PyObject *self, PyObject *name, int is_attr);
+/* tp_str of both: str of the dict of every name and its value. */
+PyObject *ctrl_attr_str(PyObject *self, int is_attr);
 /* Dict of every name and its current value.  New reference. */
 PyObject *getAllCtrlAttr(PyObject *self, int is_attr);
 
@@ -56,6 +61,11 @@ PyObject *ctrl_args_to_dict(PyObject *args, const char *fname);
 int problem_setControl_single(PyObject *prob, long id, int type, int slp, PyObject *value);
 /* Applies the module's user default controls to a new problem; 0 or -1. */
 int problem_apply_user_defaults(PyObject *prob);
+
+/* Module functions setdefaultcontrol and setdefaults.  New reference, or
+ * NULL with an exception set. */
+PyObject *quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs);
+PyObject *quendamod_setdefaults(PyObject *self, PyObject *noargs);
 
 /* Problem methods (METH_VARARGS). */
 PyObject *problem_setControl(PyObject *self, PyObject *args);

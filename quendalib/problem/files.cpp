@@ -19,8 +19,9 @@
 #include "algebra/sos.h"
 #include "algebra/var.h"
 #include "module/session.h"
-#include "problem/problem.h"
-#include "problem/registry.h"
+#include "problem/alloc.h"
+#include "problem/maps.h"
+#include "problem/object.h"
 #include "problem/solve.h"
 
 #include "qnda.h"
@@ -38,25 +39,6 @@ typedef struct {
     const char *next;  /* next name in buf */
 } namechunk;
 
-static void *
-files_alloc(size_t bytes)
-{
-    void *res = NULL;
-    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap, bytes ? bytes : 1,
-                                         &res) != 0 ||
-        res == NULL) {
-        PyErr_NoMemory();
-        return NULL;
-    }
-    return res;
-}
-
-static void
-files_free(void *pp)
-{
-    qo_MemoryAllocator_Free_Untyped(qo_MemoryAllocator_DefaultHeap, (void **)pp);
-}
-
 /* The name of object i of a kind as a new str, fetching the chunk that
  * starts at i when i is a multiple of 256.  NULL with an exception. */
 static PyObject *
@@ -71,9 +53,9 @@ files_name(problem_s *p, namechunk *nc, int type, int i, int n)
         if (QNDAgetnames(p->prob, type, NULL, 0, &need, i, last) != 0)
             goto libfail;
         if (need > nc->size) {
-            files_free(&nc->buf);
+            qarr_free(&nc->buf);
             nc->size = 0;
-            nc->buf = files_alloc((size_t)need);
+            nc->buf = qarr_alloc((size_t)need);
             if (nc->buf == NULL)
                 return NULL;
             nc->size = need;
@@ -118,6 +100,29 @@ files_vartype(char c)
     }
 }
 
+typedef int (*files_dblget)(QNDAprob, double *, int, int);
+typedef int (*files_chrget)(QNDAprob, char *, int, int);
+
+/* Two double arrays and a char array of n entries, read over 0..n-1 by
+ * the three getters.  0, or -1 with an exception set; the caller frees the
+ * arrays either way. */
+static int
+files_fetch(problem_s *p, int n, double **a, files_dblget geta, double **b, files_dblget getb,
+            char **t, files_chrget gett)
+{
+    *a = (double *)qarr_alloc((size_t)n * sizeof(double));
+    *b = (double *)qarr_alloc((size_t)n * sizeof(double));
+    *t = (char *)qarr_alloc((size_t)n);
+    if (*a == NULL || *b == NULL || *t == NULL)
+        return -1;
+    if (geta(p->prob, *a, 0, n - 1) != 0 || getb(p->prob, *b, 0, n - 1) != 0 ||
+        gett(p->prob, *t, 0, n - 1) != 0) {
+        setQndaErrIfNull((PyObject *)p, NULL);
+        return -1;
+    }
+    return 0;
+}
+
 static int
 files_read_columns(problem_s *p, namechunk *nc, int n)
 {
@@ -127,16 +132,8 @@ files_read_columns(problem_s *p, namechunk *nc, int n)
 
     if (n == 0)
         return 0;
-    lb = (double *)files_alloc((size_t)n * sizeof(double));
-    ub = (double *)files_alloc((size_t)n * sizeof(double));
-    type = (char *)files_alloc((size_t)n);
-    if (lb == NULL || ub == NULL || type == NULL)
+    if (files_fetch(p, n, &lb, QNDAgetlb, &ub, QNDAgetub, &type, QNDAgetcoltype) != 0)
         goto done;
-    if (QNDAgetlb(p->prob, lb, 0, n - 1) != 0 || QNDAgetub(p->prob, ub, 0, n - 1) != 0 ||
-        QNDAgetcoltype(p->prob, type, 0, n - 1) != 0) {
-        setQndaErrIfNull((PyObject *)p, NULL);
-        goto done;
-    }
     for (i = 0; i < n; i++) {
         var_object *v;
         PyObject *name = files_name(p, nc, QNDA_NAMES_COLUMNS, i, n);
@@ -159,9 +156,7 @@ files_read_columns(problem_s *p, namechunk *nc, int n)
     }
     ret = 0;
 done:
-    files_free(&lb);
-    files_free(&ub);
-    files_free(&type);
+    qarr_free_all(&lb, &ub, &type);
     return ret;
 }
 
@@ -191,17 +186,8 @@ files_read_rows(problem_s *p, namechunk *nc, int n)
 
     if (n == 0)
         return 0;
-    rhs = (double *)files_alloc((size_t)n * sizeof(double));
-    range = (double *)files_alloc((size_t)n * sizeof(double));
-    type = (char *)files_alloc((size_t)n);
-    if (rhs == NULL || range == NULL || type == NULL)
+    if (files_fetch(p, n, &rhs, QNDAgetrhs, &range, QNDAgetrhsrange, &type, QNDAgetrowtype) != 0)
         goto done;
-    if (QNDAgetrhs(p->prob, rhs, 0, n - 1) != 0 ||
-        QNDAgetrhsrange(p->prob, range, 0, n - 1) != 0 ||
-        QNDAgetrowtype(p->prob, type, 0, n - 1) != 0) {
-        setQndaErrIfNull((PyObject *)p, NULL);
-        goto done;
-    }
     for (i = 0; i < n; i++) {
         constraint_object *c;
         PyObject *name = files_name(p, nc, QNDA_NAMES_ROWS, i, n);
@@ -227,9 +213,7 @@ files_read_rows(problem_s *p, namechunk *nc, int n)
     }
     ret = 0;
 done:
-    files_free(&rhs);
-    files_free(&range);
-    files_free(&type);
+    qarr_free_all(&rhs, &range, &type);
     return ret;
 }
 
@@ -270,25 +254,6 @@ files_read_sets(problem_s *p, namechunk *nc, int n)
     return 0;
 }
 
-/* Empty lists and maps in place of the registry.  0, or -1 with an
- * exception. */
-static int
-files_empty_registry(problem_s *p)
-{
-    Py_XSETREF(p->vars, PyList_New(0));
-    Py_XSETREF(p->cons, PyList_New(0));
-    Py_XSETREF(p->sos, PyList_New(0));
-    if (p->vars == NULL || p->cons == NULL || p->sos == NULL) {
-        PyErr_Clear();
-        PyErr_SetString(quenda_ModelError, "Could not create problem maps");
-        return -1;
-    }
-    if (problem_maps_ensure(p) != 0)
-        return -1;
-    problem_maps_clear(p);
-    return 0;
-}
-
 static PyObject *
 problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
 {
@@ -299,7 +264,7 @@ problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
     PyObject *res = NULL;
     int ncols = 0, nrows = 0, nsets = 0, rc;
 
-    if (files_empty_registry(p) != 0)
+    if (problem_registry_empty(p) != 0)
         goto done;
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s|s", (char **)kwlist, &filename, &options))
         goto done;
@@ -326,7 +291,7 @@ problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
     p->obj_col = p->obj_row = -1;
     res = Py_NewRef(Py_None);
 done:
-    files_free(&nc.buf);
+    qarr_free(&nc.buf);
     setQndaErrIfNull(self, res);
     return res;
 }

@@ -7,11 +7,10 @@
  * quenda.free() closed and closes it again afterwards. */
 #include "problem/problem.h"
 
-#include "api/conv.h"
 #include "module/session.h"
-#include "module/types.h"
 #include "problem/attribute.h"
 #include "problem/control.h"
+#include "problem/conv.h"
 #include "problem/files.h"
 #include "problem/registry.h"
 #include "problem/results.h"
@@ -49,28 +48,13 @@ problem_alloc(void)
     return (PyObject *)p;
 }
 
-/* Fresh empty lists for the registry; 0, or -1 with ModelError. */
-static int
-problem_new_lists(problem_s *p)
-{
-    Py_XSETREF(p->vars, PyList_New(0));
-    Py_XSETREF(p->cons, PyList_New(0));
-    Py_XSETREF(p->sos, PyList_New(0));
-    if (p->vars == NULL || p->cons == NULL || p->sos == NULL) {
-        PyErr_Clear();
-        PyErr_SetString(quenda_ModelError, "Could not create problem maps");
-        return -1;
-    }
-    return 0;
-}
-
 PyObject *
 problem_new(void)
 {
     problem_s *p = (problem_s *)problem_alloc();
     if (p == NULL)
         return NULL;
-    if (problem_new_lists(p) != 0 || problem_maps_ensure(p) != 0)
+    if (problem_registry_empty(p) != 0)
         goto error;
     p->ctrl = ctrl_base((PyObject *)p);
     if (p->ctrl == NULL)
@@ -152,7 +136,7 @@ problem_init(PyObject *self, PyObject *args, PyObject *kwargs)
         PyErr_SetString(quenda_ModelError, "Problem already initialized");
         return -1;
     }
-    if (problem_new_lists(p) != 0 || problem_maps_ensure(p) != 0)
+    if (problem_registry_empty(p) != 0)
         return -1;
     if (turnQNDAon(0) != 0)
         return -1;
@@ -331,9 +315,8 @@ problem_reset(PyObject *self, PyObject *noargs)
     problem_s *p = (problem_s *)self;
     PyObject *res = NULL;
 
-    if (problem_new_lists(p) != 0 || problem_maps_ensure(p) != 0)
+    if (problem_registry_empty(p) != 0)
         goto done;
-    problem_maps_clear(p);
     if (p->prob == NULL) {
         if (problem_apply_user_defaults(self) != 0)
             goto done;
@@ -404,6 +387,35 @@ problem_type_prepare(void)
     return 0;
 }
 
+/* The last error of a problem: the main library's, or the nonlinear
+ * library's when the main one recorded none. */
+static void
+problem_lasterror(PyObject *owner, int *code, char *msg, int maxbytes)
+{
+    problem_s *p = (problem_s *)owner;
+    if (p->prob != NULL)
+        QNDAgetlasterror(p->prob, code, msg, maxbytes, NULL);
+    msg[maxbytes - 1] = '\0';
+    if (msg[0] == '\0' && qnda_py_env.slp_state != 0 && p->slpprob != NULL) {
+        *code = 0;
+        QSLPgetlasterror(p->slpprob, code, msg, maxbytes, NULL);
+    }
+}
+
+static int
+problem_fill_descriptions(void)
+{
+    return ctrl_attr_fill_typeobj(1);
+}
+
+int
+problem_layer_init(void)
+{
+    quenda_session_open_hook = problem_fill_descriptions;
+    return quenda_add_error_source(&quenda_problemType, problem_lasterror,
+                                   "Unidentified error associated with optimization problem");
+}
+
 static PyMemberDef problem_members[] = {
     {(char *)"controls", T_OBJECT, offsetof(problem_s, ctrl), 0, (char *)"Problem's controls"},
     {(char *)"attributes", T_OBJECT, offsetof(problem_s, attr), 0,
@@ -411,25 +423,8 @@ static PyMemberDef problem_members[] = {
     {NULL, 0, 0, 0, NULL}};
 
 PyTypeObject quenda_problemType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.problem",        /* tp_name */
-    sizeof(problem_s),       /* tp_basicsize */
-    0,                       /* tp_itemsize */
-    problem_dealloc,         /* tp_dealloc */
-    0,                       /* tp_vectorcall_offset */
-    0,                       /* tp_getattr */
-    0,                       /* tp_setattr */
-    0,                       /* tp_as_async */
-    0,                       /* tp_repr */
-    0, 0, 0,                 /* tp_as_number, tp_as_sequence, tp_as_mapping */
-    0,                       /* tp_hash */
-    0,                       /* tp_call */
-    problem_str,             /* tp_str */
-    0,                       /* tp_getattro */
-    0,                       /* tp_setattro */
-    0,                       /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,      /* tp_flags */
-    "An optimization problem: problem(name=None)", /* tp_doc */
+    QUENDA_TYPE_HEAD("quenda.problem", sizeof(problem_s), problem_dealloc, 0, problem_str, 0, 0,
+                     Py_TPFLAGS_DEFAULT, "An optimization problem: problem(name=None)"),
     0,                       /* tp_traverse */
     0,                       /* tp_clear */
     0,                       /* tp_richcompare */

@@ -1,36 +1,17 @@
-/* quenda.problem: one optimisation model, its library handles and the
- * registry of the modelling objects added to it. */
+/* The door of the problem layer: what other folders use of quenda.problem,
+ * one optimisation model, its library handles and the registry of the
+ * modelling objects added to it.  The files of the layer include the
+ * headers of their parts (and problem/object.h for the record) instead. */
 #pragma once
 
 #include <Python.h>
 
-#include "qnda.h"
-#include "qslp.h"
+#include "problem/conv.h"
+#include "problem/control.h"
+#include "problem/maps.h"
+#include "problem/object.h"
+#include "problem/split.h"
 
-#define QUENDA_NCALLBACKS 36
-
-typedef struct {
-    PyObject_HEAD
-    QNDAprob prob;        /* owned main library handle; NULL until created */
-    QSLPprob slpprob;     /* owned nonlinear handle on prob; NULL when the
-                             nonlinear library is not in use */
-    PyObject *vars;       /* owned list: the var of column i at index i */
-    PyObject *cons;       /* owned list: constraints in row order */
-    PyObject *sos;        /* owned list: SOS in set order */
-    PyObject *ctrl;       /* owned quenda.control bound to this problem */
-    PyObject *attr;       /* owned quenda.attribute bound to this problem */
-    void *varmap;         /* owned rowcolmap: var identity -> column */
-    void *conmap;         /* owned rowcolmap: constraint identity -> row */
-    void *sosmap;         /* owned rowcolmap: SOS identity -> set index */
-    PyObject *callback[QUENDA_NCALLBACKS]; /* owned list of entries per kind, or NULL */
-    int nlp_index;        /* nonlinear integer attribute 12013, read lazily; -1 */
-    int n_nlcons;         /* constraints with a nonlinear part */
-    int nl_obj;           /* non-zero when the objective is nonlinear */
-    PyObject *userfuncs;  /* owned dict of user functions, or NULL */
-    int obj_col;          /* auxiliary column of a nonlinear objective, -1 */
-    int obj_row;          /* auxiliary row defining it, -1 */
-    PyObject *weakreflist; /* controls and attributes refer to us weakly */
-} problem_s;
 
 /* Bare instance: handles NULL, callbacks empty, counters initial.  New
  * reference, or NULL. */
@@ -42,3 +23,8 @@ PyObject *problem_new(void);
 /* Gathers the type's method table from the problem's parts; call before
  * readying the type.  0, or -1 with an exception set. */
 int problem_type_prepare(void);
+
+/* Fills in what lower layers call through hooks (the session's description
+ * fill, the problem's source of library errors).  Called once by the
+ * module init before anything else of the layer.  0, or -1. */
+int problem_layer_init(void);

@@ -1,50 +1,16 @@
 /* The problem's registry of modelling objects: adding variables,
  * constraints, SOS and indicator constraints in batches, and deleting them
- * with renumbering.
+ * with renumbering.  The maps live in problem/maps.h, the batches in
+ * problem/batch.h, the deletion in problem/delete.cpp.
  *
- * Invariant kept by every function here: for each kind, the object at list
- * index i has the map entry identity -> i, and the library holds exactly as
- * many columns (rows, sets) as the list has objects (unless the library
- * refused a batch, in which case the batch's objects are taken back out). */
+ * Invariant kept by every function of the registry: for each kind, the
+ * object at list index i has the map entry identity -> i, and the library
+ * holds exactly as many columns (rows, sets) as the list has objects
+ * (unless the library refused a batch, in which case the batch's objects
+ * are taken back out). */
 #pragma once
 
 #include <Python.h>
-
-#include "algebra/maps.h"
-#include "problem/problem.h"
-
-/* The three identity maps, created when missing.  0, or -1 with ModelError
- * "Could not create problem maps". */
-int problem_maps_ensure(problem_s *p);
-/* Frees the maps (for dealloc). */
-void problem_maps_free(problem_s *p);
-/* Empties the maps (for reset). */
-void problem_maps_clear(problem_s *p);
-/* Replaces dst's maps by copies of src's.  0, or -1 with ModelError. */
-int problem_maps_copy(problem_s *dst, problem_s *src);
-
-/* Marks the problem's registry as being changed for the length of a call
- * that may run Python code (a walk of a generator); a nested change of the
- * same problem is refused.  enter: 0, or -1 with ModelError "Cannot change
- * the problem while objects are being added to it or deleted from it";
- * every successful enter needs its leave.  For read(), reset() and the like
- * as well as the add and delete methods. */
-int problem_registry_enter(problem_s *p);
-void problem_registry_leave(problem_s *p);
-
-/* To be called by any code outside this file that changes a variable map
- * directly (reading a model file ...). */
-void problem_varmap_changed(void);
-
-#define PROBLEM_VARMAP(p) ((rowcolmap *)(p)->varmap)
-#define PROBLEM_CONMAP(p) ((rowcolmap *)(p)->conmap)
-#define PROBLEM_SOSMAP(p) ((rowcolmap *)(p)->sosmap)
-
-/* Solver index of an object of the problem: 0 and *index, or -1 (no
- * exception) when it is not in the problem. */
-int problem_var_index(problem_s *p, PyObject *var, int *index);
-int problem_con_index(problem_s *p, PyObject *con, int *index);
-int problem_sos_index(problem_s *p, PyObject *sos, int *index);
 
 /* Problem methods addVariable, addConstraint, addSOS, addIndicator,
  * delVariable, delConstraint, delSOS; NULL-terminated. */

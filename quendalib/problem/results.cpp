@@ -27,6 +27,7 @@
 #include "algebra/var.h"
 #include "module/npy.h"
 #include "module/session.h"
+#include "problem/maps.h"
 #include "problem/solve.h"
 
 #include "qnda.h"
@@ -62,16 +63,6 @@ results_list(problem_s *p, int kind)
     return kind == RESULTS_COLUMNS ? p->vars : kind == RESULTS_ROWS ? p->cons : p->sos;
 }
 
-static int
-results_map_get(void *map, uint32_t id, Py_ssize_t *index)
-{
-    uint32_t v;
-    if (map == NULL || rowcolmap_get((rowcolmap *)map, id, &v) != 0)
-        return -1;
-    *index = (Py_ssize_t)v;
-    return 0;
-}
-
 int
 problem_item_index(problem_s *p, PyObject *item, int kind, Py_ssize_t count, Py_ssize_t hint,
                    Py_ssize_t *index)
@@ -80,6 +71,7 @@ problem_item_index(problem_s *p, PyObject *item, int kind, Py_ssize_t count, Py_
     void *map = NULL;
     uint32_t id = 0;
     Py_ssize_t idx = -1;
+    int mapped;
 
     /* The object expected next, found by its address alone: the item itself
      * is not even read, which keeps long runs to sequential memory. */
@@ -129,8 +121,9 @@ problem_item_index(problem_s *p, PyObject *item, int kind, Py_ssize_t count, Py_
         return -1;
     }
 
-    if (results_map_get(map, id, &idx) != 0)
+    if (problem_map_index(map, id, &mapped) != 0)
         goto range;
+    idx = mapped;
     if (idx < 0 || idx >= count)
         goto range;
     *index = idx;

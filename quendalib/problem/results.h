@@ -5,7 +5,7 @@
 
 #include <Python.h>
 
-#include "problem/problem.h"
+#include "problem/object.h"
 
 extern PyMethodDef problem_results_methods[];
 

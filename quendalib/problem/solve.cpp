@@ -13,7 +13,8 @@
 #include "algebra/exprtype.h"
 #include "module/npy.h"
 #include "module/session.h"
-#include "nonlinear/convert.h"
+#include "problem/alloc.h"
+#include "problem/split.h"
 
 #include "qnda.h"
 #include "qslp.h"
@@ -54,11 +55,9 @@ problem_is_mip(problem_s *p, int *mip)
 {
     int nents = 0, nsets = 0;
 
-    if (QNDAgetintattrib(p->prob, SOLVE_ATTR_MIPENTS, &nents) != 0 ||
-        QNDAgetintattrib(p->prob, SOLVE_ATTR_SETS, &nsets) != 0) {
-        setQndaErrIfNull((PyObject *)p, NULL);
+    if (problem_intattr(p, SOLVE_ATTR_MIPENTS, &nents) != 0 ||
+        problem_intattr(p, SOLVE_ATTR_SETS, &nsets) != 0)
         return -1;
-    }
     *mip = nents != 0 || nsets != 0;
     return 0;
 }
@@ -95,19 +94,6 @@ objparts_free(objparts *o)
     lqsplit_free(&o->split);
 }
 
-static void *
-obj_alloc(size_t bytes)
-{
-    void *res = NULL;
-    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap, bytes ? bytes : 1,
-                                         &res) != 0 ||
-        res == NULL) {
-        PyErr_NoMemory();
-        return NULL;
-    }
-    return res;
-}
-
 /* Splits obj into *o over ncols columns.  0, or -1 with an exception set. */
 static int
 problem_obj_split(problem_s *p, PyObject *obj, int ncols, objparts *o)
@@ -116,8 +102,8 @@ problem_obj_split(problem_s *p, PyObject *obj, int ncols, objparts *o)
 
     if (splitExpr((PyObject *)p, obj, 1.0, &o->split, NULL) != 0)
         return -1;
-    o->obj = (double *)obj_alloc(((size_t)ncols + 1) * sizeof(double));
-    o->objind = (int *)obj_alloc(((size_t)ncols + 1) * sizeof(int));
+    o->obj = (double *)qarr_alloc(((size_t)ncols + 1) * sizeof(double));
+    o->objind = (int *)qarr_alloc(((size_t)ncols + 1) * sizeof(int));
     if (o->obj == NULL || o->objind == NULL)
         return -1;
     for (k = 0; k < ncols; k++) {
@@ -147,10 +133,10 @@ problem_clear_qobj(problem_s *p, int ncols)
         goto error;
     if (nq == 0)
         return 0;
-    start = (QNDAint64 *)obj_alloc(((size_t)ncols + 1) * sizeof(QNDAint64));
-    col1 = (int *)obj_alloc((size_t)nq * sizeof(int));
-    col2 = (int *)obj_alloc((size_t)nq * sizeof(int));
-    coef = (double *)obj_alloc((size_t)nq * sizeof(double));
+    start = (QNDAint64 *)qarr_alloc(((size_t)ncols + 1) * sizeof(QNDAint64));
+    col1 = (int *)qarr_alloc((size_t)nq * sizeof(int));
+    col2 = (int *)qarr_alloc((size_t)nq * sizeof(int));
+    coef = (double *)qarr_alloc((size_t)nq * sizeof(double));
     if (start == NULL || col1 == NULL || col2 == NULL || coef == NULL)
         goto done;
     if (QNDAgetmqobj64(p->prob, start, col2, coef, nq, &nq, 0, ncols - 1) != 0)
@@ -327,15 +313,23 @@ error:
     return -1;
 }
 
+/* No arguments, then problem_status.  0, or -1 with an exception set. */
+static int
+problem_status_noargs(PyObject *self, PyObject *args, PyObject *kwargs, int *status, int *column)
+{
+    static const char *kwlist[] = {NULL};
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "", (char **)kwlist))
+        return -1;
+    return problem_status((problem_s *)self, status, column);
+}
+
 static PyObject *
 problem_getProbStatus(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {NULL};
     int status, column;
     PyObject *res = NULL;
 
-    if (PyArg_ParseTupleAndKeywords(args, kwargs, "", (char **)kwlist) &&
-        problem_status((problem_s *)self, &status, &column) == 0)
+    if (problem_status_noargs(self, args, kwargs, &status, &column) == 0)
         res = PyLong_FromLong(status);
     setQndaErrIfNull(self, res);
     return res;
@@ -353,12 +347,10 @@ static const char *const status_unknown[3] = {"lp_unknown", "mip_unknown", "nlp_
 static PyObject *
 problem_getProbStatusString(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {NULL};
     int status, column;
     PyObject *res = NULL;
 
-    if (PyArg_ParseTupleAndKeywords(args, kwargs, "", (char **)kwlist) &&
-        problem_status((problem_s *)self, &status, &column) == 0)
+    if (problem_status_noargs(self, args, kwargs, &status, &column) == 0)
         res = PyUnicode_FromString(status >= 0 && status <= 8 ? status_names[column][status]
                                                               : status_unknown[column]);
     setQndaErrIfNull(self, res);

@@ -5,7 +5,7 @@
 
 #include <Python.h>
 
-#include "problem/problem.h"
+#include "problem/object.h"
 
 /* setObjective, solve, getProbStatus, getProbStatusString, getObjVal. */
 extern PyMethodDef problem_solve_methods[];

@@ -99,29 +99,28 @@ class TestBadItems:
         with pytest.raises(quenda.ModelError, match=RANGE):
             p.getSolution(item)
 
-    def test_object_not_in_problem(self, solved):
-        p, x, c = solved
-        with pytest.raises(quenda.ModelError, match=RANGE):
-            p.getSolution(quenda.var())
-        with pytest.raises(quenda.ModelError, match=RANGE):
-            p.getDual(quenda.var() <= 1)
-        with pytest.raises(quenda.ModelError, match=RANGE):
-            p.getIndex(quenda.var())
-
     @pytest.mark.parametrize("item", [1.5, None, object(), np.float64(1.0)])
     def test_wrong_kind(self, solved, item):
         p, x, c = solved
         with pytest.raises(quenda.ModelError, match=INCORRECT):
             p.getSolution(item)
 
-    def test_rows_and_columns_do_not_mix(self, solved):
-        p, x, c = solved
-        with pytest.raises(quenda.ModelError, match=INCORRECT):
-            p.getSolution(c[0])
-        with pytest.raises(quenda.ModelError, match=INCORRECT):
-            p.getDual(x[0])
-        with pytest.raises(quenda.ModelError, match=INCORRECT):
-            p.getIndex(2 * x[0])
+    @pytest.mark.parametrize(
+        "call, msg",
+        [
+            # objects not in the problem
+            (lambda p, x, c: p.getSolution(quenda.var()), RANGE),
+            (lambda p, x, c: p.getDual(quenda.var() <= 1), RANGE),
+            (lambda p, x, c: p.getIndex(quenda.var()), RANGE),
+            # rows and columns do not mix
+            (lambda p, x, c: p.getSolution(c[0]), INCORRECT),
+            (lambda p, x, c: p.getDual(x[0]), INCORRECT),
+            (lambda p, x, c: p.getIndex(2 * x[0]), INCORRECT),
+        ],
+    )
+    def test_object_of_another_problem_or_kind(self, solved, call, msg):
+        with pytest.raises(quenda.ModelError, match=msg):
+            call(*solved)
 
     def test_failure_inside_collection(self, solved):
         p, x, c = solved

@@ -1,7 +1,5 @@
 """Objective, solve, status and objective value of the modelling layer."""
-import gc
 import sys
-import tracemalloc
 
 import numpy as np
 import pytest
@@ -236,7 +234,7 @@ class TestBadInput:
             prob[0].setObjective()
 
 
-def test_no_leaks_in_build_solve_drop_loop():
+def test_no_leaks_in_build_solve_drop_loop(heap_growth):
     def once():
         x = [quenda.var(ub=i + 1) for i in range(20)]
         p = quiet(quenda.problem())
@@ -254,17 +252,7 @@ def test_no_leaks_in_build_solve_drop_loop():
 
     v = once()
     base = sys.getrefcount(v)
-    for _ in range(5):
-        once()
-    gc.collect()
-    tracemalloc.start()
-    snap = tracemalloc.take_snapshot()
-    for _ in range(200):
-        once()
-    gc.collect()
-    grown = sum(s.size_diff for s in tracemalloc.take_snapshot().compare_to(snap, "filename"))
-    tracemalloc.stop()
-    assert grown < 100_000
+    assert heap_growth(once, 5, 200) < 100_000
     assert sys.getrefcount(v) == base
 
 

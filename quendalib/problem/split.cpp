@@ -1,10 +1,10 @@
 /* Splitting of modelling expressions into constant, linear and quadratic
- * solver data (see convert.h).
+ * solver data (see split.h).
  *
  * The hot path is a row of a large model: an expression whose linear map is
  * read as one sorted array (linmap_data) and whose variables are looked up
  * once each in the problem's variable map; nothing is allocated per term. */
-#include "nonlinear/convert.h"
+#include "problem/split.h"
 
 #include "algebra/exprtype.h"
 #include "algebra/expression.h"
@@ -13,7 +13,7 @@
 #include "algebra/quadterm.h"
 #include "algebra/var.h"
 #include "module/session.h"
-#include "module/types.h"
+#include "problem/alloc.h"
 
 #include "qnda.h"
 
@@ -31,16 +31,10 @@ lqsplit_init(lqsplit *s)
     memset(s, 0, sizeof *s);
 }
 
-static void
-lq_free_ptr(void *pp)
-{
-    qo_MemoryAllocator_Free_Untyped(qo_MemoryAllocator_DefaultHeap, (void **)pp);
-}
-
 void
 lqsplit_drop_cache(lqsplit *s)
 {
-    lq_free_ptr(&s->dense);
+    qarr_free(&s->dense);
     s->dense_base = 0;
     s->dense_len = 0;
 }
@@ -83,12 +77,7 @@ lqsplit_cache_columns(lqsplit *s, PyObject *prob)
 void
 lqsplit_free(lqsplit *s)
 {
-    lq_free_ptr(&s->dense);
-    lq_free_ptr(&s->lincol);
-    lq_free_ptr(&s->lincoef);
-    lq_free_ptr(&s->qcol1);
-    lq_free_ptr(&s->qcol2);
-    lq_free_ptr(&s->qcoef);
+    qarr_free_all(&s->dense, &s->lincol, &s->lincoef, &s->qcol1, &s->qcol2, &s->qcoef);
     lqsplit_init(s);
 }
 
@@ -100,45 +89,21 @@ lqsplit_clear(lqsplit *s)
     s->nquad = 0;
 }
 
-/* Grows *p (elements of size elsize, capacity oldcap) to newcap elements.
- * 0, or -1 leaving *p as it was. */
-static int
-lq_grow(void **p, size_t elsize, int64_t newcap)
-{
-    void *q = *p;
-    if (qo_MemoryAllocator_Realloc_Untyped(qo_MemoryAllocator_DefaultHeap, &q,
-                                           (size_t)newcap * elsize) != 0 ||
-        q == NULL)
-        return -1;
-    *p = q;
-    return 0;
-}
-
-static int64_t
-lq_newcap(int64_t cap, int64_t need)
-{
-    if (cap < LQSPLIT_INITCAP)
-        cap = LQSPLIT_INITCAP;
-    while (cap < need)
-        cap *= 2;
-    return cap;
-}
-
 int
 lqsplit_reserve(lqsplit *s, int64_t nlin, int64_t nquad)
 {
     if (s->nlin + nlin > s->lincap || s->lincol == NULL) {
-        int64_t cap = lq_newcap(s->lincap, s->nlin + nlin);
-        if (lq_grow((void **)&s->lincol, sizeof(int), cap) != 0 ||
-            lq_grow((void **)&s->lincoef, sizeof(double), cap) != 0)
+        int64_t cap = qarr_newcap(s->lincap, s->nlin + nlin, LQSPLIT_INITCAP);
+        if (qarr_realloc(&s->lincol, (size_t)cap * sizeof(int)) != 0 ||
+            qarr_realloc(&s->lincoef, (size_t)cap * sizeof(double)) != 0)
             return -1;
         s->lincap = cap;
     }
     if (nquad > 0 && (s->nquad + nquad > s->quadcap || s->qcol1 == NULL)) {
-        int64_t cap = lq_newcap(s->quadcap, s->nquad + nquad);
-        if (lq_grow((void **)&s->qcol1, sizeof(int), cap) != 0 ||
-            lq_grow((void **)&s->qcol2, sizeof(int), cap) != 0 ||
-            lq_grow((void **)&s->qcoef, sizeof(double), cap) != 0)
+        int64_t cap = qarr_newcap(s->quadcap, s->nquad + nquad, LQSPLIT_INITCAP);
+        if (qarr_realloc(&s->qcol1, (size_t)cap * sizeof(int)) != 0 ||
+            qarr_realloc(&s->qcol2, (size_t)cap * sizeof(int)) != 0 ||
+            qarr_realloc(&s->qcoef, (size_t)cap * sizeof(double)) != 0)
             return -1;
         s->quadcap = cap;
     }

@@ -2,43 +2,23 @@
  * conv.h).  Every low-level wrapper is: parse, convert inputs, call the
  * library, convert outputs, free the temporaries; this file is the two
  * conversion steps. */
-#include "api/conv.h"
+#include "problem/conv.h"
 
 #include "algebra/constraint.h"
 #include "algebra/maps.h"
 #include "algebra/sos.h"
 #include "algebra/var.h"
-#include "module/handles.h"
 #include "module/npy.h"
 #include "module/session.h"
-#include "module/types.h"
-#include "nonlinear/convert.h"
-#include "problem/problem.h"
-#include "problem/registry.h"
+#include "problem/alloc.h"
+#include "problem/maps.h"
+#include "problem/object.h"
+#include "problem/split.h"
 
 #include <math.h>
 #include <string.h>
 
 #define CONV_ITER_INITCAP 256
-
-static void *
-conv_alloc(size_t size)
-{
-    void *p = NULL;
-    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap, size ? size : 1, &p) !=
-            0 ||
-        p == NULL) {
-        PyErr_NoMemory();
-        return NULL;
-    }
-    return p;
-}
-
-static void
-conv_release(void **p)
-{
-    qo_MemoryAllocator_Free_Untyped(qo_MemoryAllocator_DefaultHeap, p);
-}
 
 void
 conv_free(void **arr, QNDAint64 count, int kind)
@@ -49,9 +29,9 @@ conv_free(void **arr, QNDAint64 count, int kind)
         char **s = (char **)*arr;
         QNDAint64 i;
         for (i = 0; i < count; i++)
-            conv_release((void **)&s[i]);
+            qarr_free((void **)&s[i]);
     }
-    conv_release(arr);
+    qarr_free(arr);
 }
 
 int
@@ -107,7 +87,7 @@ conv_strdup(PyObject *obj)
         PyErr_SetString(quenda_ModelError, "String argument expected");
         return NULL;
     }
-    res = (char *)conv_alloc((size_t)len + 1);
+    res = (char *)qarr_alloc((size_t)len + 1);
     if (res == NULL)
         return NULL;
     memcpy(res, text, (size_t)len);
@@ -119,11 +99,9 @@ static int
 conv_rows_spare(problem_s *p, int *total)
 {
     int rows = 0, spare = 0;
-    if (QNDAgetintattrib(p->prob, QNDA_ROWS, &rows) != 0 ||
-        QNDAgetintattrib(p->prob, QNDA_SPAREROWS, &spare) != 0) {
-        setQndaErrIfNull((PyObject *)p, NULL);
+    if (problem_intattr(p, QNDA_ROWS, &rows) != 0 ||
+        problem_intattr(p, QNDA_SPAREROWS, &spare) != 0)
         return -1;
-    }
     *total = rows + spare;
     return 0;
 }
@@ -152,7 +130,7 @@ conv_name_index(problem_s *p, PyObject *obj, int kind, int *out)
     *out = index;
     ret = 0;
 done:
-    conv_release((void **)&name);
+    qarr_free((void **)&name);
     return ret;
 }
 
@@ -429,7 +407,7 @@ conv_obj2arr(PyObject *prob, QNDAint64 *count, PyObject *obj, void **out, int ki
             }
             *count = len;
         }
-        arr = conv_alloc((size_t)len * elsize);
+        arr = qarr_alloc((size_t)len * elsize);
         if (arr == NULL)
             goto error;
         if (kind == CONV_STRING)
@@ -460,7 +438,7 @@ conv_obj2arr(PyObject *prob, QNDAint64 *count, PyObject *obj, void **out, int ki
         n = len;
     } else {
         cap = CONV_ITER_INITCAP;
-        arr = conv_alloc((size_t)cap * elsize);
+        arr = qarr_alloc((size_t)cap * elsize);
         if (arr == NULL)
             goto error;
         while ((item = PyIter_Next(obj)) != NULL) {
@@ -668,12 +646,12 @@ addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntiti
 
     if ((types == NULL || types == Py_None) && nEntities > 0 && entityCols != NULL &&
         entityTypes != NULL) {
-        letters = (char *)conv_alloc((size_t)n);
+        letters = (char *)qarr_alloc((size_t)n);
         if (letters == NULL)
             goto done;
         memset(letters, 'C', (size_t)n);
         if (entityLimits != NULL) {
-            limits = (double *)conv_alloc((size_t)n * sizeof(double));
+            limits = (double *)qarr_alloc((size_t)n * sizeof(double));
             if (limits == NULL)
                 goto done;
             for (i = 0; i < n; i++)
@@ -734,8 +712,8 @@ addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntiti
     ret = 0;
 done:
     Py_XDECREF(var);
-    conv_release((void **)&letters);
-    conv_release((void **)&limits);
+    qarr_free((void **)&letters);
+    qarr_free((void **)&limits);
     return ret;
 }
 

@@ -15,7 +15,7 @@
 #include <Python.h>
 #include <stdint.h>
 
-#include "problem/problem.h"
+#include "problem/object.h"
 
 typedef struct {
     double constant;

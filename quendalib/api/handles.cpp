@@ -1,0 +1,134 @@
+/* The small handle types that carry library pointers through Python
+ * (declared in module/handles.h): quenda.qndaobject, quenda.generic and
+ * quenda.poolcut hold one borrowed pointer each and share one record and
+ * one set of slots; quenda.branchobj also keeps its problem alive.  None
+ * of them owns what it points to, so deallocation releases only the Python
+ * object (and, for a branching object, its problem). */
+#include "api/api.h"
+
+#include "module/session.h"
+
+/* The type object of a handle: only a name, size, dealloc, repr and doc. */
+#define HANDLE_TYPE(name, size, dealloc, repr, doc)                                               \
+    {                                                                                             \
+        QUENDA_TYPE_HEAD(name, size, dealloc, repr, 0, 0, 0, Py_TPFLAGS_DEFAULT, doc),            \
+    }
+
+typedef struct {
+    PyObject_HEAD
+    void *ptr; /* borrowed library pointer, may be NULL */
+} handle_s;
+
+static PyObject *
+handle_create(PyTypeObject *type, void *ptr)
+{
+    handle_s *self = PyObject_New(handle_s, type);
+    if (self == NULL)
+        return NULL;
+    self->ptr = ptr;
+    return (PyObject *)self;
+}
+
+static void *
+handle_get(PyObject *self, PyTypeObject *type)
+{
+    if (self == NULL || !PyObject_TypeCheck(self, type))
+        return NULL;
+    return ((handle_s *)self)->ptr;
+}
+
+static void
+handle_dealloc(PyObject *self)
+{
+    Py_TYPE(self)->tp_free(self);
+}
+
+static PyObject *
+handle_repr(PyObject *self)
+{
+    return PyUnicode_FromFormat("<%s at %p>", Py_TYPE(self)->tp_name, ((handle_s *)self)->ptr);
+}
+
+PyTypeObject quenda_objattrType =
+    HANDLE_TYPE("quenda.qndaobject", sizeof(handle_s), handle_dealloc, handle_repr,
+                "Wrapper class for the C API type QNDAobject used in callback");
+PyTypeObject quenda_genericType = HANDLE_TYPE("quenda.generic", sizeof(handle_s), handle_dealloc,
+                                              handle_repr, "Opaque pointer passed through callbacks");
+PyTypeObject quenda_poolcutType = HANDLE_TYPE("quenda.poolcut", sizeof(handle_s), handle_dealloc,
+                                              handle_repr, "Cut in the cut pool");
+
+PyObject *
+qndaobject_create(void *obj)
+{
+    return handle_create(&quenda_objattrType, obj);
+}
+
+PyObject *
+generic_create(void *ptr)
+{
+    return handle_create(&quenda_genericType, ptr);
+}
+
+PyObject *
+poolcut_create(void *cut)
+{
+    return handle_create(&quenda_poolcutType, cut);
+}
+
+void *
+qndaobject_getobj(PyObject *self)
+{
+    return handle_get(self, &quenda_objattrType);
+}
+
+void *
+generic_getptr(PyObject *self)
+{
+    return handle_get(self, &quenda_genericType);
+}
+
+void *
+poolcut_getcut(PyObject *self)
+{
+    return handle_get(self, &quenda_poolcutType);
+}
+
+/* ------------------------------------------------------------------ */
+/* quenda.branchobj: a branching object of the library, built by the user
+ * for a problem or handed to a branching callback.  Only the record and its
+ * lifetime live here for now; the methods come with the branching API. */
+
+typedef struct {
+    PyObject_HEAD
+    void *handle;   /* library branching object, NULL once handed over */
+    PyObject *prob; /* owned: the problem (or callback view) it belongs to */
+} branchobj_s;
+
+void
+branchobj_getlasterror(PyObject *self, int *code, char *msg, int maxbytes)
+{
+    /* No branching-object error is recorded until the branching API lands. */
+    (void)self;
+    *code = 0;
+    if (maxbytes > 0)
+        msg[0] = '\0';
+}
+
+static void
+branchobj_dealloc(PyObject *self)
+{
+    branchobj_s *bo = (branchobj_s *)self;
+    bo->handle = NULL;
+    Py_CLEAR(bo->prob);
+    Py_TYPE(self)->tp_free(self);
+}
+
+PyTypeObject quenda_branchobjType = HANDLE_TYPE("quenda.branchobj", sizeof(branchobj_s),
+                                                branchobj_dealloc, 0, "Branching object");
+
+int
+api_init(void)
+{
+    return quenda_add_error_source(&quenda_branchobjType, branchobj_getlasterror,
+                                   "Unidentified error associated with a branching object");
+}

@@ -1,0 +1,389 @@
+/* addConstraint and addIndicator: the batch of new rows (see batch.h).
+ *
+ * When a row batch cannot grow it is flushed and the row started again on
+ * the empty batch, so memory pressure gives several smaller batches rather
+ * than a failure. */
+#include "problem/batch.h"
+
+#include "algebra/constraint.h"
+#include "algebra/exprtype.h"
+#include "algebra/expression.h"
+#include "algebra/linterm.h"
+#include "algebra/var.h"
+#include "module/npy.h"
+#include "module/session.h"
+#include "problem/split.h"
+
+#include <stddef.h>
+#include <string.h>
+
+struct rowbatch : reg_batch {
+    int64_t cap;
+    QNDAint64 *start;   /* cap + 1: linear start offsets */
+    QNDAint64 *qstart;  /* cap + 1: quadratic start offsets */
+    char *type;
+    double *rhs;
+    double *range;
+    int *indcol;        /* indicator rows only: condition column */
+    int *indcomp;       /*   and 1 (var == 1) or -1 (var == 0) */
+    int indicators;     /* the batch holds indicator rows */
+    lqsplit t;
+    /* the condition of the indicator row being added */
+    int cur_indcol;
+    int cur_indcomp;
+    /* column table of the split: built once the call has looked up about
+       as many terms as the problem has variables */
+    int64_t terms_seen;
+    int cache_tried;
+    unsigned long cache_epoch;
+};
+
+static void
+rowbatch_release(reg_batch *rb)
+{
+    rowbatch *b = (rowbatch *)rb;
+    qarr_free_all(&b->start, &b->qstart, &b->type, &b->rhs, &b->range, &b->indcol, &b->indcomp);
+    lqsplit_free(&b->t);
+}
+
+static void
+rowbatch_reset(reg_batch *rb)
+{
+    rowbatch *b = (rowbatch *)rb;
+    b->t.nlin = 0;
+    b->t.nquad = 0;
+}
+
+/* Room for one more row with nl linear terms, nq quadratic terms and a
+ * name of namelen bytes.  0, or -1 without an exception. */
+static int
+rowbatch_reserve(rowbatch *b, int64_t nl, int64_t nq, size_t namelen)
+{
+    if (b->n + 1 > b->cap || b->start == NULL) {
+        int64_t cap = qarr_newcap(b->cap, b->n + 1, REG_INITCAP);
+        if (qarr_realloc(&b->start, (cap + 1) * sizeof(QNDAint64)) != 0 ||
+            qarr_realloc(&b->qstart, (cap + 1) * sizeof(QNDAint64)) != 0 ||
+            qarr_realloc(&b->type, cap) != 0 || qarr_realloc(&b->rhs, cap * sizeof(double)) != 0 ||
+            qarr_realloc(&b->range, cap * sizeof(double)) != 0)
+            return -1;
+        if (b->indicators && (qarr_realloc(&b->indcol, cap * sizeof(int)) != 0 ||
+                              qarr_realloc(&b->indcomp, cap * sizeof(int)) != 0))
+            return -1;
+        if (b->cap == 0) {
+            b->start[0] = 0;
+            b->qstart[0] = 0;
+        }
+        b->cap = cap;
+    }
+    if (lqsplit_reserve(&b->t, nl, nq) != 0)
+        return -1;
+    return names_reserve(&b->names, namelen + 1);
+}
+
+static int
+rowbatch_send(reg_batch *rb, int *added)
+{
+    rowbatch *b = (rowbatch *)rb;
+    problem_s *p = b->p;
+    int *rows = NULL; /* library allocator */
+    int n = (int)b->n, ret = -1;
+    int64_t i;
+
+    if (QNDAaddrows64(p->prob, n, b->t.nlin, b->type, b->rhs, b->range, b->start, b->t.lincol,
+                      b->t.lincoef) != 0)
+        goto done;
+    *added = 1;
+    if (QNDAaddnames(p->prob, QNDA_NAMES_ROWS, b->names.buf, b->first, b->first + n - 1) != 0)
+        goto done;
+    if (b->t.nquad > 0) {
+        for (i = 0; i < n; i++) {
+            QNDAint64 q0 = b->qstart[i], q1 = b->qstart[i + 1];
+            if (q1 > q0 && QNDAaddqmatrix64(p->prob, b->first + (int)i, q1 - q0, b->t.qcol1 + q0,
+                                            b->t.qcol2 + q0, b->t.qcoef + q0) != 0)
+                goto done;
+        }
+    }
+    if (b->indicators) {
+        if (qarr_realloc(&rows, (size_t)n * sizeof(int)) != 0) {
+            PyErr_NoMemory();
+            goto done;
+        }
+        for (i = 0; i < n; i++)
+            rows[i] = b->first + (int)i;
+        if (QNDAsetindicators(p->prob, n, rows, b->indcol, b->indcomp) != 0)
+            goto done;
+    }
+    ret = 0;
+done:
+    qarr_free(&rows);
+    return ret;
+}
+
+#define MSG_INVALID_CON "Invalid constraint"
+
+static int
+con_step(void *ctx, PyObject *obj)
+{
+    rowbatch *b = (rowbatch *)ctx;
+    problem_s *p = b->p;
+    constraint_object *c = (constraint_object *)obj;
+    int64_t nl, nq;
+    const char *name;
+    size_t len;
+    double rhs, range = 0.0;
+    char type = 'N';
+
+    if (!CONSTRAINT_CHECK(obj)) {
+        PyErr_SetString(quenda_ModelError, MSG_INVALID_CON);
+        return -1;
+    }
+    if (c->body == NULL) {
+        PyErr_SetString(quenda_ModelError, "Stale expression link, cannot add constraint");
+        return -1;
+    }
+    if (rowcolmap_has(PROBLEM_CONMAP(p), c->id)) {
+        PyErr_SetString(quenda_ModelError, "Constraint already added to problem");
+        return -1;
+    }
+    if (expr_kind(c->body) == EXPR_NONLINEAR) {
+        PyErr_SetString(quenda_ModelError,
+                        "Constraints with a nonlinear part cannot be added to a problem yet");
+        return -1;
+    }
+    name = name_text(c->name, QNDA_MAXNAMELENGTH - 1, &len,
+                     "Invalid constraint name (must be a string)");
+    if (name == NULL)
+        return -1;
+    splitExpr_count(c->body, &nl, &nq);
+    if (rowbatch_reserve(b, nl, nq, len) != 0) {
+        /* Short of memory: send what we have and try again on an empty batch. */
+        if (reg_batch_flush(b) != 0)
+            return -1;
+        if (rowbatch_reserve(b, nl, nq, len) != 0) {
+            PyErr_NoMemory();
+            return -1;
+        }
+    }
+    b->terms_seen += nl + nq;
+    if (b->t.dense != NULL && b->cache_epoch != problem_varmap_epoch())
+        lqsplit_drop_cache(&b->t);
+    if (!b->cache_tried && b->terms_seen > 4096 &&
+        (size_t)b->terms_seen > rowcolmap_size(PROBLEM_VARMAP(p)) / 4) {
+        b->cache_tried = 1;
+        b->cache_epoch = problem_varmap_epoch();
+        lqsplit_cache_columns(&b->t, (PyObject *)p);
+    }
+    b->t.constant = 0.0;
+    if (splitExpr((PyObject *)p, c->body, 1.0, &b->t, NULL) != 0)
+        return -1;
+    rhs = -b->t.constant;
+    getRhsSense(obj, &type, &rhs, &range);
+
+    if (PyList_Append(p->cons, obj) != 0)
+        goto undo;
+    if (rowcolmap_set(PROBLEM_CONMAP(p), c->id, (uint32_t)(b->first + b->n)) != 0) {
+        reg_rollback(p->cons, NULL, PyList_GET_SIZE(p->cons) - 1, id_of_con);
+        PyErr_SetString(quenda_ModelError, "Cannot add constraint to problem");
+        goto undo;
+    }
+    b->type[b->n] = type;
+    b->rhs[b->n] = rhs;
+    b->range[b->n] = range;
+    if (b->indicators) {
+        b->indcol[b->n] = b->cur_indcol;
+        b->indcomp[b->n] = b->cur_indcomp;
+    }
+    b->start[b->n + 1] = b->t.nlin;
+    b->qstart[b->n + 1] = b->t.nquad;
+    names_put(&b->names, name, len);
+    b->n++;
+    return 0;
+undo:
+    b->t.nlin = b->start[b->n];
+    b->t.nquad = b->qstart[b->n];
+    return -1;
+}
+
+const reg_kind reg_kind_rows = {
+    &quenda_constraintType, con_step, QNDA_ORIGINALROWS,
+    offsetof(problem_s, cons), offsetof(problem_s, conmap), id_of_con,
+    rowbatch_send, QNDAdelrows, rowbatch_reset, rowbatch_release, sizeof(rowbatch),
+};
+
+#define MSG_IND_DECL "Invalid declaration of indicator constraints."
+#define MSG_IND_FORM \
+    "Invalid condition for indicator constraints: must be <variable_name> == 0 or " \
+    "<variable_name> == 1"
+#define MSG_IND_VAR "Invalid condition for indicator constraints: must be a variable"
+#define MSG_IND_ONE \
+    "Invalid condition for indicator constraints: there must be exactly one variable"
+#define MSG_IND_QUAD \
+    "Invalid condition for indicator constraints: it cannot contain a quadratic expression"
+#define MSG_IND_EXPR \
+    "Invalid indicator expression. Must be var==0 or var==1, where var is a binary variable"
+
+/* Reads an indicator condition "var == 0" or "var == 1": the column of the
+ * variable and the complement flag (1 for == 1, -1 for == 0).  0, or -1
+ * with ModelError. */
+static int
+ind_condition(problem_s *p, PyObject *cond, int *col, int *comp)
+{
+    constraint_object *c = (constraint_object *)cond;
+    PyObject *var = NULL;
+    double coef = 1.0, constant = 0.0, value;
+    var_object *v;
+    const char *msg = NULL;
+
+    if (!CONSTRAINT_CHECK(cond) || c->body == NULL) {
+        PyErr_SetString(quenda_ModelError, MSG_IND_FORM);
+        return -1;
+    }
+    switch (expr_kind(c->body)) {
+    case EXPR_VARIABLE:
+        var = c->body;
+        break;
+    case EXPR_LINTERM:
+        var = ((linterm_object *)c->body)->var;
+        coef = ((linterm_object *)c->body)->coef;
+        break;
+    case EXPR_QUADTERM:
+        msg = MSG_IND_QUAD;
+        break;
+    case EXPR_EXPRESSION: {
+        expression_object *e = (expression_object *)c->body;
+        size_t n = e->linmap != NULL ? linmap_size(e->linmap) : 0;
+        if (e->quadmap != NULL && quadmap_size(e->quadmap) > 0)
+            msg = MSG_IND_QUAD;
+        else if (n == 0)
+            msg = MSG_IND_VAR;
+        else if (n > 1)
+            msg = MSG_IND_ONE;
+        else {
+            const linmap_entry *ent = linmap_data(e->linmap, &n);
+            var = ent[0].var;
+            coef = ent[0].coef;
+            constant = e->constant;
+        }
+        break;
+    }
+    default:
+        msg = MSG_IND_VAR;
+        break;
+    }
+    if (msg != NULL) {
+        PyErr_SetString(quenda_ModelError, msg);
+        return -1;
+    }
+    if (coef != 1.0) {
+        PyErr_SetString(quenda_ModelError, "Indicator variable must have coefficient 1");
+        return -1;
+    }
+    if (c->lb != c->ub) {
+        PyErr_SetString(quenda_ModelError, MSG_IND_FORM);
+        return -1;
+    }
+    v = (var_object *)var;
+    value = c->lb - constant;
+    if ((value != 0.0 && value != 1.0) ||
+        !(v->vartype == 1 || (v->vartype == 2 && v->lb >= 0.0 && v->ub <= 1.1))) {
+        PyErr_SetString(quenda_ModelError, MSG_IND_EXPR);
+        return -1;
+    }
+    if (problem_var_index(p, var, col) != 0) {
+        PyErr_SetString(quenda_ModelError, "Indicator variable has not been added to problem yet");
+        return -1;
+    }
+    *comp = value == 1.0 ? 1 : -1;
+    return 0;
+}
+
+static int
+ind_pair(rowbatch *b, PyObject *cond, PyObject *con)
+{
+    if (ind_condition(b->p, cond, &b->cur_indcol, &b->cur_indcomp) != 0)
+        return -1;
+    return con_step(b, con);
+}
+
+/* True for what addIndicator takes as a collection of conditions or of
+ * constraints. */
+static int
+ind_is_collection(PyObject *o)
+{
+    return PyList_Check(o) || PyTuple_Check(o) || PyArray_Check(o);
+}
+
+/* The items of a collection of conditions or constraints, arrays taken
+ * element by element whatever their shape.  New reference or NULL. */
+static PyObject *
+ind_items(PyObject *o)
+{
+    PyObject *flat, *res;
+    if (!PyArray_Check(o))
+        return PySequence_Fast(o, MSG_IND_DECL);
+    flat = PyArray_Ravel((PyArrayObject *)o, NPY_CORDER);
+    if (flat == NULL)
+        return NULL;
+    res = PySequence_Fast(flat, MSG_IND_DECL);
+    Py_DECREF(flat);
+    return res;
+}
+
+PyObject *
+problem_addIndicator_impl(PyObject *self, PyObject *args)
+{
+    problem_s *p = (problem_s *)self;
+    rowbatch b;
+    PyObject *res = NULL, *fc = NULL, *fk = NULL;
+    Py_ssize_t nargs = PyTuple_GET_SIZE(args), a, i;
+    int failed = 0;
+
+    memset(&b, 0, sizeof b);
+    if (nargs == 0 || nargs % 2 != 0) {
+        PyErr_SetString(quenda_ModelError, MSG_IND_DECL);
+        return NULL;
+    }
+    if (reg_check_problem(p) != 0)
+        return NULL;
+    b.indicators = 1;
+    if (reg_batch_begin(&b, p, &reg_kind_rows) != 0)
+        goto done;
+    for (a = 0; !failed && a < nargs; a += 2) {
+        PyObject *cond = PyTuple_GET_ITEM(args, a), *con = PyTuple_GET_ITEM(args, a + 1);
+        int cc = ind_is_collection(cond), kc = ind_is_collection(con);
+        if (cc != kc) {
+            PyErr_SetString(quenda_ModelError, MSG_IND_DECL);
+            failed = 1;
+            break;
+        }
+        if (!cc) {
+            failed = ind_pair(&b, cond, con) != 0;
+            continue;
+        }
+        fc = ind_items(cond);
+        fk = fc != NULL ? ind_items(con) : NULL;
+        if (fk == NULL || PySequence_Fast_GET_SIZE(fc) != PySequence_Fast_GET_SIZE(fk)) {
+            PyErr_Clear();
+            PyErr_SetString(quenda_ModelError, MSG_IND_DECL);
+            failed = 1;
+        }
+        for (i = 0; !failed && i < PySequence_Fast_GET_SIZE(fc); i++)
+            failed = ind_pair(&b, PySequence_Fast_GET_ITEM(fc, i),
+                              PySequence_Fast_GET_ITEM(fk, i)) != 0;
+        Py_CLEAR(fc);
+        Py_CLEAR(fk);
+    }
+    if (failed) {
+        reg_batch_flush_after_error(&b);
+        goto done;
+    }
+    if (reg_batch_flush(&b) != 0)
+        goto done;
+    res = Py_NewRef(Py_None);
+done:
+    Py_XDECREF(fc);
+    Py_XDECREF(fk);
+    reg_batch_release(&b);
+    setQndaErrIfNull(self, res);
+    return res;
+}
