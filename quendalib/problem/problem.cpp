@@ -7,6 +7,8 @@
  * quenda.free() closed and closes it again afterwards. */
 #include "problem/problem.h"
 
+#include <string.h>
+
 #include "module/session.h"
 #include "problem/attribute.h"
 #include "problem/control.h"
@@ -361,9 +363,44 @@ static PyMethodDef problem_life_methods[] = {
     {NULL, NULL, 0, NULL}};
 
 /* The method table of the type, gathered from the files that implement the
- * problem's parts, modelling methods first, then the low-level ones. */
-#define PROBLEM_MAXMETHODS 512
+ * problem's parts, modelling methods first, then the tables the layers above
+ * (low-level API, callbacks, nonlinear) register at module init. */
+#define PROBLEM_MAXMETHODS 1024
+#define PROBLEM_MAXTABLES 32
 static PyMethodDef problem_methods[PROBLEM_MAXMETHODS + 1];
+static PyMethodDef *problem_extra_tables[PROBLEM_MAXTABLES];
+static int problem_nextra = 0;
+
+int
+problem_add_methods(PyMethodDef *table)
+{
+    if (problem_nextra == PROBLEM_MAXTABLES) {
+        PyErr_SetString(PyExc_RuntimeError, "Too many problem method tables");
+        return -1;
+    }
+    problem_extra_tables[problem_nextra++] = table;
+    return 0;
+}
+
+static int
+problem_append_methods(PyMethodDef *table, int *n)
+{
+    for (PyMethodDef *m = table; m->ml_name != NULL; m++) {
+        if (*n == PROBLEM_MAXMETHODS) {
+            PyErr_SetString(PyExc_RuntimeError, "Too many problem methods");
+            return -1;
+        }
+        /* Two tables defining one name would hide a method silently. */
+        for (int i = 0; i < *n; i++) {
+            if (strcmp(problem_methods[i].ml_name, m->ml_name) == 0) {
+                PyErr_Format(PyExc_RuntimeError, "Problem method %s defined twice", m->ml_name);
+                return -1;
+            }
+        }
+        problem_methods[(*n)++] = *m;
+    }
+    return 0;
+}
 
 int
 problem_type_prepare(void)
@@ -375,13 +412,12 @@ problem_type_prepare(void)
     int n = 0;
 
     for (PyMethodDef *part : parts) {
-        for (PyMethodDef *m = part; m->ml_name != NULL; m++) {
-            if (n == PROBLEM_MAXMETHODS) {
-                PyErr_SetString(PyExc_RuntimeError, "Too many problem methods");
-                return -1;
-            }
-            problem_methods[n++] = *m;
-        }
+        if (problem_append_methods(part, &n) < 0)
+            return -1;
+    }
+    for (int i = 0; i < problem_nextra; i++) {
+        if (problem_append_methods(problem_extra_tables[i], &n) < 0)
+            return -1;
     }
     problem_methods[n] = PyMethodDef{NULL, NULL, 0, NULL};
     return 0;

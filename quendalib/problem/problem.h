@@ -20,6 +20,11 @@ PyObject *problem_alloc(void);
  * reference, or NULL with an exception set. */
 PyObject *problem_new(void);
 
+/* Adds a table of problem methods from a layer above (its init calls this
+ * before the type is readied); the table must live as long as the module.
+ * 0, or -1 with an exception set. */
+int problem_add_methods(PyMethodDef *table);
+
 /* Gathers the type's method table from the problem's parts; call before
  * readying the type.  0, or -1 with an exception set. */
 int problem_type_prepare(void);
