@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "api/guard.h"
-#include "core/problem.h"
+#include "model/problem.h"
 
 namespace qnda {
 

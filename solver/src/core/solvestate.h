@@ -7,8 +7,6 @@
 
 #include "qnda.h"
 
-struct qnda_problem_s;
-
 namespace qnda {
 
 struct SolveState {
@@ -63,7 +61,7 @@ struct SolveState {
 
 // Values of the solve-related attributes (statuses, objective values,
 // iterations ...).  Return false when id is not one of them.
-bool solve_int_attrib(const qnda_problem_s &prob, int id, QNDAint64 *value);
-bool solve_dbl_attrib(const qnda_problem_s &prob, int id, double *value);
+bool solve_int_attrib(const SolveState &s, int id, QNDAint64 *value);
+bool solve_dbl_attrib(const SolveState &s, int id, double *value);
 
 }  // namespace qnda

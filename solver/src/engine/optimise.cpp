@@ -11,7 +11,7 @@
 
 #include "core/error.h"
 #include "core/messages.h"
-#include "core/problem.h"
+#include "model/problem.h"
 #include "engine/convexity.h"
 #include "engine/engine.h"
 #include "engine/reformulate.h"
