@@ -14,60 +14,83 @@ using namespace qnda;
 
 namespace {
 
+// The entries of new rows (or columns): n lines, line k at [start[k],
+// start[k+1]) of ind (indices into count columns, or rows) and coef.
+template <class Idx>
+struct NewLines {
+  int n;
+  Idx ncoefs;
+  const Idx *start;
+  const int *ind;
+  const char *indname;
+  const double *coef;
+};
+
+template <class Idx>
+void check_entry_arrays(const NewLines<Idx> &e) {
+  if (e.ncoefs > 0) {
+    check_array(e.start, "start");
+    check_array(e.ind, e.indname);
+    check_array(e.coef, "rowcoef");
+  }
+}
+
+// The starts in checked mode (full), the indices always.
+template <class Idx>
+void check_entry_layout(const NewLines<Idx> &e, bool full, int count, const char *what) {
+  if (full && e.start) check_starts(e.start, e.n, e.ncoefs, "start");
+  if (e.ncoefs > 0) check_indices(e.ind + e.start[0], e.ncoefs, count, what);
+}
+
+// New rows or columns reshape the problem: the starting points go too.
+void lines_added(qnda_problem_s *prob) {
+  prob->solve.clear_all();
+  prob->model_changed();
+}
+
 template <class Idx>
 void add_rows(qnda_problem_s *prob, int nrows, Idx ncoefs, const char *rowtype,
               const double *rhs, const double *range, const Idx *start, const int *colind,
               const double *rowcoef) {
   const bool full = checked_mode();
   Model &m = prob->model;
+  const NewLines<Idx> e{nrows, ncoefs, start, colind, "colind", rowcoef};
   check_count(nrows, "nrows");
   check_count(ncoefs, "ncoefs");
   if (nrows == 0) return;
   check_array(rowtype, "rowtype");
   check_array(rhs, "rhs");
-  if (ncoefs > 0) {
-    check_array(start, "start");
-    check_array(colind, "colind");
-    check_array(rowcoef, "rowcoef");
-  }
+  check_entry_arrays(e);
   if (full) {
     check_letters(rowtype, nrows, kRowTypes, "row type");
     if (range)
       for (int i = 0; i < nrows; ++i)
         if (rowtype[i] == 'R' && range[i] < 0)
           fail(QNDA_ERR_ARGUMENT, "range of new row %d is negative (%g)", i, range[i]);
-    if (start) check_starts(start, nrows, ncoefs, "start");
   }
-  if (ncoefs > 0) check_indices(colind + start[0], ncoefs, m.ncols(), "column");
+  check_entry_layout(e, full, m.ncols(), "column");
   int first = m.nrows();
   m.append_rows(nrows, rowtype, rhs, range);
   if (ncoefs > 0) m.mutable_matrix().add_row_entries(first, nrows, start, colind, rowcoef);
-  prob->solve.clear_all();
-  prob->model_changed();
+  lines_added(prob);
 }
 
 template <class Idx>
 void add_cols(qnda_problem_s *prob, int ncols, Idx ncoefs, const double *objcoef,
               const Idx *start, const int *rowind, const double *rowcoef, const double *lb,
               const double *ub) {
-  const bool full = checked_mode();
   Model &m = prob->model;
+  const NewLines<Idx> e{ncols, ncoefs, start, rowind, "rowind", rowcoef};
   check_count(ncols, "ncols");
   check_count(ncoefs, "ncoefs");
   if (ncols == 0) return;
-  if (ncoefs > 0) {
-    check_array(start, "start");
-    check_array(rowind, "rowind");
-    check_array(rowcoef, "rowcoef");
-  }
-  if (full && start) check_starts(start, ncols, ncoefs, "start");
-  if (ncoefs > 0) check_indices(rowind + start[0], ncoefs, m.nrows(), "row");
+  check_entry_arrays(e);
+  check_entry_layout(e, checked_mode(), m.nrows(), "row");
   int first = m.ncols();
   m.append_cols(ncols, objcoef, lb, ub);
   if (ncoefs > 0)
     m.mutable_matrix().add_col_entries(first, ncols, start, nullptr, rowind, rowcoef);
-  prob->solve.clear_all();
-  prob->model_changed();
+  lines_added(prob);
 }
 
 // n entries (a[k], b[k], v[k]): a and b indices of na and nb items, named
@@ -213,22 +236,27 @@ extern "C" {
 #define ADDROWS_PARAMS(Idx)                                                              \
   QNDAprob prob, int nrows, Idx ncoefs, const char *rowtype, const double *rhs,          \
       const double *range, const Idx *start, const int *colind, const double *rowcoef
-QNDA_DEFINE_WITH_64(QNDAaddrows, add_rows, ADDROWS_PARAMS,
-                    (prob, nrows, ncoefs, rowtype, rhs, range, start, colind, rowcoef))
-#undef ADDROWS_PARAMS
-
 #define ADDCOLS_PARAMS(Idx)                                                              \
   QNDAprob prob, int ncols, Idx ncoefs, const double *objcoef, const Idx *start,         \
       const int *rowind, const double *rowcoef, const double *lb, const double *ub
-QNDA_DEFINE_WITH_64(QNDAaddcols, add_cols, ADDCOLS_PARAMS,
-                    (prob, ncols, ncoefs, objcoef, start, rowind, rowcoef, lb, ub))
-#undef ADDCOLS_PARAMS
-
 #define ADDQMATRIX_PARAMS(Idx) \
   QNDAprob prob, int row, Idx ncoefs, const int *col1, const int *col2, const double *coef
+#define ADDSETS_PARAMS(Idx)                                                         \
+  QNDAprob prob, int nsets, Idx nelems, const char *settype, const Idx *start,      \
+      const int *colind, const double *refval
+
+QNDA_DEFINE_WITH_64(QNDAaddrows, add_rows, ADDROWS_PARAMS,
+                    (prob, nrows, ncoefs, rowtype, rhs, range, start, colind, rowcoef))
+QNDA_DEFINE_WITH_64(QNDAaddcols, add_cols, ADDCOLS_PARAMS,
+                    (prob, ncols, ncoefs, objcoef, start, rowind, rowcoef, lb, ub))
 QNDA_DEFINE_WITH_64(QNDAaddqmatrix, add_qmatrix, ADDQMATRIX_PARAMS,
                     (prob, row, ncoefs, col1, col2, coef))
+QNDA_DEFINE_WITH_64(QNDAaddsets, add_sets, ADDSETS_PARAMS,
+                    (prob, nsets, nelems, settype, start, colind, refval))
+#undef ADDROWS_PARAMS
+#undef ADDCOLS_PARAMS
 #undef ADDQMATRIX_PARAMS
+#undef ADDSETS_PARAMS
 
 int QNDAaddnames(QNDAprob prob, int type, const char *names, int first, int last) {
   return guard(prob, "QNDAaddnames", [&] {
@@ -252,13 +280,6 @@ int QNDAaddnames(QNDAprob prob, int type, const char *names, int first, int last
     }
   });
 }
-
-#define ADDSETS_PARAMS(Idx)                                                         \
-  QNDAprob prob, int nsets, Idx nelems, const char *settype, const Idx *start,      \
-      const int *colind, const double *refval
-QNDA_DEFINE_WITH_64(QNDAaddsets, add_sets, ADDSETS_PARAMS,
-                    (prob, nsets, nelems, settype, start, colind, refval))
-#undef ADDSETS_PARAMS
 
 // ---------------------------------------------------------------- deleting
 int QNDAdelrows(QNDAprob prob, int nrows, const int *rowind) {
@@ -356,11 +377,15 @@ int QNDAchgcoltype(QNDAprob prob, int ncols, const int *colind, const char *colt
   });
 }
 
-int QNDAchgglblimit(QNDAprob prob, int ncols, const int *colind, const double *limit) {
-  return guard(prob, "QNDAchgglblimit", [&] {
-    change_each(prob, ncols, colind, limit, "colind", "limit", COLS, &Model::set_limit);
-  });
-}
+// The plain changes: n indices and n values, stored one by one.
+#define DEFINE_CHANGE(fname, T, items, idxname, valname, set)                       \
+  int fname(QNDAprob prob, int n, const int *idx, const T *vals) {                  \
+    return guard(prob, #fname,                                                      \
+                 [&] { change_each(prob, n, idx, vals, idxname, valname, items, set); }); \
+  }
+DEFINE_CHANGE(QNDAchgglblimit, double, COLS, "colind", "limit", &Model::set_limit)
+DEFINE_CHANGE(QNDAchgrhs, double, ROWS, "rowind", "rhs", &Model::set_rhs)
+#undef DEFINE_CHANGE
 
 int QNDAchgobj(QNDAprob prob, int ncols, const int *colind, const double *objcoef) {
   return guard(prob, "QNDAchgobj", [&] {
@@ -387,12 +412,6 @@ int QNDAchgqrowcoeff(QNDAprob prob, int row, int col1, int col2, double coef) {
     if (coef == 0.0 && !m.qrows().count(row)) return;
     m.mutable_qrow(row).set(col1, col2, coef);
     prob->model_changed();
-  });
-}
-
-int QNDAchgrhs(QNDAprob prob, int nrows, const int *rowind, const double *rhs) {
-  return guard(prob, "QNDAchgrhs", [&] {
-    change_each(prob, nrows, rowind, rhs, "rowind", "rhs", ROWS, &Model::set_rhs);
   });
 }
 
