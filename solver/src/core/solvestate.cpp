@@ -10,8 +10,8 @@ void SolveState::clear_results() {
   has_solution = false;
   has_duals = false;
   lp_obj = mip_obj = obj = best_bound = rel_gap = 0.0;
-  solve_time = max_primal_infeas = max_dual_infeas = 0.0;
-  simplex_iter = barrier_iter = nodes = mip_sols = 0;
+  solve_time = 0.0;
+  static_cast<SolveCounters &>(*this) = SolveCounters();
   x.clear();
   slack.clear();
   duals.clear();
