@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "qnda.h"
+#include "test_fixture.h"
 
 namespace {
 
@@ -29,23 +30,7 @@ std::vector<Entry> calist() {
   return out;
 }
 
-class Prob : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(QNDAinit(nullptr), 0);
-    ASSERT_EQ(QNDAcreateprob(&p), 0);
-  }
-  void TearDown() override {
-    EXPECT_EQ(QNDAdestroyprob(p), 0);
-    EXPECT_EQ(QNDAfree(), 0);
-  }
-  std::string last_error() {
-    char buf[QNDA_MAXMESSAGELENGTH];
-    QNDAgetlasterror(p, nullptr, buf, sizeof buf, nullptr);
-    return buf;
-  }
-  QNDAprob p = nullptr;
-};
+using Prob = qtest::OneProblem;
 
 // ------------------------------------------------------------- the list
 TEST(CaList, EndsWithAnEmptyNameAndIdZero) {
@@ -103,18 +88,7 @@ INSTANTIATE_TEST_SUITE_P(
 // One test per listed entry: its name leads back to it, it has a
 // description, and a control's default reads back through the getter of its
 // type and can be set to itself.
-class EachEntry : public ::testing::TestWithParam<Entry> {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(QNDAinit(nullptr), 0);
-    ASSERT_EQ(QNDAcreateprob(&p), 0);
-  }
-  void TearDown() override {
-    EXPECT_EQ(QNDAdestroyprob(p), 0);
-    EXPECT_EQ(QNDAfree(), 0);
-  }
-  QNDAprob p = nullptr;
-};
+class EachEntry : public Prob, public ::testing::WithParamInterface<Entry> {};
 
 TEST_P(EachEntry, NameLeadsBackAndDefaultIsUsable) {
   const Entry &e = GetParam();
@@ -191,12 +165,7 @@ TEST_F(Prob, UnknownNamesGiveIdZeroWithoutError) {
   EXPECT_EQ(id, QNDA_ROWS);
 }
 
-struct BadSet {
-  const char *what;
-  int (*call)(QNDAprob);
-  int code;
-  const char *message;
-};
+using BadSet = qtest::Refused;
 
 class BadControlSet : public Prob, public ::testing::WithParamInterface<BadSet> {};
 

@@ -36,12 +36,7 @@ class Checked : public ModelTest {
   std::string snapshot;
 };
 
-struct Bad {
-  const char *what;
-  int (*call)(QNDAprob);
-  int code;
-  const char *message;
-};
+using Bad = qtest::Refused;
 
 class BadCall : public Checked, public ::testing::WithParamInterface<Bad> {};
 
