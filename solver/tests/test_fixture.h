@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <string>
 
 #include "qnda.h"
@@ -36,5 +37,13 @@ struct Refused {
   int code;
   const char *message;
 };
+
+// Test names from the cases' what.
+inline std::string refused_name(const ::testing::TestParamInfo<Refused> &info) {
+  std::string s = info.param.what;
+  for (char &c : s)
+    if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+  return s;
+}
 
 }  // namespace qtest

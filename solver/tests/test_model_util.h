@@ -55,30 +55,23 @@ class ModelTest : public qtest::OneProblem {
     return l;
   }
 
-  // The matrix read row-wise with getrows64, as a dense array.
-  std::vector<std::vector<double>> dense_by_rows() {
-    int m = rows(), n = cols();
+  // The matrix read row-wise with getrows64 (no duplicate in a row), or
+  // column-wise with getcols64 (rows in order in a column), as a dense array.
+  std::vector<std::vector<double>> dense_by_rows() { return dense_by(true); }
+  std::vector<std::vector<double>> dense_by_cols() { return dense_by(false); }
+  std::vector<std::vector<double>> dense_by(bool by_rows) {
+    const int m = rows(), n = cols(), lines = by_rows ? m : n;
     std::vector<std::vector<double>> a(m, std::vector<double>(n, 0.0));
-    if (m == 0) return a;
-    Lines l = read_lines(QNDAgetrows64, m);
-    for (int i = 0; i < m; ++i)
-      for (QNDAint64 k = l.start[i]; k < l.start[i + 1]; ++k) {
-        EXPECT_EQ(a[i][l.ind[k]], 0.0) << "duplicate entry in row " << i;
-        a[i][l.ind[k]] = l.val[k];
-      }
-    return a;
-  }
-
-  // The matrix read column-wise with getcols64, as a dense array.
-  std::vector<std::vector<double>> dense_by_cols() {
-    int m = rows(), n = cols();
-    std::vector<std::vector<double>> a(m, std::vector<double>(n, 0.0));
-    if (n == 0) return a;
-    Lines l = read_lines(QNDAgetcols64, n);
-    for (int j = 0; j < n; ++j)
-      for (QNDAint64 k = l.start[j]; k < l.start[j + 1]; ++k) {
-        if (k > l.start[j]) EXPECT_LT(l.ind[k - 1], l.ind[k]) << "rows of column " << j;
-        a[l.ind[k]][j] = l.val[k];
+    if (lines == 0) return a;
+    Lines l = read_lines(by_rows ? QNDAgetrows64 : QNDAgetcols64, lines);
+    for (int s = 0; s < lines; ++s)
+      for (QNDAint64 k = l.start[s]; k < l.start[s + 1]; ++k) {
+        const int i = by_rows ? s : l.ind[k], j = by_rows ? l.ind[k] : s;
+        if (by_rows)
+          EXPECT_EQ(a[i][j], 0.0) << "duplicate entry in row " << i;
+        else if (k > l.start[s])
+          EXPECT_LT(l.ind[k - 1], l.ind[k]) << "rows of column " << j;
+        a[i][j] = l.val[k];
       }
     return a;
   }
