@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "qnda.h"
+#include "test_fixture.h"
 
 namespace {
 
@@ -29,23 +30,7 @@ std::vector<Entry> calist() {
   return out;
 }
 
-class Prob : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(QNDAinit(nullptr), 0);
-    ASSERT_EQ(QNDAcreateprob(&p), 0);
-  }
-  void TearDown() override {
-    EXPECT_EQ(QNDAdestroyprob(p), 0);
-    EXPECT_EQ(QNDAfree(), 0);
-  }
-  std::string last_error() {
-    char buf[QNDA_MAXMESSAGELENGTH];
-    QNDAgetlasterror(p, nullptr, buf, sizeof buf, nullptr);
-    return buf;
-  }
-  QNDAprob p = nullptr;
-};
+using Prob = qtest::OneProblem;
 
 // ------------------------------------------------------------- the list
 TEST(CaList, EndsWithAnEmptyNameAndIdZero) {
@@ -103,17 +88,15 @@ INSTANTIATE_TEST_SUITE_P(
 // One test per listed entry: its name leads back to it, it has a
 // description, and a control's default reads back through the getter of its
 // type and can be set to itself.
-class EachEntry : public ::testing::TestWithParam<Entry> {
+class EachEntry : public Prob, public ::testing::WithParamInterface<Entry> {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(QNDAinit(nullptr), 0);
-    ASSERT_EQ(QNDAcreateprob(&p), 0);
+  // A control's value reads back and can be set to itself.
+  template <class T>
+  void set_to_itself(int id, int (*get)(QNDAprob, int, T *), int (*set)(QNDAprob, int, T)) {
+    T v;
+    ASSERT_EQ(get(p, id, &v), 0);
+    EXPECT_EQ(set(p, id, v), 0);
   }
-  void TearDown() override {
-    EXPECT_EQ(QNDAdestroyprob(p), 0);
-    EXPECT_EQ(QNDAfree(), 0);
-  }
-  QNDAprob p = nullptr;
 };
 
 TEST_P(EachEntry, NameLeadsBackAndDefaultIsUsable) {
@@ -146,24 +129,9 @@ TEST_P(EachEntry, NameLeadsBackAndDefaultIsUsable) {
     return;
   }
   switch (type) {
-    case QNDA_TYPE_INT: {
-      int v;
-      ASSERT_EQ(QNDAgetintcontrol(p, e.id, &v), 0);
-      EXPECT_EQ(QNDAsetintcontrol(p, e.id, v), 0);
-      break;
-    }
-    case QNDA_TYPE_INT64: {
-      QNDAint64 v;
-      ASSERT_EQ(QNDAgetintcontrol64(p, e.id, &v), 0);
-      EXPECT_EQ(QNDAsetintcontrol64(p, e.id, v), 0);
-      break;
-    }
-    case QNDA_TYPE_DOUBLE: {
-      double v;
-      ASSERT_EQ(QNDAgetdblcontrol(p, e.id, &v), 0);
-      EXPECT_EQ(QNDAsetdblcontrol(p, e.id, v), 0);
-      break;
-    }
+    case QNDA_TYPE_INT: set_to_itself(e.id, QNDAgetintcontrol, QNDAsetintcontrol); break;
+    case QNDA_TYPE_INT64: set_to_itself(e.id, QNDAgetintcontrol64, QNDAsetintcontrol64); break;
+    case QNDA_TYPE_DOUBLE: set_to_itself(e.id, QNDAgetdblcontrol, QNDAsetdblcontrol); break;
     case QNDA_TYPE_STRING: {
       char v[QNDA_MAXNAMELENGTH];
       ASSERT_EQ(QNDAgetstrcontrol(p, e.id, v, sizeof v, nullptr), 0);
@@ -191,12 +159,7 @@ TEST_F(Prob, UnknownNamesGiveIdZeroWithoutError) {
   EXPECT_EQ(id, QNDA_ROWS);
 }
 
-struct BadSet {
-  const char *what;
-  int (*call)(QNDAprob);
-  int code;
-  const char *message;
-};
+using BadSet = qtest::Refused;
 
 class BadControlSet : public Prob, public ::testing::WithParamInterface<BadSet> {};
 
@@ -237,12 +200,7 @@ INSTANTIATE_TEST_SUITE_P(
                QNDA_ERR_VALUE, "QNDAsetstrcontrol: unknown engine \"xyz\" (known: highs)"},
         BadSet{"null string", [](QNDAprob p) { return QNDAsetstrcontrol(p, QNDA_LOGFILE, nullptr); },
                QNDA_ERR_ARGUMENT, "QNDAsetstrcontrol: null value for string control logfile"}),
-    [](const ::testing::TestParamInfo<BadSet> &info) {
-      std::string s = info.param.what;
-      for (char &c : s)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-      return s;
-    });
+    qtest::refused_name);
 
 TEST_F(Prob, SixtyFourBitControlThroughBothGetters) {
   const QNDAint64 big = 5000000000LL;

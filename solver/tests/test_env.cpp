@@ -10,6 +10,7 @@
 
 #include "qnda.h"
 #include "qslp.h"
+#include "test_fixture.h"
 
 namespace {
 
@@ -72,18 +73,7 @@ TEST(Lifecycle, ProblemCallsNeedAnOpenLibrary) {
   EXPECT_EQ(QNDAdestroyprob(p), 0);
 }
 
-class Env : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(QNDAinit(nullptr), 0);
-    ASSERT_EQ(QNDAcreateprob(&p), 0);
-  }
-  void TearDown() override {
-    EXPECT_EQ(QNDAdestroyprob(p), 0);
-    EXPECT_EQ(QNDAfree(), 0);
-  }
-  QNDAprob p = nullptr;
-};
+using Env = qtest::OneProblem;
 
 TEST_F(Env, BannerNamesLibraryVersionAndEngine) {
   char banner[QNDA_MAXBANNERLENGTH] = {0};

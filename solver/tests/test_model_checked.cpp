@@ -36,12 +36,7 @@ class Checked : public ModelTest {
   std::string snapshot;
 };
 
-struct Bad {
-  const char *what;
-  int (*call)(QNDAprob);
-  int code;
-  const char *message;
-};
+using Bad = qtest::Refused;
 
 class BadCall : public Checked, public ::testing::WithParamInterface<Bad> {};
 
@@ -189,12 +184,7 @@ INSTANTIATE_TEST_SUITE_P(
                                 &kVal);
             },
             QNDA_ERR_ARGUMENT, "QNDAloadqp: argument objqcol2 is NULL"}),
-    [](const ::testing::TestParamInfo<Bad> &info) {
-      std::string s = info.param.what;
-      for (char &c : s)
-        if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-      return s;
-    });
+    qtest::refused_name);
 
 TEST_F(Checked, UncheckedStillRefusesNullHandlesArraysAndIndices) {
   ASSERT_EQ(QNDAsetcheckedmode(0), 0);

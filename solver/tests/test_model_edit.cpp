@@ -244,11 +244,8 @@ TEST_F(Small, DeletingRowsRenumbersNamesQuadraticRowsAndIndicators) {
   ASSERT_EQ(QNDAgetindicators(p, ic, nullptr, 0, 1), 0);
   EXPECT_EQ(ic[0], 4);
   EXPECT_EQ(ic[1], -1);
-  int idx = -2;
-  ASSERT_EQ(QNDAgetindex(p, QNDA_NAMES_ROWS, "r3", &idx), 0);
-  EXPECT_EQ(idx, 1);
-  ASSERT_EQ(QNDAgetindex(p, QNDA_NAMES_ROWS, "r0", &idx), 0);
-  EXPECT_EQ(idx, -1);
+  EXPECT_EQ(index_of(QNDA_NAMES_ROWS, "r3"), 1);
+  EXPECT_EQ(index_of(QNDA_NAMES_ROWS, "r0"), -1);
 }
 
 TEST_F(Small, DeletingSetsClosesUp) {
@@ -271,13 +268,9 @@ TEST_F(Small, NewRowsAndColumnsAreUnnamedWithDefaultNames) {
   ASSERT_EQ(QNDAaddcols(p, 1, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
   EXPECT_EQ(names(QNDA_NAMES_ROWS, 5).back(), "R4");
   EXPECT_EQ(names(QNDA_NAMES_COLUMNS, 6).back(), "C5");
-  int idx = -2;
-  ASSERT_EQ(QNDAgetindex(p, QNDA_NAMES_COLUMNS, "C5", &idx), 0);
-  EXPECT_EQ(idx, 5);
-  ASSERT_EQ(QNDAgetindex(p, QNDA_NAMES_COLUMNS, "C1", &idx), 0);
-  EXPECT_EQ(idx, -1) << "column 1 is named x1";
-  ASSERT_EQ(QNDAgetindex(p, QNDA_NAMES_SETS, "S1", &idx), 0);
-  EXPECT_EQ(idx, 1);
+  EXPECT_EQ(index_of(QNDA_NAMES_COLUMNS, "C5"), 5);
+  EXPECT_EQ(index_of(QNDA_NAMES_COLUMNS, "C1"), -1) << "column 1 is named x1";
+  EXPECT_EQ(index_of(QNDA_NAMES_SETS, "S1"), 1);
 }
 
 TEST_F(Small, NamesOfAPartialRangeAndTheirLength) {
@@ -288,11 +281,8 @@ TEST_F(Small, NamesOfAPartialRangeAndTheirLength) {
   ASSERT_EQ(QNDAgetnames(p, QNDA_NAMES_COLUMNS, buf, sizeof buf, &nbytes, 1, 2), 0);
   EXPECT_EQ(std::string(buf, 6), std::string("x1\0x2\0", 6));
   ASSERT_EQ(QNDAaddnames(p, QNDA_NAMES_COLUMNS, "renamed", 2, 2), 0);
-  int idx = -1;
-  ASSERT_EQ(QNDAgetindex(p, QNDA_NAMES_COLUMNS, "renamed", &idx), 0);
-  EXPECT_EQ(idx, 2);
-  ASSERT_EQ(QNDAgetindex(p, QNDA_NAMES_COLUMNS, "x2", &idx), 0);
-  EXPECT_EQ(idx, -1);
+  EXPECT_EQ(index_of(QNDA_NAMES_COLUMNS, "renamed"), 2);
+  EXPECT_EQ(index_of(QNDA_NAMES_COLUMNS, "x2"), -1);
 }
 
 TEST_F(Small, QuadraticChangesReplaceAndAddsSum) {

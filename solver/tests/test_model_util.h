@@ -8,17 +8,13 @@
 #include <vector>
 
 #include "qnda.h"
+#include "test_fixture.h"
 
-class ModelTest : public ::testing::Test {
+class ModelTest : public qtest::OneProblem {
  protected:
-  void SetUp() override {
-    ASSERT_EQ(QNDAinit(nullptr), 0);
-    ASSERT_EQ(QNDAcreateprob(&p), 0);
-  }
   void TearDown() override {
     QNDAsetcheckedmode(1);
-    EXPECT_EQ(QNDAdestroyprob(p), 0);
-    EXPECT_EQ(QNDAfree(), 0);
+    OneProblem::TearDown();
   }
 
   int attr(int id) {
@@ -29,12 +25,6 @@ class ModelTest : public ::testing::Test {
   int rows() { return attr(QNDA_ROWS); }
   int cols() { return attr(QNDA_COLS); }
 
-  std::string last_error(int *code = nullptr) {
-    char buf[QNDA_MAXMESSAGELENGTH] = {0};
-    QNDAgetlasterror(p, code, buf, sizeof buf, nullptr);
-    return buf;
-  }
-
   // The matrix as a dense rows x cols array, read through getcoef.
   std::vector<std::vector<double>> dense() {
     std::vector<std::vector<double>> a(rows(), std::vector<double>(cols(), 0.0));
@@ -44,44 +34,53 @@ class ModelTest : public ::testing::Test {
     return a;
   }
 
-  // The matrix read row-wise with getrows64, as a dense array.
-  std::vector<std::vector<double>> dense_by_rows() {
-    int m = rows(), n = cols();
-    std::vector<std::vector<double>> a(m, std::vector<double>(n, 0.0));
-    if (m == 0) return a;
-    QNDAint64 nz = -1;
-    EXPECT_EQ(QNDAgetrows64(p, nullptr, nullptr, nullptr, 0, &nz, 0, m - 1), 0);
-    std::vector<QNDAint64> start(m + 1);
-    std::vector<int> ind(nz + 1);
-    std::vector<double> val(nz + 1);
-    QNDAint64 got = -1;
-    EXPECT_EQ(QNDAgetrows64(p, start.data(), ind.data(), val.data(), nz, &got, 0, m - 1), 0);
+  // All n rows (getrows64) or columns (getcols64) of the matrix: the size
+  // query first, then the entries.
+  using LineGetter = int (*)(QNDAprob, QNDAint64 *, int *, double *, QNDAint64, QNDAint64 *,
+                             int, int);
+  struct Lines {
+    std::vector<QNDAint64> start;
+    std::vector<int> ind;
+    std::vector<double> val;
+  };
+  Lines read_lines(LineGetter get, int n) {
+    Lines l;
+    QNDAint64 nz = -1, got = -1;
+    EXPECT_EQ(get(p, nullptr, nullptr, nullptr, 0, &nz, 0, n - 1), 0);
+    l.start.resize(n + 1);
+    l.ind.resize(nz + 1);
+    l.val.resize(nz + 1);
+    EXPECT_EQ(get(p, l.start.data(), l.ind.data(), l.val.data(), nz, &got, 0, n - 1), 0);
     EXPECT_EQ(got, nz);
-    for (int i = 0; i < m; ++i)
-      for (QNDAint64 k = start[i]; k < start[i + 1]; ++k) {
-        EXPECT_EQ(a[i][ind[k]], 0.0) << "duplicate entry in row " << i;
-        a[i][ind[k]] = val[k];
+    return l;
+  }
+
+  // The matrix read row-wise with getrows64 (no duplicate in a row), or
+  // column-wise with getcols64 (rows in order in a column), as a dense array.
+  std::vector<std::vector<double>> dense_by_rows() { return dense_by(true); }
+  std::vector<std::vector<double>> dense_by_cols() { return dense_by(false); }
+  std::vector<std::vector<double>> dense_by(bool by_rows) {
+    const int m = rows(), n = cols(), lines = by_rows ? m : n;
+    std::vector<std::vector<double>> a(m, std::vector<double>(n, 0.0));
+    if (lines == 0) return a;
+    Lines l = read_lines(by_rows ? QNDAgetrows64 : QNDAgetcols64, lines);
+    for (int s = 0; s < lines; ++s)
+      for (QNDAint64 k = l.start[s]; k < l.start[s + 1]; ++k) {
+        const int i = by_rows ? s : l.ind[k], j = by_rows ? l.ind[k] : s;
+        if (by_rows)
+          EXPECT_EQ(a[i][j], 0.0) << "duplicate entry in row " << i;
+        else if (k > l.start[s])
+          EXPECT_LT(l.ind[k - 1], l.ind[k]) << "rows of column " << j;
+        a[i][j] = l.val[k];
       }
     return a;
   }
 
-  // The matrix read column-wise with getcols64, as a dense array.
-  std::vector<std::vector<double>> dense_by_cols() {
-    int m = rows(), n = cols();
-    std::vector<std::vector<double>> a(m, std::vector<double>(n, 0.0));
-    if (n == 0) return a;
-    QNDAint64 nz = -1;
-    EXPECT_EQ(QNDAgetcols64(p, nullptr, nullptr, nullptr, 0, &nz, 0, n - 1), 0);
-    std::vector<QNDAint64> start(n + 1);
-    std::vector<int> ind(nz + 1);
-    std::vector<double> val(nz + 1);
-    EXPECT_EQ(QNDAgetcols64(p, start.data(), ind.data(), val.data(), nz, &nz, 0, n - 1), 0);
-    for (int j = 0; j < n; ++j)
-      for (QNDAint64 k = start[j]; k < start[j + 1]; ++k) {
-        if (k > start[j]) EXPECT_LT(ind[k - 1], ind[k]) << "rows of column " << j;
-        a[ind[k]][j] = val[k];
-      }
-    return a;
+  // The index of a name (QNDAgetindex), -1 when there is none.
+  int index_of(int type, const char *name) {
+    int idx = -2;
+    EXPECT_EQ(QNDAgetindex(p, type, name, &idx), 0) << last_error();
+    return idx;
   }
 
   std::vector<double> lb() { return col_vec(QNDAgetlb); }
@@ -110,8 +109,6 @@ class ModelTest : public ::testing::Test {
       out.emplace_back(s);
     return out;
   }
-
-  QNDAprob p = nullptr;
 
  private:
   std::vector<double> col_vec(int (*f)(QNDAprob, double *, int, int)) {

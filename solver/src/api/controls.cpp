@@ -65,7 +65,7 @@ const CaInfo &attribute(int id, bool want_int) {
 QNDAint64 int_attrib(const qnda_problem_s &prob, int id) {
   attribute(id, true);
   QNDAint64 v = 0;
-  if (solve_int_attrib(prob, id, &v)) return v;
+  if (solve_int_attrib(prob.solve, id, &v)) return v;
   const Model &m = prob.model;
   switch (id) {
     case QNDA_ROWS:
@@ -96,9 +96,18 @@ QNDAint64 int_attrib(const qnda_problem_s &prob, int id) {
 double dbl_attrib(const qnda_problem_s &prob, int id) {
   attribute(id, false);
   double v = 0.0;
-  if (solve_dbl_attrib(prob, id, &v)) return v;
+  if (solve_dbl_attrib(prob.solve, id, &v)) return v;
   if (id == QNDA_OBJCONSTANT) return prob.model.obj_constant();
   return 0.0;
+}
+
+// The getters of one value: *value = get() once value is known not null.
+template <class T, class Get>
+int get_value(qnda_problem_s *prob, const char *fname, T *value, Get get) {
+  return guard(prob, fname, [&] {
+    check_array(value, "value");
+    *value = get();
+  });
 }
 
 }  // namespace
@@ -148,24 +157,16 @@ int QNDAsetstrcontrol(QNDAprob prob, int id, const char *value) {
 }
 
 int QNDAgetintcontrol(QNDAprob prob, int id, int *value) {
-  return guard(prob, "QNDAgetintcontrol", [&] {
-    check_array(value, "value");
-    *value = prob->controls.get_int(id);
-  });
+  return get_value(prob, "QNDAgetintcontrol", value, [&] { return prob->controls.get_int(id); });
 }
 
 int QNDAgetintcontrol64(QNDAprob prob, int id, QNDAint64 *value) {
-  return guard(prob, "QNDAgetintcontrol64", [&] {
-    check_array(value, "value");
-    *value = prob->controls.get_int64(id);
-  });
+  return get_value(prob, "QNDAgetintcontrol64", value,
+                   [&] { return prob->controls.get_int64(id); });
 }
 
 int QNDAgetdblcontrol(QNDAprob prob, int id, double *value) {
-  return guard(prob, "QNDAgetdblcontrol", [&] {
-    check_array(value, "value");
-    *value = prob->controls.get_dbl(id);
-  });
+  return get_value(prob, "QNDAgetdblcontrol", value, [&] { return prob->controls.get_dbl(id); });
 }
 
 int QNDAgetstrcontrol(QNDAprob prob, int id, char *value, int maxbytes, int *nbytes) {
@@ -178,25 +179,18 @@ int QNDAsetdefaults(QNDAprob prob) {
 }
 
 int QNDAgetintattrib(QNDAprob prob, int id, int *value) {
-  return guard(prob, "QNDAgetintattrib", [&] {
-    check_array(value, "value");
+  return get_value(prob, "QNDAgetintattrib", value, [&] {
     QNDAint64 v = int_attrib(*prob, id);
-    *value = v > INT_MAX ? INT_MAX : v < INT_MIN ? INT_MIN : static_cast<int>(v);
+    return v > INT_MAX ? INT_MAX : v < INT_MIN ? INT_MIN : static_cast<int>(v);
   });
 }
 
 int QNDAgetintattrib64(QNDAprob prob, int id, QNDAint64 *value) {
-  return guard(prob, "QNDAgetintattrib64", [&] {
-    check_array(value, "value");
-    *value = int_attrib(*prob, id);
-  });
+  return get_value(prob, "QNDAgetintattrib64", value, [&] { return int_attrib(*prob, id); });
 }
 
 int QNDAgetdblattrib(QNDAprob prob, int id, double *value) {
-  return guard(prob, "QNDAgetdblattrib", [&] {
-    check_array(value, "value");
-    *value = dbl_attrib(*prob, id);
-  });
+  return get_value(prob, "QNDAgetdblattrib", value, [&] { return dbl_attrib(*prob, id); });
 }
 
 int QNDAgetstrattrib(QNDAprob prob, int id, char *value, int maxbytes, int *nbytes) {

@@ -1,10 +1,8 @@
 // Environment: initialisation count, version and banner, global last error,
 // checked mode, environment message handlers, the allocator.
-#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 #include <string>
 
 #include "api/guard.h"
@@ -15,43 +13,6 @@
 // engine adapter).
 extern "C" const char *Highs_version(void);
 
-namespace qnda {
-
-namespace {
-std::mutex g_init_mu;
-int g_init_count = 0;
-std::atomic<bool> g_initialised{false};
-std::atomic<bool> g_checked{true};
-}  // namespace
-
-bool lib_initialised() { return g_initialised.load(std::memory_order_acquire); }
-bool checked_mode() { return g_checked.load(std::memory_order_relaxed); }
-
-void check_index(int i, int n, const char *what) {
-  if (i < 0 || i >= n) {
-    if (n == 0) fail(QNDA_ERR_INDEX, "%s index %d out of range (there are none)", what, i);
-    fail(QNDA_ERR_INDEX, "%s index %d out of range [0, %d]", what, i, n - 1);
-  }
-}
-
-void check_range(int first, int last, int n, const char *what) {
-  if (first < 0 || last >= n || first > last + 1) {
-    if (n == 0)
-      fail(QNDA_ERR_INDEX, "%s range [%d, %d] out of range (there are none)", what, first, last);
-    fail(QNDA_ERR_INDEX, "%s range [%d, %d] out of range [0, %d]", what, first, last, n - 1);
-  }
-}
-
-void check_array(const void *p, const char *name) {
-  if (!p) fail(QNDA_ERR_ARGUMENT, "argument %s is NULL", name);
-}
-
-void check_count(long long n, const char *name) {
-  if (n < 0) fail(QNDA_ERR_ARGUMENT, "%s is negative (%lld)", name, n);
-}
-
-}  // namespace qnda
-
 using namespace qnda;
 
 extern "C" {
@@ -60,18 +21,14 @@ QNDA_API void *qo_MemoryAllocator_DefaultHeap = nullptr;
 
 int QNDAinit(const char *path) {
   (void)path;  // nothing to find: the engines are linked in
-  std::lock_guard<std::mutex> lk(g_init_mu);
-  ++g_init_count;
-  g_initialised.store(true, std::memory_order_release);
+  lib_init().up();
   return QNDA_OK;
 }
 
 int QNDAfree(void) {
-  std::lock_guard<std::mutex> lk(g_init_mu);
-  if (g_init_count == 0)
+  if (!lib_init().down())
     return record(global_error(), "QNDAfree", QNDA_ERR_NOTINIT,
                   "the library is not initialised (QNDAfree without QNDAinit)");
-  if (--g_init_count == 0) g_initialised.store(false, std::memory_order_release);
   return QNDA_OK;
 }
 
@@ -108,13 +65,13 @@ int QNDA_ge_getlasterror(int *msgcode, char *msg, int maxbytes, int *nbytes) {
 }
 
 int QNDAsetcheckedmode(int checked) {
-  return guard_env("QNDAsetcheckedmode", [&] { g_checked.store(checked != 0); });
+  return guard_env("QNDAsetcheckedmode", [&] { set_checked_mode(checked != 0); });
 }
 
 int QNDAgetcheckedmode(int *checked) {
   return guard_env("QNDAgetcheckedmode", [&] {
     check_array(checked, "checked");
-    *checked = g_checked.load() ? 1 : 0;
+    *checked = checked_mode() ? 1 : 0;
   });
 }
 

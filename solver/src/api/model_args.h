@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "api/guard.h"
-#include "core/problem.h"
+#include "model/problem.h"
 
 namespace qnda {
 
@@ -75,3 +75,12 @@ long long check_colmajor(const Idx *start, const int *collen, int ncols, const i
 }
 
 }  // namespace qnda
+
+// One definition for a function and its 64-bit twin (name ending in 64,
+// counts and starts of type QNDAint64): PARAMS(Idx) is the parameter list,
+// ARGS the arguments of the guarded body impl<Idx>.
+#define QNDA_DEFINE_WITH_64(fname, impl, PARAMS, ARGS)                         \
+  int fname(PARAMS(int)) { return guard(prob, #fname, [&] { impl<int> ARGS; }); } \
+  int fname##64(PARAMS(QNDAint64)) {                                            \
+    return guard(prob, #fname "64", [&] { impl<QNDAint64> ARGS; });             \
+  }

@@ -3,6 +3,7 @@
 // in the store); letters, starts and values are checked in checked mode.
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "api/guard.h"
@@ -13,60 +14,111 @@ using namespace qnda;
 
 namespace {
 
+// The entries of new rows (or columns): n lines, line k at [start[k],
+// start[k+1]) of ind (indices into count columns, or rows) and coef.
+template <class Idx>
+struct NewLines {
+  int n;
+  Idx ncoefs;
+  const Idx *start;
+  const int *ind;
+  const char *indname;
+  const double *coef;
+};
+
+template <class Idx>
+void check_entry_arrays(const NewLines<Idx> &e) {
+  if (e.ncoefs > 0) {
+    check_array(e.start, "start");
+    check_array(e.ind, e.indname);
+    check_array(e.coef, "rowcoef");
+  }
+}
+
+// The starts in checked mode (full), the indices always.
+template <class Idx>
+void check_entry_layout(const NewLines<Idx> &e, bool full, int count, const char *what) {
+  if (full && e.start) check_starts(e.start, e.n, e.ncoefs, "start");
+  if (e.ncoefs > 0) check_indices(e.ind + e.start[0], e.ncoefs, count, what);
+}
+
+// New rows or columns reshape the problem: the starting points go too.
+void lines_added(qnda_problem_s *prob) {
+  prob->solve.clear_all();
+  prob->model_changed();
+}
+
 template <class Idx>
 void add_rows(qnda_problem_s *prob, int nrows, Idx ncoefs, const char *rowtype,
               const double *rhs, const double *range, const Idx *start, const int *colind,
               const double *rowcoef) {
   const bool full = checked_mode();
   Model &m = prob->model;
+  const NewLines<Idx> e{nrows, ncoefs, start, colind, "colind", rowcoef};
   check_count(nrows, "nrows");
   check_count(ncoefs, "ncoefs");
   if (nrows == 0) return;
   check_array(rowtype, "rowtype");
   check_array(rhs, "rhs");
-  if (ncoefs > 0) {
-    check_array(start, "start");
-    check_array(colind, "colind");
-    check_array(rowcoef, "rowcoef");
-  }
+  check_entry_arrays(e);
   if (full) {
     check_letters(rowtype, nrows, kRowTypes, "row type");
     if (range)
       for (int i = 0; i < nrows; ++i)
         if (rowtype[i] == 'R' && range[i] < 0)
           fail(QNDA_ERR_ARGUMENT, "range of new row %d is negative (%g)", i, range[i]);
-    if (start) check_starts(start, nrows, ncoefs, "start");
   }
-  if (ncoefs > 0) check_indices(colind + start[0], ncoefs, m.ncols(), "column");
+  check_entry_layout(e, full, m.ncols(), "column");
   int first = m.nrows();
   m.append_rows(nrows, rowtype, rhs, range);
   if (ncoefs > 0) m.mutable_matrix().add_row_entries(first, nrows, start, colind, rowcoef);
-  prob->solve.clear_all();
-  prob->model_changed();
+  lines_added(prob);
 }
 
 template <class Idx>
 void add_cols(qnda_problem_s *prob, int ncols, Idx ncoefs, const double *objcoef,
               const Idx *start, const int *rowind, const double *rowcoef, const double *lb,
               const double *ub) {
-  const bool full = checked_mode();
   Model &m = prob->model;
+  const NewLines<Idx> e{ncols, ncoefs, start, rowind, "rowind", rowcoef};
   check_count(ncols, "ncols");
   check_count(ncoefs, "ncoefs");
   if (ncols == 0) return;
-  if (ncoefs > 0) {
-    check_array(start, "start");
-    check_array(rowind, "rowind");
-    check_array(rowcoef, "rowcoef");
-  }
-  if (full && start) check_starts(start, ncols, ncoefs, "start");
-  if (ncoefs > 0) check_indices(rowind + start[0], ncoefs, m.nrows(), "row");
+  check_entry_arrays(e);
+  check_entry_layout(e, checked_mode(), m.nrows(), "row");
   int first = m.ncols();
   m.append_cols(ncols, objcoef, lb, ub);
   if (ncoefs > 0)
     m.mutable_matrix().add_col_entries(first, ncols, start, nullptr, rowind, rowcoef);
-  prob->solve.clear_all();
+  lines_added(prob);
+}
+
+// n entries (a[k], b[k], v[k]): a and b indices of na and nb items, named
+// aname/bname for the null checks and awhat/bwhat for the range checks.
+struct Triples {
+  const char *aname, *bname, *vname;
+  int na;
+  const char *awhat;
+  int nb;
+  const char *bwhat;
+};
+
+template <class N, class Set>
+void set_triples(qnda_problem_s *prob, N n, const int *a, const int *b, const double *v,
+                 const Triples &t, Set set) {
+  check_count(n, "ncoefs");
+  if (n == 0) return;
+  check_array(a, t.aname);
+  check_array(b, t.bname);
+  check_array(v, t.vname);
+  check_indices(a, n, t.na, t.awhat);
+  check_indices(b, n, t.nb, t.bwhat);
+  for (N k = 0; k < n; ++k) set(a[k], b[k], v[k]);
   prob->model_changed();
+}
+
+Triples quad_pairs(const Model &m) {
+  return {"col1", "col2", "coef", m.ncols(), "column", m.ncols(), "column"};
 }
 
 template <class N>
@@ -74,16 +126,11 @@ void add_qmatrix(qnda_problem_s *prob, int row, N ncoefs, const int *col1, const
                  const double *coef) {
   Model &m = prob->model;
   check_index(row, m.nrows(), "row");
-  check_count(ncoefs, "ncoefs");
-  if (ncoefs == 0) return;
-  check_array(col1, "col1");
-  check_array(col2, "col2");
-  check_array(coef, "coef");
-  check_indices(col1, ncoefs, m.ncols(), "column");
-  check_indices(col2, ncoefs, m.ncols(), "column");
-  QuadTerms &q = m.mutable_qrow(row);
-  for (N k = 0; k < ncoefs; ++k) q.add(col1[k], col2[k], coef[k]);
-  prob->model_changed();
+  QuadTerms *q = nullptr;  // made only once the arguments passed
+  set_triples(prob, ncoefs, col1, col2, coef, quad_pairs(m), [&](int i, int j, double v) {
+    if (!q) q = &m.mutable_qrow(row);
+    q->add(i, j, v);
+  });
 }
 
 template <class Idx>
@@ -125,31 +172,17 @@ template <class N>
 void chg_mcoef(qnda_problem_s *prob, N ncoefs, const int *rowind, const int *colind,
                const double *rowcoef) {
   Model &m = prob->model;
-  check_count(ncoefs, "ncoefs");
-  if (ncoefs == 0) return;
-  check_array(rowind, "rowind");
-  check_array(colind, "colind");
-  check_array(rowcoef, "rowcoef");
-  check_indices(rowind, ncoefs, m.nrows(), "row");
-  check_indices(colind, ncoefs, m.ncols(), "column");
-  SparseMatrix &a = m.mutable_matrix();
-  for (N k = 0; k < ncoefs; ++k) a.set_coef(rowind[k], colind[k], rowcoef[k]);
-  prob->model_changed();
+  set_triples(prob, ncoefs, rowind, colind, rowcoef,
+              {"rowind", "colind", "rowcoef", m.nrows(), "row", m.ncols(), "column"},
+              [&](int i, int j, double v) { m.mutable_matrix().set_coef(i, j, v); });
 }
 
 template <class N>
 void chg_mqobj(qnda_problem_s *prob, N ncoefs, const int *col1, const int *col2,
                const double *coef) {
   Model &m = prob->model;
-  check_count(ncoefs, "ncoefs");
-  if (ncoefs == 0) return;
-  check_array(col1, "col1");
-  check_array(col2, "col2");
-  check_array(coef, "coef");
-  check_indices(col1, ncoefs, m.ncols(), "column");
-  check_indices(col2, ncoefs, m.ncols(), "column");
-  for (N k = 0; k < ncoefs; ++k) m.mutable_qobj().set(col1[k], col2[k], coef[k]);
-  prob->model_changed();
+  set_triples(prob, ncoefs, col1, col2, coef, quad_pairs(m),
+              [&](int i, int j, double v) { m.mutable_qobj().set(i, j, v); });
 }
 
 // Common head of the functions that take n indices and n values.
@@ -161,53 +194,69 @@ void check_list(int n, const void *idx, const void *vals, const char *idxname,
   check_array(vals, valname);
 }
 
+const auto kNoChecks = [] {};
+
+// The functions that take n indices of rows or columns and n values: the
+// common checks, then those of checked mode, then set(model, i, v) for each
+// (set is a member of Model or a function of those three).
+enum Items { ROWS, COLS };
+template <class T, class Set, class Checked = decltype(kNoChecks)>
+void change_each(qnda_problem_s *prob, int n, const int *idx, const T *vals, const char *idxname,
+                 const char *valname, Items items, Set set, Checked checked = kNoChecks) {
+  Model &m = prob->model;
+  check_list(n, idx, vals, idxname, valname);
+  if (items == ROWS)
+    check_indices(idx, n, m.nrows(), "row");
+  else
+    check_indices(idx, n, m.ncols(), "column");
+  if (checked_mode()) checked();
+  for (int k = 0; k < n; ++k) std::invoke(set, m, idx[k], vals[k]);
+  prob->model_changed();
+}
+
+// Deleting n items of count (idx checked always: the store trusts them);
+// reshaped: rows or columns go, so the user's starting points go too.
+template <class Delete>
+void delete_items(qnda_problem_s *prob, int n, const int *idx, const char *nname,
+                  const char *idxname, int count, const char *what, bool reshaped, Delete del) {
+  check_count(n, nname);
+  if (n == 0) return;
+  check_array(idx, idxname);
+  check_indices(idx, n, count, what);
+  del(n, idx);
+  if (reshaped) prob->solve.clear_all();
+  prob->model_changed();
+}
+
 }  // namespace
 
 extern "C" {
 
 // ------------------------------------------------------------------ adding
-int QNDAaddrows(QNDAprob prob, int nrows, int ncoefs, const char *rowtype, const double *rhs,
-                const double *range, const int *start, const int *colind,
-                const double *rowcoef) {
-  return guard(prob, "QNDAaddrows", [&] {
-    add_rows<int>(prob, nrows, ncoefs, rowtype, rhs, range, start, colind, rowcoef);
-  });
-}
+#define ADDROWS_PARAMS(Idx)                                                              \
+  QNDAprob prob, int nrows, Idx ncoefs, const char *rowtype, const double *rhs,          \
+      const double *range, const Idx *start, const int *colind, const double *rowcoef
+#define ADDCOLS_PARAMS(Idx)                                                              \
+  QNDAprob prob, int ncols, Idx ncoefs, const double *objcoef, const Idx *start,         \
+      const int *rowind, const double *rowcoef, const double *lb, const double *ub
+#define ADDQMATRIX_PARAMS(Idx) \
+  QNDAprob prob, int row, Idx ncoefs, const int *col1, const int *col2, const double *coef
+#define ADDSETS_PARAMS(Idx)                                                         \
+  QNDAprob prob, int nsets, Idx nelems, const char *settype, const Idx *start,      \
+      const int *colind, const double *refval
 
-int QNDAaddrows64(QNDAprob prob, int nrows, QNDAint64 ncoefs, const char *rowtype,
-                  const double *rhs, const double *range, const QNDAint64 *start,
-                  const int *colind, const double *rowcoef) {
-  return guard(prob, "QNDAaddrows64", [&] {
-    add_rows<QNDAint64>(prob, nrows, ncoefs, rowtype, rhs, range, start, colind, rowcoef);
-  });
-}
-
-int QNDAaddcols(QNDAprob prob, int ncols, int ncoefs, const double *objcoef, const int *start,
-                const int *rowind, const double *rowcoef, const double *lb, const double *ub) {
-  return guard(prob, "QNDAaddcols", [&] {
-    add_cols<int>(prob, ncols, ncoefs, objcoef, start, rowind, rowcoef, lb, ub);
-  });
-}
-
-int QNDAaddcols64(QNDAprob prob, int ncols, QNDAint64 ncoefs, const double *objcoef,
-                  const QNDAint64 *start, const int *rowind, const double *rowcoef,
-                  const double *lb, const double *ub) {
-  return guard(prob, "QNDAaddcols64", [&] {
-    add_cols<QNDAint64>(prob, ncols, ncoefs, objcoef, start, rowind, rowcoef, lb, ub);
-  });
-}
-
-int QNDAaddqmatrix(QNDAprob prob, int row, int ncoefs, const int *col1, const int *col2,
-                   const double *coef) {
-  return guard(prob, "QNDAaddqmatrix",
-               [&] { add_qmatrix<int>(prob, row, ncoefs, col1, col2, coef); });
-}
-
-int QNDAaddqmatrix64(QNDAprob prob, int row, QNDAint64 ncoefs, const int *col1,
-                     const int *col2, const double *coef) {
-  return guard(prob, "QNDAaddqmatrix64",
-               [&] { add_qmatrix<QNDAint64>(prob, row, ncoefs, col1, col2, coef); });
-}
+QNDA_DEFINE_WITH_64(QNDAaddrows, add_rows, ADDROWS_PARAMS,
+                    (prob, nrows, ncoefs, rowtype, rhs, range, start, colind, rowcoef))
+QNDA_DEFINE_WITH_64(QNDAaddcols, add_cols, ADDCOLS_PARAMS,
+                    (prob, ncols, ncoefs, objcoef, start, rowind, rowcoef, lb, ub))
+QNDA_DEFINE_WITH_64(QNDAaddqmatrix, add_qmatrix, ADDQMATRIX_PARAMS,
+                    (prob, row, ncoefs, col1, col2, coef))
+QNDA_DEFINE_WITH_64(QNDAaddsets, add_sets, ADDSETS_PARAMS,
+                    (prob, nsets, nelems, settype, start, colind, refval))
+#undef ADDROWS_PARAMS
+#undef ADDCOLS_PARAMS
+#undef ADDQMATRIX_PARAMS
+#undef ADDSETS_PARAMS
 
 int QNDAaddnames(QNDAprob prob, int type, const char *names, int first, int last) {
   return guard(prob, "QNDAaddnames", [&] {
@@ -232,52 +281,25 @@ int QNDAaddnames(QNDAprob prob, int type, const char *names, int first, int last
   });
 }
 
-int QNDAaddsets(QNDAprob prob, int nsets, int nelems, const char *settype, const int *start,
-                const int *colind, const double *refval) {
-  return guard(prob, "QNDAaddsets",
-               [&] { add_sets<int>(prob, nsets, nelems, settype, start, colind, refval); });
-}
-
-int QNDAaddsets64(QNDAprob prob, int nsets, QNDAint64 nelems, const char *settype,
-                  const QNDAint64 *start, const int *colind, const double *refval) {
-  return guard(prob, "QNDAaddsets64", [&] {
-    add_sets<QNDAint64>(prob, nsets, nelems, settype, start, colind, refval);
-  });
-}
-
 // ---------------------------------------------------------------- deleting
 int QNDAdelrows(QNDAprob prob, int nrows, const int *rowind) {
   return guard(prob, "QNDAdelrows", [&] {
-    check_count(nrows, "nrows");
-    if (nrows == 0) return;
-    check_array(rowind, "rowind");
-    check_indices(rowind, nrows, prob->model.nrows(), "row");  // always: the store trusts them
-    prob->model.delete_rows(nrows, rowind);
-    prob->solve.clear_all();
-    prob->model_changed();
+    delete_items(prob, nrows, rowind, "nrows", "rowind", prob->model.nrows(), "row", true,
+                 [&](int n, const int *idx) { prob->model.delete_rows(n, idx); });
   });
 }
 
 int QNDAdelcols(QNDAprob prob, int ncols, const int *colind) {
   return guard(prob, "QNDAdelcols", [&] {
-    check_count(ncols, "ncols");
-    if (ncols == 0) return;
-    check_array(colind, "colind");
-    check_indices(colind, ncols, prob->model.ncols(), "column");
-    prob->model.delete_cols(ncols, colind);
-    prob->solve.clear_all();
-    prob->model_changed();
+    delete_items(prob, ncols, colind, "ncols", "colind", prob->model.ncols(), "column", true,
+                 [&](int n, const int *idx) { prob->model.delete_cols(n, idx); });
   });
 }
 
 int QNDAdelsets(QNDAprob prob, int nsets, const int *setind) {
   return guard(prob, "QNDAdelsets", [&] {
-    check_count(nsets, "nsets");
-    if (nsets == 0) return;
-    check_array(setind, "setind");
-    check_indices(setind, nsets, prob->model.nsets(), "set");
-    prob->model.delete_sets(nsets, setind);
-    prob->model_changed();
+    delete_items(prob, nsets, setind, "nsets", "setind", prob->model.nsets(), "set", false,
+                 [&](int n, const int *idx) { prob->model.delete_sets(n, idx); });
   });
 }
 
@@ -335,49 +357,35 @@ int QNDAchgbounds(QNDAprob prob, int nbounds, const int *colind, const char *bnd
   });
 }
 
-int QNDAchgcoef(QNDAprob prob, int row, int col, double coef) {
-  return guard(prob, "QNDAchgcoef", [&] {
-    check_index(row, prob->model.nrows(), "row");
-    check_index(col, prob->model.ncols(), "column");
-    prob->model.mutable_matrix().set_coef(row, col, coef);
-    prob->model_changed();
-  });
-}
-
-int QNDAchgmcoef(QNDAprob prob, int ncoefs, const int *rowind, const int *colind,
-                 const double *rowcoef) {
-  return guard(prob, "QNDAchgmcoef",
-               [&] { chg_mcoef<int>(prob, ncoefs, rowind, colind, rowcoef); });
-}
-
-int QNDAchgmcoef64(QNDAprob prob, QNDAint64 ncoefs, const int *rowind, const int *colind,
-                   const double *rowcoef) {
-  return guard(prob, "QNDAchgmcoef64",
-               [&] { chg_mcoef<QNDAint64>(prob, ncoefs, rowind, colind, rowcoef); });
-}
+// QNDAchg<what> (one entry) with QNDAchgm<what> and QNDAchgm<what>64 (n
+// entries) of the same kind of (index, index, value) triple.
+#define TRIPLE_PARAMS(Idx) QNDAprob prob, Idx n, const int *a, const int *b, const double *v
+#define DEFINE_CHG(what, impl)                                                   \
+  int QNDAchg##what(QNDAprob prob, int a, int b, double v) {                    \
+    return guard(prob, "QNDAchg" #what, [&] { impl<int>(prob, 1, &a, &b, &v); }); \
+  }                                                                              \
+  QNDA_DEFINE_WITH_64(QNDAchgm##what, impl, TRIPLE_PARAMS, (prob, n, a, b, v))
+DEFINE_CHG(coef, chg_mcoef)
+DEFINE_CHG(qobj, chg_mqobj)
+#undef DEFINE_CHG
+#undef TRIPLE_PARAMS
 
 int QNDAchgcoltype(QNDAprob prob, int ncols, const int *colind, const char *coltype) {
   return guard(prob, "QNDAchgcoltype", [&] {
-    Model &m = prob->model;
-    check_list(ncols, colind, coltype, "colind", "coltype");
-    check_indices(colind, ncols, m.ncols(), "column");
-    if (checked_mode()) {
-      check_letters(coltype, ncols, kColTypes, "column type");
-    }
-    for (int k = 0; k < ncols; ++k) m.set_coltype(colind[k], coltype[k]);
-    prob->model_changed();
+    change_each(prob, ncols, colind, coltype, "colind", "coltype", COLS, &Model::set_coltype,
+                [&] { check_letters(coltype, ncols, kColTypes, "column type"); });
   });
 }
 
-int QNDAchgglblimit(QNDAprob prob, int ncols, const int *colind, const double *limit) {
-  return guard(prob, "QNDAchgglblimit", [&] {
-    Model &m = prob->model;
-    check_list(ncols, colind, limit, "colind", "limit");
-    check_indices(colind, ncols, m.ncols(), "column");
-    for (int k = 0; k < ncols; ++k) m.set_limit(colind[k], limit[k]);
-    prob->model_changed();
-  });
-}
+// The plain changes: n indices and n values, stored one by one.
+#define DEFINE_CHANGE(fname, T, items, idxname, valname, set)                       \
+  int fname(QNDAprob prob, int n, const int *idx, const T *vals) {                  \
+    return guard(prob, #fname,                                                      \
+                 [&] { change_each(prob, n, idx, vals, idxname, valname, items, set); }); \
+  }
+DEFINE_CHANGE(QNDAchgglblimit, double, COLS, "colind", "limit", &Model::set_limit)
+DEFINE_CHANGE(QNDAchgrhs, double, ROWS, "rowind", "rhs", &Model::set_rhs)
+#undef DEFINE_CHANGE
 
 int QNDAchgobj(QNDAprob prob, int ncols, const int *colind, const double *objcoef) {
   return guard(prob, "QNDAchgobj", [&] {
@@ -395,26 +403,6 @@ int QNDAchgobj(QNDAprob prob, int ncols, const int *colind, const double *objcoe
   });
 }
 
-int QNDAchgqobj(QNDAprob prob, int col1, int col2, double coef) {
-  return guard(prob, "QNDAchgqobj", [&] {
-    check_index(col1, prob->model.ncols(), "column");
-    check_index(col2, prob->model.ncols(), "column");
-    prob->model.mutable_qobj().set(col1, col2, coef);
-    prob->model_changed();
-  });
-}
-
-int QNDAchgmqobj(QNDAprob prob, int ncoefs, const int *col1, const int *col2,
-                 const double *coef) {
-  return guard(prob, "QNDAchgmqobj", [&] { chg_mqobj<int>(prob, ncoefs, col1, col2, coef); });
-}
-
-int QNDAchgmqobj64(QNDAprob prob, QNDAint64 ncoefs, const int *col1, const int *col2,
-                   const double *coef) {
-  return guard(prob, "QNDAchgmqobj64",
-               [&] { chg_mqobj<QNDAint64>(prob, ncoefs, col1, col2, coef); });
-}
-
 int QNDAchgqrowcoeff(QNDAprob prob, int row, int col1, int col2, double coef) {
   return guard(prob, "QNDAchgqrowcoeff", [&] {
     Model &m = prob->model;
@@ -427,51 +415,34 @@ int QNDAchgqrowcoeff(QNDAprob prob, int row, int col1, int col2, double coef) {
   });
 }
 
-int QNDAchgrhs(QNDAprob prob, int nrows, const int *rowind, const double *rhs) {
-  return guard(prob, "QNDAchgrhs", [&] {
-    Model &m = prob->model;
-    check_list(nrows, rowind, rhs, "rowind", "rhs");
-    check_indices(rowind, nrows, m.nrows(), "row");
-    for (int k = 0; k < nrows; ++k) m.set_rhs(rowind[k], rhs[k]);
-    prob->model_changed();
-  });
-}
-
 int QNDAchgrhsrange(QNDAprob prob, int nrows, const int *rowind, const double *range) {
   return guard(prob, "QNDAchgrhsrange", [&] {
     Model &m = prob->model;
-    check_list(nrows, rowind, range, "rowind", "range");
-    check_indices(rowind, nrows, m.nrows(), "row");
-    if (checked_mode()) {
+    auto checked = [&] {
       for (int k = 0; k < nrows; ++k) {
         if (!(range[k] >= 0))
           fail(QNDA_ERR_ARGUMENT, "range of row %d is negative (%g)", rowind[k], range[k]);
         if (m.rowtype()[rowind[k]] == 'N')
           fail(QNDA_ERR_ARGUMENT, "row %d is free ('N'): a range needs a bounded row", rowind[k]);
       }
-    }
+    };
     // The row keeps the bound it had and gains the other one: an 'L' or 'E'
     // row b becomes b - r <= a'x <= b, a 'G' row b becomes b <= a'x <= b + r.
-    for (int k = 0; k < nrows; ++k) {
-      int i = rowind[k];
+    auto set = [](Model &m, int i, double r) {
       char t = m.rowtype()[i];
-      if (t == 'N') continue;
-      if (t == 'G') m.set_rhs(i, m.rhs()[i] + range[k]);
+      if (t == 'N') return;
+      if (t == 'G') m.set_rhs(i, m.rhs()[i] + r);
       m.set_rowtype(i, 'R');
-      m.set_range(i, range[k]);
-    }
-    prob->model_changed();
+      m.set_range(i, r);
+    };
+    change_each(prob, nrows, rowind, range, "rowind", "range", ROWS, set, checked);
   });
 }
 
 int QNDAchgrowtype(QNDAprob prob, int nrows, const int *rowind, const char *rowtype) {
   return guard(prob, "QNDAchgrowtype", [&] {
-    Model &m = prob->model;
-    check_list(nrows, rowind, rowtype, "rowind", "rowtype");
-    check_indices(rowind, nrows, m.nrows(), "row");
-    if (checked_mode()) check_letters(rowtype, nrows, kRowTypes, "row type");
-    for (int k = 0; k < nrows; ++k) m.set_rowtype(rowind[k], rowtype[k]);
-    prob->model_changed();
+    change_each(prob, nrows, rowind, rowtype, "rowind", "rowtype", ROWS, &Model::set_rowtype,
+                [&] { check_letters(rowtype, nrows, kRowTypes, "row type"); });
   });
 }
 

@@ -21,7 +21,7 @@ struct LoadArgs {
   const int *collen = nullptr, *rowind = nullptr;
   const double *rowcoef = nullptr, *lb = nullptr, *ub = nullptr;
   // quadratic objective
-  Idx nobjq = 0;
+  Idx nobjqcoefs = 0;
   const int *objqcol1 = nullptr, *objqcol2 = nullptr;
   const double *objqcoef = nullptr;
   // quadratic rows
@@ -60,13 +60,13 @@ void validate(const LoadArgs<Idx> &a, bool full) {
           fail(QNDA_ERR_ARGUMENT, "range of row %d is negative (%g)", i, a.range[i]);
   }
   check_colmajor(a.start, a.collen, a.ncols, a.rowind, a.rowcoef, a.nrows);
-  check_count(a.nobjq, "nobjqcoefs");
-  if (a.nobjq > 0) {
+  check_count(a.nobjqcoefs, "nobjqcoefs");
+  if (a.nobjqcoefs > 0) {
     check_array(a.objqcol1, "objqcol1");
     check_array(a.objqcol2, "objqcol2");
     check_array(a.objqcoef, "objqcoef");
-    check_indices(a.objqcol1, a.nobjq, a.ncols, "column");
-    check_indices(a.objqcol2, a.nobjq, a.ncols, "column");
+    check_indices(a.objqcol1, a.nobjqcoefs, a.ncols, "column");
+    check_indices(a.objqcol2, a.nobjqcoefs, a.ncols, "column");
   }
   check_count(a.nqrows, "nqrows");
   if (a.nqrows > 0) {
@@ -117,7 +117,7 @@ void load(qnda_problem_s *prob, const LoadArgs<Idx> &a) {
   m.append_rows(a.nrows, a.rowtype, a.rhs, a.range);
   m.append_cols(a.ncols, a.obj, a.lb, a.ub);
   m.mutable_matrix().add_col_entries(0, a.ncols, a.start, a.collen, a.rowind, a.rowcoef);
-  for (Idx k = 0; k < a.nobjq; ++k)
+  for (Idx k = 0; k < a.nobjqcoefs; ++k)
     m.mutable_qobj().add(a.objqcol1[k], a.objqcol2[k], a.objqcoef[k]);
   Idx q = 0;
   for (int k = 0; k < a.nqrows; ++k) {
@@ -141,210 +141,59 @@ void load(qnda_problem_s *prob, const LoadArgs<Idx> &a) {
 
 }  // namespace
 
-#define LOAD_COMMON                                                                             \
-  a.probname = probname, a.ncols = ncols, a.nrows = nrows, a.rowtype = rowtype, a.rhs = rhs,    \
-  a.range = range, a.obj = obj, a.start = start, a.collen = collen, a.rowind = rowind,          \
-  a.rowcoef = rowcoef, a.lb = lb, a.ub = ub
-#define LOAD_QOBJ \
-  a.nobjq = nobjqcoefs, a.objqcol1 = objqcol1, a.objqcol2 = objqcol2, a.objqcoef = objqcoef
-#define LOAD_QROWS                                                                       \
-  a.nqrows = nqrows, a.qrowind = qrowind, a.nrowqcoefs = nrowqcoefs, a.rowqcol1 = rowqcol1, \
-  a.rowqcol2 = rowqcol2, a.rowqcoef = rowqcoef
-#define LOAD_GLOBAL                                                                        \
-  a.nentities = nentities, a.nsets = nsets, a.coltype = coltype, a.entind = entind,          \
-  a.limit = limit, a.settype = settype, a.setstart = setstart, a.setind = setind,            \
-  a.refval = refval
+// The argument groups of the load functions as lists of (type, name): one
+// list makes both the parameters of a function and the copy of its
+// arguments into LoadArgs.
+#define LOAD_COMMON(X, Idx)                                                               \
+  X(const char *, probname) X(int, ncols) X(int, nrows) X(const char *, rowtype)          \
+  X(const double *, rhs) X(const double *, range) X(const double *, obj)                  \
+  X(const Idx *, start) X(const int *, collen) X(const int *, rowind)                     \
+  X(const double *, rowcoef) X(const double *, lb) X(const double *, ub)
+#define LOAD_QOBJ(X, Idx) \
+  X(Idx, nobjqcoefs) X(const int *, objqcol1) X(const int *, objqcol2) X(const double *, objqcoef)
+#define LOAD_QROWS(X, Idx)                                                                \
+  X(int, nqrows) X(const int *, qrowind) X(const Idx *, nrowqcoefs) X(const int *, rowqcol1) \
+  X(const int *, rowqcol2) X(const double *, rowqcoef)
+#define LOAD_GLOBAL(X, Idx)                                                               \
+  X(int, nentities) X(int, nsets) X(const char *, coltype) X(const int *, entind)         \
+  X(const double *, limit) X(const char *, settype) X(const Idx *, setstart)              \
+  X(const int *, setind) X(const double *, refval)
+
+#define LOAD_PARAM(T, name) , T name
+#define LOAD_STORE(T, name) a.name = name;
+#define LOAD_PARAMS(Idx, GROUPS) QNDAprob prob GROUPS(LOAD_PARAM, Idx)
+// fname and fname64 from one list of groups.
+#define DEFINE_LOAD(fname, GROUPS)                                              \
+  int fname(LOAD_PARAMS(int, GROUPS)) {                                         \
+    return guard(prob, #fname, [&] {                                            \
+      LoadArgs<int> a;                                                          \
+      GROUPS(LOAD_STORE, int)                                                   \
+      load(prob, a);                                                            \
+    });                                                                         \
+  }                                                                             \
+  int fname##64(LOAD_PARAMS(QNDAint64, GROUPS)) {                               \
+    return guard(prob, #fname "64", [&] {                                       \
+      LoadArgs<QNDAint64> a;                                                    \
+      GROUPS(LOAD_STORE, QNDAint64)                                             \
+      load(prob, a);                                                            \
+    });                                                                         \
+  }
+
+#define LP(X, Idx) LOAD_COMMON(X, Idx)
+#define QP(X, Idx) LOAD_COMMON(X, Idx) LOAD_QOBJ(X, Idx)
+#define GLOBAL(X, Idx) LOAD_COMMON(X, Idx) LOAD_GLOBAL(X, Idx)
+#define QGLOBAL(X, Idx) LOAD_COMMON(X, Idx) LOAD_QOBJ(X, Idx) LOAD_GLOBAL(X, Idx)
+#define QCQP(X, Idx) LOAD_COMMON(X, Idx) LOAD_QOBJ(X, Idx) LOAD_QROWS(X, Idx)
+#define QCQPGLOBAL(X, Idx) \
+  LOAD_COMMON(X, Idx) LOAD_QOBJ(X, Idx) LOAD_QROWS(X, Idx) LOAD_GLOBAL(X, Idx)
 
 extern "C" {
 
-int QNDAloadlp(QNDAprob prob, const char *probname, int ncols, int nrows, const char *rowtype,
-               const double *rhs, const double *range, const double *obj, const int *start,
-               const int *collen, const int *rowind, const double *rowcoef, const double *lb,
-               const double *ub) {
-  return guard(prob, "QNDAloadlp", [&] {
-    LoadArgs<int> a;
-    LOAD_COMMON;
-    load(prob, a);
-  });
-}
-
-int QNDAloadlp64(QNDAprob prob, const char *probname, int ncols, int nrows, const char *rowtype,
-                 const double *rhs, const double *range, const double *obj,
-                 const QNDAint64 *start, const int *collen, const int *rowind,
-                 const double *rowcoef, const double *lb, const double *ub) {
-  return guard(prob, "QNDAloadlp64", [&] {
-    LoadArgs<QNDAint64> a;
-    LOAD_COMMON;
-    load(prob, a);
-  });
-}
-
-int QNDAloadqp(QNDAprob prob, const char *probname, int ncols, int nrows, const char *rowtype,
-               const double *rhs, const double *range, const double *obj, const int *start,
-               const int *collen, const int *rowind, const double *rowcoef, const double *lb,
-               const double *ub, int nobjqcoefs, const int *objqcol1, const int *objqcol2,
-               const double *objqcoef) {
-  return guard(prob, "QNDAloadqp", [&] {
-    LoadArgs<int> a;
-    LOAD_COMMON;
-    LOAD_QOBJ;
-    load(prob, a);
-  });
-}
-
-int QNDAloadqp64(QNDAprob prob, const char *probname, int ncols, int nrows, const char *rowtype,
-                 const double *rhs, const double *range, const double *obj,
-                 const QNDAint64 *start, const int *collen, const int *rowind,
-                 const double *rowcoef, const double *lb, const double *ub,
-                 QNDAint64 nobjqcoefs, const int *objqcol1, const int *objqcol2,
-                 const double *objqcoef) {
-  return guard(prob, "QNDAloadqp64", [&] {
-    LoadArgs<QNDAint64> a;
-    LOAD_COMMON;
-    LOAD_QOBJ;
-    load(prob, a);
-  });
-}
-
-int QNDAloadglobal(QNDAprob prob, const char *probname, int ncols, int nrows,
-                   const char *rowtype, const double *rhs, const double *range,
-                   const double *obj, const int *start, const int *collen, const int *rowind,
-                   const double *rowcoef, const double *lb, const double *ub, int nentities,
-                   int nsets, const char *coltype, const int *entind, const double *limit,
-                   const char *settype, const int *setstart, const int *setind,
-                   const double *refval) {
-  return guard(prob, "QNDAloadglobal", [&] {
-    LoadArgs<int> a;
-    LOAD_COMMON;
-    LOAD_GLOBAL;
-    load(prob, a);
-  });
-}
-
-int QNDAloadglobal64(QNDAprob prob, const char *probname, int ncols, int nrows,
-                     const char *rowtype, const double *rhs, const double *range,
-                     const double *obj, const QNDAint64 *start, const int *collen,
-                     const int *rowind, const double *rowcoef, const double *lb,
-                     const double *ub, int nentities, int nsets, const char *coltype,
-                     const int *entind, const double *limit, const char *settype,
-                     const QNDAint64 *setstart, const int *setind, const double *refval) {
-  return guard(prob, "QNDAloadglobal64", [&] {
-    LoadArgs<QNDAint64> a;
-    LOAD_COMMON;
-    LOAD_GLOBAL;
-    load(prob, a);
-  });
-}
-
-int QNDAloadqglobal(QNDAprob prob, const char *probname, int ncols, int nrows,
-                    const char *rowtype, const double *rhs, const double *range,
-                    const double *obj, const int *start, const int *collen, const int *rowind,
-                    const double *rowcoef, const double *lb, const double *ub, int nobjqcoefs,
-                    const int *objqcol1, const int *objqcol2, const double *objqcoef,
-                    int nentities, int nsets, const char *coltype, const int *entind,
-                    const double *limit, const char *settype, const int *setstart,
-                    const int *setind, const double *refval) {
-  return guard(prob, "QNDAloadqglobal", [&] {
-    LoadArgs<int> a;
-    LOAD_COMMON;
-    LOAD_QOBJ;
-    LOAD_GLOBAL;
-    load(prob, a);
-  });
-}
-
-int QNDAloadqglobal64(QNDAprob prob, const char *probname, int ncols, int nrows,
-                      const char *rowtype, const double *rhs, const double *range,
-                      const double *obj, const QNDAint64 *start, const int *collen,
-                      const int *rowind, const double *rowcoef, const double *lb,
-                      const double *ub, QNDAint64 nobjqcoefs, const int *objqcol1,
-                      const int *objqcol2, const double *objqcoef, int nentities, int nsets,
-                      const char *coltype, const int *entind, const double *limit,
-                      const char *settype, const QNDAint64 *setstart, const int *setind,
-                      const double *refval) {
-  return guard(prob, "QNDAloadqglobal64", [&] {
-    LoadArgs<QNDAint64> a;
-    LOAD_COMMON;
-    LOAD_QOBJ;
-    LOAD_GLOBAL;
-    load(prob, a);
-  });
-}
-
-int QNDAloadqcqp(QNDAprob prob, const char *probname, int ncols, int nrows, const char *rowtype,
-                 const double *rhs, const double *range, const double *obj, const int *start,
-                 const int *collen, const int *rowind, const double *rowcoef, const double *lb,
-                 const double *ub, int nobjqcoefs, const int *objqcol1, const int *objqcol2,
-                 const double *objqcoef, int nqrows, const int *qrowind,
-                 const int *nrowqcoefs, const int *rowqcol1, const int *rowqcol2,
-                 const double *rowqcoef) {
-  return guard(prob, "QNDAloadqcqp", [&] {
-    LoadArgs<int> a;
-    LOAD_COMMON;
-    LOAD_QOBJ;
-    LOAD_QROWS;
-    load(prob, a);
-  });
-}
-
-int QNDAloadqcqp64(QNDAprob prob, const char *probname, int ncols, int nrows,
-                   const char *rowtype, const double *rhs, const double *range,
-                   const double *obj, const QNDAint64 *start, const int *collen,
-                   const int *rowind, const double *rowcoef, const double *lb,
-                   const double *ub, QNDAint64 nobjqcoefs, const int *objqcol1,
-                   const int *objqcol2, const double *objqcoef, int nqrows,
-                   const int *qrowind, const QNDAint64 *nrowqcoefs, const int *rowqcol1,
-                   const int *rowqcol2, const double *rowqcoef) {
-  return guard(prob, "QNDAloadqcqp64", [&] {
-    LoadArgs<QNDAint64> a;
-    LOAD_COMMON;
-    LOAD_QOBJ;
-    LOAD_QROWS;
-    load(prob, a);
-  });
-}
-
-int QNDAloadqcqpglobal(QNDAprob prob, const char *probname, int ncols, int nrows,
-                       const char *rowtype, const double *rhs, const double *range,
-                       const double *obj, const int *start, const int *collen,
-                       const int *rowind, const double *rowcoef, const double *lb,
-                       const double *ub, int nobjqcoefs, const int *objqcol1,
-                       const int *objqcol2, const double *objqcoef, int nqrows,
-                       const int *qrowind, const int *nrowqcoefs, const int *rowqcol1,
-                       const int *rowqcol2, const double *rowqcoef, int nentities, int nsets,
-                       const char *coltype, const int *entind, const double *limit,
-                       const char *settype, const int *setstart, const int *setind,
-                       const double *refval) {
-  return guard(prob, "QNDAloadqcqpglobal", [&] {
-    LoadArgs<int> a;
-    LOAD_COMMON;
-    LOAD_QOBJ;
-    LOAD_QROWS;
-    LOAD_GLOBAL;
-    load(prob, a);
-  });
-}
-
-int QNDAloadqcqpglobal64(QNDAprob prob, const char *probname, int ncols, int nrows,
-                         const char *rowtype, const double *rhs, const double *range,
-                         const double *obj, const QNDAint64 *start, const int *collen,
-                         const int *rowind, const double *rowcoef, const double *lb,
-                         const double *ub, QNDAint64 nobjqcoefs, const int *objqcol1,
-                         const int *objqcol2, const double *objqcoef, int nqrows,
-                         const int *qrowind, const QNDAint64 *nrowqcoefs,
-                         const int *rowqcol1, const int *rowqcol2, const double *rowqcoef,
-                         int nentities, int nsets, const char *coltype, const int *entind,
-                         const double *limit, const char *settype,
-                         const QNDAint64 *setstart, const int *setind,
-                         const double *refval) {
-  return guard(prob, "QNDAloadqcqpglobal64", [&] {
-    LoadArgs<QNDAint64> a;
-    LOAD_COMMON;
-    LOAD_QOBJ;
-    LOAD_QROWS;
-    LOAD_GLOBAL;
-    load(prob, a);
-  });
-}
+DEFINE_LOAD(QNDAloadlp, LP)
+DEFINE_LOAD(QNDAloadqp, QP)
+DEFINE_LOAD(QNDAloadglobal, GLOBAL)
+DEFINE_LOAD(QNDAloadqglobal, QGLOBAL)
+DEFINE_LOAD(QNDAloadqcqp, QCQP)
+DEFINE_LOAD(QNDAloadqcqpglobal, QCQPGLOBAL)
 
 }  // extern "C"

@@ -52,6 +52,27 @@ void get_quad(const QuadTerms &q, Idx *start, int *colind, double *coef, Idx max
   if (start) start[last - first + 1] = k;
 }
 
+// Head of the matrix queries: an empty range answers no entries (and says
+// so: true); ...
+bool empty_range(int first, int last, int count, const char *what, QNDAint64 *ncoefs,
+                 QNDAint64 *start) {
+  check_range(first, last, count, what);
+  if (last >= first) return false;
+  if (ncoefs) *ncoefs = 0;
+  if (start) start[0] = 0;
+  return true;
+}
+
+// ... else lines first..last hold the entries [*b, *b + *need) of the store,
+// which fit when maxcoefs allows.
+bool entries_fit(const QNDAint64 *line_start, int first, int last, QNDAint64 maxcoefs,
+                 QNDAint64 *ncoefs, QNDAint64 *b, QNDAint64 *need) {
+  *b = line_start[first];
+  *need = line_start[last + 1] - *b;
+  if (ncoefs) *ncoefs = *need;
+  return maxcoefs >= *need;
+}
+
 const QuadTerms &qrow_of(const Model &m, int row) {
   static const QuadTerms empty;
   auto it = m.qrows().find(row);
@@ -66,16 +87,10 @@ int QNDAgetrows64(QNDAprob prob, QNDAint64 *start, int *colind, double *rowcoef,
                   QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last) {
   return guard(prob, "QNDAgetrows64", [&] {
     const Model &m = prob->model;
-    check_range(first, last, m.nrows(), "row");
-    if (last < first) {
-      if (ncoefs) *ncoefs = 0;
-      if (start) start[0] = 0;
-      return;
-    }
+    if (empty_range(first, last, m.nrows(), "row", ncoefs, start)) return;
     const SparseMatrix::Csr &a = m.matrix().csr();
-    QNDAint64 b = a.start[first], need = a.start[last + 1] - b;
-    if (ncoefs) *ncoefs = need;
-    if (maxcoefs < need) return;
+    QNDAint64 b, need;
+    if (!entries_fit(a.start.data(), first, last, maxcoefs, ncoefs, &b, &need)) return;
     if (start)
       for (int i = first; i <= last + 1; ++i) start[i - first] = a.start[i] - b;
     if (colind) std::copy(a.index.begin() + b, a.index.begin() + b + need, colind);
@@ -87,16 +102,10 @@ int QNDAgetcols64(QNDAprob prob, QNDAint64 *start, int *rowind, double *colcoef,
                   QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last) {
   return guard(prob, "QNDAgetcols64", [&] {
     const Model &m = prob->model;
-    check_range(first, last, m.ncols(), "column");
-    if (last < first) {
-      if (ncoefs) *ncoefs = 0;
-      if (start) start[0] = 0;
-      return;
-    }
+    if (empty_range(first, last, m.ncols(), "column", ncoefs, start)) return;
     SparseMatrix::Csc a = m.csc();
-    QNDAint64 b = a.start[first], need = a.start[last + 1] - b;
-    if (ncoefs) *ncoefs = need;
-    if (maxcoefs < need) return;
+    QNDAint64 b, need;
+    if (!entries_fit(a.start, first, last, maxcoefs, ncoefs, &b, &need)) return;
     std::vector<std::pair<int, double>> col;
     for (int j = first; j <= last; ++j) {
       QNDAint64 cb = a.start[j], ce = a.start[j + 1];

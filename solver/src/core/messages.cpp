@@ -2,12 +2,9 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <string>
-
-#include "core/problem.h"
 
 namespace qnda {
 
@@ -61,8 +58,7 @@ LogFiles &logfiles() {
   return lf;
 }
 
-void write_logfile(qnda_problem_s *prob, const char *text) {
-  const std::string &path = prob->controls.get_str(QNDA_LOGFILE);
+void write_logfile(const void *prob, const std::string &path, const char *text) {
   LogFiles &lf = logfiles();
   std::lock_guard<std::mutex> lk(lf.mu);
   auto it = std::find_if(lf.open.begin(), lf.open.end(),
@@ -91,7 +87,7 @@ void write_logfile(qnda_problem_s *prob, const char *text) {
 
 }  // namespace
 
-void close_logfile(const qnda_problem_s *prob) {
+void close_logfile(const void *prob) {
   LogFiles &lf = logfiles();
   std::lock_guard<std::mutex> lk(lf.mu);
   for (auto it = lf.open.begin(); it != lf.open.end(); ++it) {
@@ -106,36 +102,28 @@ void close_logfile(const qnda_problem_s *prob) {
 void set_messages_enabled(bool on) { g_enabled.store(on); }
 bool messages_enabled() { return g_enabled.load(); }
 
-void emit_message(qnda_problem_s *prob, int msgtype, const char *text) {
+void route_message(const MsgTarget *target, int msgtype, const char *text) {
   if (!g_enabled.load() || !text) return;
   int len = static_cast<int>(std::strlen(text));
-  if (prob) {
-    for (const MsgHandler &h : prob->handlers.snapshot()) h.fn(prob, h.data, text, len, msgtype);
+  QNDAprob prob = target ? target->handle : nullptr;
+  if (target) {
+    for (const MsgHandler &h : target->handlers->snapshot()) h.fn(prob, h.data, text, len, msgtype);
   }
   for (const MsgHandler &h : env_handlers().snapshot()) h.fn(prob, h.data, text, len, msgtype);
-  if (prob) {
-    if (prob->controls.get_int(QNDA_OUTPUTLOG)) {
+  if (target) {
+    if (target->echo) {
       std::lock_guard<std::mutex> lk(g_stdout_mu);
       std::fputs(text, stdout);
       std::fputc('\n', stdout);
     }
-    write_logfile(prob, text);
+    write_logfile(prob, *target->logfile, text);
   }
 }
 
-void emit_messagef(qnda_problem_s *prob, int msgtype, const char *fmt, ...) {
-  char buf[1024];
-  va_list ap;
-  va_start(ap, fmt);
-  std::vsnprintf(buf, sizeof buf, fmt, ap);
-  va_end(ap);
-  emit_message(prob, msgtype, buf);
-}
-
-void flush_messages(qnda_problem_s *prob) {
+void route_flush(QNDAprob prob, const HandlerList *handlers) {
   if (!g_enabled.load()) return;
-  if (prob) {
-    for (const MsgHandler &h : prob->handlers.snapshot()) h.fn(prob, h.data, nullptr, 0, -1);
+  if (handlers) {
+    for (const MsgHandler &h : handlers->snapshot()) h.fn(prob, h.data, nullptr, 0, -1);
   }
   for (const MsgHandler &h : env_handlers().snapshot()) h.fn(prob, h.data, nullptr, 0, -1);
   std::lock_guard<std::mutex> lk(g_stdout_mu);

@@ -4,14 +4,16 @@
 // of it only while QNDAenablemessages allows.  Handlers may be called from any
 // thread (an engine's log callback); the lists are copied before the calls, so
 // a handler may add or remove handlers.
+//
+// This layer knows nothing of a problem: the problem record (model/problem.h)
+// describes itself in a MsgTarget, and its emit_message builds one per call.
 #pragma once
 
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "qnda.h"
-
-struct qnda_problem_s;
 
 namespace qnda {
 
@@ -48,15 +50,20 @@ HandlerList &env_handlers();
 void set_messages_enabled(bool on);
 bool messages_enabled();
 
-// One log line (no trailing newline needed) of a problem; prob may be NULL for
-// messages of the environment.  msgtype is one of MsgType.
-void emit_message(qnda_problem_s *prob, int msgtype, const char *text);
-// printf-style convenience.
-void emit_messagef(qnda_problem_s *prob, int msgtype, const char *fmt, ...)
-    __attribute__((format(printf, 3, 4)));
+// What the router needs of the problem a message belongs to.
+struct MsgTarget {
+  QNDAprob handle;              // passed to the handlers
+  const HandlerList *handlers;  // the problem's own
+  bool echo;                    // QNDA_OUTPUTLOG
+  const std::string *logfile;   // QNDA_LOGFILE; empty: none
+};
+
+// One log line (no trailing newline needed); target NULL for messages of the
+// environment.  msgtype is one of MsgType.
+void route_message(const MsgTarget *target, int msgtype, const char *text);
 // Tells the handlers to flush (msg NULL, msgtype -1) and flushes stdout.
-void flush_messages(qnda_problem_s *prob);
-// Closes the problem's log file (QNDA_LOGFILE), if one is open.
-void close_logfile(const qnda_problem_s *prob);
+void route_flush(QNDAprob handle, const HandlerList *handlers);
+// Closes the log file (QNDA_LOGFILE) of the problem handle, if one is open.
+void close_logfile(const void *handle);
 
 }  // namespace qnda

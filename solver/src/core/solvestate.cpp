@@ -1,10 +1,5 @@
 #include "core/solvestate.h"
 
-#if __has_include("core/problem.h")
-#include "core/problem.h"
-#define QNDA_HAVE_PROBLEM 1
-#endif
-
 namespace qnda {
 
 void SolveState::clear_results() {
@@ -15,8 +10,8 @@ void SolveState::clear_results() {
   has_solution = false;
   has_duals = false;
   lp_obj = mip_obj = obj = best_bound = rel_gap = 0.0;
-  solve_time = max_primal_infeas = max_dual_infeas = 0.0;
-  simplex_iter = barrier_iter = nodes = mip_sols = 0;
+  solve_time = 0.0;
+  static_cast<SolveCounters &>(*this) = SolveCounters();
   x.clear();
   slack.clear();
   duals.clear();
@@ -35,9 +30,7 @@ void SolveState::clear_all() {
   mip_start.clear();
 }
 
-namespace {
-
-bool int_value(const SolveState &s, int id, QNDAint64 *value) {
+bool solve_int_attrib(const SolveState &s, int id, QNDAint64 *value) {
   switch (id) {
     case QNDA_LPSTATUS: *value = s.lp_status; return true;
     case QNDA_MIPSTATUS: *value = s.mip_status; return true;
@@ -53,7 +46,7 @@ bool int_value(const SolveState &s, int id, QNDAint64 *value) {
   }
 }
 
-bool dbl_value(const SolveState &s, int id, double *value) {
+bool solve_dbl_attrib(const SolveState &s, int id, double *value) {
   switch (id) {
     case QNDA_LPOBJVAL: *value = s.lp_obj; return true;
     case QNDA_BESTBOUND: *value = s.best_bound; return true;
@@ -66,20 +59,5 @@ bool dbl_value(const SolveState &s, int id, double *value) {
     default: return false;
   }
 }
-
-}  // namespace
-
-#ifdef QNDA_HAVE_PROBLEM
-bool solve_int_attrib(const qnda_problem_s &prob, int id, QNDAint64 *value) {
-  return int_value(prob.solve, id, value);
-}
-
-bool solve_dbl_attrib(const qnda_problem_s &prob, int id, double *value) {
-  return dbl_value(prob.solve, id, value);
-}
-#else
-bool solve_int_attrib(const qnda_problem_s &, int id, QNDAint64 *value) { return false; }
-bool solve_dbl_attrib(const qnda_problem_s &, int id, double *value) { return false; }
-#endif
 
 }  // namespace qnda

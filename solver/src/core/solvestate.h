@@ -7,11 +7,16 @@
 
 #include "qnda.h"
 
-struct qnda_problem_s;
-
 namespace qnda {
 
-struct SolveState {
+// What an optimisation counts and measures: the engine reports them
+// (engine/engine.h) and the problem keeps them, under the same names.
+struct SolveCounters {
+  QNDAint64 simplex_iter = 0, barrier_iter = 0, nodes = 0, mip_sols = 0;
+  double max_primal_infeas = 0.0, max_dual_infeas = 0.0;
+};
+
+struct SolveState : SolveCounters {
   // Outcome of the last optimisation.
   int lp_status = QNDA_LP_UNSTARTED;
   int mip_status = QNDA_MIP_NOT_LOADED;
@@ -22,18 +27,8 @@ struct SolveState {
   bool has_duals = false;    // duals and djs hold a dual solution
   bool model_changed = true; // the model changed since the last solve
 
-  double lp_obj = 0.0;
-  double mip_obj = 0.0;
-  double obj = 0.0;
-  double best_bound = 0.0;
-  double rel_gap = 0.0;
+  double lp_obj = 0.0, mip_obj = 0.0, obj = 0.0, best_bound = 0.0, rel_gap = 0.0;
   double solve_time = 0.0;
-  double max_primal_infeas = 0.0;
-  double max_dual_infeas = 0.0;
-  QNDAint64 simplex_iter = 0;
-  QNDAint64 barrier_iter = 0;
-  QNDAint64 nodes = 0;
-  QNDAint64 mip_sols = 0;
 
   // On the columns and rows of the problem as loaded (never the
   // reformulated ones).
@@ -63,7 +58,7 @@ struct SolveState {
 
 // Values of the solve-related attributes (statuses, objective values,
 // iterations ...).  Return false when id is not one of them.
-bool solve_int_attrib(const qnda_problem_s &prob, int id, QNDAint64 *value);
-bool solve_dbl_attrib(const qnda_problem_s &prob, int id, double *value);
+bool solve_int_attrib(const SolveState &s, int id, QNDAint64 *value);
+bool solve_dbl_attrib(const SolveState &s, int id, double *value);
 
 }  // namespace qnda

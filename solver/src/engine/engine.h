@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "core/solvestate.h"
 #include "engine/flatmodel.h"
 
 namespace qnda {
@@ -59,7 +60,7 @@ enum class EngineStatus {
 // activities a'x: at the lower or upper limit, basic, or free at zero.
 enum class BasisStat : signed char { Lower, Basic, Upper, Zero };
 
-struct EngineResult {
+struct EngineResult : SolveCounters {
   EngineStatus status = EngineStatus::NotRun;
   std::string message;  // what went wrong, for Error and NonConvex
   bool has_primal = false;
@@ -71,12 +72,8 @@ struct EngineResult {
   double best_bound = 0.0;  // MIP dual bound (objective for LP)
   double rel_gap = 0.0;
   double solve_time = 0.0;
-  double max_primal_infeas = 0.0;
-  double max_dual_infeas = 0.0;
-  long long simplex_iter = 0;
-  long long barrier_iter = 0;
-  long long nodes = 0;
-  long long mip_sols = 0;
+  // simplex_iter, barrier_iter, nodes, mip_sols, max_primal_infeas and
+  // max_dual_infeas: of SolveCounters.
   int algorithm = 0;  // QNDA_LPALGORITHM value that solved the LP
 };
 

@@ -11,7 +11,7 @@
 
 #include "core/error.h"
 #include "core/messages.h"
-#include "core/problem.h"
+#include "model/problem.h"
 #include "engine/convexity.h"
 #include "engine/engine.h"
 #include "engine/reformulate.h"
@@ -365,12 +365,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   prob.interrupt.store(0);
 
   st.solve_time = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-  st.simplex_iter = r.simplex_iter;
-  st.barrier_iter = r.barrier_iter;
-  st.nodes = r.nodes;
-  st.mip_sols = r.mip_sols;
-  st.max_primal_infeas = r.max_primal_infeas;
-  st.max_dual_infeas = r.max_dual_infeas;
+  static_cast<SolveCounters &>(st) = r;
   st.algorithm = search ? 0 : r.algorithm;
   st.stop_status = stop_of(r.status, reason.load());
   fill_results(model, r, model.indicator_count() > 0, st);

@@ -1,4 +1,4 @@
-#include "core/problem.h"
+#include "model/problem.h"
 #include "io/modeldata.h"
 
 namespace qnda {

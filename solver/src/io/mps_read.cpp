@@ -355,6 +355,22 @@ std::string upper(std::string s) {
   return s;
 }
 
+// The sections whose header line carries nothing more; S_NONE for others.
+Section section_named(const std::string &h) {
+  static const struct {
+    const char *name;
+    Section sec;
+  } kPlain[] = {
+      {"OBJSENCE", S_OBJSENSE}, {"ROWS", S_ROWS},         {"COLUMNS", S_COLUMNS},
+      {"RHS", S_RHS},           {"RANGES", S_RANGES},     {"BOUNDS", S_BOUNDS},
+      {"QUADOBJ", S_QUADOBJ},   {"QSECTION", S_QUADOBJ},  {"QMATRIX", S_QMATRIX},
+      {"SOS", S_SOS},           {"INDICATORS", S_INDICATORS}, {"OBJNAME", S_SKIP},
+  };
+  for (const auto &p : kPlain)
+    if (h == p.name) return p.sec;
+  return S_NONE;
+}
+
 }  // namespace
 
 void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &d) {
@@ -386,38 +402,17 @@ void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &d
           std::string v = upper(t[1]);
           d.sense = v.compare(0, 3, "MAX") == 0 ? -1 : 1;
         }
-      } else if (h == "OBJSENCE") {
-        sec = S_OBJSENSE;
-      } else if (h == "ROWS") {
-        sec = S_ROWS;
-      } else if (h == "COLUMNS") {
-        sec = S_COLUMNS;
-      } else if (h == "RHS") {
-        sec = S_RHS;
-      } else if (h == "RANGES") {
-        sec = S_RANGES;
-      } else if (h == "BOUNDS") {
-        sec = S_BOUNDS;
-      } else if (h == "QUADOBJ" || h == "QSECTION") {
-        sec = S_QUADOBJ;
-      } else if (h == "QMATRIX") {
-        sec = S_QMATRIX;
       } else if (h == "QCMATRIX") {
         if (t.size() < 2) rd.bad("QCMATRIX needs a row name");
         rd.qc_row = rd.row_of(t[1]);
         if (rd.qc_row < 0) rd.bad("QCMATRIX needs a constraint row", t[1]);
         sec = S_QCMATRIX;
-      } else if (h == "SOS") {
-        sec = S_SOS;
-      } else if (h == "INDICATORS") {
-        sec = S_INDICATORS;
       } else if (h == "ENDATA") {
         ended = true;
         break;
-      } else if (h == "OBJNAME") {
-        sec = S_SKIP;
       } else {
-        rd.bad("unknown section", t[0]);
+        sec = section_named(h);
+        if (sec == S_NONE) rd.bad("unknown section", t[0]);
       }
       continue;
     }

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "core/error.h"
-#include "core/problem.h"
+#include "model/problem.h"
 
 namespace qnda {
 namespace {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "model/lists.h"
 #include "model/model.h"
 
 namespace qnda {
@@ -238,22 +239,7 @@ void SparseMatrix::delete_rows(const std::vector<char> &drop) {
   std::vector<int> map(nrows_);
   int next = 0;
   for (int i = 0; i < nrows_; ++i) map[i] = drop[i] ? -1 : next++;
-  const int nc = ncols();
-  QNDAint64 w = 0;
-  for (int j = 0; j < nc; ++j) {
-    QNDAint64 b = start_[j], e = start_[j + 1];
-    start_[j] = w;
-    for (QNDAint64 k = b; k < e; ++k) {
-      int r = map[index_[k]];
-      if (r < 0) continue;
-      index_[w] = r;
-      value_[w] = value_[k];
-      ++w;
-    }
-  }
-  start_[nc] = w;
-  index_.resize(w);
-  value_.resize(w);
+  drop_mapped(ncols(), start_, index_, value_, map);
   nrows_ = next;
   touch();
 }

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "model/lists.h"
+
 namespace qnda {
 
 namespace {
@@ -27,6 +29,15 @@ std::vector<char> drop_flags(int count, int n, const int *idx) {
   std::vector<char> drop(count, 0);
   for (int k = 0; k < n; ++k) drop[idx[k]] = 1;
   return drop;
+}
+
+// Appends src[0 .. n), or n copies of def when src is NULL.
+template <class T>
+void append_or(std::vector<T> &v, const T *src, int n, T def) {
+  if (src)
+    v.insert(v.end(), src, src + n);
+  else
+    v.insert(v.end(), n, def);
 }
 
 double clamp01(double v) { return v < 0.0 ? 0.0 : v > 1.0 ? 1.0 : v; }
@@ -142,14 +153,8 @@ void Model::clear() { *this = Model(); }
 void Model::append_rows(int n, const char *type, const double *rhs, const double *range) {
   if (n <= 0) return;
   rowtype_.insert(rowtype_.end(), type, type + n);
-  if (rhs)
-    rhs_.insert(rhs_.end(), rhs, rhs + n);
-  else
-    rhs_.insert(rhs_.end(), n, 0.0);
-  if (range)
-    range_.insert(range_.end(), range, range + n);
-  else
-    range_.insert(range_.end(), n, 0.0);
+  append_or(rhs_, rhs, n, 0.0);
+  append_or(range_, range, n, 0.0);
   mat_.add_empty_rows(n);
   if (!names_[0].empty()) names_[0].resize(rowtype_.size());
   if (!indcol_.empty()) {
@@ -160,18 +165,9 @@ void Model::append_rows(int n, const char *type, const double *rhs, const double
 
 void Model::append_cols(int n, const double *obj, const double *lb, const double *ub) {
   if (n <= 0) return;
-  if (obj)
-    obj_.insert(obj_.end(), obj, obj + n);
-  else
-    obj_.insert(obj_.end(), n, 0.0);
-  if (lb)
-    lb_.insert(lb_.end(), lb, lb + n);
-  else
-    lb_.insert(lb_.end(), n, 0.0);
-  if (ub)
-    ub_.insert(ub_.end(), ub, ub + n);
-  else
-    ub_.insert(ub_.end(), n, QNDA_INFINITY);
+  append_or(obj_, obj, n, 0.0);
+  append_or(lb_, lb, n, 0.0);
+  append_or(ub_, ub, n, QNDA_INFINITY);
   coltype_.insert(coltype_.end(), n, 'C');
   limit_.insert(limit_.end(), n, 0.0);
   mat_.add_empty_cols(n);
@@ -262,21 +258,7 @@ void Model::delete_cols(int n, const int *cols) {
   qobj_.renumber(map);
   for (auto &kv : qrows_) kv.second.renumber(map);
   // Sets lose the deleted members.
-  QNDAint64 w = 0;
-  for (int s = 0; s < nsets(); ++s) {
-    QNDAint64 b = setstart_[s], e = setstart_[s + 1];
-    setstart_[s] = w;
-    for (QNDAint64 k = b; k < e; ++k) {
-      int j = map[setcol_[k]];
-      if (j < 0) continue;
-      setcol_[w] = j;
-      setref_[w] = setref_[k];
-      ++w;
-    }
-  }
-  setstart_[nsets()] = w;
-  setcol_.resize(w);
-  setref_.resize(w);
+  drop_mapped(nsets(), setstart_, setcol_, setref_, map);
   // Indicator rows of a deleted column become ordinary rows.
   for (size_t i = 0; i < indcol_.size(); ++i) {
     if (indcol_[i] < 0) continue;

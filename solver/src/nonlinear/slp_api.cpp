@@ -1,24 +1,20 @@
 // The nonlinear interface as far as it exists without the nonlinear engine:
 // lifecycle, controls, attributes, last errors.
-#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <mutex>
 
-#include "api/guard.h"
+#include "core/guard.h"
 #include "nonlinear/slp_problem.h"
 #include "qslp.h"
 
 namespace qnda {
 
 namespace {
-std::mutex g_slp_mu;
-int g_slp_count = 0;
-std::atomic<bool> g_slp_on{false};
+InitCount g_slp_init;
 }  // namespace
 
-bool slp_initialised() { return g_slp_on.load(); }
+bool slp_initialised() { return g_slp_init.on(); }
 
 int slp_index(int id) {
   for (int k = 0; k < kSlpCount; ++k)
@@ -55,11 +51,7 @@ int slp_slot(int id, int type, bool control) {
 }
 
 int check_slp_handle(const qslp_problem_s *prob, const char *fname) {
-  if (!prob) return record(global_error(), fname, QNDA_ERR_ARGUMENT, "null nonlinear problem");
-  if (!prob->valid())
-    return record(global_error(), fname, QNDA_ERR_ARGUMENT,
-                  "not a nonlinear problem (destroyed, or never created)");
-  return QNDA_OK;
+  return check_handle_of(prob, fname, "nonlinear problem");
 }
 
 const char *kNotInit = "the nonlinear library is not initialised (call QSLPinit first)";
@@ -90,18 +82,14 @@ using namespace qnda;
 extern "C" {
 
 int QSLPinit(void) {
-  std::lock_guard<std::mutex> lk(g_slp_mu);
-  ++g_slp_count;
-  g_slp_on.store(true);
+  g_slp_init.up();
   return QNDA_OK;
 }
 
 int QSLPfree(void) {
-  std::lock_guard<std::mutex> lk(g_slp_mu);
-  if (g_slp_count == 0)
+  if (!g_slp_init.down())
     return record(global_error(), "QSLPfree", QNDA_ERR_NOTINIT,
                   "the nonlinear library is not initialised (QSLPfree without QSLPinit)");
-  if (--g_slp_count == 0) g_slp_on.store(false);
   return QNDA_OK;
 }
 

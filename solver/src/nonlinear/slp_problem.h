@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "core/error.h"
-#include "core/problem.h"
+#include "model/problem.h"
 #include "qslp.h"
 
 namespace qnda {

@@ -1,4 +1,7 @@
-// The problem behind a QNDAprob handle.
+// The problem behind a QNDAprob handle: the model store with what the rest
+// of the library keeps beside it (controls, the last solve, last error,
+// message handlers).  It sits on top of the model layer, so that the engines,
+// the readers and writers and the C boundary above it see one record.
 #pragma once
 
 #include <atomic>
@@ -6,6 +9,7 @@
 
 #include "controls/controls.h"
 #include "core/error.h"
+#include "core/guard.h"
 #include "core/messages.h"
 #include "core/solvestate.h"
 #include "model/model.h"
@@ -43,7 +47,14 @@ struct qnda_problem_s {
 
 namespace qnda {
 
-// Checked mode (QNDAsetcheckedmode): argument validation on or off.
-bool checked_mode();
+// The problem's log (core/messages.h routes it): one line, no trailing
+// newline needed; prob may be NULL for messages of the environment; msgtype
+// is one of MsgType.
+void emit_message(qnda_problem_s *prob, int msgtype, const char *text);
+// printf-style convenience.
+void emit_messagef(qnda_problem_s *prob, int msgtype, const char *fmt, ...)
+    __attribute__((format(printf, 3, 4)));
+// Tells the handlers to flush (msg NULL, msgtype -1) and flushes stdout.
+void flush_messages(qnda_problem_s *prob);
 
 }  // namespace qnda
