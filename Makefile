@@ -10,7 +10,7 @@ HIGHS_ROOT = $(shell PYTHON=$(PY) bash scripts/build_highs.sh)
 # Suites that must hold under NumPy 1.x as well as 2.x.
 NP1_TESTS := tests/algebra
 
-.PHONY: all setup build example test test-cpp test-py test-np1 bench bench-setup clean
+.PHONY: all setup build example test test-cpp test-py test-np1 lint format bench bench-setup clean
 
 all: build
 
@@ -37,6 +37,15 @@ test-np1:
 	@if [ -d $(NP1_TESTS) ]; then \
 	  PYTHONPATH=$(BUILD_DIR)/python $(PY_NP1) -m pytest -q $(NP1_TESTS); \
 	else echo "no NumPy 1.x suite yet"; fi
+
+# The format check, the layer and cycle checks and the duplicate count.
+lint: setup
+	@bash scripts/lint.sh
+
+# Rewrites the C++ sources in the project's format (the check of `lint`).
+format: setup
+	git ls-files -- 'quendalib/*.cpp' 'quendalib/*.h' 'solver/*.cpp' 'solver/*.h' \
+	  'benchmarks/*.cpp' | xargs .venv/bin/clang-format -i
 
 # Benchmarks: the peers live in their own environment (.venv-bench).
 bench-setup:
