@@ -10,7 +10,8 @@ HIGHS_ROOT = $(shell PYTHON=$(PY) bash scripts/build_highs.sh)
 # Suites that must hold under NumPy 1.x as well as 2.x.
 NP1_TESTS := tests/algebra
 
-.PHONY: all setup build example test test-cpp test-py test-np1 wheel-check bench bench-setup clean
+.PHONY: all setup build example test test-cpp test-py test-np1 wheel-check lint format \
+  bench bench-setup clean
 
 all: build
 
@@ -41,6 +42,15 @@ test-np1:
 # The wheel a user builds, installed alone into a fresh environment.
 wheel-check: setup
 	QUENDA_HIGHS_ROOT=$(HIGHS_ROOT) PY=$(PY) bash scripts/wheel_check.sh
+
+# The format check, the layer and cycle checks and the duplicate count.
+lint: setup
+	@bash scripts/lint.sh
+
+# Rewrites the C++ sources in the project's format (the check of `lint`).
+format: setup
+	git ls-files -- 'quendalib/*.cpp' 'quendalib/*.h' 'solver/*.cpp' 'solver/*.h' \
+	  'benchmarks/*.cpp' | xargs .venv/bin/clang-format -i
 
 # Benchmarks: the peers live in their own environment (.venv-bench).
 bench-setup:
