@@ -26,8 +26,8 @@ struct Rows {
     start.push_back(static_cast<QNDAint64>(col.size()));
   }
   void add(QNDAprob p) {
-    QNDAaddrows64(p, static_cast<int>(type.size()), static_cast<QNDAint64>(col.size()),
-                  type.data(), rhs.data(), nullptr, start.data(), col.data(), coef.data());
+    QNDAaddrows64(p, static_cast<int>(type.size()), static_cast<QNDAint64>(col.size()), type.data(),
+                  rhs.data(), nullptr, start.data(), col.data(), coef.data());
   }
 };
 

@@ -116,8 +116,8 @@ void bench_load(int reps) {
     QNDAcreateprob(&p);
     auto t0 = Clock::now();
     QNDAaddcols64(p, ncols, 0, obj.data(), nullptr, nullptr, nullptr, lb.data(), ub.data());
-    QNDAaddrows64(p, nrows, static_cast<QNDAint64>(index.size()), rtype.data(), rhs.data(),
-                  nullptr, start64.data(), index.data(), value.data());
+    QNDAaddrows64(p, nrows, static_cast<QNDAint64>(index.size()), rtype.data(), rhs.data(), nullptr,
+                  start64.data(), index.data(), value.data());
     double t_add = since(t0);
     double coef;
     QNDAgetcoef(p, 0, index[0], &coef);  // folds the pending rows into the matrix
@@ -129,8 +129,8 @@ void bench_load(int reps) {
     Highs h;
     h.setOptionValue("output_flag", false);
     t0 = Clock::now();
-    h.passModel(ncols, nrows, static_cast<HighsInt>(index.size()), 2 /* row-wise */, 1,
-                0.0, obj.data(), lb.data(), ub.data(), rlo.data(), rhs.data(), start.data(),
+    h.passModel(ncols, nrows, static_cast<HighsInt>(index.size()), 2 /* row-wise */, 1, 0.0,
+                obj.data(), lb.data(), ub.data(), rlo.data(), rhs.data(), start.data(),
                 index.data(), value.data());
     best_h = std::min(best_h, since(t0));
   }

@@ -9,9 +9,9 @@
 #include "module/session.h"
 
 /* The type object of a handle: only a name, size, dealloc, repr and doc. */
-#define HANDLE_TYPE(name, size, dealloc, repr, doc)                                               \
-    {                                                                                             \
-        QUENDA_TYPE_HEAD(name, size, dealloc, repr, 0, 0, 0, Py_TPFLAGS_DEFAULT, doc),            \
+#define HANDLE_TYPE(name, size, dealloc, repr, doc)                                                \
+    {                                                                                              \
+        QUENDA_TYPE_HEAD(name, size, dealloc, repr, 0, 0, 0, Py_TPFLAGS_DEFAULT, doc),             \
     }
 
 typedef struct {
@@ -52,8 +52,9 @@ handle_repr(PyObject *self)
 PyTypeObject quenda_objattrType =
     HANDLE_TYPE("quenda.qndaobject", sizeof(handle_s), handle_dealloc, handle_repr,
                 "Wrapper class for the C API type QNDAobject used in callback");
-PyTypeObject quenda_genericType = HANDLE_TYPE("quenda.generic", sizeof(handle_s), handle_dealloc,
-                                              handle_repr, "Opaque pointer passed through callbacks");
+PyTypeObject quenda_genericType =
+    HANDLE_TYPE("quenda.generic", sizeof(handle_s), handle_dealloc, handle_repr,
+                "Opaque pointer passed through callbacks");
 PyTypeObject quenda_poolcutType = HANDLE_TYPE("quenda.poolcut", sizeof(handle_s), handle_dealloc,
                                               handle_repr, "Cut in the cut pool");
 
@@ -123,8 +124,8 @@ branchobj_dealloc(PyObject *self)
     Py_TYPE(self)->tp_free(self);
 }
 
-PyTypeObject quenda_branchobjType = HANDLE_TYPE("quenda.branchobj", sizeof(branchobj_s),
-                                                branchobj_dealloc, 0, "Branching object");
+PyTypeObject quenda_branchobjType =
+    HANDLE_TYPE("quenda.branchobj", sizeof(branchobj_s), branchobj_dealloc, 0, "Branching object");
 
 int
 api_init(void)

@@ -25,8 +25,7 @@ static quenda_errsource quenda_errsources[QUENDA_MAXERRSOURCES];
 static int quenda_nerrsources;
 
 int
-quenda_add_error_source(PyTypeObject *type, quenda_lasterror_fn lasterror,
-                        const char *unidentified)
+quenda_add_error_source(PyTypeObject *type, quenda_lasterror_fn lasterror, const char *unidentified)
 {
     int k;
     for (k = 0; k < quenda_nerrsources; k++) {

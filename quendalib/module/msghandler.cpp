@@ -172,8 +172,7 @@ quenda_msghandlers_clear(void)
         if (qnda_py_env.initialized || turnQNDAon(0) == 0)
             QNDA_ge_removecbmsghandler(wrapper_msghandler, NULL);
         PyErr_Clear();
-        PyList_SetSlice(qnda_py_env.msghandlers, 0, PyList_GET_SIZE(qnda_py_env.msghandlers),
-                        NULL);
+        PyList_SetSlice(qnda_py_env.msghandlers, 0, PyList_GET_SIZE(qnda_py_env.msghandlers), NULL);
     }
     PyErr_Restore(et, ev, tb);
 }

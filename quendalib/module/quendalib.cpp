@@ -23,50 +23,50 @@
 #define KW (METH_VARARGS | METH_KEYWORDS)
 #define KWFUNC(f) ((PyCFunction)(void (*)(void))(f))
 
-static PyMethodDef quendamod_methods[] = {
-    {"Sum", quendamod_Sum, METH_VARARGS, "Sum of any number of terms"},
-    {"Prod", quendamod_Prod, METH_VARARGS, "Product of a sequence of expressions"},
-    {"Dot", KWFUNC(quendamod_Dot), KW, "Dot product of NumPy arrays of expressions"},
-    {"sin", quendamod_sin, METH_O, "Sine of an expression"},
-    {"cos", quendamod_cos, METH_O, "Cosine of an expression"},
-    {"tan", quendamod_tan, METH_O, "Tangent of an expression"},
-    {"asin", quendamod_asin, METH_O, "Arc sine of an expression"},
-    {"acos", quendamod_acos, METH_O, "Arc cosine of an expression"},
-    {"atan", quendamod_atan, METH_O, "Arc tangent of an expression"},
-    {"exp", quendamod_exp, METH_O, "Exponential of an expression"},
-    {"log", quendamod_log, METH_O, "Natural logarithm of an expression"},
-    {"log10", quendamod_log10, METH_O, "Base-10 logarithm of an expression"},
-    {"abs", quendamod_abs, METH_O, "Absolute value of an expression"},
-    {"sqrt", quendamod_sqrt, METH_O, "Square root of an expression"},
-    {"sign", quendamod_sign, METH_O, "Sign of an expression"},
-    {"erf", quendamod_erf, METH_O, "Error function of an expression"},
-    {"erfc", quendamod_erfc, METH_O, "Complementary error function of an expression"},
-    {"max", KWFUNC(quendamod_max), KW, "Maximum of expressions"},
-    {"min", KWFUNC(quendamod_min), KW, "Minimum of expressions"},
-    {"user", KWFUNC(quendamod_user), KW, "Expression computed by a user function"},
-    {"getlasterror", quendamod_getlasterror, METH_NOARGS,
-     "Last error of the library environment: (code, message)"},
-    {"getversion", quendamod_getversion, METH_NOARGS, "Library version"},
-    {"getcheckedmode", quendamod_getcheckedmode, METH_NOARGS,
-     "Whether the library checks the arguments of its calls"},
-    {"setcheckedmode", KWFUNC(quendamod_setcheckedmode), KW,
-     "setcheckedmode(checked_mode): checking is on only for checked_mode=True"},
-    {"setdefaultcontrol", KWFUNC(quendamod_setdefaultcontrol), KW,
-     "setdefaultcontrol(name, value) or setdefaultcontrol({name: value}): default for new "
-     "problems"},
-    {"setdefaults", quendamod_setdefaults, METH_NOARGS,
-     "Drop every default set with setdefaultcontrol"},
-    {"addcbmsghandler", KWFUNC(quendamod_addcbmsghandler), KW,
-     "addcbmsghandler(msghandler, data, priority): receive every library message"},
-    {"removecbmsghandler", KWFUNC(quendamod_removecbmsghandler), KW,
-     "removecbmsghandler(msghandler, data): stop receiving messages (None matches any)"},
-    {"getbanner", KWFUNC(quendamod_getbanner), KW, "Library banner"},
-    {"init", quendamod_init, METH_NOARGS, "Start (or restart) the library session"},
-    {"free", quendamod_free, METH_NOARGS, "End the library session"},
-    {"vars", KWFUNC(quendamod_vars), KW, "Create an indexed collection of variables"},
-    {"_sigint_roundtrip", quendamod__sigint_roundtrip, METH_NOARGS,
-     "Test hook: hand SIGINT to the library and back"},
-    {NULL, NULL, 0, NULL}};
+static PyMethodDef quendamod_methods[] =
+    {{"Sum", quendamod_Sum, METH_VARARGS, "Sum of any number of terms"},
+     {"Prod", quendamod_Prod, METH_VARARGS, "Product of a sequence of expressions"},
+     {"Dot", KWFUNC(quendamod_Dot), KW, "Dot product of NumPy arrays of expressions"},
+     {"sin", quendamod_sin, METH_O, "Sine of an expression"},
+     {"cos", quendamod_cos, METH_O, "Cosine of an expression"},
+     {"tan", quendamod_tan, METH_O, "Tangent of an expression"},
+     {"asin", quendamod_asin, METH_O, "Arc sine of an expression"},
+     {"acos", quendamod_acos, METH_O, "Arc cosine of an expression"},
+     {"atan", quendamod_atan, METH_O, "Arc tangent of an expression"},
+     {"exp", quendamod_exp, METH_O, "Exponential of an expression"},
+     {"log", quendamod_log, METH_O, "Natural logarithm of an expression"},
+     {"log10", quendamod_log10, METH_O, "Base-10 logarithm of an expression"},
+     {"abs", quendamod_abs, METH_O, "Absolute value of an expression"},
+     {"sqrt", quendamod_sqrt, METH_O, "Square root of an expression"},
+     {"sign", quendamod_sign, METH_O, "Sign of an expression"},
+     {"erf", quendamod_erf, METH_O, "Error function of an expression"},
+     {"erfc", quendamod_erfc, METH_O, "Complementary error function of an expression"},
+     {"max", KWFUNC(quendamod_max), KW, "Maximum of expressions"},
+     {"min", KWFUNC(quendamod_min), KW, "Minimum of expressions"},
+     {"user", KWFUNC(quendamod_user), KW, "Expression computed by a user function"},
+     {"getlasterror", quendamod_getlasterror, METH_NOARGS,
+      "Last error of the library environment: (code, message)"},
+     {"getversion", quendamod_getversion, METH_NOARGS, "Library version"},
+     {"getcheckedmode", quendamod_getcheckedmode, METH_NOARGS,
+      "Whether the library checks the arguments of its calls"},
+     {"setcheckedmode", KWFUNC(quendamod_setcheckedmode), KW,
+      "setcheckedmode(checked_mode): checking is on only for checked_mode=True"},
+     {"setdefaultcontrol", KWFUNC(quendamod_setdefaultcontrol), KW,
+      "setdefaultcontrol(name, value) or setdefaultcontrol({name: value}): default for new "
+      "problems"},
+     {"setdefaults", quendamod_setdefaults, METH_NOARGS,
+      "Drop every default set with setdefaultcontrol"},
+     {"addcbmsghandler", KWFUNC(quendamod_addcbmsghandler), KW,
+      "addcbmsghandler(msghandler, data, priority): receive every library message"},
+     {"removecbmsghandler", KWFUNC(quendamod_removecbmsghandler), KW,
+      "removecbmsghandler(msghandler, data): stop receiving messages (None matches any)"},
+     {"getbanner", KWFUNC(quendamod_getbanner), KW, "Library banner"},
+     {"init", quendamod_init, METH_NOARGS, "Start (or restart) the library session"},
+     {"free", quendamod_free, METH_NOARGS, "End the library session"},
+     {"vars", KWFUNC(quendamod_vars), KW, "Create an indexed collection of variables"},
+     {"_sigint_roundtrip", quendamod__sigint_roundtrip, METH_NOARGS,
+      "Test hook: hand SIGINT to the library and back"},
+     {NULL, NULL, 0, NULL}};
 
 static void quendamod_freeModule(void *module);
 
@@ -109,11 +109,11 @@ quendamod_release_env(void)
 PyMODINIT_FUNC
 PyInit_quendalib(void)
 {
-    PyTypeObject *types[] = {
-        &quenda_varType, &quenda_SOSType, &quenda_expressionType, &quenda_constraintType,
-        &quenda_ctrlType, &quenda_attrType, &quenda_problemType, &quenda_branchobjType,
-        &quenda_poolcutType, &quenda_objattrType, &quenda_genericType,
-        &quenda_lintermType, &quenda_quadtermType, &quenda_nonlinType};
+    PyTypeObject *types[] = {&quenda_varType,        &quenda_SOSType,       &quenda_expressionType,
+                             &quenda_constraintType, &quenda_ctrlType,      &quenda_attrType,
+                             &quenda_problemType,    &quenda_branchobjType, &quenda_poolcutType,
+                             &quenda_objattrType,    &quenda_genericType,   &quenda_lintermType,
+                             &quenda_quadtermType,   &quenda_nonlinType};
     PyObject *m = NULL;
     int published = 0; /* past the exceptions: teardown of the session too */
 
@@ -141,8 +141,7 @@ PyInit_quendalib(void)
     quenda_ModelError = PyErr_NewException("quenda.ModelError", NULL, NULL);
     quenda_InterfaceError = PyErr_NewException("quenda.InterfaceError", NULL, NULL);
     quenda_SolverError = PyErr_NewException("quenda.SolverError", NULL, NULL);
-    if (quenda_ModelError == NULL || quenda_InterfaceError == NULL ||
-        quenda_SolverError == NULL)
+    if (quenda_ModelError == NULL || quenda_InterfaceError == NULL || quenda_SolverError == NULL)
         goto error;
 
     quendamod_release_env();
@@ -187,22 +186,21 @@ PyInit_quendalib(void)
         goto error;
     return m;
 
-error:
-    {
-        PyObject *et, *ev, *tb;
-        if (!PyErr_Occurred())
-            PyErr_SetString(PyExc_RuntimeError, "Error initializing the Quenda module");
-        PyErr_Fetch(&et, &ev, &tb);
-        if (quenda_numpy_hooked) {
-            quenda_numpy_compare_restore();
-            quenda_numpy_hooked = 0;
-        }
-        if (published && turnQNDAoff(0) != 0)
-            PyErr_Clear();
-        quendamod_release_env();
-        Py_XDECREF(m);
-        PyErr_Restore(et, ev, tb);
+error: {
+    PyObject *et, *ev, *tb;
+    if (!PyErr_Occurred())
+        PyErr_SetString(PyExc_RuntimeError, "Error initializing the Quenda module");
+    PyErr_Fetch(&et, &ev, &tb);
+    if (quenda_numpy_hooked) {
+        quenda_numpy_compare_restore();
+        quenda_numpy_hooked = 0;
     }
+    if (published && turnQNDAoff(0) != 0)
+        PyErr_Clear();
+    quendamod_release_env();
+    Py_XDECREF(m);
+    PyErr_Restore(et, ev, tb);
+}
     return NULL;
 }
 

@@ -16,16 +16,16 @@
 #include "module/types.h"
 
 typedef struct {
-    uint32_t varcounter;      /* next var identity number, from 1 */
-    uint32_t concounter;      /* next constraint identity number, from 1 */
-    uint32_t soscounter;      /* next SOS identity number, from 1 */
-    PyObject *ctrl;           /* owned: module-level quenda.control object */
-    PyObject *ctrl_desc;      /* owned dict: control name -> (id, type, slp flag) */
-    PyObject *attr_desc;      /* owned dict: attribute name -> (id, type, slp flag) */
-    PyObject *ctrl_defaults;  /* owned dict: control name -> user default value */
-    PyObject *msghandlers;    /* owned list of [callback, data] */
-    int initialized;          /* 1 while the library session is open */
-    int slp_state;            /* -1 untried, 1 nonlinear library in use, 0 not */
+    uint32_t varcounter;     /* next var identity number, from 1 */
+    uint32_t concounter;     /* next constraint identity number, from 1 */
+    uint32_t soscounter;     /* next SOS identity number, from 1 */
+    PyObject *ctrl;          /* owned: module-level quenda.control object */
+    PyObject *ctrl_desc;     /* owned dict: control name -> (id, type, slp flag) */
+    PyObject *attr_desc;     /* owned dict: attribute name -> (id, type, slp flag) */
+    PyObject *ctrl_defaults; /* owned dict: control name -> user default value */
+    PyObject *msghandlers;   /* owned list of [callback, data] */
+    int initialized;         /* 1 while the library session is open */
+    int slp_state;           /* -1 untried, 1 nonlinear library in use, 0 not */
 } qnda_py_env_t;
 
 extern qnda_py_env_t qnda_py_env;

@@ -12,7 +12,7 @@
 #include <signal.h>
 #include <string.h>
 
-static struct sigaction quenda_sigint_action; /* scratch record of the swaps */
+static struct sigaction quenda_sigint_action;       /* scratch record of the swaps */
 static void (*quenda_saved_handler)(int) = SIG_DFL; /* the interpreter's */
 static int quenda_sigint_busy;
 

@@ -24,5 +24,5 @@ extern PyTypeObject quenda_nonlinType;     /* algebra/nonlinear.cpp  "quenda.non
  * the slots they fill by name, every other one empty.  Further fields
  * (tp_traverse on) may follow in the initialiser. */
 #define QUENDA_TYPE_HEAD(name, size, dealloc, repr, str, getattro, setattro, flags, doc)           \
-    PyVarObject_HEAD_INIT(NULL, 0) name, size, 0, dealloc, 0, 0, 0, 0, repr, 0, 0, 0, 0, 0, str,  \
+    PyVarObject_HEAD_INIT(NULL, 0) name, size, 0, dealloc, 0, 0, 0, 0, repr, 0, 0, 0, 0, 0, str,   \
         getattro, setattro, 0, flags, doc

@@ -19,8 +19,8 @@ static inline void *
 qarr_alloc(size_t bytes)
 {
     void *res = NULL;
-    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap, bytes ? bytes : 1,
-                                         &res) != 0 ||
+    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap, bytes ? bytes : 1, &res) !=
+            0 ||
         res == NULL) {
         PyErr_NoMemory();
         return NULL;
@@ -53,7 +53,7 @@ qarr_newcap(int64_t cap, int64_t need, int64_t initcap)
 }
 
 /* qarr_free of each of several arrays. */
-template <typename... T>
+template<typename... T>
 static inline void
 qarr_free_all(T *...pp)
 {

@@ -112,8 +112,8 @@ reg_check_problem(problem_s *p)
 
 static int reg_walk(const reg_walker *w, PyObject *obj, int budget);
 
-#define MSG_NESTED_ARRAY                                                                          \
-    "Incorrect (nested) array/list/sequence passed. Perhaps this is a NumPy array containing a " \
+#define MSG_NESTED_ARRAY                                                                           \
+    "Incorrect (nested) array/list/sequence passed. Perhaps this is a NumPy array containing a "   \
     "tuple?"
 
 static int

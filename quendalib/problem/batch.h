@@ -86,11 +86,11 @@ int reg_walk_args(const reg_walker *w, PyObject *args);
 struct reg_batch;
 
 typedef struct {
-    PyTypeObject *type;   /* what the walk hands to step */
-    reg_step_fn step;     /* checks one object and adds it to the batch */
-    int count_attrib;     /* library count the new indices start from */
-    size_t list_offset;   /* offsetof(problem_s, the kind's list) */
-    size_t map_offset;    /* offsetof(problem_s, the kind's map) */
+    PyTypeObject *type; /* what the walk hands to step */
+    reg_step_fn step;   /* checks one object and adds it to the batch */
+    int count_attrib;   /* library count the new indices start from */
+    size_t list_offset; /* offsetof(problem_s, the kind's list) */
+    size_t map_offset;  /* offsetof(problem_s, the kind's map) */
     uint32_t (*idof)(PyObject *);
     /* Sends the gathered objects (b->n > 0) to the library; sets *added once
      * the library holds them.  0, or -1 (exception set or left to the

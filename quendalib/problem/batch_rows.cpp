@@ -19,14 +19,14 @@
 
 struct rowbatch : reg_batch {
     int64_t cap;
-    QNDAint64 *start;   /* cap + 1: linear start offsets */
-    QNDAint64 *qstart;  /* cap + 1: quadratic start offsets */
+    QNDAint64 *start;  /* cap + 1: linear start offsets */
+    QNDAint64 *qstart; /* cap + 1: quadratic start offsets */
     char *type;
     double *rhs;
     double *range;
-    int *indcol;        /* indicator rows only: condition column */
-    int *indcomp;       /*   and 1 (var == 1) or -1 (var == 0) */
-    int indicators;     /* the batch holds indicator rows */
+    int *indcol;    /* indicator rows only: condition column */
+    int *indcomp;   /*   and 1 (var == 1) or -1 (var == 0) */
+    int indicators; /* the batch holds indicator rows */
     lqsplit t;
     /* the condition of the indicator row being added */
     int cur_indcol;
@@ -205,21 +205,29 @@ undo:
 }
 
 const reg_kind reg_kind_rows = {
-    &quenda_constraintType, con_step, QNDA_ORIGINALROWS,
-    offsetof(problem_s, cons), offsetof(problem_s, conmap), id_of_con,
-    rowbatch_send, QNDAdelrows, rowbatch_reset, rowbatch_release, sizeof(rowbatch),
+    &quenda_constraintType,
+    con_step,
+    QNDA_ORIGINALROWS,
+    offsetof(problem_s, cons),
+    offsetof(problem_s, conmap),
+    id_of_con,
+    rowbatch_send,
+    QNDAdelrows,
+    rowbatch_reset,
+    rowbatch_release,
+    sizeof(rowbatch),
 };
 
 #define MSG_IND_DECL "Invalid declaration of indicator constraints."
-#define MSG_IND_FORM \
-    "Invalid condition for indicator constraints: must be <variable_name> == 0 or " \
+#define MSG_IND_FORM                                                                               \
+    "Invalid condition for indicator constraints: must be <variable_name> == 0 or "                \
     "<variable_name> == 1"
 #define MSG_IND_VAR "Invalid condition for indicator constraints: must be a variable"
-#define MSG_IND_ONE \
+#define MSG_IND_ONE                                                                                \
     "Invalid condition for indicator constraints: there must be exactly one variable"
-#define MSG_IND_QUAD \
+#define MSG_IND_QUAD                                                                               \
     "Invalid condition for indicator constraints: it cannot contain a quadratic expression"
-#define MSG_IND_EXPR \
+#define MSG_IND_EXPR                                                                               \
     "Invalid indicator expression. Must be var==0 or var==1, where var is a binary variable"
 
 /* Reads an indicator condition "var == 0" or "var == 1": the column of the
@@ -239,16 +247,12 @@ ind_condition(problem_s *p, PyObject *cond, int *col, int *comp)
         return -1;
     }
     switch (expr_kind(c->body)) {
-    case EXPR_VARIABLE:
-        var = c->body;
-        break;
+    case EXPR_VARIABLE: var = c->body; break;
     case EXPR_LINTERM:
         var = ((linterm_object *)c->body)->var;
         coef = ((linterm_object *)c->body)->coef;
         break;
-    case EXPR_QUADTERM:
-        msg = MSG_IND_QUAD;
-        break;
+    case EXPR_QUADTERM: msg = MSG_IND_QUAD; break;
     case EXPR_EXPRESSION: {
         expression_object *e = (expression_object *)c->body;
         size_t n = e->linmap != NULL ? linmap_size(e->linmap) : 0;
@@ -266,9 +270,7 @@ ind_condition(problem_s *p, PyObject *cond, int *col, int *comp)
         }
         break;
     }
-    default:
-        msg = MSG_IND_VAR;
-        break;
+    default: msg = MSG_IND_VAR; break;
     }
     if (msg != NULL) {
         PyErr_SetString(quenda_ModelError, msg);
@@ -368,8 +370,8 @@ problem_addIndicator_impl(PyObject *self, PyObject *args)
             failed = 1;
         }
         for (i = 0; !failed && i < PySequence_Fast_GET_SIZE(fc); i++)
-            failed = ind_pair(&b, PySequence_Fast_GET_ITEM(fc, i),
-                              PySequence_Fast_GET_ITEM(fk, i)) != 0;
+            failed =
+                ind_pair(&b, PySequence_Fast_GET_ITEM(fc, i), PySequence_Fast_GET_ITEM(fk, i)) != 0;
         Py_CLEAR(fc);
         Py_CLEAR(fk);
     }

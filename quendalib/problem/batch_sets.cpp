@@ -10,7 +10,7 @@
 #include <string.h>
 
 struct sosbatch : reg_batch {
-    int64_t cap;        /* sets */
+    int64_t cap; /* sets */
     char *type;
     QNDAint64 *start;   /* cap + 1 */
     int64_t nel, elcap; /* members */
@@ -147,7 +147,15 @@ sosbatch_send(reg_batch *rb, int *added)
 }
 
 const reg_kind reg_kind_sets = {
-    &quenda_SOSType, sos_step, QNDA_SETS,
-    offsetof(problem_s, sos), offsetof(problem_s, sosmap), id_of_sos,
-    sosbatch_send, QNDAdelsets, sosbatch_reset, sosbatch_release, sizeof(sosbatch),
+    &quenda_SOSType,
+    sos_step,
+    QNDA_SETS,
+    offsetof(problem_s, sos),
+    offsetof(problem_s, sosmap),
+    id_of_sos,
+    sosbatch_send,
+    QNDAdelsets,
+    sosbatch_reset,
+    sosbatch_release,
+    sizeof(sosbatch),
 };

@@ -162,7 +162,15 @@ done:
 }
 
 const reg_kind reg_kind_vars = {
-    &quenda_varType, var_step, QNDA_ORIGINALCOLS,
-    offsetof(problem_s, vars), offsetof(problem_s, varmap), id_of_var,
-    colbatch_send, QNDAdelcols, colbatch_reset, colbatch_release, sizeof(colbatch),
+    &quenda_varType,
+    var_step,
+    QNDA_ORIGINALCOLS,
+    offsetof(problem_s, vars),
+    offsetof(problem_s, varmap),
+    id_of_var,
+    colbatch_send,
+    QNDAdelcols,
+    colbatch_reset,
+    colbatch_release,
+    sizeof(colbatch),
 };

@@ -32,7 +32,7 @@
 
 /* Reads a string through a (buf, maxbytes, nbytes) getter; new reference in
  * *out.  Returns the library's code, or -1 with a Python exception. */
-template <typename F>
+template<typename F>
 static int
 ca_read_string(F getter, PyObject **out)
 {
@@ -90,11 +90,10 @@ ca_read(QNDAprob qp, QSLPprob sp, long id, int type, int slp, int is_attr, PyObj
         case CTRL_TYPE_STRING:
             if (is_attr)
                 return QNDA_ERR_TYPE;
-            return ca_read_string(
-                [&](char *b, int m, int *n) { return QSLPgetstrcontrol(sp, (int)id, b, m, n); },
-                out);
-        default:
-            return QNDA_ERR_TYPE;
+            return ca_read_string([&](char *b, int m,
+                                      int *n) { return QSLPgetstrcontrol(sp, (int)id, b, m, n); },
+                                  out);
+        default: return QNDA_ERR_TYPE;
         }
     }
     if (qp == NULL)
@@ -117,14 +116,13 @@ ca_read(QNDAprob qp, QSLPprob sp, long id, int type, int slp, int is_attr, PyObj
         return rc;
     case CTRL_TYPE_STRING:
         if (is_attr)
-            return ca_read_string(
-                [&](char *b, int m, int *n) { return QNDAgetstrattrib(qp, (int)id, b, m, n); },
-                out);
-        return ca_read_string(
-            [&](char *b, int m, int *n) { return QNDAgetstrcontrol(qp, (int)id, b, m, n); },
-            out);
-    default:
-        return QNDA_ERR_TYPE;
+            return ca_read_string([&](char *b, int m,
+                                      int *n) { return QNDAgetstrattrib(qp, (int)id, b, m, n); },
+                                  out);
+        return ca_read_string([&](char *b, int m,
+                                  int *n) { return QNDAgetstrcontrol(qp, (int)id, b, m, n); },
+                              out);
+    default: return QNDA_ERR_TYPE;
     }
 }
 
@@ -192,8 +190,8 @@ ca_problem_read(PyObject *prob, PyObject *desc, int is_attr)
 /* Stores one entry: description in the dict of its kind and, for a
  * control, its default read from the temporary problem.  0 or -1. */
 static int
-ca_fill_entry(const char *rawname, long id, int type, int slp, int is_control,
-              QNDAprob qp, QSLPprob sp)
+ca_fill_entry(const char *rawname, long id, int type, int slp, int is_control, QNDAprob qp,
+              QSLPprob sp)
 {
     char name[CA_MAXNAME + 1];
     PyObject *desc = NULL, *value = NULL;
@@ -280,8 +278,7 @@ ctrl_attr_fill_typeobj(int session_open)
 
     if (slp_up) {
         if (QSLPgetcalist(&slpids) != 0 || slpids == NULL) {
-            PyErr_SetString(quenda_SolverError,
-                            "Could not get control/attribute list from Quenda");
+            PyErr_SetString(quenda_SolverError, "Could not get control/attribute list from Quenda");
             goto error;
         }
         for (k = 0; slpids[k] != 0; k++) {
@@ -319,8 +316,7 @@ error:
         int main_rc = QNDAfree();
         if (slp_rc != 0 || main_rc != 0) {
             if (ret == 0)
-                PyErr_SetString(quenda_SolverError,
-                                "Error initializing optimization environment");
+                PyErr_SetString(quenda_SolverError, "Error initializing optimization environment");
             ret = -1;
         }
     }
@@ -346,8 +342,8 @@ check_setCtrl(int type, PyObject *value)
     switch (type) {
     case CTRL_TYPE_INT:
     case CTRL_TYPE_INT64:
-        if (PyLong_Check(value) || PyArray_IsScalar(value, Int) ||
-            PyArray_IsScalar(value, Long) || PyArray_IsScalar(value, LongLong))
+        if (PyLong_Check(value) || PyArray_IsScalar(value, Int) || PyArray_IsScalar(value, Long) ||
+            PyArray_IsScalar(value, LongLong))
             return 0;
         PyErr_SetString(quenda_ModelError, "Cannot set non-integer value to an integer control");
         return -1;
@@ -362,9 +358,7 @@ check_setCtrl(int type, PyObject *value)
             return 0;
         PyErr_SetString(quenda_ModelError, "Cannot set non-string value to a string control");
         return -1;
-    default:
-        PyErr_SetString(quenda_ModelError, "setControl called with unknown ID");
-        return -1;
+    default: PyErr_SetString(quenda_ModelError, "setControl called with unknown ID"); return -1;
     }
 }
 
@@ -530,7 +524,8 @@ ctrl_attr_get(PyObject *self, PyObject *name, int is_attr)
     PyObject *probref = ((ctrl_s *)self)->probref; /* attr_s starts alike */
 
     if (!PyUnicode_Check(name)) {
-        PyErr_SetString(quenda_ModelError, is_attr ? "Bad attribute request" : "Bad control request");
+        PyErr_SetString(quenda_ModelError,
+                        is_attr ? "Bad attribute request" : "Bad control request");
         return NULL;
     }
     lname = PyObject_CallMethod(name, "lower", NULL);
@@ -642,7 +637,7 @@ problem_get_common(PyObject *self, PyObject *args, int is_attr)
         goto error;
     for (i = 0; i < PySequence_Fast_GET_SIZE(names); i++) {
         PyObject *name = PySequence_Fast_GET_ITEM(names, i); /* borrowed */
-        PyObject *v = ctrl_attr_get(obj, name, is_attr);    /* new reference */
+        PyObject *v = ctrl_attr_get(obj, name, is_attr);     /* new reference */
         if (v == NULL)
             goto error;
         if (PyDict_SetItem(res, name, v) != 0) {
@@ -900,26 +895,25 @@ ctrl_str(PyObject *self)
 }
 
 /* The value dictionary is the object's __dict__ (read only). */
-static PyGetSetDef ctrl_getset[] = {
-    {(char *)"__dict__", PyObject_GenericGetDict, NULL, NULL, NULL},
-    {NULL, NULL, NULL, NULL, NULL}};
+static PyGetSetDef ctrl_getset[] = {{(char *)"__dict__", PyObject_GenericGetDict, NULL, NULL, NULL},
+                                    {NULL, NULL, NULL, NULL, NULL}};
 
 PyTypeObject quenda_ctrlType = {
     QUENDA_TYPE_HEAD("quenda.control", sizeof(ctrl_s), ctrl_dealloc, ctrl_str, ctrl_str,
                      ctrl_getattro, ctrl_setattro, Py_TPFLAGS_DEFAULT,
                      "Controls of a problem, or the module's defaults for new problems"),
-    0,                       /* tp_traverse */
-    0,                       /* tp_clear */
-    0,                       /* tp_richcompare */
-    0,                       /* tp_weaklistoffset */
-    0,                       /* tp_iter */
-    0,                       /* tp_iternext */
-    0,                       /* tp_methods */
-    0,                       /* tp_members */
-    ctrl_getset,             /* tp_getset */
-    0,                       /* tp_base */
-    0,                       /* tp_dict */
-    0,                       /* tp_descr_get */
-    0,                       /* tp_descr_set */
-    offsetof(ctrl_s, dict),  /* tp_dictoffset */
+    0,                      /* tp_traverse */
+    0,                      /* tp_clear */
+    0,                      /* tp_richcompare */
+    0,                      /* tp_weaklistoffset */
+    0,                      /* tp_iter */
+    0,                      /* tp_iternext */
+    0,                      /* tp_methods */
+    0,                      /* tp_members */
+    ctrl_getset,            /* tp_getset */
+    0,                      /* tp_base */
+    0,                      /* tp_dict */
+    0,                      /* tp_descr_get */
+    0,                      /* tp_descr_set */
+    offsetof(ctrl_s, dict), /* tp_dictoffset */
 };

@@ -181,18 +181,10 @@ ObjInt2int(PyObject *obj, PyObject *prob, int *out, int kind)
         return 0;
     }
     switch (kind) {
-    case CONV_COL:
-        PyErr_Format(quenda_ModelError, "Invalid variable object %S", obj);
-        break;
-    case CONV_ROW:
-        PyErr_Format(quenda_ModelError, "Invalid constraint object %S", obj);
-        break;
-    case CONV_SET:
-        PyErr_Format(quenda_ModelError, "Invalid SOS object %S", obj);
-        break;
-    default:
-        PyErr_Format(quenda_ModelError, "Invalid object %S", obj);
-        break;
+    case CONV_COL: PyErr_Format(quenda_ModelError, "Invalid variable object %S", obj); break;
+    case CONV_ROW: PyErr_Format(quenda_ModelError, "Invalid constraint object %S", obj); break;
+    case CONV_SET: PyErr_Format(quenda_ModelError, "Invalid SOS object %S", obj); break;
+    default: PyErr_Format(quenda_ModelError, "Invalid object %S", obj); break;
     }
     return -1;
 }
@@ -203,8 +195,7 @@ conv_store(problem_s *p, void *arr, QNDAint64 i, PyObject *item, int kind)
 {
     switch (kind) {
     case CONV_ROW:
-    case CONV_COL:
-        return ObjInt2int(item, (PyObject *)p, (int *)arr + i, kind);
+    case CONV_COL: return ObjInt2int(item, (PyObject *)p, (int *)arr + i, kind);
     case CONV_INT:
     case CONV_INT64:
         if (!conv_is_integer(item)) {
@@ -291,19 +282,14 @@ conv_elsize(int kind)
     switch (kind) {
     case CONV_ROW:
     case CONV_COL:
-    case CONV_INT:
-        return sizeof(int);
-    case CONV_INT64:
-        return sizeof(QNDAint64);
-    case CONV_DOUBLE:
-        return sizeof(double);
+    case CONV_INT: return sizeof(int);
+    case CONV_INT64: return sizeof(QNDAint64);
+    case CONV_DOUBLE: return sizeof(double);
     case CONV_CHAR:
-    case CONV_CHARNUM:
-        return 1;
+    case CONV_CHARNUM: return 1;
     case CONV_STRING:
     case CONV_CUT:
-    case CONV_OBJECT:
-        return sizeof(void *);
+    case CONV_OBJECT: return sizeof(void *);
     }
     return 0;
 }
@@ -349,8 +335,8 @@ conv_from_ndarray(PyObject *obj, void *arr, Py_ssize_t len, int kind)
         } else {
             for (i = 0; i < len; i++) {
                 if (v[i] < INT32_MIN || v[i] > INT32_MAX) {
-                    PyErr_Format(PyExc_OverflowError,
-                                 "Index %lld does not fit in a 32-bit integer", v[i]);
+                    PyErr_Format(PyExc_OverflowError, "Index %lld does not fit in a 32-bit integer",
+                                 v[i]);
                     goto done;
                 }
                 ((int *)arr)[i] = (int)v[i];
@@ -367,7 +353,7 @@ int
 conv_obj2arr(PyObject *prob, QNDAint64 *count, PyObject *obj, void **out, int kind)
 {
     problem_s *p = (problem_s *)prob;
-    void *arr = NULL;   /* library allocator, ours until handed out */
+    void *arr = NULL; /* library allocator, ours until handed out */
     QNDAint64 n = 0, cap, i;
     size_t elsize = conv_elsize(kind);
     PyObject *item = NULL;
@@ -413,11 +399,8 @@ conv_obj2arr(PyObject *prob, QNDAint64 *count, PyObject *obj, void **out, int ki
         if (kind == CONV_STRING)
             memset(arr, 0, (size_t)len * elsize);
         switch (conv_from_ndarray(obj, arr, len, kind)) {
-        case 1:
-            n = len;
-            goto out;
-        case -1:
-            goto error;
+        case 1: n = len; goto out;
+        case -1: goto error;
         }
         for (i = 0; i < len; i++) {
             if (is_list || is_tuple) {
@@ -502,28 +485,19 @@ static PyObject *
 conv_make_item(problem_s *p, const void *arr, QNDAint64 i, int kind)
 {
     switch (kind) {
-    case CONV_ROW:
-        return conv_list_item(p->cons, ((const int *)arr)[i]);
-    case CONV_COL:
-        return conv_list_item(p->vars, ((const int *)arr)[i]);
-    case CONV_INT:
-        return PyLong_FromLong(((const int *)arr)[i]);
-    case CONV_INT64:
-        return PyLong_FromLongLong(((const QNDAint64 *)arr)[i]);
-    case CONV_DOUBLE:
-        return PyFloat_FromDouble(((const double *)arr)[i]);
-    case CONV_CHAR:
-        return PyUnicode_FromStringAndSize((const char *)arr + i, 1);
-    case CONV_CHARNUM:
-        return PyUnicode_FromFormat("%d", (int)((const char *)arr)[i]);
+    case CONV_ROW: return conv_list_item(p->cons, ((const int *)arr)[i]);
+    case CONV_COL: return conv_list_item(p->vars, ((const int *)arr)[i]);
+    case CONV_INT: return PyLong_FromLong(((const int *)arr)[i]);
+    case CONV_INT64: return PyLong_FromLongLong(((const QNDAint64 *)arr)[i]);
+    case CONV_DOUBLE: return PyFloat_FromDouble(((const double *)arr)[i]);
+    case CONV_CHAR: return PyUnicode_FromStringAndSize((const char *)arr + i, 1);
+    case CONV_CHARNUM: return PyUnicode_FromFormat("%d", (int)((const char *)arr)[i]);
     case CONV_STRING: {
         const char *s = ((char *const *)arr)[i];
         return s != NULL ? PyUnicode_FromString(s) : NULL;
     }
-    case CONV_CUT:
-        return poolcut_create(((void *const *)arr)[i]);
-    case CONV_OBJECT:
-        return qndaobject_create(((void *const *)arr)[i]);
+    case CONV_CUT: return poolcut_create(((void *const *)arr)[i]);
+    case CONV_OBJECT: return qndaobject_create(((void *const *)arr)[i]);
     case CONV_ROWCOL: {
         int idx = ((const int *)arr)[i];
         if (idx < 0)
@@ -622,8 +596,8 @@ addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntiti
                    int firstCol, int n)
 {
     problem_s *p = (problem_s *)prob;
-    char *letters = NULL;   /* library allocator: per new column */
-    double *limits = NULL;  /* library allocator: per new column */
+    char *letters = NULL;  /* library allocator: per new column */
+    double *limits = NULL; /* library allocator: per new column */
     PyObject *var = NULL;
     int i, ret = -1;
 
@@ -818,12 +792,12 @@ done:
     return res;
 }
 
-PyMethodDef problem_conv_methods[] = {
-    {"getIndexFromName", (PyCFunction)(void (*)(void))problem_getIndexFromName,
-     METH_VARARGS | METH_KEYWORDS,
-     "getIndexFromName(type, name): index of the row (type 1), column (2) or set (3) named "
-     "name, -1 when there is none"},
-    {"_convroundtrip", (PyCFunction)(void (*)(void))problem__convroundtrip,
-     METH_VARARGS | METH_KEYWORDS, "Test hook of the argument conversion layer"},
-    {"_split", problem__split, METH_VARARGS, "Test hook of the expression split"},
-    {NULL, NULL, 0, NULL}};
+PyMethodDef problem_conv_methods[] =
+    {{"getIndexFromName", (PyCFunction)(void (*)(void))problem_getIndexFromName,
+      METH_VARARGS | METH_KEYWORDS,
+      "getIndexFromName(type, name): index of the row (type 1), column (2) or set (3) named "
+      "name, -1 when there is none"},
+     {"_convroundtrip", (PyCFunction)(void (*)(void))problem__convroundtrip,
+      METH_VARARGS | METH_KEYWORDS, "Test hook of the argument conversion layer"},
+     {"_split", problem__split, METH_VARARGS, "Test hook of the expression split"},
+     {NULL, NULL, 0, NULL}};

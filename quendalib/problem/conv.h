@@ -17,18 +17,18 @@
 
 /* Element kinds. */
 enum {
-    CONV_ROW = 0,      /* int32 row index: int, constraint, row name */
-    CONV_COL = 1,      /* int32 column index: int, var, column name */
-    CONV_SET = 2,      /* SOS index (scalars only): int, SOS, name */
-    CONV_INT = 3,      /* int32 */
-    CONV_INT64 = 4,    /* int64 */
-    CONV_DOUBLE = 5,   /* double */
-    CONV_CHAR = 6,     /* char: first character of a str */
-    CONV_CHARNUM = 7,  /* char holding a small number; out: its decimal str */
-    CONV_STRING = 8,   /* char *, each a separately allocated copy */
-    CONV_CUT = 9,      /* cut handle of a poolcut */
-    CONV_OBJECT = 10,  /* handle of a qndaobject */
-    CONV_ROWCOL = 11   /* combined row/column index (scalars only as input) */
+    CONV_ROW = 0,     /* int32 row index: int, constraint, row name */
+    CONV_COL = 1,     /* int32 column index: int, var, column name */
+    CONV_SET = 2,     /* SOS index (scalars only): int, SOS, name */
+    CONV_INT = 3,     /* int32 */
+    CONV_INT64 = 4,   /* int64 */
+    CONV_DOUBLE = 5,  /* double */
+    CONV_CHAR = 6,    /* char: first character of a str */
+    CONV_CHARNUM = 7, /* char holding a small number; out: its decimal str */
+    CONV_STRING = 8,  /* char *, each a separately allocated copy */
+    CONV_CUT = 9,     /* cut handle of a poolcut */
+    CONV_OBJECT = 10, /* handle of a qndaobject */
+    CONV_ROWCOL = 11  /* combined row/column index (scalars only as input) */
 };
 
 /* 1 when obj is an int (bool included) or a NumPy intc, int_ or longlong
@@ -63,8 +63,8 @@ PyObject *convSeqToRowCol(PyObject *prob, int index);
  * entity arrays (nEntities long, may be NULL) give types and thresholds by
  * position among the new columns.  0, or -1 with an exception set. */
 int addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntities,
-                       const int *entityCols, const char *entityTypes,
-                       const double *entityLimits, int firstCol, int n);
+                       const int *entityCols, const char *entityTypes, const double *entityLimits,
+                       int firstCol, int n);
 
 /* Problem methods of this layer (getIndexFromName), NULL-terminated. */
 extern PyMethodDef problem_conv_methods[];

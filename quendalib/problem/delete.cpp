@@ -76,8 +76,7 @@ problem_delete_impl(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
     int *idx = NULL, *shift = NULL; /* library allocator */
     QNDAint64 n = 0, i, k;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|Oii", (char **)kwlist, &index, &first,
-                                     &last))
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|Oii", (char **)kwlist, &index, &first, &last))
         return NULL;
     if (reg_check_problem(p) != 0)
         return NULL;

@@ -34,9 +34,9 @@
 #define FILES_CHUNK 256
 
 typedef struct {
-    void *buf;         /* library allocator: packed names of one chunk */
-    int size;          /* bytes allocated */
-    const char *next;  /* next name in buf */
+    void *buf;        /* library allocator: packed names of one chunk */
+    int size;         /* bytes allocated */
+    const char *next; /* next name in buf */
 } namechunk;
 
 /* The name of object i of a kind as a new str, fetching the chunk that
@@ -150,8 +150,8 @@ files_read_columns(problem_s *p, namechunk *nc, int n)
         v->vartype = files_vartype(type[i]);
         if (v->vartype >= 3)
             v->threshold = 0.0; /* the library keeps the threshold; it is not read back */
-        if (files_register(p->vars, p->varmap, (PyObject *)v, v->id, i,
-                           "Could not read problem") != 0)
+        if (files_register(p->vars, p->varmap, (PyObject *)v, v->id, i, "Could not read problem") !=
+            0)
             goto done;
     }
     ret = 0;
@@ -326,9 +326,10 @@ done:
     return res;
 }
 
-PyMethodDef problem_files_methods[] = {
-    {"read", (PyCFunction)(void (*)(void))problem_read, METH_VARARGS | METH_KEYWORDS,
-     "read(filename, options=''): load a model from a file"},
-    {"write", (PyCFunction)(void (*)(void))problem_write, METH_VARARGS | METH_KEYWORDS,
-     "write(filename, options=''): save the model to a file"},
-    {NULL, NULL, 0, NULL}};
+PyMethodDef problem_files_methods[] = {{"read", (PyCFunction)(void (*)(void))problem_read,
+                                        METH_VARARGS | METH_KEYWORDS,
+                                        "read(filename, options=''): load a model from a file"},
+                                       {"write", (PyCFunction)(void (*)(void))problem_write,
+                                        METH_VARARGS | METH_KEYWORDS,
+                                        "write(filename, options=''): save the model to a file"},
+                                       {NULL, NULL, 0, NULL}};

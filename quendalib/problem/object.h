@@ -13,25 +13,25 @@
 
 typedef struct {
     PyObject_HEAD
-    QNDAprob prob;        /* owned main library handle; NULL until created */
-    QSLPprob slpprob;     /* owned nonlinear handle on prob; NULL when the
+    QNDAprob prob;                         /* owned main library handle; NULL until created */
+    QSLPprob slpprob;                      /* owned nonlinear handle on prob; NULL when the
                              nonlinear library is not in use */
-    PyObject *vars;       /* owned list: the var of column i at index i */
-    PyObject *cons;       /* owned list: constraints in row order */
-    PyObject *sos;        /* owned list: SOS in set order */
-    PyObject *ctrl;       /* owned quenda.control bound to this problem */
-    PyObject *attr;       /* owned quenda.attribute bound to this problem */
-    void *varmap;         /* owned rowcolmap: var identity -> column */
-    void *conmap;         /* owned rowcolmap: constraint identity -> row */
-    void *sosmap;         /* owned rowcolmap: SOS identity -> set index */
+    PyObject *vars;                        /* owned list: the var of column i at index i */
+    PyObject *cons;                        /* owned list: constraints in row order */
+    PyObject *sos;                         /* owned list: SOS in set order */
+    PyObject *ctrl;                        /* owned quenda.control bound to this problem */
+    PyObject *attr;                        /* owned quenda.attribute bound to this problem */
+    void *varmap;                          /* owned rowcolmap: var identity -> column */
+    void *conmap;                          /* owned rowcolmap: constraint identity -> row */
+    void *sosmap;                          /* owned rowcolmap: SOS identity -> set index */
     PyObject *callback[QUENDA_NCALLBACKS]; /* owned list of entries per kind, or NULL */
-    int nlp_index;        /* nonlinear integer attribute 12013, read lazily; -1 */
-    int n_nlcons;         /* constraints with a nonlinear part */
-    int nl_obj;           /* non-zero when the objective is nonlinear */
-    PyObject *userfuncs;  /* owned dict of user functions, or NULL */
-    int obj_col;          /* auxiliary column of a nonlinear objective, -1 */
-    int obj_row;          /* auxiliary row defining it, -1 */
-    PyObject *weakreflist; /* controls and attributes refer to us weakly */
+    int nlp_index;                         /* nonlinear integer attribute 12013, read lazily; -1 */
+    int n_nlcons;                          /* constraints with a nonlinear part */
+    int nl_obj;                            /* non-zero when the objective is nonlinear */
+    PyObject *userfuncs;                   /* owned dict of user functions, or NULL */
+    int obj_col;                           /* auxiliary column of a nonlinear objective, -1 */
+    int obj_row;                           /* auxiliary row defining it, -1 */
+    PyObject *weakreflist;                 /* controls and attributes refer to us weakly */
 } problem_s;
 
 /* An integer attribute of the main problem; 0, or -1 with the library's

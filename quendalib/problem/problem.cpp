@@ -334,9 +334,8 @@ problem_reset(PyObject *self, PyObject *noargs)
     /* The user's defaults go on the new handles, not the old ones. */
     if (problem_apply_user_defaults(self) != 0)
         goto done;
-    if (QNDAsetprobname(p->prob, "") != 0 ||
-        QNDAloadlp(p->prob, "", 0, 0, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL, NULL,
-                   NULL) != 0)
+    if (QNDAsetprobname(p->prob, "") != 0 || QNDAloadlp(p->prob, "", 0, 0, NULL, NULL, NULL, NULL,
+                                                        NULL, NULL, NULL, NULL, NULL, NULL) != 0)
         goto done;
     res = Py_NewRef(Py_None);
 done:
@@ -344,23 +343,24 @@ done:
     return res;
 }
 
-static PyMethodDef problem_core_methods[] = {
-    {"name", problem_name, METH_NOARGS, "Return the problem's name"},
-    {NULL, NULL, 0, NULL}};
+static PyMethodDef problem_core_methods[] = {{"name", problem_name, METH_NOARGS,
+                                              "Return the problem's name"},
+                                             {NULL, NULL, 0, NULL}};
 
-static PyMethodDef problem_ctrl_methods[] = {
-    {"getAttrib", problem_getAttrib, METH_VARARGS,
-     "getAttrib(): every attribute; getAttrib(name) its value; getAttrib(names) a dict"},
-    {"getControl", problem_getControl, METH_VARARGS,
-     "getControl(): every control; getControl(name) its value; getControl(names) a dict"},
-    {"setControl", problem_setControl, METH_VARARGS,
-     "setControl(name, value) or setControl({name: value, ...})"},
-    {NULL, NULL, 0, NULL}};
+static PyMethodDef problem_ctrl_methods[] =
+    {{"getAttrib", problem_getAttrib, METH_VARARGS,
+      "getAttrib(): every attribute; getAttrib(name) its value; getAttrib(names) a dict"},
+     {"getControl", problem_getControl, METH_VARARGS,
+      "getControl(): every control; getControl(name) its value; getControl(names) a dict"},
+     {"setControl", problem_setControl, METH_VARARGS,
+      "setControl(name, value) or setControl({name: value, ...})"},
+     {NULL, NULL, 0, NULL}};
 
-static PyMethodDef problem_life_methods[] = {
-    {"reset", problem_reset, METH_NOARGS, "Empty the problem, keeping its callbacks"},
-    {"copy", problem_copy, METH_NOARGS, "Return a copy sharing the modelling objects"},
-    {NULL, NULL, 0, NULL}};
+static PyMethodDef problem_life_methods[] = {{"reset", problem_reset, METH_NOARGS,
+                                              "Empty the problem, keeping its callbacks"},
+                                             {"copy", problem_copy, METH_NOARGS,
+                                              "Return a copy sharing the modelling objects"},
+                                             {NULL, NULL, 0, NULL}};
 
 /* The method table of the type, gathered from the files that implement the
  * problem's parts, modelling methods first, then the tables the layers above
@@ -405,10 +405,9 @@ problem_append_methods(PyMethodDef *table, int *n)
 int
 problem_type_prepare(void)
 {
-    PyMethodDef *parts[] = {problem_core_methods,   problem_registry_methods,
-                            problem_solve_methods,  problem_ctrl_methods,
-                            problem_results_methods, problem_files_methods,
-                            problem_life_methods,   problem_conv_methods};
+    PyMethodDef *parts[] = {problem_core_methods, problem_registry_methods, problem_solve_methods,
+                            problem_ctrl_methods, problem_results_methods,  problem_files_methods,
+                            problem_life_methods, problem_conv_methods};
     int n = 0;
 
     for (PyMethodDef *part : parts) {
@@ -452,28 +451,28 @@ problem_layer_init(void)
                                    "Unidentified error associated with optimization problem");
 }
 
-static PyMemberDef problem_members[] = {
-    {(char *)"controls", T_OBJECT, offsetof(problem_s, ctrl), 0, (char *)"Problem's controls"},
-    {(char *)"attributes", T_OBJECT, offsetof(problem_s, attr), 0,
-     (char *)"Problem's attributes"},
-    {NULL, 0, 0, 0, NULL}};
+static PyMemberDef problem_members[] = {{(char *)"controls", T_OBJECT, offsetof(problem_s, ctrl), 0,
+                                         (char *)"Problem's controls"},
+                                        {(char *)"attributes", T_OBJECT, offsetof(problem_s, attr),
+                                         0, (char *)"Problem's attributes"},
+                                        {NULL, 0, 0, 0, NULL}};
 
 PyTypeObject quenda_problemType = {
     QUENDA_TYPE_HEAD("quenda.problem", sizeof(problem_s), problem_dealloc, 0, problem_str, 0, 0,
                      Py_TPFLAGS_DEFAULT, "An optimization problem: problem(name=None)"),
-    0,                       /* tp_traverse */
-    0,                       /* tp_clear */
-    0,                       /* tp_richcompare */
+    0,                                /* tp_traverse */
+    0,                                /* tp_clear */
+    0,                                /* tp_richcompare */
     offsetof(problem_s, weakreflist), /* tp_weaklistoffset */
-    0,                       /* tp_iter */
-    0,                       /* tp_iternext */
-    problem_methods,         /* tp_methods: gathered by problem_type_prepare */
-    problem_members,         /* tp_members */
-    0,                       /* tp_getset */
-    0,                       /* tp_base */
-    0,                       /* tp_dict */
-    0,                       /* tp_descr_get */
-    0,                       /* tp_descr_set */
-    0,                       /* tp_dictoffset */
-    problem_init,            /* tp_init */
+    0,                                /* tp_iter */
+    0,                                /* tp_iternext */
+    problem_methods,                  /* tp_methods: gathered by problem_type_prepare */
+    problem_members,                  /* tp_members */
+    0,                                /* tp_getset */
+    0,                                /* tp_base */
+    0,                                /* tp_dict */
+    0,                                /* tp_descr_get */
+    0,                                /* tp_descr_set */
+    0,                                /* tp_dictoffset */
+    problem_init,                     /* tp_init */
 };

@@ -12,7 +12,6 @@
 #include "problem/object.h"
 #include "problem/split.h"
 
-
 /* Bare instance: handles NULL, callbacks empty, counters initial.  New
  * reference, or NULL. */
 PyObject *problem_alloc(void);

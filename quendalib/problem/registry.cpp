@@ -17,21 +17,21 @@ reg_guarded(PyObject *self, PyObject *args, PyObject *kwargs, const reg_kind *ki
     PyObject *res;
     if (problem_registry_enter(p) != 0)
         return NULL;
-    res = del >= 0      ? problem_delete_impl(self, args, kwargs, del)
+    res = del >= 0       ? problem_delete_impl(self, args, kwargs, del)
           : kind != NULL ? reg_batch_add(self, args, kind)
                          : problem_addIndicator_impl(self, args);
     problem_registry_leave(p);
     return res;
 }
 
-template <const reg_kind *KIND>
+template<const reg_kind *KIND>
 static PyObject *
 reg_add(PyObject *self, PyObject *args)
 {
     return reg_guarded(self, args, NULL, KIND, -1);
 }
 
-template <int DEL>
+template<int DEL>
 static PyObject *
 reg_del(PyObject *self, PyObject *args, PyObject *kwargs)
 {
@@ -40,21 +40,21 @@ reg_del(PyObject *self, PyObject *args, PyObject *kwargs)
 
 #define REG_KW(f) ((PyCFunction)(void (*)(void))(f))
 
-PyMethodDef problem_registry_methods[] = {
-    {"addVariable", reg_add<&reg_kind_vars>, METH_VARARGS,
-     "addVariable(*vars): add variables (or any nesting of collections of them) as columns"},
-    {"addConstraint", reg_add<&reg_kind_rows>, METH_VARARGS,
-     "addConstraint(*cons): add constraints (or any nesting of collections of them) as rows"},
-    {"addSOS", reg_add<&reg_kind_sets>, METH_VARARGS,
-     "addSOS(*sets): add special ordered sets (or collections of them)"},
-    {"addIndicator", reg_add<nullptr>, METH_VARARGS,
-     "addIndicator(cond, con, ...): con must hold when cond (var == 0 or var == 1, var binary) "
-     "holds; cond and con may also be equal-length lists or arrays"},
-    {"delVariable", REG_KW(reg_del<DEL_COLS>), METH_VARARGS | METH_KEYWORDS,
-     "delVariable(index=None, first=-1, last=-1): delete variables by index, object, list or "
-     "range"},
-    {"delConstraint", REG_KW(reg_del<DEL_ROWS>), METH_VARARGS | METH_KEYWORDS,
-     "delConstraint(index=None, first=-1, last=-1): delete constraints"},
-    {"delSOS", REG_KW(reg_del<DEL_SETS>), METH_VARARGS | METH_KEYWORDS,
-     "delSOS(index=None, first=-1, last=-1): delete special ordered sets"},
-    {NULL, NULL, 0, NULL}};
+PyMethodDef problem_registry_methods[] =
+    {{"addVariable", reg_add<&reg_kind_vars>, METH_VARARGS,
+      "addVariable(*vars): add variables (or any nesting of collections of them) as columns"},
+     {"addConstraint", reg_add<&reg_kind_rows>, METH_VARARGS,
+      "addConstraint(*cons): add constraints (or any nesting of collections of them) as rows"},
+     {"addSOS", reg_add<&reg_kind_sets>, METH_VARARGS,
+      "addSOS(*sets): add special ordered sets (or collections of them)"},
+     {"addIndicator", reg_add<nullptr>, METH_VARARGS,
+      "addIndicator(cond, con, ...): con must hold when cond (var == 0 or var == 1, var binary) "
+      "holds; cond and con may also be equal-length lists or arrays"},
+     {"delVariable", REG_KW(reg_del<DEL_COLS>), METH_VARARGS | METH_KEYWORDS,
+      "delVariable(index=None, first=-1, last=-1): delete variables by index, object, list or "
+      "range"},
+     {"delConstraint", REG_KW(reg_del<DEL_ROWS>), METH_VARARGS | METH_KEYWORDS,
+      "delConstraint(index=None, first=-1, last=-1): delete constraints"},
+     {"delSOS", REG_KW(reg_del<DEL_SETS>), METH_VARARGS | METH_KEYWORDS,
+      "delSOS(index=None, first=-1, last=-1): delete special ordered sets"},
+     {NULL, NULL, 0, NULL}};

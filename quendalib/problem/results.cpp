@@ -233,7 +233,8 @@ results_read(problem_s *p, int what, double *vals)
     double *slack = what == READ_SLACK ? vals : NULL;
     double *dual = what == READ_DUAL ? vals : NULL;
     double *dj = what == READ_RCOST ? vals : NULL;
-    static const char *const fails[] = {"Could not get solution", "Could not retrieve reduced costs",
+    static const char *const fails[] = {"Could not get solution",
+                                        "Could not retrieve reduced costs",
                                         "Could not get dual solution",
                                         "Could not get constraints' slack"};
 
@@ -414,8 +415,7 @@ results_direct_array(problem_s *p, PyObject *arg, int what, int kind, Py_ssize_t
 
     *res = NULL;
     if (!is_ndarray(arg) || PyArray_TYPE(arr) != NPY_OBJECT || !PyArray_IS_C_CONTIGUOUS(arr) ||
-        lst == NULL || PyArray_SIZE(arr) != count || PyList_GET_SIZE(lst) != count ||
-        count == 0 ||
+        lst == NULL || PyArray_SIZE(arr) != count || PyList_GET_SIZE(lst) != count || count == 0 ||
         memcmp(PyArray_DATA(arr), ((PyListObject *)lst)->ob_item,
                (size_t)count * sizeof(PyObject *)) != 0)
         return 0;
@@ -563,8 +563,8 @@ done:
 typedef struct {
     problem_s *p;
     int kind;
-    PyObject *lst;   /* borrowed: the problem's list of the kind */
-    PyObject *out;   /* list being filled */
+    PyObject *lst; /* borrowed: the problem's list of the kind */
+    PyObject *out; /* list being filled */
     Py_ssize_t hint;
 } objctx;
 
@@ -614,8 +614,7 @@ problem_getObjects(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
     objctx c;
     Py_ssize_t n, lo = 0, hi;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|OOO", (char **)kwlist, &index, &first,
-                                     &last))
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|OOO", (char **)kwlist, &index, &first, &last))
         goto done;
     c.p = p;
     c.kind = kind;
@@ -684,23 +683,22 @@ problem_getSOS(PyObject *self, PyObject *args, PyObject *kwargs)
     return problem_getObjects(self, args, kwargs, RESULTS_SETS);
 }
 
-PyMethodDef problem_results_methods[] = {
-    {"getSolution", problem_getSolution, METH_VARARGS,
-     "getSolution(*items): primal values of variables given by object, name or index"},
-    {"getDual", problem_getDual, METH_VARARGS,
-     "getDual(*items): dual values of constraints given by object, name or index"},
-    {"getSlack", problem_getSlack, METH_VARARGS,
-     "getSlack(*items): slacks of constraints given by object, name or index"},
-    {"getRCost", problem_getRCost, METH_VARARGS,
-     "getRCost(*items): reduced costs of variables given by object, name or index"},
-    {"getIndex", problem_getIndex, METH_O,
-     "getIndex(obj): the solver index of a variable, constraint or SOS"},
-    {"getVariable", (PyCFunction)(void (*)(void))problem_getVariable,
-     METH_VARARGS | METH_KEYWORDS,
-     "getVariable(index=None, first=None, last=None): variables by index or name"},
-    {"getConstraint", (PyCFunction)(void (*)(void))problem_getConstraint,
-     METH_VARARGS | METH_KEYWORDS,
-     "getConstraint(index=None, first=None, last=None): constraints by index or name"},
-    {"getSOS", (PyCFunction)(void (*)(void))problem_getSOS, METH_VARARGS | METH_KEYWORDS,
-     "getSOS(index=None, first=None, last=None): SOS by index or name"},
-    {NULL, NULL, 0, NULL}};
+PyMethodDef problem_results_methods[] =
+    {{"getSolution", problem_getSolution, METH_VARARGS,
+      "getSolution(*items): primal values of variables given by object, name or index"},
+     {"getDual", problem_getDual, METH_VARARGS,
+      "getDual(*items): dual values of constraints given by object, name or index"},
+     {"getSlack", problem_getSlack, METH_VARARGS,
+      "getSlack(*items): slacks of constraints given by object, name or index"},
+     {"getRCost", problem_getRCost, METH_VARARGS,
+      "getRCost(*items): reduced costs of variables given by object, name or index"},
+     {"getIndex", problem_getIndex, METH_O,
+      "getIndex(obj): the solver index of a variable, constraint or SOS"},
+     {"getVariable", (PyCFunction)(void (*)(void))problem_getVariable, METH_VARARGS | METH_KEYWORDS,
+      "getVariable(index=None, first=None, last=None): variables by index or name"},
+     {"getConstraint", (PyCFunction)(void (*)(void))problem_getConstraint,
+      METH_VARARGS | METH_KEYWORDS,
+      "getConstraint(index=None, first=None, last=None): constraints by index or name"},
+     {"getSOS", (PyCFunction)(void (*)(void))problem_getSOS, METH_VARARGS | METH_KEYWORDS,
+      "getSOS(index=None, first=None, last=None): SOS by index or name"},
+     {NULL, NULL, 0, NULL}};

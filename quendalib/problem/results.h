@@ -19,5 +19,5 @@ extern PyMethodDef problem_results_methods[];
  * the index the caller expects (the next one of a run): an object found at
  * that position of the problem's list needs no map lookup.  0, or -1 with
  * quenda.ModelError set. */
-int problem_item_index(problem_s *p, PyObject *item, int kind, Py_ssize_t count,
-                       Py_ssize_t hint, Py_ssize_t *index);
+int problem_item_index(problem_s *p, PyObject *item, int kind, Py_ssize_t count, Py_ssize_t hint,
+                       Py_ssize_t *index);

@@ -20,9 +20,9 @@
 #include "qslp.h"
 
 /* Library attribute and control ids used here. */
-#define SOLVE_ATTR_COLS 1214        /* columns as loaded */
-#define SOLVE_ATTR_MIPENTS 1032     /* discrete entities */
-#define SOLVE_ATTR_SETS 1004        /* special ordered sets */
+#define SOLVE_ATTR_COLS 1214    /* columns as loaded */
+#define SOLVE_ATTR_MIPENTS 1032 /* discrete entities */
+#define SOLVE_ATTR_SETS 1004    /* special ordered sets */
 #define SOLVE_ATTR_LPSTATUS 1010
 #define SOLVE_ATTR_MIPSTATUS 1011
 #define SOLVE_ATTR_LPOBJVAL 2001
@@ -80,8 +80,8 @@ problem_check_handle(problem_s *p)
  * constant last (one QNDAchgobj overwrites the old objective whole), and
  * the quadratic monomials from the split. */
 typedef struct {
-    double *obj;     /* ncols + 1 entries: columns, then the constant */
-    int *objind;     /* 0 .. ncols - 1, then -1 */
+    double *obj; /* ncols + 1 entries: columns, then the constant */
+    int *objind; /* 0 .. ncols - 1, then -1 */
     lqsplit split;
 } objparts;
 
@@ -213,9 +213,8 @@ problem_setObjective(PyObject *self, PyObject *args, PyObject *kwargs)
         goto done;
     if (QNDAchgobj(p->prob, ncols + 1, parts.objind, parts.obj) != 0)
         goto done;
-    if (parts.split.nquad > 0 &&
-        QNDAchgmqobj64(p->prob, parts.split.nquad, parts.split.qcol1, parts.split.qcol2,
-                       parts.split.qcoef) != 0)
+    if (parts.split.nquad > 0 && QNDAchgmqobj64(p->prob, parts.split.nquad, parts.split.qcol1,
+                                                parts.split.qcol2, parts.split.qcoef) != 0)
         goto done;
     if (QNDAchgobjsense(p->prob, (int)sense) != 0)
         goto done;
@@ -240,7 +239,7 @@ problem_solve(PyObject *self, PyObject *args, PyObject *kwargs)
     problem_s *p = (problem_s *)self;
     PyObject *flagsobj = NULL; /* borrowed */
     PyObject *res = NULL;
-    const char *flags = NULL;  /* borrowed from flagsobj */
+    const char *flags = NULL; /* borrowed from flagsobj */
     int mip = 0, rc;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|O", (char **)kwlist, &flagsobj))
@@ -335,13 +334,13 @@ problem_getProbStatus(PyObject *self, PyObject *args, PyObject *kwargs)
     return res;
 }
 
-static const char *const status_names[3][9] = {
-    {"lp_unstarted", "lp_optimal", "lp_infeas", "lp_cutoff", "lp_unfinished", "lp_unbounded",
-     "lp_cutoff_in_dual", "lp_unsolved", "lp_nonconvex"},
-    {"mip_not_loaded", "mip_lp_not_optimal", "mip_lp_optimal", "mip_no_sol_found",
-     "mip_solution", "mip_infeas", "mip_optimal", "mip_unbounded", "mip_unknown"},
-    {"nlp_unstarted", "nlp_solution", "nlp_globally_optimal", "nlp_locally_infeasible",
-     "nlp_infeasible", "nlp_unbounded", "nlp_unfinished", "nlp_unknown", "nlp_unknown"}};
+static const char *const status_names[3][9] =
+    {{"lp_unstarted", "lp_optimal", "lp_infeas", "lp_cutoff", "lp_unfinished", "lp_unbounded",
+      "lp_cutoff_in_dual", "lp_unsolved", "lp_nonconvex"},
+     {"mip_not_loaded", "mip_lp_not_optimal", "mip_lp_optimal", "mip_no_sol_found", "mip_solution",
+      "mip_infeas", "mip_optimal", "mip_unbounded", "mip_unknown"},
+     {"nlp_unstarted", "nlp_solution", "nlp_globally_optimal", "nlp_locally_infeasible",
+      "nlp_infeasible", "nlp_unbounded", "nlp_unfinished", "nlp_unknown", "nlp_unknown"}};
 static const char *const status_unknown[3] = {"lp_unknown", "mip_unknown", "nlp_unknown"};
 
 static PyObject *
@@ -373,8 +372,7 @@ problem_getObjVal(PyObject *self, PyObject *noargs)
     } else {
         if (problem_is_mip(p, &mip) != 0)
             goto done;
-        if (QNDAgetdblattrib(p->prob, mip ? SOLVE_ATTR_MIPOBJVAL : SOLVE_ATTR_LPOBJVAL, &val) !=
-            0)
+        if (QNDAgetdblattrib(p->prob, mip ? SOLVE_ATTR_MIPOBJVAL : SOLVE_ATTR_LPOBJVAL, &val) != 0)
             goto done;
     }
     res = PyFloat_FromDouble(val);
@@ -383,15 +381,15 @@ done:
     return res;
 }
 
-PyMethodDef problem_solve_methods[] = {
-    {"setObjective", (PyCFunction)(void (*)(void))problem_setObjective,
-     METH_VARARGS | METH_KEYWORDS,
-     "setObjective(objective, sense=minimize): set the objective function and its sense"},
-    {"solve", (PyCFunction)(void (*)(void))problem_solve, METH_VARARGS | METH_KEYWORDS,
-     "solve(flags=None): optimise the problem with the routine that fits it"},
-    {"getProbStatus", (PyCFunction)(void (*)(void))problem_getProbStatus,
-     METH_VARARGS | METH_KEYWORDS, "Return the problem's status number"},
-    {"getProbStatusString", (PyCFunction)(void (*)(void))problem_getProbStatusString,
-     METH_VARARGS | METH_KEYWORDS, "Return the problem's status name"},
-    {"getObjVal", problem_getObjVal, METH_NOARGS, "Return the objective value"},
-    {NULL, NULL, 0, NULL}};
+PyMethodDef problem_solve_methods[] =
+    {{"setObjective", (PyCFunction)(void (*)(void))problem_setObjective,
+      METH_VARARGS | METH_KEYWORDS,
+      "setObjective(objective, sense=minimize): set the objective function and its sense"},
+     {"solve", (PyCFunction)(void (*)(void))problem_solve, METH_VARARGS | METH_KEYWORDS,
+      "solve(flags=None): optimise the problem with the routine that fits it"},
+     {"getProbStatus", (PyCFunction)(void (*)(void))problem_getProbStatus,
+      METH_VARARGS | METH_KEYWORDS, "Return the problem's status number"},
+     {"getProbStatusString", (PyCFunction)(void (*)(void))problem_getProbStatusString,
+      METH_VARARGS | METH_KEYWORDS, "Return the problem's status name"},
+     {"getObjVal", problem_getObjVal, METH_NOARGS, "Return the objective value"},
+     {NULL, NULL, 0, NULL}};

@@ -21,7 +21,7 @@
 
 #define MSG_LINTERM "Variable in linear term defining constraint has not been added to problem yet"
 #define MSG_LINPART "Variable in linear part of constraint has not been added to problem yet"
-#define MSG_QUADTERM \
+#define MSG_QUADTERM                                                                               \
     "Variable in quadratic term defining constraint has not been added to problem yet"
 #define MSG_QUADPART "Variable in quadratic part of constraint has not been added to problem yet"
 
@@ -117,12 +117,8 @@ splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad)
     *nquad = 0;
     switch (expr_kind(obj)) {
     case EXPR_VARIABLE:
-    case EXPR_LINTERM:
-        *nlin = 1;
-        break;
-    case EXPR_QUADTERM:
-        *nquad = 1;
-        break;
+    case EXPR_LINTERM: *nlin = 1; break;
+    case EXPR_QUADTERM: *nquad = 1; break;
     case EXPR_EXPRESSION: {
         expression_object *e = (expression_object *)obj;
         if (e->linmap != NULL)
@@ -131,8 +127,7 @@ splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad)
             *nquad = (int64_t)quadmap_size(e->quadmap);
         break;
     }
-    default:
-        break;
+    default: break;
     }
 }
 
@@ -175,8 +170,7 @@ lq_add_quad(lqsplit *s, rowcolmap *map, PyObject *x, PyObject *y, double coef, c
     int c1, c2;
     if (coef == 0.0)
         return 0;
-    if (lq_column(s, map, VAR_ID(x), msg, &c1) != 0 ||
-        lq_column(s, map, VAR_ID(y), msg, &c2) != 0)
+    if (lq_column(s, map, VAR_ID(x), msg, &c1) != 0 || lq_column(s, map, VAR_ID(y), msg, &c2) != 0)
         return -1;
     s->qcol1[s->nquad] = c1;
     s->qcol2[s->nquad] = c2;
@@ -286,9 +280,7 @@ splitExpr(PyObject *prob, PyObject *obj, double factor, lqsplit *s, PyObject **n
         s->constant += factor * e->constant;
         break;
     }
-    default:
-        PyErr_SetString(quenda_ModelError, "Invalid expression");
-        goto error;
+    default: PyErr_SetString(quenda_ModelError, "Invalid expression"); goto error;
     }
     return 0;
 error:

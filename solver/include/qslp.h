@@ -24,31 +24,32 @@ typedef struct qslp_problem_s *QSLPprob;
 #define QSLP_CAINFO_CONTROL 16
 
 /* Integer attributes */
-#define QSLP_ORIGINALROWS 11999   /* rows of the main problem as loaded */
-#define QSLP_ORIGINALCOLS 12000   /* columns of the main problem as loaded */
-#define QSLP_NLPSTATUS 12013      /* one of the nlp_* statuses */
-#define QSLP_ITER 12016           /* iterations of the last nonlinear solve */
-#define QSLP_COEFFICIENTS 12026   /* nonlinear coefficients */
-#define QSLP_USERFUNCS 12044      /* user functions registered */
+#define QSLP_ORIGINALROWS 11999 /* rows of the main problem as loaded */
+#define QSLP_ORIGINALCOLS 12000 /* columns of the main problem as loaded */
+#define QSLP_NLPSTATUS 12013    /* one of the nlp_* statuses */
+#define QSLP_ITER 12016         /* iterations of the last nonlinear solve */
+#define QSLP_COEFFICIENTS 12026 /* nonlinear coefficients */
+#define QSLP_USERFUNCS 12044    /* user functions registered */
 #define QSLP_STOPSTATUS 12045
 /* Double attributes */
 #define QSLP_OBJVAL 12179
 #define QSLP_SOLVETIME 12180
 /* Pointer attributes */
-#define QSLP_QNDAPROB 12601       /* the main problem behind a nonlinear one */
+#define QSLP_QNDAPROB 12601 /* the main problem behind a nonlinear one */
 
 /* Double controls */
-#define QSLP_OBJSENSE 12146       /* 1.0 minimise, -1.0 maximise */
+#define QSLP_OBJSENSE 12146 /* 1.0 minimise, -1.0 maximise */
 #define QSLP_FEASTOL 12147
 #define QSLP_OPTTOL 12148
 #define QSLP_TIMELIMIT 12149
 /* Integer controls */
 #define QSLP_ITERLIMIT 12401
 #define QSLP_LOGLEVEL 12402
-#define QSLP_AUTOINIT 12415       /* 0: do not fill the nonlinear problem from the
+#define QSLP_AUTOINIT \
+  12415 /* 0: do not fill the nonlinear problem from the
                                      main one when it is created */
 /* String controls */
-#define QSLP_SOLVERNAME 12701     /* nonlinear engine; "ipopt" */
+#define QSLP_SOLVERNAME 12701 /* nonlinear engine; "ipopt" */
 
 QNDA_API int QSLPinit(void);
 QNDA_API int QSLPfree(void);

@@ -72,18 +72,16 @@ TEST_P(FixedIds, PresentWithTheirType) {
 
 INSTANTIATE_TEST_SUITE_P(
     Module, FixedIds,
-    ::testing::Values(Fixed{1001, QNDA_CAFLAG_INT}, Fixed{1004, QNDA_CAFLAG_INT},
-                      Fixed{1010, QNDA_CAFLAG_INT}, Fixed{1011, QNDA_CAFLAG_INT},
-                      Fixed{1018, QNDA_CAFLAG_INT}, Fixed{1019, QNDA_CAFLAG_INT},
-                      Fixed{1028, QNDA_CAFLAG_INT}, Fixed{1032, QNDA_CAFLAG_INT},
-                      Fixed{1124, QNDA_CAFLAG_INT}, Fixed{1158, QNDA_CAFLAG_INT},
-                      Fixed{1194, QNDA_CAFLAG_INT}, Fixed{1214, QNDA_CAFLAG_INT},
-                      Fixed{2001, QNDA_CAFLAG_DOUBLE}, Fixed{2003, QNDA_CAFLAG_DOUBLE},
-                      Fixed{8035, QNDA_CAFLAG_INT | QNDA_CAFLAG_CONTROL},
-                      Fixed{QNDA_MAXNODE,
-                            QNDA_CAFLAG_INT | QNDA_CAFLAG_INT64 | QNDA_CAFLAG_CONTROL},
-                      Fixed{QNDA_TIMELIMIT, QNDA_CAFLAG_DOUBLE | QNDA_CAFLAG_CONTROL},
-                      Fixed{QNDA_SOLVERNAME, QNDA_CAFLAG_STRING | QNDA_CAFLAG_CONTROL}));
+    ::testing::Values(
+        Fixed{1001, QNDA_CAFLAG_INT}, Fixed{1004, QNDA_CAFLAG_INT}, Fixed{1010, QNDA_CAFLAG_INT},
+        Fixed{1011, QNDA_CAFLAG_INT}, Fixed{1018, QNDA_CAFLAG_INT}, Fixed{1019, QNDA_CAFLAG_INT},
+        Fixed{1028, QNDA_CAFLAG_INT}, Fixed{1032, QNDA_CAFLAG_INT}, Fixed{1124, QNDA_CAFLAG_INT},
+        Fixed{1158, QNDA_CAFLAG_INT}, Fixed{1194, QNDA_CAFLAG_INT}, Fixed{1214, QNDA_CAFLAG_INT},
+        Fixed{2001, QNDA_CAFLAG_DOUBLE}, Fixed{2003, QNDA_CAFLAG_DOUBLE},
+        Fixed{8035, QNDA_CAFLAG_INT | QNDA_CAFLAG_CONTROL},
+        Fixed{QNDA_MAXNODE, QNDA_CAFLAG_INT | QNDA_CAFLAG_INT64 | QNDA_CAFLAG_CONTROL},
+        Fixed{QNDA_TIMELIMIT, QNDA_CAFLAG_DOUBLE | QNDA_CAFLAG_CONTROL},
+        Fixed{QNDA_SOLVERNAME, QNDA_CAFLAG_STRING | QNDA_CAFLAG_CONTROL}));
 
 // One test per listed entry: its name leads back to it, it has a
 // description, and a control's default reads back through the getter of its
@@ -108,8 +106,8 @@ TEST_P(EachEntry, NameLeadsBackAndDefaultIsUsable) {
   else
     ASSERT_EQ(QNDAgetattribinfo(p, e.name.c_str(), &id, &type), 0);
   EXPECT_EQ(id, e.id);
-  int want = (e.flags & QNDA_CAFLAG_INT64)   ? QNDA_TYPE_INT64
-             : (e.flags & QNDA_CAFLAG_INT)   ? QNDA_TYPE_INT
+  int want = (e.flags & QNDA_CAFLAG_INT64)    ? QNDA_TYPE_INT64
+             : (e.flags & QNDA_CAFLAG_INT)    ? QNDA_TYPE_INT
              : (e.flags & QNDA_CAFLAG_DOUBLE) ? QNDA_TYPE_DOUBLE
                                               : QNDA_TYPE_STRING;
   EXPECT_EQ(type, want);
@@ -129,9 +127,15 @@ TEST_P(EachEntry, NameLeadsBackAndDefaultIsUsable) {
     return;
   }
   switch (type) {
-    case QNDA_TYPE_INT: set_to_itself(e.id, QNDAgetintcontrol, QNDAsetintcontrol); break;
-    case QNDA_TYPE_INT64: set_to_itself(e.id, QNDAgetintcontrol64, QNDAsetintcontrol64); break;
-    case QNDA_TYPE_DOUBLE: set_to_itself(e.id, QNDAgetdblcontrol, QNDAsetdblcontrol); break;
+    case QNDA_TYPE_INT:
+      set_to_itself(e.id, QNDAgetintcontrol, QNDAsetintcontrol);
+      break;
+    case QNDA_TYPE_INT64:
+      set_to_itself(e.id, QNDAgetintcontrol64, QNDAsetintcontrol64);
+      break;
+    case QNDA_TYPE_DOUBLE:
+      set_to_itself(e.id, QNDAgetdblcontrol, QNDAsetdblcontrol);
+      break;
     case QNDA_TYPE_STRING: {
       char v[QNDA_MAXNAMELENGTH];
       ASSERT_EQ(QNDAgetstrcontrol(p, e.id, v, sizeof v, nullptr), 0);
@@ -180,12 +184,10 @@ INSTANTIATE_TEST_SUITE_P(
                QNDA_ERR_VALUE,
                "QNDAsetintcontrol: value 7 of control loglevel out of its range [0, 3]"},
         BadSet{"double into int",
-               [](QNDAprob p) { return QNDAsetdblcontrol(p, QNDA_LOGLEVEL, 2.0); },
-               QNDA_ERR_TYPE,
+               [](QNDAprob p) { return QNDAsetdblcontrol(p, QNDA_LOGLEVEL, 2.0); }, QNDA_ERR_TYPE,
                "QNDAsetdblcontrol: control 8001 (loglevel) is of type integer, not double"},
         BadSet{"int into double",
-               [](QNDAprob p) { return QNDAsetintcontrol(p, QNDA_TIMELIMIT, 2); },
-               QNDA_ERR_TYPE,
+               [](QNDAprob p) { return QNDAsetintcontrol(p, QNDA_TIMELIMIT, 2); }, QNDA_ERR_TYPE,
                "QNDAsetintcontrol: control 7001 (timelimit) is of type double, not integer"},
         BadSet{"unknown", [](QNDAprob p) { return QNDAsetintcontrol(p, 4711, 1); },
                QNDA_ERR_UNKNOWNID, "QNDAsetintcontrol: unknown control id 4711"},
@@ -193,12 +195,14 @@ INSTANTIATE_TEST_SUITE_P(
                QNDA_ERR_UNKNOWNID,
                "QNDAsetintcontrol: 1001 (rows) is an attribute, not a control: attributes "
                "cannot be set"},
-        BadSet{"nan", [](QNDAprob p) { return QNDAsetdblcontrol(p, QNDA_FEASTOL, __builtin_nan("")); },
+        BadSet{"nan",
+               [](QNDAprob p) { return QNDAsetdblcontrol(p, QNDA_FEASTOL, __builtin_nan("")); },
                QNDA_ERR_VALUE,
                "QNDAsetdblcontrol: value nan of control feastol out of its range [1e-10, 1]"},
         BadSet{"engine", [](QNDAprob p) { return QNDAsetstrcontrol(p, QNDA_SOLVERNAME, "xyz"); },
                QNDA_ERR_VALUE, "QNDAsetstrcontrol: unknown engine \"xyz\" (known: highs)"},
-        BadSet{"null string", [](QNDAprob p) { return QNDAsetstrcontrol(p, QNDA_LOGFILE, nullptr); },
+        BadSet{"null string",
+               [](QNDAprob p) { return QNDAsetstrcontrol(p, QNDA_LOGFILE, nullptr); },
                QNDA_ERR_ARGUMENT, "QNDAsetstrcontrol: null value for string control logfile"}),
     qtest::refused_name);
 
@@ -292,20 +296,20 @@ TEST_F(Prob, CountsDescribeTheStore) {
   char st = '1';
   int ss[2] = {0, 2}, sc[2] = {0, 1};
   double sr[2] = {1, 2};
-  ASSERT_EQ(QNDAloadqcqpglobal(p, "counts", 3, 2, rt, rhs, nullptr, nullptr, start, nullptr,
-                               rowind, val, nullptr, nullptr, 2, q1, q2, qv, 1, &qrow, &nq, &qrc1,
-                               &qrc2, &qrv, 2, 1, ct, ent, nullptr, &st, ss, sc, sr),
+  ASSERT_EQ(QNDAloadqcqpglobal(p, "counts", 3, 2, rt, rhs, nullptr, nullptr, start, nullptr, rowind,
+                               val, nullptr, nullptr, 2, q1, q2, qv, 1, &qrow, &nq, &qrc1, &qrc2,
+                               &qrv, 2, 1, ct, ent, nullptr, &st, ss, sc, sr),
             0);
   int r0 = 0, c2 = 2, one = 1;
   ASSERT_EQ(QNDAsetindicators(p, 1, &r0, &c2, &one), 0);
   struct {
     int id, want;
-  } expect[] = {{QNDA_ROWS, 2},        {QNDA_ORIGINALROWS, 2}, {QNDA_COLS, 3},
+  } expect[] = {{QNDA_ROWS, 2},         {QNDA_ORIGINALROWS, 2}, {QNDA_COLS, 3},
                 {QNDA_ORIGINALCOLS, 3}, {QNDA_ELEMS, 4},        {QNDA_MIPENTS, 2},
-                {QNDA_SETS, 1},        {QNDA_ORIGINALSETS, 1}, {QNDA_SETMEMBERS, 2},
-                {QNDA_QELEMS, 2},      {QNDA_QCONSTRAINTS, 1}, {QNDA_QCELEMS, 1},
-                {QNDA_INDICATORS, 1},  {QNDA_SPAREROWS, 0},    {QNDA_PROBNAMELENGTH, 7},
-                {QNDA_NAMELENGTH, 1},  {QNDA_OBJSENSE_ATTR, 1}};
+                {QNDA_SETS, 1},         {QNDA_ORIGINALSETS, 1}, {QNDA_SETMEMBERS, 2},
+                {QNDA_QELEMS, 2},       {QNDA_QCONSTRAINTS, 1}, {QNDA_QCELEMS, 1},
+                {QNDA_INDICATORS, 1},   {QNDA_SPAREROWS, 0},    {QNDA_PROBNAMELENGTH, 7},
+                {QNDA_NAMELENGTH, 1},   {QNDA_OBJSENSE_ATTR, 1}};
   for (const auto &e : expect) {
     int v = -1;
     ASSERT_EQ(QNDAgetintattrib(p, e.id, &v), 0) << e.id;
@@ -327,8 +331,7 @@ namespace {
 
 // docs/controls.md is generated from the table; it must not fall behind it.
 TEST(CaList, EveryEntryIsDocumented) {
-  std::string here = __FILE__;
-  std::string path = here.substr(0, here.rfind("solver/tests/")) + "docs/controls.md";
+  std::string path = std::string(QUENDA_DOCS_DIR) + "/controls.md";
   FILE *f = std::fopen(path.c_str(), "r");
   ASSERT_NE(f, nullptr) << path;
   std::string doc;

@@ -86,8 +86,7 @@ TEST_F(Files, QjhSolutionPoint) {
 }
 
 TEST_F(Files, SemiContinuousInstanceReadsItsThreshold) {
-  ASSERT_EQ(QNDAreadprob(p, qtest::instance("semi-continuous.mps").c_str(), ""), 0)
-      << last_error();
+  ASSERT_EQ(QNDAreadprob(p, qtest::instance("semi-continuous.mps").c_str(), ""), 0) << last_error();
   int x3 = -1;
   ASSERT_EQ(QNDAgetindex(p, QNDA_NAMES_COLUMNS, "x3", &x3), 0);
   ASSERT_EQ(x3, 2);
@@ -111,8 +110,7 @@ TEST_F(Files, SemiContinuousInstanceReadsItsThreshold) {
   EXPECT_EQ(intattr(QNDA_MIPSTATUS), QNDA_MIP_OPTIMAL);
   std::vector<double> v(4);
   ASSERT_EQ(QNDAgetmipsol(p, v.data(), nullptr), 0);
-  EXPECT_TRUE(v[2] == 0 || (v[2] >= 2 - 1e-9 && std::fabs(v[2] - std::round(v[2])) < 1e-9))
-      << v[2];
+  EXPECT_TRUE(v[2] == 0 || (v[2] >= 2 - 1e-9 && std::fabs(v[2] - std::round(v[2])) < 1e-9)) << v[2];
 }
 
 TEST_F(Files, ReadingAMissingOrBrokenFileKeepsTheProblem) {
@@ -138,8 +136,8 @@ void build_full_model(QNDAprob p) {
   const double val[] = {1, 2, 1.5, 1, 1, 7, -1, 2, 0.1};
   const double lb[] = {-1e20, 0, 0, 0, 1, 0};
   const double ub[] = {4, 1, 1e20, 20, 1e20, 9};
-  ASSERT_EQ(QNDAloadlp(p, "full model", 6, 5, types, rhs, range, obj, start, nullptr, rowind,
-                       val, lb, ub),
+  ASSERT_EQ(QNDAloadlp(p, "full model", 6, 5, types, rhs, range, obj, start, nullptr, rowind, val,
+                       lb, ub),
             0);
   const int cols[] = {1, 2, 3, 5};
   ASSERT_EQ(QNDAchgcoltype(p, 4, cols, "BISP"), 0);
@@ -192,7 +190,8 @@ std::string dump(QNDAprob p) {
     QNDAgetrhsrange(p, rng.data(), 0, m - 1);
     QNDAgetrowtype(p, rt.data(), 0, m - 1);
   }
-  for (int j = 0; j < n; ++j) os << "c" << j << " " << ct[j] << " " << lb[j] << " " << ub[j] << " " << obj[j] << "\n";
+  for (int j = 0; j < n; ++j)
+    os << "c" << j << " " << ct[j] << " " << lb[j] << " " << ub[j] << " " << obj[j] << "\n";
   for (int i = 0; i < m; ++i) {
     os << "r" << i << " " << rt[i] << " " << rhs[i];
     if (rt[i] == 'R') os << " " << rng[i];
@@ -222,8 +221,8 @@ std::string dump(QNDAprob p) {
   os << "const " << k << " sense " << sense << "\n";
   int nent = 0, nsets = 0;
   QNDAint64 nse = 0;
-  QNDAgetglobal64(p, &nent, &nsets, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                  nullptr, 0, &nse);
+  QNDAgetglobal64(p, &nent, &nsets, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                  0, &nse);
   std::vector<char> et(nent + 1), st(nsets + 1);
   std::vector<int> ec(nent + 1), sc(nse + 1);
   std::vector<double> el(nent + 1), sr(nse + 1);

@@ -64,10 +64,9 @@ INSTANTIATE_TEST_SUITE_P(
             QNDA_ERR_ARGUMENT, "QNDAchgbounds: argument bndval is NULL"},
         Bad{"bounds count", [](QNDAprob p) { return QNDAchgbounds(p, -1, &kZero, &kU, &kVal); },
             QNDA_ERR_ARGUMENT, "QNDAchgbounds: count is negative (-1)"},
-        Bad{"coef row", [](QNDAprob p) { return QNDAchgcoef(p, kRow5, 0, 1.0); },
-            QNDA_ERR_INDEX, "QNDAchgcoef: row index 5 out of range [0, 1]"},
-        Bad{"mcoef column",
-            [](QNDAprob p) { return QNDAchgmcoef(p, 1, &kZero, &kCol12, &kVal); },
+        Bad{"coef row", [](QNDAprob p) { return QNDAchgcoef(p, kRow5, 0, 1.0); }, QNDA_ERR_INDEX,
+            "QNDAchgcoef: row index 5 out of range [0, 1]"},
+        Bad{"mcoef column", [](QNDAprob p) { return QNDAchgmcoef(p, 1, &kZero, &kCol12, &kVal); },
             QNDA_ERR_INDEX, "QNDAchgmcoef: column index 12 out of range [0, 2]"},
         Bad{"obj column", [](QNDAprob p) { return QNDAchgobj(p, 1, &kCol12, &kVal); },
             QNDA_ERR_INDEX, "QNDAchgobj: column index 12 out of range [0, 2]"},
@@ -102,8 +101,7 @@ INSTANTIATE_TEST_SUITE_P(
               QNDAint64 start[2] = {0, 2};
               return QNDAaddrows64(p, 1, 1, &kL, &kVal, nullptr, start, &kZero, &kVal);
             },
-            QNDA_ERR_ARGUMENT,
-            "QNDAaddrows64: start spans 2 entries but the count given is 1"},
+            QNDA_ERR_ARGUMENT, "QNDAaddrows64: start spans 2 entries but the count given is 1"},
         Bad{"addrows no rhs",
             [](QNDAprob p) {
               return QNDAaddrows(p, 1, 0, &kL, nullptr, nullptr, nullptr, nullptr, nullptr);
@@ -137,8 +135,7 @@ INSTANTIATE_TEST_SUITE_P(
               int comp = 2;
               return QNDAsetindicators(p, 1, &kZero, &kZero, &comp);
             },
-            QNDA_ERR_ARGUMENT,
-            "QNDAsetindicators: complement 2 (entry 0) must be -1, 0 or 1"},
+            QNDA_ERR_ARGUMENT, "QNDAsetindicators: complement 2 (entry 0) must be -1, 0 or 1"},
         Bad{"delrows", [](QNDAprob p) { return QNDAdelrows(p, 1, &kRow5); }, QNDA_ERR_INDEX,
             "QNDAdelrows: row index 5 out of range [0, 1]"},
         Bad{"delcols", [](QNDAprob p) { return QNDAdelcols(p, 1, &kNeg); }, QNDA_ERR_INDEX,
@@ -167,21 +164,19 @@ INSTANTIATE_TEST_SUITE_P(
               return QNDAloadlp(p, "x", 0, 1, &rt, &kVal, nullptr, nullptr, nullptr, nullptr,
                                 nullptr, nullptr, nullptr, nullptr);
             },
-            QNDA_ERR_ARGUMENT,
-            "QNDAloadlp: row type '<' (entry 0) unknown; expected one of LGERN"},
+            QNDA_ERR_ARGUMENT, "QNDAloadlp: row type '<' (entry 0) unknown; expected one of LGERN"},
         Bad{"load entity",
             [](QNDAprob p) {
               char ct = 'I';
               return QNDAloadglobal(p, "x", 1, 0, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                    nullptr, nullptr, nullptr, nullptr, nullptr, 1, 0, &ct,
-                                    &kOne, nullptr, nullptr, nullptr, nullptr, nullptr);
+                                    nullptr, nullptr, nullptr, nullptr, nullptr, 1, 0, &ct, &kOne,
+                                    nullptr, nullptr, nullptr, nullptr, nullptr);
             },
             QNDA_ERR_INDEX, "QNDAloadglobal: column index 1 out of range [0, 0]"},
         Bad{"load quadratic",
             [](QNDAprob p) {
-              return QNDAloadqp(p, "x", 1, 0, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                nullptr, nullptr, nullptr, nullptr, nullptr, 1, &kZero, nullptr,
-                                &kVal);
+              return QNDAloadqp(p, "x", 1, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                nullptr, nullptr, nullptr, nullptr, 1, &kZero, nullptr, &kVal);
             },
             QNDA_ERR_ARGUMENT, "QNDAloadqp: argument objqcol2 is NULL"}),
     qtest::refused_name);

@@ -38,8 +38,8 @@ class RandomWalk : public ModelTest, public ::testing::WithParamInterface<unsign
       }
       start.push_back(static_cast<QNDAint64>(ind.size()));
     }
-    ASSERT_EQ(QNDAaddrows64(p, k, static_cast<QNDAint64>(ind.size()), t.data(), r.data(),
-                            nullptr, start.data(), ind.data(), val.data()),
+    ASSERT_EQ(QNDAaddrows64(p, k, static_cast<QNDAint64>(ind.size()), t.data(), r.data(), nullptr,
+                            start.data(), ind.data(), val.data()),
               0)
         << last_error();
     m += k;
@@ -345,8 +345,8 @@ TEST_F(Small, BoundsTypesAndObjective) {
   char types[8];
   int ents[8];
   double lims[8];
-  ASSERT_EQ(QNDAgetglobal64(p, &ne, nullptr, types, ents, lims, nullptr, nullptr, nullptr,
-                            nullptr, 0, nullptr),
+  ASSERT_EQ(QNDAgetglobal64(p, &ne, nullptr, types, ents, lims, nullptr, nullptr, nullptr, nullptr,
+                            0, nullptr),
             0);
   ASSERT_EQ(ne, 3);
   EXPECT_EQ(ents[1], 2);

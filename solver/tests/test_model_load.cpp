@@ -115,8 +115,8 @@ TEST_F(ModelTest, DuplicatesAreSummedAndZerosDropped) {
 TEST_F(ModelTest, DefaultsOfMissingArrays) {
   char rt[1] = {'R'};
   double rhs[1] = {3};
-  ASSERT_EQ(QNDAloadlp(p, "d", 2, 1, rt, rhs, nullptr, nullptr, nullptr, nullptr, nullptr,
-                       nullptr, nullptr, nullptr),
+  ASSERT_EQ(QNDAloadlp(p, "d", 2, 1, rt, rhs, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                       nullptr, nullptr),
             0);
   EXPECT_EQ(obj(), (std::vector<double>{0, 0}));
   EXPECT_EQ(lb(), (std::vector<double>{0, 0}));
@@ -136,10 +136,10 @@ TEST_P(FreeRows, KeptOrDroppedByControl) {
   double val[3] = {7, 8, 9};
   int qrow = 1, nq = 1, q1 = 0, q2 = 0;
   double qv = 2;
-  ASSERT_EQ(QNDAloadqcqp(p, "n", 1, 3, rt, rhs, nullptr, nullptr, start, nullptr, rowind, val,
-                         nullptr, nullptr, 0, nullptr, nullptr, nullptr, 1, &qrow, &nq, &q1, &q2,
-                         &qv),
-            0);
+  ASSERT_EQ(
+      QNDAloadqcqp(p, "n", 1, 3, rt, rhs, nullptr, nullptr, start, nullptr, rowind, val, nullptr,
+                   nullptr, 0, nullptr, nullptr, nullptr, 1, &qrow, &nq, &q1, &q2, &qv),
+      0);
   if (GetParam()) {
     EXPECT_EQ(rowtypes(), "NLN");
     EXPECT_EQ(dense(), (Dense{{7}, {8}, {9}}));
@@ -202,8 +202,8 @@ TEST_F(ModelTest, QuadraticObjectiveIsMonomial) {
   // 3 x0^2 + (1 + 4) x0 x1 + 2 x1 x2 : (0,1) and (1,0) are one monomial.
   int q1[4] = {0, 0, 1, 2}, q2[4] = {0, 1, 0, 1};
   double qv[4] = {3, 1, 4, 2};
-  ASSERT_EQ(QNDAloadqp(p, "q", 3, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                       nullptr, nullptr, nullptr, nullptr, 4, q1, q2, qv),
+  ASSERT_EQ(QNDAloadqp(p, "q", 3, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                       nullptr, nullptr, nullptr, 4, q1, q2, qv),
             0);
   double c = 0;
   ASSERT_EQ(QNDAgetqobj(p, 1, 0, &c), 0);
@@ -244,10 +244,10 @@ TEST_F(ModelTest, QuadraticRowsOfALoad) {
   QNDAint64 nq[2] = {2, 1};
   int c1[3] = {0, 1, 1}, c2[3] = {0, 0, 1};
   double v[3] = {1, 2, 3};
-  ASSERT_EQ(QNDAloadqcqp64(p, "qc", 2, 2, rt, rhs, nullptr, nullptr, nullptr, nullptr, nullptr,
-                           nullptr, nullptr, nullptr, 0, nullptr, nullptr, nullptr, 2, qrows, nq,
-                           c1, c2, v),
-            0);
+  ASSERT_EQ(
+      QNDAloadqcqp64(p, "qc", 2, 2, rt, rhs, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                     nullptr, nullptr, 0, nullptr, nullptr, nullptr, 2, qrows, nq, c1, c2, v),
+      0);
   EXPECT_EQ(attr(QNDA_QCONSTRAINTS), 2);
   EXPECT_EQ(attr(QNDA_QCELEMS), 3);
   int n = 0, t1[2], t2[2];

@@ -36,8 +36,8 @@ class ModelTest : public qtest::OneProblem {
 
   // All n rows (getrows64) or columns (getcols64) of the matrix: the size
   // query first, then the entries.
-  using LineGetter = int (*)(QNDAprob, QNDAint64 *, int *, double *, QNDAint64, QNDAint64 *,
-                             int, int);
+  using LineGetter = int (*)(QNDAprob, QNDAint64 *, int *, double *, QNDAint64, QNDAint64 *, int,
+                             int);
   struct Lines {
     std::vector<QNDAint64> start;
     std::vector<int> ind;

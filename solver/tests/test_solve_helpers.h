@@ -39,9 +39,9 @@ class Prob : public OneProblem {
         }
       start.push_back(static_cast<int>(rowind.size()));
     }
-    ASSERT_EQ(QNDAloadlp(p, "t", n, m, types.c_str(), rhs.data(), nullptr, obj.data(),
-                         start.data(), nullptr, rowind.data(), val.data(),
-                         lb.empty() ? nullptr : lb.data(), ub.empty() ? nullptr : ub.data()),
+    ASSERT_EQ(QNDAloadlp(p, "t", n, m, types.c_str(), rhs.data(), nullptr, obj.data(), start.data(),
+                         nullptr, rowind.data(), val.data(), lb.empty() ? nullptr : lb.data(),
+                         ub.empty() ? nullptr : ub.data()),
               0)
         << last_error();
   }
@@ -66,7 +66,6 @@ class Prob : public OneProblem {
     ASSERT_EQ(QNDAchgcoltype(p, static_cast<int>(cols.size()), cols.data(), types.c_str()), 0)
         << last_error();
   }
-
 };
 
 inline std::string instance(const char *name) {

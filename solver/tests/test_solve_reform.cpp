@@ -29,8 +29,8 @@ class Reform : public Prob {
 TEST_F(Reform, Sos2PiecewiseLinear) {
   // columns l0..l3, x, y
   load({0, 0, 0, 0, 0, 1},
-       {{0, 1, 2, 3, -1, 0}, {0, 3, 1, 4, 0, -1}, {1, 1, 1, 1, 0, 0}, {0, 0, 0, 0, 1, 0}},
-       "EEEL", {0, 0, 1, 1.5}, {0, 0, 0, 0, 0, 0}, {1, 1, 1, 1, 1e20, 1e20});
+       {{0, 1, 2, 3, -1, 0}, {0, 3, 1, 4, 0, -1}, {1, 1, 1, 1, 0, 0}, {0, 0, 0, 0, 1, 0}}, "EEEL",
+       {0, 0, 1, 1.5}, {0, 0, 0, 0, 0, 0}, {1, 1, 1, 1, 1e20, 1e20});
   ASSERT_EQ(QNDAchgobjsense(p, -1), 0);
   add_set('2', {0, 1, 2, 3}, {1, 2, 3, 4});
   ASSERT_EQ(QNDAlpoptimize(p, ""), 0);
@@ -106,15 +106,15 @@ TEST_P(Indicators, RowHoldsOnlyWhenTheBinarySaysSo) {
     EXPECT_LE(dblattr(QNDA_LPOBJVAL), c.expect + 1e-9);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cases, Indicators,
-    ::testing::Values(IndicatorCase{1, 'L', 2, -1, 3, 10},   // b = 0, x = 10
-                      IndicatorCase{1, 'L', 2, -1, 9, 11},   // b = 1, x = 2
-                      IndicatorCase{-1, 'L', 2, -1, 3, 13},  // b = 1 frees x
-                      IndicatorCase{1, 'G', 5, 1, -3, 0},    // b = 0, x = 0
-                      IndicatorCase{1, 'G', 5, 1, -6, -1},   // b = 1, x = 5
-                      IndicatorCase{1, 'E', 5, -1, -1, 10},  // b = 0 (x = 10) beats b = 1
-                      IndicatorCase{1, 'E', 5, 1, -6, -1}));
+INSTANTIATE_TEST_SUITE_P(Cases, Indicators,
+                         ::testing::Values(IndicatorCase{1, 'L', 2, -1, 3, 10},   // b = 0, x = 10
+                                           IndicatorCase{1, 'L', 2, -1, 9, 11},   // b = 1, x = 2
+                                           IndicatorCase{-1, 'L', 2, -1, 3, 13},  // b = 1 frees x
+                                           IndicatorCase{1, 'G', 5, 1, -3, 0},    // b = 0, x = 0
+                                           IndicatorCase{1, 'G', 5, 1, -6, -1},   // b = 1, x = 5
+                                           IndicatorCase{1, 'E', 5, -1, -1,
+                                                         10},  // b = 0 (x = 10) beats b = 1
+                                           IndicatorCase{1, 'E', 5, 1, -6, -1}));
 
 TEST_F(Reform, IndicatorColumnInItsOwnRow) {
   // x + b <= 2 when b = 1; max x + 9.5 b: b = 1, x = 1 gives 10.5 > 10.

@@ -25,10 +25,18 @@ const CaList &calist() {
     for (const CaInfo &c : kCaTable) {
       int f = 0;
       switch (c.type) {
-        case QNDA_TYPE_INT: f = QNDA_CAFLAG_INT; break;
-        case QNDA_TYPE_INT64: f = QNDA_CAFLAG_INT | QNDA_CAFLAG_INT64; break;
-        case QNDA_TYPE_DOUBLE: f = QNDA_CAFLAG_DOUBLE; break;
-        case QNDA_TYPE_STRING: f = QNDA_CAFLAG_STRING; break;
+        case QNDA_TYPE_INT:
+          f = QNDA_CAFLAG_INT;
+          break;
+        case QNDA_TYPE_INT64:
+          f = QNDA_CAFLAG_INT | QNDA_CAFLAG_INT64;
+          break;
+        case QNDA_TYPE_DOUBLE:
+          f = QNDA_CAFLAG_DOUBLE;
+          break;
+        case QNDA_TYPE_STRING:
+          f = QNDA_CAFLAG_STRING;
+          break;
       }
       if (c.kind == CA_CONTROL) f |= QNDA_CAFLAG_CONTROL;
       l.names.push_back(c.name);
@@ -54,7 +62,8 @@ void info_by_name(const char *name, int kind, int *id, int *type) {
 const CaInfo &attribute(int id, bool want_int) {
   const CaInfo *c = ca_find(id);
   if (!c) fail(QNDA_ERR_UNKNOWNID, "unknown attribute id %d", id);
-  if (c->kind != CA_ATTRIBUTE) fail(QNDA_ERR_UNKNOWNID, "%d (%s) is a control, not an attribute", id, c->name);
+  if (c->kind != CA_ATTRIBUTE)
+    fail(QNDA_ERR_UNKNOWNID, "%d (%s) is a control, not an attribute", id, c->name);
   bool is_int = c->type == QNDA_TYPE_INT || c->type == QNDA_TYPE_INT64;
   if (is_int != want_int)
     fail(QNDA_ERR_TYPE, "attribute %d (%s) is not of type %s", id, c->name,
@@ -69,26 +78,42 @@ QNDAint64 int_attrib(const qnda_problem_s &prob, int id) {
   const Model &m = prob.model;
   switch (id) {
     case QNDA_ROWS:
-    case QNDA_ORIGINALROWS: return m.nrows();
+    case QNDA_ORIGINALROWS:
+      return m.nrows();
     case QNDA_COLS:
-    case QNDA_ORIGINALCOLS: return m.ncols();
+    case QNDA_ORIGINALCOLS:
+      return m.ncols();
     case QNDA_SETS:
-    case QNDA_ORIGINALSETS: return m.nsets();
-    case QNDA_SPAREROWS: return 0;
-    case QNDA_NAMELENGTH: return static_cast<QNDAint64>((m.longest_name() + 7) / 8);
-    case QNDA_MIPENTS: return m.entity_count();
-    case QNDA_ELEMS: return m.matrix().nnz();
+    case QNDA_ORIGINALSETS:
+      return m.nsets();
+    case QNDA_SPAREROWS:
+      return 0;
+    case QNDA_NAMELENGTH:
+      return static_cast<QNDAint64>((m.longest_name() + 7) / 8);
+    case QNDA_MIPENTS:
+      return m.entity_count();
+    case QNDA_ELEMS:
+      return m.matrix().nnz();
     case QNDA_QELEMS:
-    case QNDA_ORIGINALQELEMS: return m.qobj().size();
-    case QNDA_QCONSTRAINTS: return static_cast<QNDAint64>(m.qrow_list().size());
+    case QNDA_ORIGINALQELEMS:
+      return m.qobj().size();
+    case QNDA_QCONSTRAINTS:
+      return static_cast<QNDAint64>(m.qrow_list().size());
     case QNDA_QCELEMS:
-    case QNDA_ORIGINALQCELEMS: return m.qrow_terms();
-    case QNDA_SETMEMBERS: return static_cast<QNDAint64>(m.setcol().size());
-    case QNDA_INDICATORS: return m.indicator_count();
-    case QNDA_PROBNAMELENGTH: return static_cast<QNDAint64>(prob.name.size()) + 1;
-    case QNDA_OBJSENSE_ATTR: return m.obj_sense();
-    case QNDA_ERRORCODE: return prob.err.code();
-    case QNDA_PRESOLVESTATE: return 1;  // nothing solved yet
+    case QNDA_ORIGINALQCELEMS:
+      return m.qrow_terms();
+    case QNDA_SETMEMBERS:
+      return static_cast<QNDAint64>(m.setcol().size());
+    case QNDA_INDICATORS:
+      return m.indicator_count();
+    case QNDA_PROBNAMELENGTH:
+      return static_cast<QNDAint64>(prob.name.size()) + 1;
+    case QNDA_OBJSENSE_ATTR:
+      return m.obj_sense();
+    case QNDA_ERRORCODE:
+      return prob.err.code();
+    case QNDA_PRESOLVESTATE:
+      return 1;  // nothing solved yet
   }
   return 0;  // statuses and counters of a solve that has not happened
 }

@@ -87,8 +87,7 @@ int QNDA_ge_addcbmsghandler(QNDAmsghandler handler, void *data, int priority) {
 }
 
 int QNDA_ge_removecbmsghandler(QNDAmsghandler handler, void *data) {
-  return guard_env("QNDA_ge_removecbmsghandler",
-                   [&] { env_handlers().remove(handler, data); });
+  return guard_env("QNDA_ge_removecbmsghandler", [&] { env_handlers().remove(handler, data); });
 }
 
 int qo_MemoryAllocator_Alloc_Untyped(void *heap, size_t size, void **p) {

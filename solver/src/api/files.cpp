@@ -125,21 +125,17 @@ int QNDAwriteprob(QNDAprob prob, const char *filename, const char *flags) {
 }
 
 int QNDAwritesol(QNDAprob prob, const char *filename, const char *flags) {
-  return guard(prob, "QNDAwritesol", [&] {
-    write_sol(*prob, out_name(*prob, filename, ".csv"));
-  });
+  return guard(prob, "QNDAwritesol", [&] { write_sol(*prob, out_name(*prob, filename, ".csv")); });
 }
 
 int QNDAwriteprtsol(QNDAprob prob, const char *filename, const char *flags) {
-  return guard(prob, "QNDAwriteprtsol", [&] {
-    write_prtsol(*prob, out_name(*prob, filename, ".prt"));
-  });
+  return guard(prob, "QNDAwriteprtsol",
+               [&] { write_prtsol(*prob, out_name(*prob, filename, ".prt")); });
 }
 
 int QNDAwriteslxsol(QNDAprob prob, const char *filename, const char *flags) {
-  return guard(prob, "QNDAwriteslxsol", [&] {
-    write_slx(*prob, out_name(*prob, filename, ".slx"));
-  });
+  return guard(prob, "QNDAwriteslxsol",
+               [&] { write_slx(*prob, out_name(*prob, filename, ".slx")); });
 }
 
 int QNDAreadslxsol(QNDAprob prob, const char *filename, const char *flags) {
@@ -160,9 +156,8 @@ int QNDAreadslxsol(QNDAprob prob, const char *filename, const char *flags) {
 }
 
 int QNDAwritebasis(QNDAprob prob, const char *filename, const char *flags) {
-  return guard(prob, "QNDAwritebasis", [&] {
-    write_basis(*prob, out_name(*prob, filename, ".bss"));
-  });
+  return guard(prob, "QNDAwritebasis",
+               [&] { write_basis(*prob, out_name(*prob, filename, ".bss")); });
 }
 
 int QNDAreadbasis(QNDAprob prob, const char *filename, const char *flags) {

@@ -27,8 +27,8 @@ void check_letters(const char *s, N n, const char *allowed, const char *what) {
   for (N k = 0; k < n; ++k) {
     char c = s[k];
     if (c == '\0' || !std::strchr(allowed, c))
-      fail(QNDA_ERR_ARGUMENT, "%s '%c' (entry %lld) unknown; expected one of %s", what,
-           c ? c : '?', static_cast<long long>(k), allowed);
+      fail(QNDA_ERR_ARGUMENT, "%s '%c' (entry %lld) unknown; expected one of %s", what, c ? c : '?',
+           static_cast<long long>(k), allowed);
   }
 }
 
@@ -79,8 +79,10 @@ long long check_colmajor(const Idx *start, const int *collen, int ncols, const i
 // One definition for a function and its 64-bit twin (name ending in 64,
 // counts and starts of type QNDAint64): PARAMS(Idx) is the parameter list,
 // ARGS the arguments of the guarded body impl<Idx>.
-#define QNDA_DEFINE_WITH_64(fname, impl, PARAMS, ARGS)                         \
-  int fname(PARAMS(int)) { return guard(prob, #fname, [&] { impl<int> ARGS; }); } \
-  int fname##64(PARAMS(QNDAint64)) {                                            \
-    return guard(prob, #fname "64", [&] { impl<QNDAint64> ARGS; });             \
+#define QNDA_DEFINE_WITH_64(fname, impl, PARAMS, ARGS)              \
+  int fname(PARAMS(int)) {                                          \
+    return guard(prob, #fname, [&] { impl<int> ARGS; });            \
+  }                                                                 \
+  int fname##64(PARAMS(QNDAint64)) {                                \
+    return guard(prob, #fname "64", [&] { impl<QNDAint64> ARGS; }); \
   }

@@ -49,9 +49,8 @@ void lines_added(qnda_problem_s *prob) {
 }
 
 template <class Idx>
-void add_rows(qnda_problem_s *prob, int nrows, Idx ncoefs, const char *rowtype,
-              const double *rhs, const double *range, const Idx *start, const int *colind,
-              const double *rowcoef) {
+void add_rows(qnda_problem_s *prob, int nrows, Idx ncoefs, const char *rowtype, const double *rhs,
+              const double *range, const Idx *start, const int *colind, const double *rowcoef) {
   const bool full = checked_mode();
   Model &m = prob->model;
   const NewLines<Idx> e{nrows, ncoefs, start, colind, "colind", rowcoef};
@@ -76,9 +75,8 @@ void add_rows(qnda_problem_s *prob, int nrows, Idx ncoefs, const char *rowtype,
 }
 
 template <class Idx>
-void add_cols(qnda_problem_s *prob, int ncols, Idx ncoefs, const double *objcoef,
-              const Idx *start, const int *rowind, const double *rowcoef, const double *lb,
-              const double *ub) {
+void add_cols(qnda_problem_s *prob, int ncols, Idx ncoefs, const double *objcoef, const Idx *start,
+              const int *rowind, const double *rowcoef, const double *lb, const double *ub) {
   Model &m = prob->model;
   const NewLines<Idx> e{ncols, ncoefs, start, rowind, "rowind", rowcoef};
   check_count(ncols, "ncols");
@@ -88,8 +86,7 @@ void add_cols(qnda_problem_s *prob, int ncols, Idx ncoefs, const double *objcoef
   check_entry_layout(e, checked_mode(), m.nrows(), "row");
   int first = m.ncols();
   m.append_cols(ncols, objcoef, lb, ub);
-  if (ncoefs > 0)
-    m.mutable_matrix().add_col_entries(first, ncols, start, nullptr, rowind, rowcoef);
+  if (ncoefs > 0) m.mutable_matrix().add_col_entries(first, ncols, start, nullptr, rowind, rowcoef);
   lines_added(prob);
 }
 
@@ -134,8 +131,8 @@ void add_qmatrix(qnda_problem_s *prob, int row, N ncoefs, const int *col1, const
 }
 
 template <class Idx>
-void add_sets(qnda_problem_s *prob, int nsets, Idx nelems, const char *settype,
-              const Idx *start, const int *colind, const double *refval) {
+void add_sets(qnda_problem_s *prob, int nsets, Idx nelems, const char *settype, const Idx *start,
+              const int *colind, const double *refval) {
   Model &m = prob->model;
   check_count(nsets, "nsets");
   check_count(nelems, "nelems");
@@ -157,9 +154,12 @@ void add_sets(qnda_problem_s *prob, int nsets, Idx nelems, const char *settype,
 
 int name_count(const Model &m, int type) {
   switch (type) {
-    case QNDA_NAMES_ROWS: return m.nrows();
-    case QNDA_NAMES_COLUMNS: return m.ncols();
-    case QNDA_NAMES_SETS: return m.nsets();
+    case QNDA_NAMES_ROWS:
+      return m.nrows();
+    case QNDA_NAMES_COLUMNS:
+      return m.ncols();
+    case QNDA_NAMES_SETS:
+      return m.nsets();
   }
   fail(QNDA_ERR_ARGUMENT, "name type %d unknown (1 rows, 2 columns, 3 sets)", type);
 }
@@ -233,17 +233,17 @@ void delete_items(qnda_problem_s *prob, int n, const int *idx, const char *nname
 extern "C" {
 
 // ------------------------------------------------------------------ adding
-#define ADDROWS_PARAMS(Idx)                                                              \
-  QNDAprob prob, int nrows, Idx ncoefs, const char *rowtype, const double *rhs,          \
+#define ADDROWS_PARAMS(Idx)                                                     \
+  QNDAprob prob, int nrows, Idx ncoefs, const char *rowtype, const double *rhs, \
       const double *range, const Idx *start, const int *colind, const double *rowcoef
-#define ADDCOLS_PARAMS(Idx)                                                              \
-  QNDAprob prob, int ncols, Idx ncoefs, const double *objcoef, const Idx *start,         \
+#define ADDCOLS_PARAMS(Idx)                                                      \
+  QNDAprob prob, int ncols, Idx ncoefs, const double *objcoef, const Idx *start, \
       const int *rowind, const double *rowcoef, const double *lb, const double *ub
 #define ADDQMATRIX_PARAMS(Idx) \
   QNDAprob prob, int row, Idx ncoefs, const int *col1, const int *col2, const double *coef
-#define ADDSETS_PARAMS(Idx)                                                         \
-  QNDAprob prob, int nsets, Idx nelems, const char *settype, const Idx *start,      \
-      const int *colind, const double *refval
+#define ADDSETS_PARAMS(Idx)                                                                       \
+  QNDAprob prob, int nsets, Idx nelems, const char *settype, const Idx *start, const int *colind, \
+      const double *refval
 
 QNDA_DEFINE_WITH_64(QNDAaddrows, add_rows, ADDROWS_PARAMS,
                     (prob, nrows, ncoefs, rowtype, rhs, range, start, colind, rowcoef))
@@ -321,8 +321,7 @@ int QNDAsetindicators(QNDAprob prob, int nrows, const int *rowind, const int *co
       if (complement[k] != 0) {
         check_index(colind[k], m.ncols(), "column");
         if (full && m.rowtype()[rowind[k]] == 'N')
-          fail(QNDA_ERR_ARGUMENT, "row %d is free ('N') and cannot be an indicator row",
-               rowind[k]);
+          fail(QNDA_ERR_ARGUMENT, "row %d is free ('N') and cannot be an indicator row", rowind[k]);
       }
     }
     for (int k = 0; k < nrows; ++k) m.set_indicator(rowind[k], colind[k], complement[k]);
@@ -348,9 +347,16 @@ int QNDAchgbounds(QNDAprob prob, int nbounds, const int *colind, const char *bnd
     for (int k = 0; k < nbounds; ++k) {
       int j = colind[k];
       switch (bndtype[k]) {
-        case 'L': m.set_lb(j, bndval[k]); break;
-        case 'U': m.set_ub(j, bndval[k]); break;
-        case 'B': m.set_lb(j, bndval[k]); m.set_ub(j, bndval[k]); break;
+        case 'L':
+          m.set_lb(j, bndval[k]);
+          break;
+        case 'U':
+          m.set_ub(j, bndval[k]);
+          break;
+        case 'B':
+          m.set_lb(j, bndval[k]);
+          m.set_ub(j, bndval[k]);
+          break;
       }
     }
     prob->model_changed();
@@ -360,10 +366,10 @@ int QNDAchgbounds(QNDAprob prob, int nbounds, const int *colind, const char *bnd
 // QNDAchg<what> (one entry) with QNDAchgm<what> and QNDAchgm<what>64 (n
 // entries) of the same kind of (index, index, value) triple.
 #define TRIPLE_PARAMS(Idx) QNDAprob prob, Idx n, const int *a, const int *b, const double *v
-#define DEFINE_CHG(what, impl)                                                   \
-  int QNDAchg##what(QNDAprob prob, int a, int b, double v) {                    \
+#define DEFINE_CHG(what, impl)                                                    \
+  int QNDAchg##what(QNDAprob prob, int a, int b, double v) {                      \
     return guard(prob, "QNDAchg" #what, [&] { impl<int>(prob, 1, &a, &b, &v); }); \
-  }                                                                              \
+  }                                                                               \
   QNDA_DEFINE_WITH_64(QNDAchgm##what, impl, TRIPLE_PARAMS, (prob, n, a, b, v))
 DEFINE_CHG(coef, chg_mcoef)
 DEFINE_CHG(qobj, chg_mqobj)
@@ -378,9 +384,9 @@ int QNDAchgcoltype(QNDAprob prob, int ncols, const int *colind, const char *colt
 }
 
 // The plain changes: n indices and n values, stored one by one.
-#define DEFINE_CHANGE(fname, T, items, idxname, valname, set)                       \
-  int fname(QNDAprob prob, int n, const int *idx, const T *vals) {                  \
-    return guard(prob, #fname,                                                      \
+#define DEFINE_CHANGE(fname, T, items, idxname, valname, set)                             \
+  int fname(QNDAprob prob, int n, const int *idx, const T *vals) {                        \
+    return guard(prob, #fname,                                                            \
                  [&] { change_each(prob, n, idx, vals, idxname, valname, items, set); }); \
   }
 DEFINE_CHANGE(QNDAchgglblimit, double, COLS, "colind", "limit", &Model::set_limit)

@@ -122,7 +122,8 @@ void load(qnda_problem_s *prob, const LoadArgs<Idx> &a) {
   Idx q = 0;
   for (int k = 0; k < a.nqrows; ++k) {
     QuadTerms &qt = m.mutable_qrow(a.qrowind[k]);
-    for (Idx e = q + a.nrowqcoefs[k]; q < e; ++q) qt.add(a.rowqcol1[q], a.rowqcol2[q], a.rowqcoef[q]);
+    for (Idx e = q + a.nrowqcoefs[k]; q < e; ++q)
+      qt.add(a.rowqcol1[q], a.rowqcol2[q], a.rowqcoef[q]);
   }
   for (int k = 0; k < a.nentities; ++k) {
     m.set_coltype(a.entind[k], a.coltype[k]);
@@ -144,39 +145,42 @@ void load(qnda_problem_s *prob, const LoadArgs<Idx> &a) {
 // The argument groups of the load functions as lists of (type, name): one
 // list makes both the parameters of a function and the copy of its
 // arguments into LoadArgs.
-#define LOAD_COMMON(X, Idx)                                                               \
-  X(const char *, probname) X(int, ncols) X(int, nrows) X(const char *, rowtype)          \
-  X(const double *, rhs) X(const double *, range) X(const double *, obj)                  \
-  X(const Idx *, start) X(const int *, collen) X(const int *, rowind)                     \
-  X(const double *, rowcoef) X(const double *, lb) X(const double *, ub)
+#define LOAD_COMMON(X, Idx)                                                                        \
+  X(const char *, probname)                                                                        \
+  X(int, ncols) X(int, nrows) X(const char *, rowtype) X(const double *, rhs)                      \
+      X(const double *, range) X(const double *, obj) X(const Idx *, start) X(const int *, collen) \
+          X(const int *, rowind) X(const double *, rowcoef) X(const double *, lb)                  \
+              X(const double *, ub)
 #define LOAD_QOBJ(X, Idx) \
   X(Idx, nobjqcoefs) X(const int *, objqcol1) X(const int *, objqcol2) X(const double *, objqcoef)
-#define LOAD_QROWS(X, Idx)                                                                \
-  X(int, nqrows) X(const int *, qrowind) X(const Idx *, nrowqcoefs) X(const int *, rowqcol1) \
-  X(const int *, rowqcol2) X(const double *, rowqcoef)
-#define LOAD_GLOBAL(X, Idx)                                                               \
-  X(int, nentities) X(int, nsets) X(const char *, coltype) X(const int *, entind)         \
-  X(const double *, limit) X(const char *, settype) X(const Idx *, setstart)              \
-  X(const int *, setind) X(const double *, refval)
+#define LOAD_QROWS(X, Idx)                                                    \
+  X(int, nqrows)                                                              \
+  X(const int *, qrowind) X(const Idx *, nrowqcoefs) X(const int *, rowqcol1) \
+      X(const int *, rowqcol2) X(const double *, rowqcoef)
+#define LOAD_GLOBAL(X, Idx)                                                              \
+  X(int, nentities)                                                                      \
+  X(int, nsets) X(const char *, coltype) X(const int *, entind) X(const double *, limit) \
+      X(const char *, settype) X(const Idx *, setstart) X(const int *, setind)           \
+          X(const double *, refval)
 
 #define LOAD_PARAM(T, name) , T name
 #define LOAD_STORE(T, name) a.name = name;
 #define LOAD_PARAMS(Idx, GROUPS) QNDAprob prob GROUPS(LOAD_PARAM, Idx)
 // fname and fname64 from one list of groups.
-#define DEFINE_LOAD(fname, GROUPS)                                              \
-  int fname(LOAD_PARAMS(int, GROUPS)) {                                         \
-    return guard(prob, #fname, [&] {                                            \
-      LoadArgs<int> a;                                                          \
-      GROUPS(LOAD_STORE, int)                                                   \
-      load(prob, a);                                                            \
-    });                                                                         \
-  }                                                                             \
-  int fname##64(LOAD_PARAMS(QNDAint64, GROUPS)) {                               \
-    return guard(prob, #fname "64", [&] {                                       \
-      LoadArgs<QNDAint64> a;                                                    \
-      GROUPS(LOAD_STORE, QNDAint64)                                             \
-      load(prob, a);                                                            \
-    });                                                                         \
+#define DEFINE_LOAD(fname, GROUPS)                \
+  int fname(LOAD_PARAMS(int, GROUPS)) {           \
+    return guard(prob, #fname, [&] {              \
+      LoadArgs<int> a;                            \
+      GROUPS(LOAD_STORE, int)                     \
+      load(prob, a);                              \
+    });                                           \
+  }                                               \
+  int fname##64(LOAD_PARAMS(QNDAint64, GROUPS)) { \
+    return guard(prob, #fname "64", [&] {         \
+      LoadArgs<QNDAint64> a;                      \
+      GROUPS(LOAD_STORE, QNDAint64)               \
+      load(prob, a);                              \
+    });                                           \
   }
 
 #define LP(X, Idx) LOAD_COMMON(X, Idx)

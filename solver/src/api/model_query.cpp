@@ -27,8 +27,8 @@ void copy_range(const std::vector<T> &src, T *dst, int first, int last, const ch
 // Upper-triangle terms (i <= j) with i in [first, last], row-major.  With
 // start NULL or maxcoefs too small only *ncoefs is set.
 template <class Idx>
-void get_quad(const QuadTerms &q, Idx *start, int *colind, double *coef, Idx maxcoefs,
-              Idx *ncoefs, int first, int last, int ncols) {
+void get_quad(const QuadTerms &q, Idx *start, int *colind, double *coef, Idx maxcoefs, Idx *ncoefs,
+              int first, int last, int ncols) {
   check_range(first, last, ncols, "column");
   const auto &t = q.terms();
   auto by_i = [](const QuadTerms::Term &a, int i) { return a.i < i; };
@@ -83,8 +83,8 @@ const QuadTerms &qrow_of(const Model &m, int row) {
 
 extern "C" {
 
-int QNDAgetrows64(QNDAprob prob, QNDAint64 *start, int *colind, double *rowcoef,
-                  QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last) {
+int QNDAgetrows64(QNDAprob prob, QNDAint64 *start, int *colind, double *rowcoef, QNDAint64 maxcoefs,
+                  QNDAint64 *ncoefs, int first, int last) {
   return guard(prob, "QNDAgetrows64", [&] {
     const Model &m = prob->model;
     if (empty_range(first, last, m.nrows(), "row", ncoefs, start)) return;
@@ -98,8 +98,8 @@ int QNDAgetrows64(QNDAprob prob, QNDAint64 *start, int *colind, double *rowcoef,
   });
 }
 
-int QNDAgetcols64(QNDAprob prob, QNDAint64 *start, int *rowind, double *colcoef,
-                  QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last) {
+int QNDAgetcols64(QNDAprob prob, QNDAint64 *start, int *rowind, double *colcoef, QNDAint64 maxcoefs,
+                  QNDAint64 *ncoefs, int first, int last) {
   return guard(prob, "QNDAgetcols64", [&] {
     const Model &m = prob->model;
     if (empty_range(first, last, m.ncols(), "column", ncoefs, start)) return;
@@ -179,8 +179,8 @@ int QNDAgetqobj(QNDAprob prob, int col1, int col2, double *coef) {
 int QNDAgetmqobj64(QNDAprob prob, QNDAint64 *start, int *colind, double *objqcoef,
                    QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last) {
   return guard(prob, "QNDAgetmqobj64", [&] {
-    get_quad<QNDAint64>(prob->model.qobj(), start, colind, objqcoef, maxcoefs, ncoefs, first,
-                        last, prob->model.ncols());
+    get_quad<QNDAint64>(prob->model.qobj(), start, colind, objqcoef, maxcoefs, ncoefs, first, last,
+                        prob->model.ncols());
   });
 }
 
@@ -248,8 +248,8 @@ int QNDAgetindicators(QNDAprob prob, int *colind, int *complement, int first, in
 }
 
 int QNDAgetglobal64(QNDAprob prob, int *nentities, int *nsets, char *coltype, int *colind,
-                    double *limit, char *settype, QNDAint64 *start, int *setcols,
-                    double *refval, QNDAint64 maxsetelems, QNDAint64 *nsetelems) {
+                    double *limit, char *settype, QNDAint64 *start, int *setcols, double *refval,
+                    QNDAint64 maxsetelems, QNDAint64 *nsetelems) {
   return guard(prob, "QNDAgetglobal64", [&] {
     const Model &m = prob->model;
     int ne = 0;
@@ -279,15 +279,17 @@ int QNDAgetnames(QNDAprob prob, int type, char *names, int maxbytes, int *nbytes
                  int last) {
   return guard(prob, "QNDAgetnames", [&] {
     const Model &m = prob->model;
-    int count = type == QNDA_NAMES_ROWS      ? m.nrows()
-                : type == QNDA_NAMES_COLUMNS ? m.ncols()
-                : type == QNDA_NAMES_SETS
-                    ? m.nsets()
-                    : (fail(QNDA_ERR_ARGUMENT, "name type %d unknown (1 rows, 2 columns, 3 sets)",
-                            type),
-                       0);
+    int count =
+        type == QNDA_NAMES_ROWS      ? m.nrows()
+        : type == QNDA_NAMES_COLUMNS ? m.ncols()
+        : type == QNDA_NAMES_SETS
+            ? m.nsets()
+            : (fail(QNDA_ERR_ARGUMENT, "name type %d unknown (1 rows, 2 columns, 3 sets)", type),
+               0);
     check_range(first, last, count,
-                type == QNDA_NAMES_ROWS ? "row" : type == QNDA_NAMES_COLUMNS ? "column" : "set");
+                type == QNDA_NAMES_ROWS      ? "row"
+                : type == QNDA_NAMES_COLUMNS ? "column"
+                                             : "set");
     std::string packed;
     for (int i = first; i <= last; ++i) {
       packed += m.name(type, i);

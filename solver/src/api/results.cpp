@@ -13,8 +13,7 @@ void copy_vec(const std::vector<double> &v, double *out) {
 }
 
 void need_solution(const SolveState &st) {
-  if (!st.has_solution)
-    fail(QNDA_ERR_STATE, "no solution available (optimise the problem first)");
+  if (!st.has_solution) fail(QNDA_ERR_STATE, "no solution available (optimise the problem first)");
 }
 
 }  // namespace
@@ -87,8 +86,7 @@ int QNDAloadbasis(QNDAprob prob, const int *rowstat, const int *colstat) {
         fail(QNDA_ERR_ARGUMENT, "colstat[%d] = %d is not a basis status (0 to 3)", j, colstat[j]);
       basic += colstat[j] == QNDA_BASIC;
     }
-    if (basic != m)
-      fail(QNDA_ERR_ARGUMENT, "the basis has %d basic entries for %d rows", basic, m);
+    if (basic != m) fail(QNDA_ERR_ARGUMENT, "the basis has %d basic entries for %d rows", basic, m);
     SolveState &st = prob->solve;
     st.start_rowstat.assign(rowstat, rowstat + m);
     st.start_colstat.assign(colstat, colstat + n);

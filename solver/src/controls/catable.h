@@ -31,17 +31,17 @@ constexpr long long kI32 = INT_MAX;
 constexpr long long kI64 = LLONG_MAX;
 
 #define QNDA_CA_INT(id, name, def, lo, hi, desc) \
-  { id, name, QNDA_TYPE_INT, CA_CONTROL, def, lo, hi, 0, 0, 0, nullptr, desc }
+  {id, name, QNDA_TYPE_INT, CA_CONTROL, def, lo, hi, 0, 0, 0, nullptr, desc}
 #define QNDA_CA_INT64(id, name, def, lo, hi, desc) \
-  { id, name, QNDA_TYPE_INT64, CA_CONTROL, def, lo, hi, 0, 0, 0, nullptr, desc }
+  {id, name, QNDA_TYPE_INT64, CA_CONTROL, def, lo, hi, 0, 0, 0, nullptr, desc}
 #define QNDA_CA_DBL(id, name, def, lo, hi, desc) \
-  { id, name, QNDA_TYPE_DOUBLE, CA_CONTROL, 0, 0, 0, def, lo, hi, nullptr, desc }
+  {id, name, QNDA_TYPE_DOUBLE, CA_CONTROL, 0, 0, 0, def, lo, hi, nullptr, desc}
 #define QNDA_CA_STR(id, name, def, desc) \
-  { id, name, QNDA_TYPE_STRING, CA_CONTROL, 0, 0, 0, 0, 0, 0, def, desc }
+  {id, name, QNDA_TYPE_STRING, CA_CONTROL, 0, 0, 0, 0, 0, 0, def, desc}
 #define QNDA_AT_INT(id, name, desc) \
-  { id, name, QNDA_TYPE_INT, CA_ATTRIBUTE, 0, 0, 0, 0, 0, 0, nullptr, desc }
+  {id, name, QNDA_TYPE_INT, CA_ATTRIBUTE, 0, 0, 0, 0, 0, 0, nullptr, desc}
 #define QNDA_AT_DBL(id, name, desc) \
-  { id, name, QNDA_TYPE_DOUBLE, CA_ATTRIBUTE, 0, 0, 0, 0, 0, 0, nullptr, desc }
+  {id, name, QNDA_TYPE_DOUBLE, CA_ATTRIBUTE, 0, 0, 0, 0, 0, 0, nullptr, desc}
 
 constexpr CaInfo kCaTable[] = {
     // ---------------------------------------------------------- controls
@@ -56,8 +56,7 @@ constexpr CaInfo kCaTable[] = {
                 "3 primal simplex, 4 barrier (interior point)."),
     QNDA_CA_INT(QNDA_LPITERLIMIT, "lpiterlimit", kI32, 0, kI32,
                 "Most simplex iterations of one LP solve."),
-    QNDA_CA_INT(QNDA_RANDOMSEED, "randomseed", 0, 0, kI32,
-                "Seed of the engine's random choices."),
+    QNDA_CA_INT(QNDA_RANDOMSEED, "randomseed", 0, 0, kI32, "Seed of the engine's random choices."),
     QNDA_CA_INT(QNDA_MAXMIPSOL, "maxmipsol", 0, 0, kI32,
                 "Stop a MIP solve after this many improving solutions; 0 means no limit."),
     QNDA_CA_INT(QNDA_SCALING, "scaling", 1, 0, 1,
@@ -110,8 +109,7 @@ constexpr CaInfo kCaTable[] = {
                 "Rows allocated but not in use; always 0 in this library."),
     QNDA_AT_INT(QNDA_NAMELENGTH, "namelength",
                 "Length of the longest row, column or set name, in units of 8 characters."),
-    QNDA_AT_INT(QNDA_MIPENTS, "mipents",
-                "Discrete entities: columns that are not continuous."),
+    QNDA_AT_INT(QNDA_MIPENTS, "mipents", "Discrete entities: columns that are not continuous."),
     QNDA_AT_INT(QNDA_ELEMS, "elems", "Nonzero coefficients of the matrix."),
     QNDA_AT_INT(QNDA_QELEMS, "qelems",
                 "Quadratic objective terms (pairs of columns with a coefficient)."),

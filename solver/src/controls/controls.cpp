@@ -26,10 +26,14 @@ const std::array<int, kCaCount> &by_id() {
 
 const char *type_name(int type) {
   switch (type) {
-    case QNDA_TYPE_INT: return "integer";
-    case QNDA_TYPE_INT64: return "64-bit integer";
-    case QNDA_TYPE_DOUBLE: return "double";
-    case QNDA_TYPE_STRING: return "string";
+    case QNDA_TYPE_INT:
+      return "integer";
+    case QNDA_TYPE_INT64:
+      return "64-bit integer";
+    case QNDA_TYPE_DOUBLE:
+      return "double";
+    case QNDA_TYPE_STRING:
+      return "string";
   }
   return "undefined";
 }
@@ -38,8 +42,8 @@ const char *type_name(int type) {
 
 int ca_index(int id) {
   const auto &o = by_id();
-  auto it = std::lower_bound(o.begin(), o.end(), id,
-                             [](int k, int v) { return kCaTable[k].id < v; });
+  auto it =
+      std::lower_bound(o.begin(), o.end(), id, [](int k, int v) { return kCaTable[k].id < v; });
   return (it != o.end() && kCaTable[*it].id == id) ? *it : -1;
 }
 
@@ -71,8 +75,7 @@ int Controls::slot(int id, int want, bool for_set) const {
   if (c.kind != CA_CONTROL)
     fail(QNDA_ERR_UNKNOWNID, "%d (%s) is an attribute, not a control%s", id, c.name,
          for_set ? ": attributes cannot be set" : "");
-  bool ok = c.type == want ||
-            (want == QNDA_TYPE_INT && c.type == QNDA_TYPE_INT64) ||
+  bool ok = c.type == want || (want == QNDA_TYPE_INT && c.type == QNDA_TYPE_INT64) ||
             (want == QNDA_TYPE_INT64 && c.type == QNDA_TYPE_INT);
   if (!ok)
     fail(QNDA_ERR_TYPE, "control %d (%s) is of type %s, not %s", id, c.name, type_name(c.type),
@@ -106,8 +109,8 @@ void Controls::set_dbl(int id, double value) {
   int k = slot(id, QNDA_TYPE_DOUBLE, true);
   const CaInfo &c = kCaTable[k];
   if (std::isnan(value) || value < c.dmin || value > c.dmax)
-    fail(QNDA_ERR_VALUE, "value %g of control %s out of its range [%g, %g]", value, c.name,
-         c.dmin, c.dmax);
+    fail(QNDA_ERR_VALUE, "value %g of control %s out of its range [%g, %g]", value, c.name, c.dmin,
+         c.dmax);
   dbls_[k] = value;
 }
 

@@ -45,7 +45,8 @@ ErrorRecord &global_error() {
 void copy_out(const std::string &s, char *buf, int maxbytes, int *nbytes) {
   if (nbytes) *nbytes = static_cast<int>(s.size()) + 1;
   if (!buf || maxbytes <= 0) return;
-  size_t n = s.size() < static_cast<size_t>(maxbytes) ? s.size() : static_cast<size_t>(maxbytes) - 1;
+  size_t n =
+      s.size() < static_cast<size_t>(maxbytes) ? s.size() : static_cast<size_t>(maxbytes) - 1;
   std::memcpy(buf, s.data(), n);
   buf[n] = '\0';
 }

@@ -16,8 +16,7 @@ struct Error : std::runtime_error {
 };
 
 // Throws Error(code, printf-formatted message).
-[[noreturn]] void fail(int code, const char *fmt, ...)
-    __attribute__((format(printf, 2, 3)));
+[[noreturn]] void fail(int code, const char *fmt, ...) __attribute__((format(printf, 2, 3)));
 
 // A last-error record.  Written by the thread that failed, read by any.
 class ErrorRecord {

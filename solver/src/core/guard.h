@@ -66,7 +66,8 @@ int run_guarded(ErrorRecord &rec, const char *fname, F &&body) {
 // problem"): the error of a bad one can only go to the global environment.
 template <class H>
 int check_handle_of(const H *h, const char *fname, const char *what) {
-  if (!h) return record(global_error(), fname, QNDA_ERR_ARGUMENT, (std::string("null ") + what).c_str());
+  if (!h)
+    return record(global_error(), fname, QNDA_ERR_ARGUMENT, (std::string("null ") + what).c_str());
   if (!h->valid())
     return record(global_error(), fname, QNDA_ERR_ARGUMENT,
                   (std::string("not a ") + what + " (destroyed, or never created)").c_str());
@@ -78,6 +79,6 @@ int check_handle_of(const H *h, const char *fname, const char *what) {
 void check_index(int i, int n, const char *what);
 void check_range(int first, int last, int n, const char *what);
 void check_array(const void *p, const char *name);  // p must not be null
-void check_count(long long n, const char *name);     // n >= 0
+void check_count(long long n, const char *name);    // n >= 0
 
 }  // namespace qnda

@@ -61,8 +61,8 @@ LogFiles &logfiles() {
 void write_logfile(const void *prob, const std::string &path, const char *text) {
   LogFiles &lf = logfiles();
   std::lock_guard<std::mutex> lk(lf.mu);
-  auto it = std::find_if(lf.open.begin(), lf.open.end(),
-                         [&](const auto &e) { return e.first == prob; });
+  auto it =
+      std::find_if(lf.open.begin(), lf.open.end(), [&](const auto &e) { return e.first == prob; });
   if (path.empty()) {
     if (it != lf.open.end()) {
       std::fclose(it->second.fp);

@@ -17,10 +17,10 @@ namespace qnda {
 
 // Settings of one optimisation, taken from the problem's controls.
 struct EngineSettings {
-  bool mip = false;            // run the MIP search (else solve the relaxation)
-  int lp_algorithm = 1;        // 1 engine's choice, 2 dual, 3 primal, 4 barrier
-  int log_level = 1;           // QNDA_LOGLEVEL
-  int threads = 0;             // 0: engine's choice
+  bool mip = false;      // run the MIP search (else solve the relaxation)
+  int lp_algorithm = 1;  // 1 engine's choice, 2 dual, 3 primal, 4 barrier
+  int log_level = 1;     // QNDA_LOGLEVEL
+  int threads = 0;       // 0: engine's choice
   int presolve = 1;
   int scaling = 1;
   int crossover = 1;
@@ -35,7 +35,7 @@ struct EngineSettings {
   double feas_tol = 1e-6;
   double opt_tol = 1e-6;
   double mip_tol = 1e-6;
-  double cutoff = 1e40;          // |cutoff| >= 1e20: none
+  double cutoff = 1e40;  // |cutoff| >= 1e20: none
   double bar_gap = 1e-8;
   double infinity = 1e20;
 };
@@ -46,13 +46,13 @@ enum class EngineStatus {
   Infeasible,
   Unbounded,
   InfeasibleOrUnbounded,
-  Cutoff,          // the objective bound was reached
+  Cutoff,  // the objective bound was reached
   TimeLimit,
   IterationLimit,
   NodeLimit,
   SolutionLimit,
-  Interrupted,     // by Hooks::stop
-  NonConvex,       // the quadratic objective is not convex
+  Interrupted,  // by Hooks::stop
+  NonConvex,    // the quadratic objective is not convex
   Error,
 };
 
@@ -97,9 +97,8 @@ class Engine {
   virtual ~Engine() = default;
   virtual const char *name() const = 0;
   // model may be consumed (moved from).
-  virtual void solve(FlatModel &model, const EngineSettings &settings,
-                     const EngineStart &start, const EngineHooks &hooks,
-                     EngineResult &result) = 0;
+  virtual void solve(FlatModel &model, const EngineSettings &settings, const EngineStart &start,
+                     const EngineHooks &hooks, EngineResult &result) = 0;
 };
 
 // The engine named by QNDA_SOLVERNAME ("highs"); NULL when there is none of

@@ -53,9 +53,7 @@ SigintScope::~SigintScope() {
   if (--g_sig_users == 0) sigaction(SIGINT, &g_sig_saved, nullptr);
 }
 
-bool SigintScope::fired() const {
-  return g_sigint_count.load(std::memory_order_relaxed) != start_;
-}
+bool SigintScope::fired() const { return g_sigint_count.load(std::memory_order_relaxed) != start_; }
 
 // ------------------------------------------------------------ optimisation
 namespace {
@@ -70,15 +68,24 @@ Flags parse_flags(const char *flags, bool mip) {
   if (!flags) return f;
   for (const char *p = flags; *p; ++p) {
     switch (*p) {
-      case 'd': f.algorithm = 2; break;
-      case 'p': f.algorithm = 3; break;
-      case 'b': f.algorithm = 4; break;
-      case 'n': f.algorithm = 1; break;
+      case 'd':
+        f.algorithm = 2;
+        break;
+      case 'p':
+        f.algorithm = 3;
+        break;
+      case 'b':
+        f.algorithm = 4;
+        break;
+      case 'n':
+        f.algorithm = 1;
+        break;
       case 'l':
         if (!mip) fail(QNDA_ERR_ARGUMENT, "unknown flag 'l' (only mipoptimize takes it)");
         f.relax = true;
         break;
-      case ' ': break;
+      case ' ':
+        break;
       default:
         fail(QNDA_ERR_ARGUMENT, "unknown flag '%c' in \"%s\" (known: d p b n%s)", *p, flags,
              mip ? " l" : "");
@@ -122,56 +129,79 @@ EngineSettings settings_from(const Controls &c, bool mip, const Flags &f) {
 // the activity a'x.
 int row_stat_from_engine(BasisStat b, char type) {
   switch (b) {
-    case BasisStat::Basic: return QNDA_BASIC;
-    case BasisStat::Zero: return type == 'N' ? QNDA_BASIC : QNDA_FREE_SUPER;
-    case BasisStat::Lower: return type == 'E' || type == 'L' ? QNDA_AT_LOWER : QNDA_AT_UPPER;
-    case BasisStat::Upper: return type == 'G' ? QNDA_AT_UPPER : QNDA_AT_LOWER;
+    case BasisStat::Basic:
+      return QNDA_BASIC;
+    case BasisStat::Zero:
+      return type == 'N' ? QNDA_BASIC : QNDA_FREE_SUPER;
+    case BasisStat::Lower:
+      return type == 'E' || type == 'L' ? QNDA_AT_LOWER : QNDA_AT_UPPER;
+    case BasisStat::Upper:
+      return type == 'G' ? QNDA_AT_UPPER : QNDA_AT_LOWER;
   }
   return QNDA_BASIC;
 }
 
 BasisStat row_stat_to_engine(int s, char type) {
   switch (s) {
-    case QNDA_BASIC: return BasisStat::Basic;
-    case QNDA_FREE_SUPER: return BasisStat::Zero;
-    case QNDA_AT_LOWER: return type == 'G' || type == 'E' ? BasisStat::Lower : BasisStat::Upper;
-    default: return type == 'L' ? BasisStat::Upper : BasisStat::Lower;
+    case QNDA_BASIC:
+      return BasisStat::Basic;
+    case QNDA_FREE_SUPER:
+      return BasisStat::Zero;
+    case QNDA_AT_LOWER:
+      return type == 'G' || type == 'E' ? BasisStat::Lower : BasisStat::Upper;
+    default:
+      return type == 'L' ? BasisStat::Upper : BasisStat::Lower;
   }
 }
 
 int col_stat_from_engine(BasisStat b) {
   switch (b) {
-    case BasisStat::Basic: return QNDA_BASIC;
-    case BasisStat::Upper: return QNDA_AT_UPPER;
-    case BasisStat::Zero: return QNDA_FREE_SUPER;
-    default: return QNDA_AT_LOWER;
+    case BasisStat::Basic:
+      return QNDA_BASIC;
+    case BasisStat::Upper:
+      return QNDA_AT_UPPER;
+    case BasisStat::Zero:
+      return QNDA_FREE_SUPER;
+    default:
+      return QNDA_AT_LOWER;
   }
 }
 
 BasisStat col_stat_to_engine(int s) {
   switch (s) {
-    case QNDA_BASIC: return BasisStat::Basic;
-    case QNDA_AT_UPPER: return BasisStat::Upper;
-    case QNDA_FREE_SUPER: return BasisStat::Zero;
-    default: return BasisStat::Lower;
+    case QNDA_BASIC:
+      return BasisStat::Basic;
+    case QNDA_AT_UPPER:
+      return BasisStat::Upper;
+    case QNDA_FREE_SUPER:
+      return BasisStat::Zero;
+    default:
+      return BasisStat::Lower;
   }
 }
 
 const char *stop_text(int stop) {
   switch (stop) {
-    case QNDA_STOP_TIMELIMIT: return "time limit reached";
-    case QNDA_STOP_CTRLC: return "interrupted by Ctrl-C";
-    case QNDA_STOP_NODELIMIT: return "node limit reached";
-    case QNDA_STOP_ITERLIMIT: return "iteration limit reached";
-    case QNDA_STOP_MIPGAP: return "MIP gap reached";
-    case QNDA_STOP_SOLLIMIT: return "solution limit reached";
-    case QNDA_STOP_USER: return "interrupted by the user";
-    default: return "interrupted";
+    case QNDA_STOP_TIMELIMIT:
+      return "time limit reached";
+    case QNDA_STOP_CTRLC:
+      return "interrupted by Ctrl-C";
+    case QNDA_STOP_NODELIMIT:
+      return "node limit reached";
+    case QNDA_STOP_ITERLIMIT:
+      return "iteration limit reached";
+    case QNDA_STOP_MIPGAP:
+      return "MIP gap reached";
+    case QNDA_STOP_SOLLIMIT:
+      return "solution limit reached";
+    case QNDA_STOP_USER:
+      return "interrupted by the user";
+    default:
+      return "interrupted";
   }
 }
 
-void fill_results(const Model &model, const EngineResult &r, bool rows_rewritten,
-                  SolveState &st) {
+void fill_results(const Model &model, const EngineResult &r, bool rows_rewritten, SolveState &st) {
   const int n = model.ncols(), m = model.nrows();
   if (r.has_primal) {
     st.has_solution = true;
@@ -208,54 +238,71 @@ void fill_results(const Model &model, const EngineResult &r, bool rows_rewritten
 
 int stop_of(EngineStatus s, int interrupt_reason) {
   switch (s) {
-    case EngineStatus::TimeLimit: return QNDA_STOP_TIMELIMIT;
-    case EngineStatus::IterationLimit: return QNDA_STOP_ITERLIMIT;
-    case EngineStatus::NodeLimit: return QNDA_STOP_NODELIMIT;
-    case EngineStatus::SolutionLimit: return QNDA_STOP_SOLLIMIT;
-    case EngineStatus::Interrupted: return interrupt_reason ? interrupt_reason : QNDA_STOP_USER;
-    default: return QNDA_STOP_NONE;
+    case EngineStatus::TimeLimit:
+      return QNDA_STOP_TIMELIMIT;
+    case EngineStatus::IterationLimit:
+      return QNDA_STOP_ITERLIMIT;
+    case EngineStatus::NodeLimit:
+      return QNDA_STOP_NODELIMIT;
+    case EngineStatus::SolutionLimit:
+      return QNDA_STOP_SOLLIMIT;
+    case EngineStatus::Interrupted:
+      return interrupt_reason ? interrupt_reason : QNDA_STOP_USER;
+    default:
+      return QNDA_STOP_NONE;
   }
 }
 
 int lp_status_of(EngineStatus s) {
   switch (s) {
-    case EngineStatus::Optimal: return QNDA_LP_OPTIMAL;
+    case EngineStatus::Optimal:
+      return QNDA_LP_OPTIMAL;
     case EngineStatus::Infeasible:
-    case EngineStatus::InfeasibleOrUnbounded: return QNDA_LP_INFEAS;
-    case EngineStatus::Unbounded: return QNDA_LP_UNBOUNDED;
-    case EngineStatus::Cutoff: return QNDA_LP_CUTOFF_IN_DUAL;
+    case EngineStatus::InfeasibleOrUnbounded:
+      return QNDA_LP_INFEAS;
+    case EngineStatus::Unbounded:
+      return QNDA_LP_UNBOUNDED;
+    case EngineStatus::Cutoff:
+      return QNDA_LP_CUTOFF_IN_DUAL;
     case EngineStatus::TimeLimit:
     case EngineStatus::IterationLimit:
     case EngineStatus::NodeLimit:
     case EngineStatus::SolutionLimit:
-    case EngineStatus::Interrupted: return QNDA_LP_UNFINISHED;
-    case EngineStatus::NonConvex: return QNDA_LP_NONCONVEX;
-    default: return QNDA_LP_UNSOLVED;
+    case EngineStatus::Interrupted:
+      return QNDA_LP_UNFINISHED;
+    case EngineStatus::NonConvex:
+      return QNDA_LP_NONCONVEX;
+    default:
+      return QNDA_LP_UNSOLVED;
   }
 }
 
 int mip_status_of(EngineStatus s, bool has_solution) {
   switch (s) {
-    case EngineStatus::Optimal: return QNDA_MIP_OPTIMAL;
+    case EngineStatus::Optimal:
+      return QNDA_MIP_OPTIMAL;
     case EngineStatus::Infeasible:
     case EngineStatus::InfeasibleOrUnbounded:
-    case EngineStatus::Cutoff: return QNDA_MIP_INFEAS;
-    case EngineStatus::Unbounded: return QNDA_MIP_UNBOUNDED;
-    default: return has_solution ? QNDA_MIP_SOLUTION : QNDA_MIP_NO_SOL_FOUND;
+    case EngineStatus::Cutoff:
+      return QNDA_MIP_INFEAS;
+    case EngineStatus::Unbounded:
+      return QNDA_MIP_UNBOUNDED;
+    default:
+      return has_solution ? QNDA_MIP_SOLUTION : QNDA_MIP_NO_SOL_FOUND;
   }
 }
 
 const char *lp_status_text(int s) {
-  static const char *names[] = {"unstarted", "optimal", "infeasible", "cut off",
-                                "unfinished", "unbounded", "cut off in dual", "unsolved",
-                                "nonconvex"};
+  static const char *names[] = {"unstarted",       "optimal",    "infeasible",
+                                "cut off",         "unfinished", "unbounded",
+                                "cut off in dual", "unsolved",   "nonconvex"};
   return s >= 0 && s <= 8 ? names[s] : "unknown";
 }
 
 const char *mip_status_text(int s) {
-  static const char *names[] = {"not loaded", "LP not optimal", "LP optimal",
+  static const char *names[] = {"not loaded",        "LP not optimal", "LP optimal",
                                 "no solution found", "solution found", "infeasible",
-                                "optimal", "unbounded"};
+                                "optimal",           "unbounded"};
   return s >= 0 && s <= 7 ? names[s] : "unknown";
 }
 
@@ -291,8 +338,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
       st.lp_status = QNDA_LP_NONCONVEX;
       fail(QNDA_ERR_UNSUPPORTED,
            "the quadratic objective is not %s; the %s engine solves convex QPs only",
-           model.obj_sense() < 0 ? "concave (maximising)" : "convex (minimising)",
-           engine->name());
+           model.obj_sense() < 0 ? "concave (maximising)" : "convex (minimising)", engine->name());
     }
   }
 
@@ -326,8 +372,8 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const int log_level = s.log_level;
   const char *what = search ? "MIP" : fm.has_quadratic() ? "QP" : "LP";
   if (log_level >= 1) {
-    emit_messagef(&prob, MSG_INFO, "Solving %s with %s: %d rows, %d columns, %lld elements%s",
-                  what, engine->name(), m, n,
+    emit_messagef(&prob, MSG_INFO, "Solving %s with %s: %d rows, %d columns, %lld elements%s", what,
+                  engine->name(), m, n,
                   static_cast<long long>(fm.start.empty() ? 0 : fm.start.back()),
                   fm.ncols > n || fm.nrows > m ? " (reformulated)" : "");
     if (fm.ncols > n || fm.nrows > m)
@@ -385,9 +431,8 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     if (r.status == EngineStatus::Infeasible || r.status == EngineStatus::Unbounded)
       st.lp_status = lp_status_of(r.status);
     else
-      st.lp_status = st.has_solution || r.status == EngineStatus::Optimal
-                         ? QNDA_LP_OPTIMAL
-                         : lp_status_of(r.status);
+      st.lp_status = st.has_solution || r.status == EngineStatus::Optimal ? QNDA_LP_OPTIMAL
+                                                                          : lp_status_of(r.status);
     st.mip_obj = st.has_solution ? r.objective : no_obj;
     st.obj = st.mip_obj;
     st.best_bound = r.best_bound;
@@ -400,8 +445,8 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     if (mip) {
       // mipoptimize of a problem without entities, or of its relaxation ("l").
       if (f.relax)
-        st.mip_status = st.lp_status == QNDA_LP_OPTIMAL ? QNDA_MIP_LP_OPTIMAL
-                                                        : QNDA_MIP_LP_NOT_OPTIMAL;
+        st.mip_status =
+            st.lp_status == QNDA_LP_OPTIMAL ? QNDA_MIP_LP_OPTIMAL : QNDA_MIP_LP_NOT_OPTIMAL;
       else
         st.mip_status = mip_status_of(r.status, st.has_solution);
       if (!f.relax) {
@@ -445,19 +490,18 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
                     "MIP status: %s; objective %.10g, best bound %.10g, gap %.4g%%, %lld nodes, "
                     "%.2fs",
                     mip_status_text(st.mip_status), st.mip_obj, st.best_bound,
-                    st.has_solution ? 100.0 * st.rel_gap : 100.0,
-                    static_cast<long long>(st.nodes), st.solve_time);
+                    st.has_solution ? 100.0 * st.rel_gap : 100.0, static_cast<long long>(st.nodes),
+                    st.solve_time);
     else
-      emit_messagef(&prob, MSG_INFO, "%s status: %s; objective %.10g, %lld iterations, %.2fs",
-                    what, lp_status_text(st.lp_status), st.lp_obj,
+      emit_messagef(&prob, MSG_INFO, "%s status: %s; objective %.10g, %lld iterations, %.2fs", what,
+                    lp_status_text(st.lp_status), st.lp_obj,
                     static_cast<long long>(st.simplex_iter + st.barrier_iter), st.solve_time);
     if (st.stop_status != QNDA_STOP_NONE)
       emit_messagef(&prob, MSG_INFO, "Stopped: %s", stop_text(st.stop_status));
   }
   flush_messages(&prob);
 
-  if (r.status == EngineStatus::NonConvex)
-    fail(QNDA_ERR_UNSUPPORTED, "%s", r.message.c_str());
+  if (r.status == EngineStatus::NonConvex) fail(QNDA_ERR_UNSUPPORTED, "%s", r.message.c_str());
   if (r.status == EngineStatus::Error)
     fail(QNDA_ERR_ENGINE, "%s", r.message.empty() ? "the engine failed" : r.message.c_str());
 }

@@ -141,8 +141,8 @@ void reformulate_sets(const Model &model, FlatModel &m, Extension &ext) {
   for (int s = 0; s < model.nsets(); ++s) {
     const QNDAint64 b0 = start[s], n = start[s + 1] - start[s];
     if (n <= (type[s] == '2' ? 2 : 1)) continue;  // nothing to enforce
-    std::string what = std::string(type[s] == '2' ? "SOS2" : "SOS1") + " set " +
-                       model.name(NAMES_SETS, s);
+    std::string what =
+        std::string(type[s] == '2' ? "SOS2" : "SOS1") + " set " + model.name(NAMES_SETS, s);
     // Members in the order of their reference values.
     std::vector<QNDAint64> order(n);
     std::iota(order.begin(), order.end(), b0);
@@ -231,14 +231,15 @@ void reformulate_partial(const Model &model, FlatModel &m, Extension &ext, int j
 }
 
 // Smallest and largest value of row i's linear part over the column bounds.
-void activity_range(const FlatModel &m, const std::vector<std::vector<std::pair<int, double>>> &rows,
-                    int i, double *lo, double *hi) {
+void activity_range(const FlatModel &m,
+                    const std::vector<std::vector<std::pair<int, double>>> &rows, int i, double *lo,
+                    double *hi) {
   double a = 0, b = 0;
   for (const auto &e : rows[i]) {
     double l = m.lb[e.first], u = m.ub[e.first];
     const double v = e.second;
-    if (!m.kind.empty() && (m.kind[e.first] == ColKind::SemiContinuous ||
-                            m.kind[e.first] == ColKind::SemiInteger)) {
+    if (!m.kind.empty() &&
+        (m.kind[e.first] == ColKind::SemiContinuous || m.kind[e.first] == ColKind::SemiInteger)) {
       l = std::min(l, 0.0);  // the column may also be 0
       u = std::max(u, 0.0);
     }
@@ -379,7 +380,9 @@ void flatten(const Model &model, const FlattenOptions &opt, FlatModel &m) {
   for (int j = 0; j < n; ++j) {
     const double L = model.limit()[j];
     switch (ct[j]) {
-      case 'I': m.kind[j] = ColKind::Integer; break;
+      case 'I':
+        m.kind[j] = ColKind::Integer;
+        break;
       case 'B':
         m.kind[j] = ColKind::Integer;
         m.lb[j] = std::max(m.lb[j], 0.0);
@@ -393,8 +396,11 @@ void flatten(const Model &model, const FlattenOptions &opt, FlatModel &m) {
           fail(QNDA_ERR_UNSUPPORTED, "Semi-%s column %s requires a finite upper bound",
                ct[j] == 'S' ? "continuous" : "integer", col_label(model, j).c_str());
         break;
-      case 'P': partial.push_back(j); break;
-      default: break;
+      case 'P':
+        partial.push_back(j);
+        break;
+      default:
+        break;
     }
   }
   Extension ext(m);

@@ -14,7 +14,7 @@ struct FlattenOptions {
   // The MIP search will run (else only the relaxation is solved: the
   // reformulation is the same, the engine drops integrality).
   bool search = true;
-  double infinity = 1e20;  // bound magnitude treated as infinite
+  double infinity = 1e20;        // bound magnitude treated as infinite
   const char *engine = "highs";  // named in error messages
 };
 

@@ -23,14 +23,26 @@ void read_lp(const std::string &path, ModelData &d) {
   };
   for (int i = 0; i < m.nrows; ++i) {
     const double lo = m.rowlo[i], hi = m.rowup[i];
-    const bool li = std::isinf(lo) || lo <= -QNDA_INFINITY, hinf = std::isinf(hi) || hi >= QNDA_INFINITY;
+    const bool li = std::isinf(lo) || lo <= -QNDA_INFINITY,
+               hinf = std::isinf(hi) || hi >= QNDA_INFINITY;
     char t;
     double rhs = 0, range = 0;
-    if (li && hinf) t = 'N';
-    else if (li) { t = 'L'; rhs = hi; }
-    else if (hinf) { t = 'G'; rhs = lo; }
-    else if (lo == hi) { t = 'E'; rhs = hi; }
-    else { t = 'R'; rhs = hi; range = hi - lo; }
+    if (li && hinf)
+      t = 'N';
+    else if (li) {
+      t = 'L';
+      rhs = hi;
+    } else if (hinf) {
+      t = 'G';
+      rhs = lo;
+    } else if (lo == hi) {
+      t = 'E';
+      rhs = hi;
+    } else {
+      t = 'R';
+      rhs = hi;
+      range = hi - lo;
+    }
     d.rowtype.push_back(t);
     d.rhs.push_back(rhs);
     d.range.push_back(range);
@@ -51,7 +63,8 @@ void read_lp(const std::string &path, ModelData &d) {
           limit = lb > 0 ? lb : 0;
           lb = 0;
           break;
-        default: break;
+        default:
+          break;
       }
     }
     d.lb.push_back(lb);
@@ -69,9 +82,12 @@ void read_lp(const std::string &path, ModelData &d) {
 
 void write_lp(const std::string &path, const std::string &probname, const Model &model) {
   const char *why = nullptr;
-  if (model.nsets() > 0) why = "special ordered sets";
-  else if (model.indicator_count() > 0) why = "indicator rows";
-  else if (!model.qrow_list().empty()) why = "quadratic rows";
+  if (model.nsets() > 0)
+    why = "special ordered sets";
+  else if (model.indicator_count() > 0)
+    why = "indicator rows";
+  else if (!model.qrow_list().empty())
+    why = "quadratic rows";
   for (char c : model.coltype())
     if (c == 'P') why = "partially integer columns";
   if (why)
@@ -108,13 +124,16 @@ void write_lp(const std::string &path, const std::string &probname, const Model 
     for (int j = 0; j < n; ++j) {
       switch (model.coltype()[j]) {
         case 'I':
-        case 'B': f.kind[j] = ColKind::Integer; break;
+        case 'B':
+          f.kind[j] = ColKind::Integer;
+          break;
         case 'S':
         case 'R':
           f.kind[j] = model.coltype()[j] == 'S' ? ColKind::SemiContinuous : ColKind::SemiInteger;
           if (model.limit()[j] > 0) f.lb[j] = model.limit()[j];
           break;
-        default: break;
+        default:
+          break;
       }
     }
   }

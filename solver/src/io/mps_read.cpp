@@ -19,8 +19,20 @@ namespace qnda {
 namespace {
 
 enum Section {
-  S_NONE, S_NAME, S_OBJSENSE, S_ROWS, S_COLUMNS, S_RHS, S_RANGES, S_BOUNDS,
-  S_QUADOBJ, S_QMATRIX, S_QCMATRIX, S_SOS, S_INDICATORS, S_SKIP
+  S_NONE,
+  S_NAME,
+  S_OBJSENSE,
+  S_ROWS,
+  S_COLUMNS,
+  S_RHS,
+  S_RANGES,
+  S_BOUNDS,
+  S_QUADOBJ,
+  S_QMATRIX,
+  S_QCMATRIX,
+  S_SOS,
+  S_INDICATORS,
+  S_SKIP
 };
 
 struct Reader {
@@ -300,13 +312,19 @@ struct Reader {
       if (!has_range[i]) continue;
       const double R = raw_range[i];
       switch (d.rowtype[i]) {
-        case 'L': d.range[i] = std::fabs(R); break;
-        case 'G': d.rhs[i] += std::fabs(R); d.range[i] = std::fabs(R); break;
+        case 'L':
+          d.range[i] = std::fabs(R);
+          break;
+        case 'G':
+          d.rhs[i] += std::fabs(R);
+          d.range[i] = std::fabs(R);
+          break;
         case 'E':
           if (R > 0) d.rhs[i] += R;
           d.range[i] = std::fabs(R);
           break;
-        default: continue;
+        default:
+          continue;
       }
       d.rowtype[i] = 'R';
     }
@@ -361,10 +379,12 @@ Section section_named(const std::string &h) {
     const char *name;
     Section sec;
   } kPlain[] = {
-      {"OBJSENCE", S_OBJSENSE}, {"ROWS", S_ROWS},         {"COLUMNS", S_COLUMNS},
-      {"RHS", S_RHS},           {"RANGES", S_RANGES},     {"BOUNDS", S_BOUNDS},
-      {"QUADOBJ", S_QUADOBJ},   {"QSECTION", S_QUADOBJ},  {"QMATRIX", S_QMATRIX},
-      {"SOS", S_SOS},           {"INDICATORS", S_INDICATORS}, {"OBJNAME", S_SKIP},
+      {"OBJSENCE", S_OBJSENSE},     {"ROWS", S_ROWS},
+      {"COLUMNS", S_COLUMNS},       {"RHS", S_RHS},
+      {"RANGES", S_RANGES},         {"BOUNDS", S_BOUNDS},
+      {"QUADOBJ", S_QUADOBJ},       {"QSECTION", S_QUADOBJ},
+      {"QMATRIX", S_QMATRIX},       {"SOS", S_SOS},
+      {"INDICATORS", S_INDICATORS}, {"OBJNAME", S_SKIP},
   };
   for (const auto &p : kPlain)
     if (h == p.name) return p.sec;
@@ -422,18 +442,40 @@ void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &d
         d.sense = v.compare(0, 3, "MAX") == 0 ? -1 : 1;
         break;
       }
-      case S_ROWS: rd.rows_line(t); break;
-      case S_COLUMNS: rd.columns_line(t); break;
-      case S_RHS: rd.pairs_line(t, false); break;
-      case S_RANGES: rd.pairs_line(t, true); break;
-      case S_BOUNDS: rd.bounds_line(t); break;
-      case S_QUADOBJ: rd.quad_line(t, true); break;
-      case S_QMATRIX: rd.quad_line(t, false); break;
-      case S_QCMATRIX: rd.qc_line(t); break;
-      case S_SOS: rd.sos_line(t); break;
-      case S_INDICATORS: rd.indicator_line(t); break;
-      case S_SKIP: break;
-      default: rd.bad("data outside a section");
+      case S_ROWS:
+        rd.rows_line(t);
+        break;
+      case S_COLUMNS:
+        rd.columns_line(t);
+        break;
+      case S_RHS:
+        rd.pairs_line(t, false);
+        break;
+      case S_RANGES:
+        rd.pairs_line(t, true);
+        break;
+      case S_BOUNDS:
+        rd.bounds_line(t);
+        break;
+      case S_QUADOBJ:
+        rd.quad_line(t, true);
+        break;
+      case S_QMATRIX:
+        rd.quad_line(t, false);
+        break;
+      case S_QCMATRIX:
+        rd.qc_line(t);
+        break;
+      case S_SOS:
+        rd.sos_line(t);
+        break;
+      case S_INDICATORS:
+        rd.indicator_line(t);
+        break;
+      case S_SKIP:
+        break;
+      default:
+        rd.bad("data outside a section");
     }
   }
   if (in.bad()) fail(QNDA_ERR_FILE, "error reading %s", path.c_str());

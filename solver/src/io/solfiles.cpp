@@ -54,11 +54,11 @@ std::string quoted(const std::string &s) {
 const char *status_name(const SolveState &st) {
   if (st.was_mip) {
     static const char *n[] = {"not loaded", "LP not optimal", "LP optimal", "no solution found",
-                              "solution", "infeasible", "optimal", "unbounded"};
+                              "solution",   "infeasible",     "optimal",    "unbounded"};
     return st.mip_status >= 0 && st.mip_status <= 7 ? n[st.mip_status] : "unknown";
   }
-  static const char *n[] = {"unstarted", "optimal", "infeasible", "cutoff", "unfinished",
-                            "unbounded", "cutoff in dual", "unsolved", "nonconvex"};
+  static const char *n[] = {"unstarted", "optimal",        "infeasible", "cutoff",   "unfinished",
+                            "unbounded", "cutoff in dual", "unsolved",   "nonconvex"};
   return st.lp_status >= 0 && st.lp_status <= 8 ? n[st.lp_status] : "unknown";
 }
 
@@ -99,8 +99,8 @@ void write_prtsol(const qnda_problem_s &prob, const std::string &path) {
   std::fprintf(o, "Objective:   %.10g (%s)\n\n", st.obj,
                model.obj_sense() < 0 ? "maximise" : "minimise");
   std::fprintf(o, "Rows section\n");
-  std::fprintf(o, "%8s %-16s %2s %16s %16s %16s %16s\n", "Number", "Row", "Ty", "Activity",
-               "Slack", "RHS", "Dual");
+  std::fprintf(o, "%8s %-16s %2s %16s %16s %16s %16s\n", "Number", "Row", "Ty", "Activity", "Slack",
+               "RHS", "Dual");
   const auto &type = model.rowtype();
   const auto &rhs = model.rhs();
   for (int i = 0; i < model.nrows(); ++i)
@@ -108,13 +108,13 @@ void write_prtsol(const qnda_problem_s &prob, const std::string &path) {
                  model.name(NAMES_ROWS, i).c_str(), type[i], rhs[i] - st.slack[i], st.slack[i],
                  rhs[i], st.has_duals ? st.duals[i] : 0.0);
   std::fprintf(o, "\nColumns section\n");
-  std::fprintf(o, "%8s %-16s %2s %16s %16s %16s %16s\n", "Number", "Column", "Ty", "Value",
-               "Lower", "Upper", "Reduced cost");
+  std::fprintf(o, "%8s %-16s %2s %16s %16s %16s %16s\n", "Number", "Column", "Ty", "Value", "Lower",
+               "Upper", "Reduced cost");
   const auto &ct = model.coltype();
   for (int j = 0; j < model.ncols(); ++j)
     std::fprintf(o, "%8d %-16s %2c %16.8g %16.8g %16.8g %16.8g\n", j,
-                 model.name(NAMES_COLS, j).c_str(), ct[j], st.x[j], model.lb()[j],
-                 model.ub()[j], st.has_duals ? st.djs[j] : 0.0);
+                 model.name(NAMES_COLS, j).c_str(), ct[j], st.x[j], model.lb()[j], model.ub()[j],
+                 st.has_duals ? st.djs[j] : 0.0);
   f.close();
 }
 
@@ -150,7 +150,8 @@ void read_slx(qnda_problem_s &prob, const std::string &path, std::vector<double>
     if (!(ss >> name >> val))
       fail(QNDA_ERR_FILE, "%s, line %d: a C line needs a column and a value", path.c_str(), no);
     int j = model.find_name(NAMES_COLS, name.c_str());
-    if (j < 0) fail(QNDA_ERR_FILE, "%s, line %d: unknown column %s", path.c_str(), no, name.c_str());
+    if (j < 0)
+      fail(QNDA_ERR_FILE, "%s, line %d: unknown column %s", path.c_str(), no, name.c_str());
     char *end = nullptr;
     double v = std::strtod(val.c_str(), &end);
     if (*end) fail(QNDA_ERR_FILE, "%s, line %d: not a number: %s", path.c_str(), no, val.c_str());

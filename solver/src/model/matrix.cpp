@@ -70,8 +70,7 @@ void SparseMatrix::add_col_entries(int first_col, int n, const Idx *start, const
   }
   start_.resize(first_col + 1);
   size_t total = 0;
-  for (int j = 0; j < n; ++j)
-    total += static_cast<size_t>(len ? len[j] : start[j + 1] - start[j]);
+  for (int j = 0; j < n; ++j) total += static_cast<size_t>(len ? len[j] : start[j + 1] - start[j]);
   reserve_more(index_, total);
   reserve_more(value_, total);
   reserve_more(start_, n);
@@ -312,7 +311,9 @@ void QuadTerms::clear() {
 
 void QuadTerms::flush() const {
   if (log_.empty()) return;
-  auto key_less = [](const auto &a, const auto &b) { return a.i < b.i || (a.i == b.i && a.j < b.j); };
+  auto key_less = [](const auto &a, const auto &b) {
+    return a.i < b.i || (a.i == b.i && a.j < b.j);
+  };
   std::stable_sort(log_.begin(), log_.end(), key_less);
   std::vector<Term> merged;
   merged.reserve(terms_.size() + log_.size());
@@ -336,10 +337,9 @@ void QuadTerms::flush() const {
 double QuadTerms::get(int i, int j) const {
   if (i > j) std::swap(i, j);
   flush();
-  auto it = std::lower_bound(terms_.begin(), terms_.end(), Term{i, j, 0.0},
-                             [](const Term &a, const Term &b) {
-                               return a.i < b.i || (a.i == b.i && a.j < b.j);
-                             });
+  auto it = std::lower_bound(
+      terms_.begin(), terms_.end(), Term{i, j, 0.0},
+      [](const Term &a, const Term &b) { return a.i < b.i || (a.i == b.i && a.j < b.j); });
   return (it != terms_.end() && it->i == i && it->j == j) ? it->v : 0.0;
 }
 

@@ -48,11 +48,26 @@ double clamp01(double v) { return v < 0.0 ? 0.0 : v > 1.0 ? 1.0 : v; }
 void Model::row_bounds(int i, double *lo, double *hi) const {
   double r = rhs_[i];
   switch (rowtype_[i]) {
-    case 'L': *lo = -QNDA_INFINITY; *hi = r; break;
-    case 'G': *lo = r; *hi = QNDA_INFINITY; break;
-    case 'E': *lo = r; *hi = r; break;
-    case 'R': *lo = r - range_[i]; *hi = r; break;
-    default: *lo = -QNDA_INFINITY; *hi = QNDA_INFINITY; break;
+    case 'L':
+      *lo = -QNDA_INFINITY;
+      *hi = r;
+      break;
+    case 'G':
+      *lo = r;
+      *hi = QNDA_INFINITY;
+      break;
+    case 'E':
+      *lo = r;
+      *hi = r;
+      break;
+    case 'R':
+      *lo = r - range_[i];
+      *hi = r;
+      break;
+    default:
+      *lo = -QNDA_INFINITY;
+      *hi = QNDA_INFINITY;
+      break;
   }
   if (*lo <= -QNDA_INFINITY) *lo = -QNDA_INFINITY;
   if (*hi >= QNDA_INFINITY) *hi = QNDA_INFINITY;

@@ -53,8 +53,8 @@ class SparseMatrix {
   // is [start[j], start[j] + len[j]), else [start[j], start[j+1]).  Appending
   // to the last, still empty columns is done in place.
   template <class Idx>
-  void add_col_entries(int first_col, int n, const Idx *start, const int *len,
-                       const int *rowind, const double *val);
+  void add_col_entries(int first_col, int n, const Idx *start, const int *len, const int *rowind,
+                       const double *val);
 
   void set_coef(int row, int col, double v);  // replaces; 0 removes
   void add_coef(int row, int col, double v);  // sums
@@ -125,8 +125,11 @@ class QuadTerms {
 };
 
 // ------------------------------------------------------------------- model
-enum NameKind { NAMES_ROWS = QNDA_NAMES_ROWS, NAMES_COLS = QNDA_NAMES_COLUMNS,
-                NAMES_SETS = QNDA_NAMES_SETS };
+enum NameKind {
+  NAMES_ROWS = QNDA_NAMES_ROWS,
+  NAMES_COLS = QNDA_NAMES_COLUMNS,
+  NAMES_SETS = QNDA_NAMES_SETS
+};
 
 class Model {
  public:
@@ -149,7 +152,7 @@ class Model {
   // -------------------------------------------------------------- rows
   const std::vector<char> &rowtype() const { return rowtype_; }  // 'L','G','E','R','N'
   const std::vector<double> &rhs() const { return rhs_; }
-  const std::vector<double> &range() const { return range_; }    // meaningful for 'R'
+  const std::vector<double> &range() const { return range_; }  // meaningful for 'R'
   // Row i as lo <= a'x <= hi, infinite ends as -/+QNDA_INFINITY.
   void row_bounds(int i, double *lo, double *hi) const;
 
@@ -166,7 +169,7 @@ class Model {
   QNDAint64 qrow_terms() const;
 
   // -------------------------------------------------------------- sets
-  const std::vector<char> &settype() const { return settype_; }  // '1', '2'
+  const std::vector<char> &settype() const { return settype_; }         // '1', '2'
   const std::vector<QNDAint64> &setstart() const { return setstart_; }  // nsets + 1
   const std::vector<int> &setcol() const { return setcol_; }
   const std::vector<double> &setref() const { return setref_; }

@@ -21,8 +21,6 @@ void emit_messagef(qnda_problem_s *prob, int msgtype, const char *fmt, ...) {
   emit_message(prob, msgtype, buf);
 }
 
-void flush_messages(qnda_problem_s *prob) {
-  route_flush(prob, prob ? &prob->handlers : nullptr);
-}
+void flush_messages(qnda_problem_s *prob) { route_flush(prob, prob ? &prob->handlers : nullptr); }
 
 }  // namespace qnda

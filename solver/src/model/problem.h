@@ -16,7 +16,7 @@
 #include "qnda.h"
 
 struct qnda_problem_s {
-  static constexpr unsigned kMagic = 0x51444e41u;   // "ANDQ"
+  static constexpr unsigned kMagic = 0x51444e41u;  // "ANDQ"
   static constexpr unsigned kFreed = 0xdeadbeefu;  // written by QNDAdestroyprob
 
   unsigned magic = kMagic;

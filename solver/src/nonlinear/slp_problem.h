@@ -66,7 +66,7 @@ struct qslp_problem_s {
   static constexpr unsigned kFreed = 0xdeadbeefu;
 
   unsigned magic = kMagic;
-  QNDAprob main = nullptr;    // the main problem (not owned unless owns_main)
+  QNDAprob main = nullptr;  // the main problem (not owned unless owns_main)
   bool owns_main = false;
   qnda::ErrorRecord err;
   qnda::SlpControls controls;

@@ -27,10 +27,18 @@ void move_into(FlatModel &m, HighsModel &hm, bool keep_integrality) {
     lp.integrality_.resize(m.ncols);
     for (int j = 0; j < m.ncols; ++j) {
       switch (m.kind[j]) {
-        case ColKind::Integer: lp.integrality_[j] = HighsVarType::kInteger; break;
-        case ColKind::SemiContinuous: lp.integrality_[j] = HighsVarType::kSemiContinuous; break;
-        case ColKind::SemiInteger: lp.integrality_[j] = HighsVarType::kSemiInteger; break;
-        default: lp.integrality_[j] = HighsVarType::kContinuous; break;
+        case ColKind::Integer:
+          lp.integrality_[j] = HighsVarType::kInteger;
+          break;
+        case ColKind::SemiContinuous:
+          lp.integrality_[j] = HighsVarType::kSemiContinuous;
+          break;
+        case ColKind::SemiInteger:
+          lp.integrality_[j] = HighsVarType::kSemiInteger;
+          break;
+        default:
+          lp.integrality_[j] = HighsVarType::kContinuous;
+          break;
       }
     }
   } else if (!m.kind.empty()) {
@@ -74,10 +82,17 @@ void copy_from(const HighsModel &hm, FlatModel &m) {
     m.kind.resize(m.ncols, ColKind::Continuous);
     for (int j = 0; j < m.ncols; ++j) {
       switch (lp.integrality_[j]) {
-        case HighsVarType::kInteger: m.kind[j] = ColKind::Integer; break;
-        case HighsVarType::kSemiContinuous: m.kind[j] = ColKind::SemiContinuous; break;
-        case HighsVarType::kSemiInteger: m.kind[j] = ColKind::SemiInteger; break;
-        default: break;
+        case HighsVarType::kInteger:
+          m.kind[j] = ColKind::Integer;
+          break;
+        case HighsVarType::kSemiContinuous:
+          m.kind[j] = ColKind::SemiContinuous;
+          break;
+        case HighsVarType::kSemiInteger:
+          m.kind[j] = ColKind::SemiInteger;
+          break;
+        default:
+          break;
       }
     }
   }

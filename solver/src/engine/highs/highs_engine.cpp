@@ -18,17 +18,25 @@ namespace {
 // once) into whole lines.
 class LineSplitter {
  public:
-  explicit LineSplitter(const EngineHooks &hooks, int level)
-      : hooks_(hooks), level_(level) {}
+  explicit LineSplitter(const EngineHooks &hooks, int level) : hooks_(hooks), level_(level) {}
   void add(HighsLogType type, const std::string &text) {
     int msgtype = MSG_INFO;
     int need = 2;
     switch (type) {
-      case HighsLogType::kWarning: msgtype = MSG_WARNING; need = 1; break;
-      case HighsLogType::kError: msgtype = MSG_ERROR; need = 1; break;
+      case HighsLogType::kWarning:
+        msgtype = MSG_WARNING;
+        need = 1;
+        break;
+      case HighsLogType::kError:
+        msgtype = MSG_ERROR;
+        need = 1;
+        break;
       case HighsLogType::kDetailed:
-      case HighsLogType::kVerbose: need = 3; break;
-      default: break;
+      case HighsLogType::kVerbose:
+        need = 3;
+        break;
+      default:
+        break;
     }
     if (level_ < need) return;
     // HiGHS may log from its worker threads.
@@ -164,40 +172,56 @@ void apply_settings(Highs &h, const EngineSettings &s, bool mip, bool qp) {
 
 HighsBasisStatus to_highs(BasisStat b) {
   switch (b) {
-    case BasisStat::Basic: return HighsBasisStatus::kBasic;
-    case BasisStat::Upper: return HighsBasisStatus::kUpper;
-    case BasisStat::Zero: return HighsBasisStatus::kZero;
-    default: return HighsBasisStatus::kLower;
+    case BasisStat::Basic:
+      return HighsBasisStatus::kBasic;
+    case BasisStat::Upper:
+      return HighsBasisStatus::kUpper;
+    case BasisStat::Zero:
+      return HighsBasisStatus::kZero;
+    default:
+      return HighsBasisStatus::kLower;
   }
 }
 
 BasisStat from_highs(HighsBasisStatus b) {
   switch (b) {
-    case HighsBasisStatus::kBasic: return BasisStat::Basic;
-    case HighsBasisStatus::kUpper: return BasisStat::Upper;
-    case HighsBasisStatus::kZero: return BasisStat::Zero;
-    default: return BasisStat::Lower;
+    case HighsBasisStatus::kBasic:
+      return BasisStat::Basic;
+    case HighsBasisStatus::kUpper:
+      return BasisStat::Upper;
+    case HighsBasisStatus::kZero:
+      return BasisStat::Zero;
+    default:
+      return BasisStat::Lower;
   }
 }
 
 EngineStatus map_status(HighsModelStatus st, bool mip, const CallbackData &cb) {
   switch (st) {
     case HighsModelStatus::kOptimal:
-    case HighsModelStatus::kModelEmpty: return EngineStatus::Optimal;
-    case HighsModelStatus::kInfeasible: return EngineStatus::Infeasible;
-    case HighsModelStatus::kUnbounded: return EngineStatus::Unbounded;
-    case HighsModelStatus::kUnboundedOrInfeasible: return EngineStatus::InfeasibleOrUnbounded;
+    case HighsModelStatus::kModelEmpty:
+      return EngineStatus::Optimal;
+    case HighsModelStatus::kInfeasible:
+      return EngineStatus::Infeasible;
+    case HighsModelStatus::kUnbounded:
+      return EngineStatus::Unbounded;
+    case HighsModelStatus::kUnboundedOrInfeasible:
+      return EngineStatus::InfeasibleOrUnbounded;
     case HighsModelStatus::kObjectiveBound:
-    case HighsModelStatus::kObjectiveTarget: return EngineStatus::Cutoff;
-    case HighsModelStatus::kTimeLimit: return EngineStatus::TimeLimit;
+    case HighsModelStatus::kObjectiveTarget:
+      return EngineStatus::Cutoff;
+    case HighsModelStatus::kTimeLimit:
+      return EngineStatus::TimeLimit;
     case HighsModelStatus::kIterationLimit:
       return mip ? EngineStatus::NodeLimit : EngineStatus::IterationLimit;
     case HighsModelStatus::kSolutionLimit:
       // HiGHS reports the node limit and the solution limit alike.
       return cb.improving > 0 ? EngineStatus::SolutionLimit : EngineStatus::NodeLimit;
     case HighsModelStatus::kInterrupt:
-    case HighsModelStatus::kHighsInterrupt: return EngineStatus::Interrupted;
-    default: return EngineStatus::Error;
+    case HighsModelStatus::kHighsInterrupt:
+      return EngineStatus::Interrupted;
+    default:
+      return EngineStatus::Error;
   }
 }
 
@@ -234,8 +258,7 @@ class HighsEngine final : public Engine {
       r.message = "the engine refused the model";
       return;
     }
-    if (!mip && !start.col_basis.empty() &&
-        static_cast<int>(start.col_basis.size()) == ncols &&
+    if (!mip && !start.col_basis.empty() && static_cast<int>(start.col_basis.size()) == ncols &&
         static_cast<int>(start.row_basis.size()) == nrows) {
       HighsBasis b;
       b.col_status.resize(ncols);
@@ -305,8 +328,7 @@ class HighsEngine final : public Engine {
       r.message = "the engine failed: " + h.modelStatusToString(st);
       return;
     }
-    if (r.status == EngineStatus::Interrupted && !cb.interrupted)
-      r.status = EngineStatus::Error;
+    if (r.status == EngineStatus::Interrupted && !cb.interrupted) r.status = EngineStatus::Error;
 
     const HighsSolution &sol = h.getSolution();
     if (sol.value_valid && info.primal_solution_status == kSolutionStatusFeasible) {

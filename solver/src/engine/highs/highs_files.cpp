@@ -13,7 +13,8 @@ namespace qnda {
 namespace {
 
 bool ends_with(const std::string &s, const std::string &suffix) {
-  return s.size() >= suffix.size() && s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
+  return s.size() >= suffix.size() &&
+         s.compare(s.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
 // HiGHS picks the format from the file name; a name of another shape goes
