@@ -12,12 +12,7 @@
 
 #include <string>
 
-#include "algebra/constraint.h"
 #include "algebra/exprtype.h"
-#include "algebra/linterm.h"
-#include "algebra/nonlinear.h"
-#include "algebra/quadterm.h"
-#include "algebra/var.h"
 
 #define EX(o) ((expression_object *)(o))
 
@@ -203,7 +198,7 @@ expression_copy(PyObject *obj, double factor)
     if (kind < 0)
         return NULL;
     if (kind == EXPR_NONLINEAR && factor != 0.0)
-        return nonlin_copy(obj, factor);
+        return algebra_copy_table[EXPR_NONLINEAR](obj, factor);
     res = expression_base();
     if (res == NULL)
         return NULL;
@@ -352,7 +347,7 @@ expression_alg_sum(PyObject *a, PyObject *b, double sign)
     PyObject *res = NULL;
     int ka = expr_kind(a), kb = expr_kind(b);
     if (ka == EXPR_NONLINEAR || kb == EXPR_NONLINEAR)
-        return nonlin_alg_sum(a, b, sign);
+        return algebra_sum_table[EXPR_NONLINEAR](a, b, sign);
     if (ka == EXPR_EXPRESSION) {
         res = expression_copy(a, 1.0);
         if (res == NULL || expression_accumulate_msg(res, b, sign, "Error adding expressions") < 0)
@@ -439,9 +434,9 @@ expression_inplace_sum(PyObject *a, PyObject *b, double sign)
     if (kb < 0)
         return NULL;
     if (ka == EXPR_NONLINEAR)
-        return nonlin_inplace_alg_sum(a, b, sign);
+        return algebra_ctor.nonlin_inplace_alg_sum(a, b, sign);
     if (kb == EXPR_NONLINEAR)
-        return nonlin_alg_sum(a, b, sign);
+        return algebra_sum_table[EXPR_NONLINEAR](a, b, sign);
     if (ka != EXPR_EXPRESSION) {
         res = expression_copy(b, sign);
         if (res == NULL || expression_accumulate_msg(res, a, 1.0, "Could not add linear part") < 0)
@@ -543,7 +538,7 @@ expression_mul(PyObject *a, PyObject *b)
         return expression_copy(a, k);
     }
     if (ka == EXPR_NONLINEAR || kb == EXPR_NONLINEAR || is_quadratic(a, ka) || is_quadratic(b, kb))
-        return nonlin_mul(a, b);
+        return algebra_binary(ALG_MUL, EXPR_NONLINEAR, EXPR_NONLINEAR, a, b);
 
     if ((ka == EXPR_LINTERM && ((linterm_object *)a)->var == NULL) ||
         (kb == EXPR_LINTERM && ((linterm_object *)b)->var == NULL))
@@ -638,7 +633,7 @@ expression_div(PyObject *a, PyObject *b)
             return quenda_model_error("Division by zero");
         return expression_copy(a, 1.0 / k);
     }
-    return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
 }
 
 PyObject *
@@ -683,7 +678,7 @@ expression_pow(PyObject *a, PyObject *b, PyObject *mod)
         if (p == 2.0)
             return expression_mul(a, a);
     }
-    return nonlin_instantiate_binary(NONLIN_POW, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
 }
 
 PyObject *
@@ -695,7 +690,7 @@ expression_neg(PyObject *a)
 static PyObject *
 expression_abs(PyObject *a)
 {
-    return nonlin_instantiate_unary(NONLIN_ABS, a);
+    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
 /* ------------------------------------------------------------ text */
@@ -737,7 +732,7 @@ expression_str(PyObject *self)
             printed = true;
         }
         for (size_t i = 0; i < nlin; i++) {
-            const char *name = var_name_text(lin[i].var);
+            const char *name = algebra_ctor.var_name_text(lin[i].var);
             if (name == NULL)
                 return NULL;
             ex_print_term(out, lin[i].coef, name, printed);
@@ -750,13 +745,13 @@ expression_str(PyObject *self)
             while (quadmap_next(e->quadmap, &it, &x, &inner)) {
                 size_t ni;
                 const linmap_entry *d = linmap_data(inner, &ni);
-                const char *xname = var_name_text(x);
+                const char *xname = algebra_ctor.var_name_text(x);
                 if (xname == NULL) {
                     quadmap_iter_free(&it);
                     return NULL;
                 }
                 for (size_t j = 0; j < ni; j++) {
-                    const char *yname = var_name_text(d[j].var);
+                    const char *yname = algebra_ctor.var_name_text(d[j].var);
                     if (yname == NULL) {
                         quadmap_iter_free(&it);
                         return NULL;
@@ -859,3 +854,31 @@ PyTypeObject quenda_expressionType = {
     0,                             /* tp_alloc */
     PyType_GenericNew,             /* tp_new */
 };
+
+/* ------------------------------------------------------------ registration */
+
+static PyObject *
+expression_pow_cell(PyObject *a, PyObject *b)
+{
+    return expression_pow(a, b, Py_None);
+}
+
+int
+expression_register(void)
+{
+    algebra_register_owner(ALG_ADD, EXPR_EXPRESSION, expression_add);
+    algebra_register_owner(ALG_SUB, EXPR_EXPRESSION, expression_sub);
+    algebra_register_owner(ALG_MUL, EXPR_EXPRESSION, expression_mul);
+    algebra_register_owner(ALG_DIV, EXPR_EXPRESSION, expression_div);
+    algebra_register_owner(ALG_POW, EXPR_EXPRESSION, expression_pow_cell);
+    algebra_register_owner(ALG_IADD, EXPR_EXPRESSION, expression_iadd);
+    algebra_register_owner(ALG_IMUL, EXPR_EXPRESSION, expression_imul);
+    algebra_sum_table[EXPR_EXPRESSION] = expression_alg_sum;
+    algebra_copy_table[EXPR_EXPRESSION] = expression_copy;
+    algebra_ctor.expression_base = expression_base;
+    algebra_ctor.expression_from_lin = expression_from_lin;
+    algebra_ctor.expression_from_quad = expression_from_quad;
+    algebra_ctor.expression_addQuadTerm = expression_addQuadTerm;
+    algebra_ctor.expression_accumulate = expression_accumulate;
+    return 0;
+}

@@ -9,19 +9,8 @@
 
 #include <Python.h>
 
+#include "algebra/algebra.h"
 #include "algebra/maps.h"
-#include "module/types.h"
-
-typedef struct {
-    PyObject_HEAD
-    double constant;
-    struct linmap *linmap;    /* owned, NULL until the first linear term */
-    struct quadmap *quadmap;  /* owned, NULL until the first quadratic term */
-    indexset *qvars;    /* owned, identity numbers of the quadratic part's
-                           variables; created with quadmap, never pruned */
-} expression_object;
-
-#define EXPRESSION_CHECK(o) PyObject_TypeCheck((o), &quenda_expressionType)
 
 /* A new empty expression (constant 0.0, no containers). */
 PyObject *expression_base(void);
@@ -69,3 +58,6 @@ PyObject *expression_idiv(PyObject *a, PyObject *b);
 
 /* Printed form (str and repr). */
 PyObject *expression_str(PyObject *self);
+
+/* Fills the table cells and constructor hooks of the expression; 0. */
+int expression_register(void);

@@ -13,16 +13,7 @@
 #include <Python.h>
 #include <stdint.h>
 
-/* Expression-type codes. */
-enum {
-    EXPR_INVALID = -1,
-    EXPR_CONSTANT = 0,
-    EXPR_VARIABLE = 1,
-    EXPR_LINTERM = 2,
-    EXPR_QUADTERM = 3,
-    EXPR_EXPRESSION = 4,
-    EXPR_NONLINEAR = 5
-};
+#include "algebra/algebra.h"
 
 /* The code of obj; -1 (with quenda.ModelError "Invalid object in
  * operation" set) for anything else, NULL included. */
@@ -31,9 +22,6 @@ int getExprType(PyObject *obj);
 /* 1 when obj is a number: Python float or int (or subclasses), NumPy
  * scalar int32, long, long long, float32 or float64.  No exception. */
 int is_number(PyObject *obj);
-
-/* 1 when obj is a NumPy ndarray or a subclass.  No exception. */
-int is_ndarray(PyObject *obj);
 
 /* Value of a number (is_number true); -1.0 with an exception on overflow:
  * test PyErr_Occurred() when the result is -1.0. */
@@ -62,14 +50,10 @@ PyObject *general_iadd(PyObject *a, PyObject *b);
 PyObject *general_copy(PyObject *obj, double factor);
 PyObject *general_neg(PyObject *obj);
 
-/* Messages raised through quenda.ModelError (falls back to RuntimeError
- * while the module exception does not exist yet).  Always returns NULL. */
-PyObject *quenda_model_error(const char *msg);
 
 /* Operand kind without raising: the codes above, EXPR_ARRAY for an
  * ndarray, EXPR_INVALID for anything else.  Exact types are tested first
  * since the algebra types are final. */
-#define EXPR_ARRAY 6
 int expr_kind(PyObject *obj);
 
 /* The default name of an object: prefix followed by the identity number

@@ -7,12 +7,7 @@
 
 #include <stdio.h>
 
-#include "algebra/constraint.h"
-#include "algebra/expression.h"
 #include "algebra/exprtype.h"
-#include "algebra/nonlinear.h"
-#include "algebra/quadterm.h"
-#include "algebra/var.h"
 
 /* ------------------------------------------------------------ creation */
 
@@ -107,12 +102,8 @@ linterm_alg_sum(PyObject *a, PyObject *b, double sign)
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
 
-    if (kb == EXPR_EXPRESSION) return expression_alg_sum(a, b, sign);
-    if (kb == EXPR_QUADTERM) return quadterm_alg_sum(a, b, sign);
-    if (kb == EXPR_NONLINEAR) return nonlin_alg_sum(a, b, sign);
-    if (ka == EXPR_EXPRESSION) return expression_alg_sum(a, b, sign);
-    if (ka == EXPR_QUADTERM) return quadterm_alg_sum(a, b, sign);
-    if (ka == EXPR_NONLINEAR) return nonlin_alg_sum(a, b, sign);
+    if (ka > EXPR_LINTERM || kb > EXPR_LINTERM)
+        return algebra_sum(ka, kb, a, b, sign);
 
     if (ka < EXPR_CONSTANT || ka > EXPR_LINTERM || kb < EXPR_CONSTANT || kb > EXPR_LINTERM ||
         (ka != EXPR_LINTERM && kb != EXPR_LINTERM))
@@ -126,7 +117,7 @@ linterm_alg_sum(PyObject *a, PyObject *b, double sign)
             return NULL;
         if (sign * k == 0.0)
             return linterm_fill(lt_coef(a), lt_var(a));
-        return expression_from_lin(sign * k, lt_var(a), lt_coef(a), NULL, 0.0,
+        return algebra_ctor.expression_from_lin(sign * k, lt_var(a), lt_coef(a), NULL, 0.0,
                                    "Error creating expression");
     }
     if (ka == EXPR_CONSTANT) {
@@ -135,28 +126,28 @@ linterm_alg_sum(PyObject *a, PyObject *b, double sign)
             return NULL;
         if (k == 0.0)
             return linterm_copy(b, sign);
-        return expression_from_lin(k, lt_var(b), sign * lt_coef(b), NULL, 0.0,
+        return algebra_ctor.expression_from_lin(k, lt_var(b), sign * lt_coef(b), NULL, 0.0,
                                    "Error creating expression");
     }
     if (ka == EXPR_LINTERM && kb == EXPR_LINTERM) {
         PyObject *x = lt_var(a), *y = lt_var(b);
         if (VAR_ID(x) == VAR_ID(y))
             return linterm_fill(lt_coef(a) + sign * lt_coef(b), x);
-        return expression_from_lin(0.0, x, lt_coef(a), y, sign * lt_coef(b),
+        return algebra_ctor.expression_from_lin(0.0, x, lt_coef(a), y, sign * lt_coef(b),
                                    "Error creating expression as sum of two linear terms");
     }
     if (ka == EXPR_LINTERM) {  /* b a variable */
         PyObject *x = lt_var(a);
         if (VAR_ID(x) == VAR_ID(b))
             return linterm_fill(lt_coef(a) + sign, x);
-        return expression_from_lin(0.0, b, sign, x, lt_coef(a),
+        return algebra_ctor.expression_from_lin(0.0, b, sign, x, lt_coef(a),
                                    "Error creating expression as sum of linear term and variable");
     }
     /* a a variable, b a linterm */
     PyObject *x = lt_var(b);
     if (VAR_ID(a) == VAR_ID(x))
         return linterm_fill(1.0 + sign * lt_coef(b), a);
-    return expression_from_lin(0.0, a, 1.0, x, sign * lt_coef(b),
+    return algebra_ctor.expression_from_lin(0.0, a, 1.0, x, sign * lt_coef(b),
                                "Error creating expression as sum of linear term and variable");
 }
 
@@ -192,12 +183,8 @@ linterm_mul(PyObject *a, PyObject *b)
         return PyNumber_Multiply(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (kb == EXPR_QUADTERM) return quadterm_mul(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_mul(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_mul(a, b);
-    if (ka == EXPR_QUADTERM) return quadterm_mul(a, b);
-    if (ka == EXPR_EXPRESSION) return expression_mul(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_mul(a, b);
+    if (ka > EXPR_LINTERM || kb > EXPR_LINTERM)
+        return algebra_binary(ALG_MUL, ka, kb, a, b);
 
     if (ka == EXPR_CONSTANT) {
         k = number_value(a);
@@ -216,12 +203,12 @@ linterm_mul(PyObject *a, PyObject *b)
     if ((ka == EXPR_LINTERM && !linterm_valid(a)) || (kb == EXPR_LINTERM && !linterm_valid(b)))
         return NULL;
     if (ka == EXPR_LINTERM && kb == EXPR_LINTERM)
-        return quadterm_fill(lt_coef(a) * lt_coef(b), lt_var(a), lt_var(b));
+        return algebra_ctor.quadterm_fill(lt_coef(a) * lt_coef(b), lt_var(a), lt_var(b));
     if (ka == EXPR_LINTERM)
-        return quadterm_fill(lt_coef(a), lt_var(a), b);
+        return algebra_ctor.quadterm_fill(lt_coef(a), lt_var(a), b);
     if (kb == EXPR_LINTERM)
-        return quadterm_fill(lt_coef(b), a, lt_var(b));
-    return quadterm_fill(1.0, a, b);
+        return algebra_ctor.quadterm_fill(lt_coef(b), a, lt_var(b));
+    return algebra_ctor.quadterm_fill(1.0, a, b);
 }
 
 /* ------------------------------------------------------------ division */
@@ -236,12 +223,8 @@ linterm_div(PyObject *a, PyObject *b)
         return linterm_array_div(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_QUADTERM) return quadterm_div(a, b);
-    if (ka == EXPR_EXPRESSION) return expression_div(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_div(a, b);
-    if (kb == EXPR_QUADTERM) return quadterm_div(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_div(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_div(a, b);
+    if (ka > EXPR_LINTERM || kb > EXPR_LINTERM)
+        return algebra_binary(ALG_DIV, ka, kb, a, b);
 
     if (kb == EXPR_CONSTANT && ka == EXPR_LINTERM) {
         if (!linterm_valid(a))
@@ -258,12 +241,12 @@ linterm_div(PyObject *a, PyObject *b)
     if ((ka == EXPR_LINTERM && !linterm_valid(a)) || (kb == EXPR_LINTERM && !linterm_valid(b)))
         return NULL;
     if (ka == EXPR_CONSTANT)
-        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
 
     PyObject *xa = ka == EXPR_LINTERM ? lt_var(a) : a;
     PyObject *xb = kb == EXPR_LINTERM ? lt_var(b) : b;
     if (VAR_ID(xa) != VAR_ID(xb))
-        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
     double ca = ka == EXPR_LINTERM ? lt_coef(a) : 1.0;
     double cb = kb == EXPR_LINTERM ? lt_coef(b) : 1.0;
     if (cb == 0.0)
@@ -295,20 +278,19 @@ linterm_pow(PyObject *a, PyObject *b, PyObject *mod)
             }
             if (k == 2.0) {
                 double c = lt_coef(a);
-                PyObject *sq = quadterm_fill(c * c, lt_var(a), lt_var(a));
+                PyObject *sq = algebra_ctor.quadterm_fill(c * c, lt_var(a), lt_var(a));
                 if (sq != NULL)
                     return sq;
                 PyErr_Clear();
             }
         }
-        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
     }
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_QUADTERM) return quadterm_pow(a, b, mod);
-    if (ka == EXPR_EXPRESSION) return expression_pow(a, b, mod);
-    if (ka == EXPR_NONLINEAR) return nonlin_pow(a, b, mod);
-    return nonlin_instantiate_binary(NONLIN_POW, a, b);
+    if (ka > EXPR_LINTERM)
+        return algebra_binary(ALG_POW, ka, kb, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
 }
 
 static PyObject *
@@ -322,7 +304,7 @@ linterm_neg(PyObject *a)
 static PyObject *
 linterm_abs(PyObject *a)
 {
-    return nonlin_instantiate_unary(NONLIN_ABS, a);
+    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
 /* ------------------------------------------------------------ in place */
@@ -484,3 +466,27 @@ PyTypeObject quenda_lintermType = {
     0,                             /* tp_clear */
     algebra_richcompare,           /* tp_richcompare */
 };
+
+/* ------------------------------------------------------------ registration */
+
+static PyObject *
+linterm_pow_cell(PyObject *a, PyObject *b)
+{
+    return linterm_pow(a, b, Py_None);
+}
+
+int
+linterm_register(void)
+{
+    algebra_register_owner(ALG_ADD, EXPR_LINTERM, linterm_add);
+    algebra_register_owner(ALG_SUB, EXPR_LINTERM, linterm_sub);
+    algebra_register_owner(ALG_MUL, EXPR_LINTERM, linterm_mul);
+    algebra_register_owner(ALG_DIV, EXPR_LINTERM, linterm_div);
+    algebra_register_owner(ALG_POW, EXPR_LINTERM, linterm_pow_cell);
+    algebra_register_owner(ALG_IADD, EXPR_LINTERM, linterm_add);
+    algebra_register_owner(ALG_IMUL, EXPR_LINTERM, linterm_mul);
+    algebra_sum_table[EXPR_LINTERM] = linterm_alg_sum;
+    algebra_copy_table[EXPR_LINTERM] = linterm_copy;
+    algebra_ctor.linterm_fill = linterm_fill;
+    return 0;
+}

@@ -3,15 +3,7 @@
 
 #include <Python.h>
 
-#include "module/types.h"
-
-typedef struct {
-    PyObject_HEAD
-    double coef;
-    PyObject *var;   /* owned reference to a quenda.var; NULL only when fresh */
-} linterm_object;
-
-#define LINTERM_CHECK(o) PyObject_TypeCheck((o), &quenda_lintermType)
+#include "algebra/algebra.h"
 
 /* coef*var; the float 0.0 when coef is 0.0.  New reference or NULL. */
 PyObject *linterm_fill(double coef, PyObject *var);
@@ -25,3 +17,6 @@ PyObject *linterm_sub(PyObject *a, PyObject *b);
 PyObject *linterm_mul(PyObject *a, PyObject *b);
 PyObject *linterm_div(PyObject *a, PyObject *b);
 PyObject *linterm_pow(PyObject *a, PyObject *b, PyObject *mod);
+
+/* Fills the table cells and constructor hooks of the linterm; 0. */
+int linterm_register(void);

@@ -20,7 +20,7 @@
 #include <new>
 #include <vector>
 
-#include "algebra/var.h"
+#include "algebra/algebra.h"
 
 #define MAPS_TRY try {
 #define MAPS_CATCH(failval) } catch (...) { return failval; }

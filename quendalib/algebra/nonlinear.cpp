@@ -25,9 +25,8 @@
 #include <math.h>
 #include <structmember.h>
 
-#include "algebra/constraint.h"
-#include "algebra/expression.h"
 #include "algebra/exprtype.h"
+#include "algebra/maps.h"
 #include "module/session.h"
 
 const nonlin_op_info printToolArray[NONLIN_NUM_OPS] = {
@@ -296,7 +295,7 @@ nonlin_copy_operand(PyObject *o)
     if (NONLIN_CHECK(o))
         return nonlin_deep_copy(o);
     if (EXPRESSION_CHECK(o))
-        return expression_copy(o, 1.0);
+        return algebra_copy_table[EXPR_EXPRESSION](o, 1.0);
     Py_INCREF(o);
     return o;
 }
@@ -499,15 +498,15 @@ sum_add_term(PyObject *sum, PyObject *term, double sign)
     {
         PyObject *part = PyList_GET_ITEM(list, idx); /* borrowed */
         if (EXPRESSION_CHECK(part) && Py_REFCNT(part) == 1) {
-            if (expression_accumulate(part, term, sign) < 0)
+            if (algebra_ctor.expression_accumulate(part, term, sign) < 0)
                 goto error;
         } else {
             /* Shared or immutable part: merge into a copy that only the
              * list will hold. */
-            piece = expression_copy(part, 1.0);
+            piece = algebra_copy_table[EXPR_EXPRESSION](part, 1.0);
             if (piece == NULL)
                 goto error;
-            if (expression_accumulate(piece, term, sign) < 0)
+            if (algebra_ctor.expression_accumulate(piece, term, sign) < 0)
                 goto error;
             PyList_SetItem(list, idx, piece); /* steals piece, drops part */
             part = piece;
@@ -1000,3 +999,30 @@ PyTypeObject quenda_nonlinType = {
     0,                                   /* tp_alloc */
     nonlin_tp_new,                       /* tp_new */
 };
+
+/* ------------------------------------------------------------ registration */
+
+static PyObject *
+nonlin_pow_cell(PyObject *a, PyObject *b)
+{
+    return nonlin_pow(a, b, Py_None);
+}
+
+int
+nonlin_register(void)
+{
+    algebra_register_owner(ALG_ADD, EXPR_NONLINEAR, nonlin_add);
+    algebra_register_owner(ALG_SUB, EXPR_NONLINEAR, nonlin_sub);
+    algebra_register_owner(ALG_MUL, EXPR_NONLINEAR, nonlin_mul);
+    algebra_register_owner(ALG_DIV, EXPR_NONLINEAR, nonlin_div);
+    algebra_register_owner(ALG_POW, EXPR_NONLINEAR, nonlin_pow_cell);
+    algebra_register_owner(ALG_IADD, EXPR_NONLINEAR, nonlin_iadd);
+    algebra_register_owner(ALG_IMUL, EXPR_NONLINEAR, nonlin_imul);
+    algebra_sum_table[EXPR_NONLINEAR] = nonlin_alg_sum;
+    algebra_copy_table[EXPR_NONLINEAR] = nonlin_copy;
+    algebra_ctor.nonlin_binary = nonlin_instantiate_binary;
+    algebra_ctor.nonlin_unary = nonlin_instantiate_unary;
+    algebra_ctor.nonlin_inplace_alg_sum = nonlin_inplace_alg_sum;
+    algebra_ctor.nonlin_neg = nonlin_neg;
+    return 0;
+}

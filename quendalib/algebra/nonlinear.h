@@ -12,42 +12,7 @@
 
 #include <Python.h>
 
-#include "module/types.h"
-
-/* Operator codes; the order is the one of the formula tokens. */
-enum {
-    NONLIN_PLUS = 0,      /* "+"  any, infix  */
-    NONLIN_MINUS = 1,     /* "-"  2,   infix  */
-    NONLIN_UMINUS = 2,    /* "-"  1,   prefix */
-    NONLIN_MUL = 3,       /* "*"  any, infix  */
-    NONLIN_DIV = 4,       /* "/"  2,   infix  */
-    NONLIN_POW = 5,       /* "**" 2,   infix  */
-    NONLIN_EXP = 6,
-    NONLIN_LOG = 7,
-    NONLIN_LOG10 = 8,
-    NONLIN_SIN = 9,
-    NONLIN_COS = 10,
-    NONLIN_TAN = 11,
-    NONLIN_ASIN = 12,
-    NONLIN_ACOS = 13,
-    NONLIN_ATAN = 14,
-    NONLIN_MAX = 15,      /* any, prefix */
-    NONLIN_MIN = 16,      /* any, prefix */
-    NONLIN_ABS = 17,
-    NONLIN_SIGN = 18,
-    NONLIN_ERF = 19,
-    NONLIN_ERFC = 20,
-    NONLIN_SQRT = 21,
-    NONLIN_USERFUNC = 22,      /* user function, value only */
-    NONLIN_USERFUNC_DER = 23,  /* user function, value and derivatives */
-    NONLIN_NUM_OPS = 24
-};
-
-typedef struct {
-    PyObject_HEAD
-    PyObject *args;   /* owned: operand, 2-tuple, or list/tuple (see above); NULL when new */
-    int op;           /* operator code, -1 when new */
-} nonlin_object;
+#include "algebra/algebra.h"
 
 /* One row of the operator table: printed symbol, arity (-1 any), position
  * (0 infix, -1 prefix, 1 postfix). */
@@ -58,8 +23,6 @@ typedef struct {
 } nonlin_op_info;
 
 extern const nonlin_op_info printToolArray[NONLIN_NUM_OPS];
-
-#define NONLIN_CHECK(o) PyObject_TypeCheck((o), &quenda_nonlinType)
 
 /* Node builders.  binary: "+" and "*" get the list [a, b] when a is a node,
  * else [b, a]; other codes the tuple (a, b).  unary: a single operand.
@@ -103,3 +66,6 @@ PyObject *nonlin_arg_next(PyObject *node, Py_ssize_t *index);
 /* Evaluates a number-typed unary function by its code (libm), for the
  * module functions and for anyone evaluating trees on numbers. */
 double nonlin_eval_unary(int op, double x);
+
+/* Fills the table cells and constructor hooks of the nonlinear node; 0. */
+int nonlin_register(void);

@@ -8,12 +8,7 @@
 
 #include <stdio.h>
 
-#include "algebra/constraint.h"
-#include "algebra/expression.h"
 #include "algebra/exprtype.h"
-#include "algebra/linterm.h"
-#include "algebra/nonlinear.h"
-#include "algebra/var.h"
 
 #define QT(o) ((quadterm_object *)(o))
 
@@ -121,7 +116,7 @@ quadterm_div_node_f(double num, PyObject *var)
     PyObject *f = PyFloat_FromDouble(num);
     if (f == NULL)
         return NULL;
-    PyObject *res = nonlin_instantiate_binary(NONLIN_DIV, f, var);
+    PyObject *res = algebra_ctor.nonlin_binary(NONLIN_DIV, f, var);
     Py_DECREF(f);
     return res;
 }
@@ -130,10 +125,10 @@ quadterm_div_node_f(double num, PyObject *var)
 static PyObject *
 quadterm_div_node_l(double r, PyObject *lvar, PyObject *var)
 {
-    PyObject *num = linterm_fill(r, lvar);
+    PyObject *num = algebra_ctor.linterm_fill(r, lvar);
     if (num == NULL)
         return NULL;
-    PyObject *res = nonlin_instantiate_binary(NONLIN_DIV, num, var);
+    PyObject *res = algebra_ctor.nonlin_binary(NONLIN_DIV, num, var);
     Py_DECREF(num);
     return res;
 }
@@ -147,10 +142,9 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
     double k;
     static const char bad[] = "Invalid operands in sum with quadratic term";
 
-    if (ka == EXPR_EXPRESSION || kb == EXPR_EXPRESSION)
-        return expression_alg_sum(a, b, sign);
-    if (ka == EXPR_NONLINEAR || kb == EXPR_NONLINEAR)
-        return nonlin_alg_sum(a, b, sign);
+    if (ka == EXPR_EXPRESSION || kb == EXPR_EXPRESSION || ka == EXPR_NONLINEAR ||
+        kb == EXPR_NONLINEAR)
+        return algebra_sum(ka, kb, a, b, sign);
     if (!quadterm_operands_valid(a, ka, b, kb))
         return NULL;
 
@@ -163,21 +157,21 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
                 return NULL;
             if (k == 0.0)
                 return quadterm_copy(b, sign);
-            return expression_from_quad(k, NULL, 0.0, q->var1, q->var2, sign * q->coef, bad);
+            return algebra_ctor.expression_from_quad(k, NULL, 0.0, q->var1, q->var2, sign * q->coef, bad);
         case EXPR_VARIABLE:
-            return expression_from_quad(0.0, a, 1.0, q->var1, q->var2, sign * q->coef, bad);
+            return algebra_ctor.expression_from_quad(0.0, a, 1.0, q->var1, q->var2, sign * q->coef, bad);
         case EXPR_LINTERM: {
             linterm_object *l = (linterm_object *)a;
-            return expression_from_quad(0.0, l->var, l->coef, q->var1, q->var2, sign * q->coef,
+            return algebra_ctor.expression_from_quad(0.0, l->var, l->coef, q->var1, q->var2, sign * q->coef,
                                         bad);
         }
         case EXPR_QUADTERM: {
             quadterm_object *p = QT(a);
             if (same_var(p->var1, q->var1) && same_var(p->var2, q->var2))
                 return quadterm_fill(p->coef + sign * q->coef, p->var1, p->var2);
-            PyObject *res = expression_from_quad(0.0, NULL, 0.0, p->var1, p->var2, p->coef, bad);
+            PyObject *res = algebra_ctor.expression_from_quad(0.0, NULL, 0.0, p->var1, p->var2, p->coef, bad);
             if (res != NULL &&
-                expression_addQuadTerm(res, q->var1, q->var2, sign * q->coef) < 0)
+                algebra_ctor.expression_addQuadTerm(res, q->var1, q->var2, sign * q->coef) < 0)
                 Py_CLEAR(res);
             return res;
         }
@@ -193,12 +187,12 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
                 return NULL;
             if (sign * k == 0.0)
                 return quadterm_copy(a, 1.0);
-            return expression_from_quad(sign * k, NULL, 0.0, q->var1, q->var2, q->coef, bad);
+            return algebra_ctor.expression_from_quad(sign * k, NULL, 0.0, q->var1, q->var2, q->coef, bad);
         case EXPR_VARIABLE:
-            return expression_from_quad(0.0, b, sign, q->var1, q->var2, q->coef, bad);
+            return algebra_ctor.expression_from_quad(0.0, b, sign, q->var1, q->var2, q->coef, bad);
         case EXPR_LINTERM: {
             linterm_object *l = (linterm_object *)b;
-            return expression_from_quad(0.0, l->var, sign * l->coef, q->var1, q->var2, q->coef,
+            return algebra_ctor.expression_from_quad(0.0, l->var, sign * l->coef, q->var1, q->var2, q->coef,
                                         bad);
         }
         default:
@@ -216,10 +210,8 @@ quadterm_add(PyObject *a, PyObject *b)
         return PyNumber_Add(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_EXPRESSION) return expression_add(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_add(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_add(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_add(a, b);
+    if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
+        return algebra_binary(ALG_ADD, ka, kb, a, b);
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
         if (getExprType(a) < 0 || getExprType(b) < 0)
             return NULL;
@@ -236,10 +228,8 @@ quadterm_sub(PyObject *a, PyObject *b)
         return quadterm_array_sub(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_EXPRESSION) return expression_sub(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_sub(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_sub(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_sub(a, b);
+    if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
+        return algebra_binary(ALG_SUB, ka, kb, a, b);
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
         if (getExprType(a) < 0 || getExprType(b) < 0)
             return NULL;
@@ -260,10 +250,8 @@ quadterm_mul(PyObject *a, PyObject *b)
         return PyNumber_Multiply(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_EXPRESSION) return expression_mul(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_mul(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_mul(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_mul(a, b);
+    if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
+        return algebra_binary(ALG_MUL, ka, kb, a, b);
     if (ka == EXPR_CONSTANT && kb == EXPR_QUADTERM) {
         k = number_value(a);
         if (k == -1.0 && PyErr_Occurred())
@@ -278,7 +266,7 @@ quadterm_mul(PyObject *a, PyObject *b)
     }
     if (getExprType(a) < 0 || getExprType(b) < 0)
         return NULL;
-    return nonlin_instantiate_binary(NONLIN_MUL, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_MUL, a, b);
 }
 
 /* ------------------------------------------------------------ division */
@@ -294,10 +282,8 @@ quadterm_div(PyObject *a, PyObject *b)
         return quadterm_array_div(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_EXPRESSION) return expression_div(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_div(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_div(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_div(a, b);
+    if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
+        return algebra_binary(ALG_DIV, ka, kb, a, b);
     if (!quadterm_operands_valid(a, ka, b, kb))
         return NULL;
 
@@ -313,20 +299,20 @@ quadterm_div(PyObject *a, PyObject *b)
         }
         if (kb == EXPR_VARIABLE) {
             if (same_var(b, q->var1))
-                return linterm_fill(q->coef, q->var2);
+                return algebra_ctor.linterm_fill(q->coef, q->var2);
             if (same_var(b, q->var2))
-                return linterm_fill(q->coef, q->var1);
-            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+                return algebra_ctor.linterm_fill(q->coef, q->var1);
+            return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
         if (kb == EXPR_LINTERM) {
             linterm_object *l = (linterm_object *)b;
             if (l->coef == 0.0)
                 return quenda_model_error(zero_bilinear);
             if (same_var(l->var, q->var1))
-                return linterm_fill(q->coef / l->coef, q->var2);
+                return algebra_ctor.linterm_fill(q->coef / l->coef, q->var2);
             if (same_var(l->var, q->var2))
-                return linterm_fill(q->coef / l->coef, q->var1);
-            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+                return algebra_ctor.linterm_fill(q->coef / l->coef, q->var1);
+            return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
         if (kb == EXPR_QUADTERM) {
             quadterm_object *p = QT(b);
@@ -341,7 +327,7 @@ quadterm_div(PyObject *a, PyObject *b)
                 return quadterm_div_node_l(r, q->var2, p->var1);
             if (same_var(p->var1, q->var2))
                 return quadterm_div_node_l(r, q->var1, p->var2);
-            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+            return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
     } else if (kb == EXPR_QUADTERM) {
         quadterm_object *q = QT(b);
@@ -353,7 +339,7 @@ quadterm_div(PyObject *a, PyObject *b)
                 return quadterm_div_node_f(l->coef / q->coef, q->var2);
             if (same_var(l->var, q->var2))
                 return quadterm_div_node_f(l->coef / q->coef, q->var1);
-            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+            return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
         if (ka == EXPR_VARIABLE) {
             if (q->coef == 0.0)
@@ -362,12 +348,12 @@ quadterm_div(PyObject *a, PyObject *b)
                 return quadterm_div_node_f(1.0 / q->coef, q->var2);
             if (same_var(a, q->var2))
                 return quadterm_div_node_f(1.0 / q->coef, q->var1);
-            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+            return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
     }
     if (getExprType(a) < 0 || getExprType(b) < 0)
         return NULL;
-    return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
 }
 
 /* ------------------------------------------------------------ power */
@@ -382,10 +368,8 @@ quadterm_pow(PyObject *a, PyObject *b, PyObject *mod)
         return quenda_model_error("Cannot obtain a power with a vector as an exponent");
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_EXPRESSION) return expression_pow(a, b, mod);
-    if (ka == EXPR_NONLINEAR) return nonlin_pow(a, b, mod);
-    if (kb == EXPR_EXPRESSION) return expression_pow(a, b, mod);
-    if (kb == EXPR_NONLINEAR) return nonlin_pow(a, b, mod);
+    if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
+        return algebra_binary(ALG_POW, ka, kb, a, b);
     if (ka == EXPR_CONSTANT) {
         k = number_value(a);
         if (k == -1.0 && PyErr_Occurred())
@@ -401,11 +385,11 @@ quadterm_pow(PyObject *a, PyObject *b, PyObject *mod)
             return PyFloat_FromDouble(1.0);
         if (k == 1.0)
             return quadterm_copy(a, 1.0);
-        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
     }
     if (getExprType(a) < 0 || getExprType(b) < 0)
         return NULL;
-    return nonlin_instantiate_binary(NONLIN_POW, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
 }
 
 static PyObject *
@@ -417,7 +401,7 @@ quadterm_neg(PyObject *a)
 static PyObject *
 quadterm_abs(PyObject *a)
 {
-    return nonlin_instantiate_unary(NONLIN_ABS, a);
+    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
 /* ------------------------------------------------------------ in place */
@@ -572,3 +556,27 @@ PyTypeObject quenda_quadtermType = {
     0,                             /* tp_clear */
     algebra_richcompare,           /* tp_richcompare */
 };
+
+/* ------------------------------------------------------------ registration */
+
+static PyObject *
+quadterm_pow_cell(PyObject *a, PyObject *b)
+{
+    return quadterm_pow(a, b, Py_None);
+}
+
+int
+quadterm_register(void)
+{
+    algebra_register_owner(ALG_ADD, EXPR_QUADTERM, quadterm_add);
+    algebra_register_owner(ALG_SUB, EXPR_QUADTERM, quadterm_sub);
+    algebra_register_owner(ALG_MUL, EXPR_QUADTERM, quadterm_mul);
+    algebra_register_owner(ALG_DIV, EXPR_QUADTERM, quadterm_div);
+    algebra_register_owner(ALG_POW, EXPR_QUADTERM, quadterm_pow_cell);
+    algebra_register_owner(ALG_IADD, EXPR_QUADTERM, quadterm_add);
+    algebra_register_owner(ALG_IMUL, EXPR_QUADTERM, quadterm_mul);
+    algebra_sum_table[EXPR_QUADTERM] = quadterm_alg_sum;
+    algebra_copy_table[EXPR_QUADTERM] = quadterm_copy;
+    algebra_ctor.quadterm_fill = quadterm_fill;
+    return 0;
+}

@@ -4,16 +4,7 @@
 
 #include <Python.h>
 
-#include "module/types.h"
-
-typedef struct {
-    PyObject_HEAD
-    double coef;     /* may be 0.0 */
-    PyObject *var1;  /* owned reference to a quenda.var */
-    PyObject *var2;  /* owned reference to a quenda.var */
-} quadterm_object;
-
-#define QUADTERM_CHECK(o) PyObject_TypeCheck((o), &quenda_quadtermType)
+#include "algebra/algebra.h"
 
 /* coef*first*second with the variables ordered by identity number (ties
  * keep the given order).  New reference or NULL. */
@@ -28,3 +19,6 @@ PyObject *quadterm_sub(PyObject *a, PyObject *b);
 PyObject *quadterm_mul(PyObject *a, PyObject *b);
 PyObject *quadterm_div(PyObject *a, PyObject *b);
 PyObject *quadterm_pow(PyObject *a, PyObject *b, PyObject *mod);
+
+/* Fills the table cells and constructor hooks of the quadterm; 0. */
+int quadterm_register(void);

@@ -8,12 +8,7 @@
 
 #include <structmember.h>
 
-#include "algebra/constraint.h"
-#include "algebra/expression.h"
 #include "algebra/exprtype.h"
-#include "algebra/linterm.h"
-#include "algebra/nonlinear.h"
-#include "algebra/quadterm.h"
 #include "module/session.h"
 
 static const char var_alloc_msg[] = "Could not allocate an object of type Variable";
@@ -148,7 +143,7 @@ var_fill(PyObject *var, double k)
         Py_INCREF(var);
         return var;
     }
-    return linterm_fill(k, var);
+    return algebra_ctor.linterm_fill(k, var);
 }
 
 /* Number value of a constant operand into *k; -1 on overflow. */
@@ -169,24 +164,17 @@ var_add(PyObject *a, PyObject *b)
         return PyNumber_Add(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
-        int k2 = ka > kb ? ka : kb;
-        switch (k2) {
-        case EXPR_LINTERM: return linterm_add(a, b);
-        case EXPR_QUADTERM: return quadterm_add(a, b);
-        case EXPR_EXPRESSION: return expression_add(a, b);
-        case EXPR_NONLINEAR: return nonlin_add(a, b);
-        }
-    }
+    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
+        return algebra_binary(ALG_ADD, ka, kb, a, b);
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
-            return linterm_fill(2.0, a);
-        return expression_from_lin(0.0, a, 1.0, b, 1.0, var_alloc_msg);
+            return algebra_ctor.linterm_fill(2.0, a);
+        return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, 1.0, var_alloc_msg);
     }
     if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
         if (var_const(a, &k) < 0)
             return NULL;
-        return expression_from_lin(k, b, 1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(k, b, 1.0, NULL, 0.0, var_alloc_msg);
     }
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
@@ -195,7 +183,7 @@ var_add(PyObject *a, PyObject *b)
             Py_INCREF(a);
             return a;
         }
-        return expression_from_lin(k, a, 1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(k, a, 1.0, NULL, 0.0, var_alloc_msg);
     }
     return quenda_model_error("Invalid operands in addition");
 }
@@ -216,24 +204,17 @@ var_sub(PyObject *a, PyObject *b)
     }
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
-        int k2 = ka > kb ? ka : kb;
-        switch (k2) {
-        case EXPR_LINTERM: return linterm_sub(a, b);
-        case EXPR_QUADTERM: return quadterm_sub(a, b);
-        case EXPR_EXPRESSION: return expression_sub(a, b);
-        case EXPR_NONLINEAR: return nonlin_sub(a, b);
-        }
-    }
+    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
+        return algebra_binary(ALG_SUB, ka, kb, a, b);
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
             return PyFloat_FromDouble(0.0);
-        return expression_from_lin(0.0, a, 1.0, b, -1.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, -1.0, var_alloc_msg);
     }
     if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
         if (var_const(a, &k) < 0)
             return NULL;
-        return expression_from_lin(k, b, -1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(k, b, -1.0, NULL, 0.0, var_alloc_msg);
     }
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
@@ -242,7 +223,7 @@ var_sub(PyObject *a, PyObject *b)
             Py_INCREF(a);
             return a;
         }
-        return expression_from_lin(-k, a, 1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(-k, a, 1.0, NULL, 0.0, var_alloc_msg);
     }
     return quenda_model_error("Invalid operands in subtraction");
 }
@@ -267,17 +248,10 @@ var_mul(PyObject *a, PyObject *b)
             return NULL;
         return var_fill(b, k);
     }
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
-        int k2 = ka > kb ? ka : kb;
-        switch (k2) {
-        case EXPR_LINTERM: return linterm_mul(a, b);
-        case EXPR_QUADTERM: return quadterm_mul(a, b);
-        case EXPR_EXPRESSION: return expression_mul(a, b);
-        case EXPR_NONLINEAR: return nonlin_mul(a, b);
-        }
-    }
+    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
+        return algebra_binary(ALG_MUL, ka, kb, a, b);
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE)
-        return quadterm_fill(1.0, a, b);
+        return algebra_ctor.quadterm_fill(1.0, a, b);
     return quenda_model_error("Invalid operands in subtraction");
 }
 
@@ -301,15 +275,8 @@ var_div(PyObject *a, PyObject *b)
     }
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
-        int k2 = ka > kb ? ka : kb;
-        switch (k2) {
-        case EXPR_LINTERM: return linterm_div(a, b);
-        case EXPR_QUADTERM: return quadterm_div(a, b);
-        case EXPR_EXPRESSION: return expression_div(a, b);
-        case EXPR_NONLINEAR: return nonlin_div(a, b);
-        }
-    }
+    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
+        return algebra_binary(ALG_DIV, ka, kb, a, b);
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
@@ -322,12 +289,12 @@ var_div(PyObject *a, PyObject *b)
             return NULL;
         if (k == 0.0)
             return PyFloat_FromDouble(0.0);
-        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
     }
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
             return PyFloat_FromDouble(1.0);
-        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
     }
     return quenda_model_error("Invalid operands in subtraction");
 }
@@ -342,15 +309,8 @@ var_pow(PyObject *a, PyObject *b, PyObject *mod)
         return quenda_model_error("Cannot obtain a power with a vector as an exponent");
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
-        int k2 = ka > kb ? ka : kb;
-        switch (k2) {
-        case EXPR_LINTERM: return linterm_pow(a, b, mod);
-        case EXPR_QUADTERM: return quadterm_pow(a, b, mod);
-        case EXPR_EXPRESSION: return expression_pow(a, b, mod);
-        case EXPR_NONLINEAR: return nonlin_pow(a, b, mod);
-        }
-    }
+    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
+        return algebra_binary(ALG_POW, ka, kb, a, b);
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
@@ -361,25 +321,25 @@ var_pow(PyObject *a, PyObject *b, PyObject *mod)
         if (k == 0.0)
             return PyFloat_FromDouble(1.0);
         if (k == 2.0)
-            return quadterm_fill(1.0, a, a);
-        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+            return algebra_ctor.quadterm_fill(1.0, a, a);
+        return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
     }
     if ((ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) ||
         (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE))
-        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
     return quenda_model_error("Invalid operands in subtraction");
 }
 
 PyObject *
 var_neg(PyObject *a)
 {
-    return linterm_fill(-1.0, a);
+    return algebra_ctor.linterm_fill(-1.0, a);
 }
 
 static PyObject *
 var_abs(PyObject *a)
 {
-    return nonlin_instantiate_unary(NONLIN_ABS, a);
+    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
 /* In-place forms: a variable never changes, so each is the plain
@@ -527,3 +487,33 @@ PyTypeObject quenda_varType = {
     0,                             /* tp_alloc */
     PyType_GenericNew,             /* tp_new */
 };
+
+/* ------------------------------------------------------------ registration */
+
+static PyObject *
+var_pow_cell(PyObject *a, PyObject *b)
+{
+    return var_pow(a, b, Py_None);
+}
+
+static PyObject *
+var_alg_sum(PyObject *a, PyObject *b, double sign)
+{
+    return sign > 0.0 ? var_add(a, b) : var_sub(a, b);
+}
+
+int
+var_register(void)
+{
+    algebra_register_owner(ALG_ADD, EXPR_VARIABLE, var_add);
+    algebra_register_owner(ALG_SUB, EXPR_VARIABLE, var_sub);
+    algebra_register_owner(ALG_MUL, EXPR_VARIABLE, var_mul);
+    algebra_register_owner(ALG_DIV, EXPR_VARIABLE, var_div);
+    algebra_register_owner(ALG_POW, EXPR_VARIABLE, var_pow_cell);
+    algebra_register_owner(ALG_IADD, EXPR_VARIABLE, var_add);
+    algebra_register_owner(ALG_IMUL, EXPR_VARIABLE, var_mul);
+    algebra_sum_table[EXPR_VARIABLE] = var_alg_sum;
+    algebra_copy_table[EXPR_VARIABLE] = var_fill;
+    algebra_ctor.var_name_text = var_name_text;
+    return 0;
+}
