@@ -11,13 +11,24 @@ algebra_sumop algebra_sum_table[ALGEBRA_KINDS];
 algebra_copyop algebra_copy_table[ALGEBRA_KINDS];
 algebra_ctors algebra_ctor;
 
-void
-algebra_register_owner(int op, int kind, algebra_binop fn)
+int
+algebra_register_type(int kind, const algebra_type_ops *ops)
 {
-    for (int j = 0; j <= kind; j++) {
-        algebra_table[op][kind][j] = fn;
-        algebra_table[op][j][kind] = fn;
+    if (kind <= EXPR_CONSTANT || kind >= ALGEBRA_KINDS) {
+        PyErr_SetString(PyExc_SystemError, "algebra type registered with a bad kind");
+        return -1;
     }
+    const algebra_binop fns[ALG_OPS] = {ops->add, ops->sub, ops->mul, ops->div,
+                                        ops->pow, ops->iadd, ops->imul};
+    for (int op = 0; op < ALG_OPS; op++) {
+        for (int j = 0; j <= kind; j++) {
+            algebra_table[op][kind][j] = fns[op];
+            algebra_table[op][j][kind] = fns[op];
+        }
+    }
+    algebra_sum_table[kind] = ops->alg_sum;
+    algebra_copy_table[kind] = ops->copy;
+    return 0;
 }
 
 PyObject *

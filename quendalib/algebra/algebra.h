@@ -171,9 +171,19 @@ extern algebra_sumop algebra_sum_table[ALGEBRA_KINDS];
 /* By the kind of the object copied. */
 extern algebra_copyop algebra_copy_table[ALGEBRA_KINDS];
 
-/* Gives kind the cells (kind, j) and (j, kind) of op for every j <= kind:
- * the pairs where it is the richer operand. */
-void algebra_register_owner(int op, int kind, algebra_binop fn);
+/* What a type registers: its operations for the pairs where it is the
+ * richer operand.  iadd and imul may change a (a mutable type's in-place
+ * forms); the immutable types give their plain add and mul. */
+typedef struct {
+    algebra_binop add, sub, mul, div, pow, iadd, imul;
+    algebra_sumop alg_sum;
+    algebra_copyop copy;
+} algebra_type_ops;
+
+/* Gives kind the cells (kind, j) and (j, kind) of every operation for
+ * every j <= kind, its sum and its copy.  0 (or -1 with an exception for
+ * a kind out of range). */
+int algebra_register_type(int kind, const algebra_type_ops *ops);
 
 /* Raises for a pair no type registered (a kind out of range included). */
 PyObject *algebra_no_cell(int op, int ka, int kb);

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "algebra/exprtype.h"
+#include "algebra/slots.h"
 
 #define EX(o) ((expression_object *)(o))
 
@@ -367,36 +368,10 @@ error:
 }
 
 static PyObject *
-expression_array_sub(PyObject *arr, PyObject *other)
-{
-    PyObject *neg = PyNumber_Negative(arr);
-    if (neg == NULL)
-        return NULL;
-    PyObject *res = PyNumber_Add(neg, other);
-    Py_DECREF(neg);
-    return res;
-}
-
-static PyObject *
-expression_array_div(PyObject *arr, PyObject *other)
-{
-    PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
-    if (one == NULL)
-        return NULL;
-    inv = PyNumber_TrueDivide(one, arr);
-    Py_DECREF(one);
-    if (inv == NULL)
-        return NULL;
-    res = PyNumber_Multiply(inv, other);
-    Py_DECREF(inv);
-    return res;
-}
-
-static PyObject *
 expression_sum_slot(PyObject *a, PyObject *b, double sign)
 {
     if (is_ndarray(b))
-        return sign > 0 ? PyNumber_Add(b, a) : expression_array_sub(b, a);
+        return sign > 0 ? PyNumber_Add(b, a) : algebra_array_sub(b, a);
     if (is_ndarray(a))
         Py_RETURN_NOTIMPLEMENTED;
     /* An accumulator may start as None: "s = None; s += e" lands here. */
@@ -424,7 +399,7 @@ expression_inplace_sum(PyObject *a, PyObject *b, double sign)
 {
     PyObject *res = NULL;
     if (is_ndarray(b))
-        return sign > 0 ? PyNumber_Add(b, a) : expression_array_sub(b, a);
+        return sign > 0 ? PyNumber_Add(b, a) : algebra_array_sub(b, a);
     if (a == Py_None)
         return expression_copy(b, sign);
     int ka = getExprType(a);
@@ -620,7 +595,7 @@ expression_div(PyObject *a, PyObject *b)
 {
     int ka, kb;
     if (is_ndarray(b))
-        return expression_array_div(b, a);
+        return algebra_array_div(b, a);
     if (is_ndarray(a))
         Py_RETURN_NOTIMPLEMENTED;
     if ((ka = getExprType(a)) < 0 || (kb = getExprType(b)) < 0)
@@ -640,7 +615,7 @@ PyObject *
 expression_idiv(PyObject *a, PyObject *b)
 {
     if (is_ndarray(b))
-        return expression_array_div(b, a);
+        return algebra_array_div(b, a);
     if (EXPRESSION_CHECK(a) && is_number(b)) {
         double k = number_value(b);
         if (k == -1.0 && PyErr_Occurred())
@@ -777,41 +752,11 @@ expression_str(PyObject *self)
 
 /* ------------------------------------------------------------ type */
 
-static PyNumberMethods expression_as_number = {
-    expression_add,                /* nb_add */
-    expression_sub,                /* nb_subtract */
-    expression_mul,                /* nb_multiply */
-    0,                             /* nb_remainder */
-    0,                             /* nb_divmod */
-    expression_pow,                /* nb_power */
-    expression_neg,                /* nb_negative */
-    0,                             /* nb_positive */
-    expression_abs,                /* nb_absolute */
-    0,                             /* nb_bool */
-    0,                             /* nb_invert */
-    0,                             /* nb_lshift */
-    0,                             /* nb_rshift */
-    0,                             /* nb_and */
-    0,                             /* nb_xor */
-    0,                             /* nb_or */
-    0,                             /* nb_int */
-    0,                             /* nb_reserved */
-    0,                             /* nb_float */
-    expression_iadd,               /* nb_inplace_add */
-    expression_isub,               /* nb_inplace_subtract */
-    expression_imul,               /* nb_inplace_multiply */
-    0,                             /* nb_inplace_remainder */
-    0,                             /* nb_inplace_power: the plain power */
-    0,                             /* nb_inplace_lshift */
-    0,                             /* nb_inplace_rshift */
-    0,                             /* nb_inplace_and */
-    0,                             /* nb_inplace_xor */
-    0,                             /* nb_inplace_or */
-    0,                             /* nb_floor_divide */
-    expression_div,                /* nb_true_divide */
-    0,                             /* nb_inplace_floor_divide */
-    expression_idiv,               /* nb_inplace_true_divide */
-};
+/* No in-place power: the plain one. */
+static PyNumberMethods expression_as_number = algebra_number_methods(
+    expression_add, expression_sub, expression_mul, expression_div, expression_pow,
+    expression_neg, expression_abs, expression_iadd, expression_isub, expression_imul,
+    expression_idiv, NULL);
 
 PyTypeObject quenda_expressionType = {
     PyVarObject_HEAD_INIT(NULL, 0)
@@ -863,22 +808,16 @@ expression_pow_cell(PyObject *a, PyObject *b)
     return expression_pow(a, b, Py_None);
 }
 
+static const algebra_type_ops expression_ops = {expression_add, expression_sub, expression_mul, expression_div, expression_pow_cell,
+                                      expression_iadd, expression_imul, expression_alg_sum, expression_copy};
+
 int
 expression_register(void)
 {
-    algebra_register_owner(ALG_ADD, EXPR_EXPRESSION, expression_add);
-    algebra_register_owner(ALG_SUB, EXPR_EXPRESSION, expression_sub);
-    algebra_register_owner(ALG_MUL, EXPR_EXPRESSION, expression_mul);
-    algebra_register_owner(ALG_DIV, EXPR_EXPRESSION, expression_div);
-    algebra_register_owner(ALG_POW, EXPR_EXPRESSION, expression_pow_cell);
-    algebra_register_owner(ALG_IADD, EXPR_EXPRESSION, expression_iadd);
-    algebra_register_owner(ALG_IMUL, EXPR_EXPRESSION, expression_imul);
-    algebra_sum_table[EXPR_EXPRESSION] = expression_alg_sum;
-    algebra_copy_table[EXPR_EXPRESSION] = expression_copy;
     algebra_ctor.expression_base = expression_base;
     algebra_ctor.expression_from_lin = expression_from_lin;
     algebra_ctor.expression_from_quad = expression_from_quad;
     algebra_ctor.expression_addQuadTerm = expression_addQuadTerm;
     algebra_ctor.expression_accumulate = expression_accumulate;
-    return 0;
+    return algebra_register_type(EXPR_EXPRESSION, &expression_ops);
 }

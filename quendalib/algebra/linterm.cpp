@@ -8,6 +8,7 @@
 #include <stdio.h>
 
 #include "algebra/exprtype.h"
+#include "algebra/slots.h"
 
 /* ------------------------------------------------------------ creation */
 
@@ -53,34 +54,6 @@ static inline PyObject *
 lt_var(PyObject *o)
 {
     return ((linterm_object *)o)->var;
-}
-
-/* (1.0 / arr) * other, NumPy doing both steps. */
-static PyObject *
-linterm_array_div(PyObject *arr, PyObject *other)
-{
-    PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
-    if (one == NULL)
-        return NULL;
-    inv = PyNumber_TrueDivide(one, arr);
-    Py_DECREF(one);
-    if (inv == NULL)
-        return NULL;
-    res = PyNumber_Multiply(inv, other);
-    Py_DECREF(inv);
-    return res;
-}
-
-/* (-arr) + other through NumPy. */
-static PyObject *
-linterm_array_sub(PyObject *arr, PyObject *other)
-{
-    PyObject *neg = PyNumber_Negative(arr);
-    if (neg == NULL)
-        return NULL;
-    PyObject *res = PyNumber_Add(neg, other);
-    Py_DECREF(neg);
-    return res;
 }
 
 /* A fresh term made by the type's own allocator has no variable. */
@@ -165,7 +138,7 @@ PyObject *
 linterm_sub(PyObject *a, PyObject *b)
 {
     if (is_ndarray(b))
-        return linterm_array_sub(b, a);
+        return algebra_array_sub(b, a);
     if (is_ndarray(a))
         Py_RETURN_NOTIMPLEMENTED;
     return linterm_alg_sum(a, b, -1.0);
@@ -220,7 +193,7 @@ linterm_div(PyObject *a, PyObject *b)
     double k;
 
     if (kb == EXPR_ARRAY)
-        return linterm_array_div(b, a);
+        return algebra_array_div(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
     if (ka > EXPR_LINTERM || kb > EXPR_LINTERM)
@@ -307,86 +280,6 @@ linterm_abs(PyObject *a)
     return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
-/* ------------------------------------------------------------ in place */
-
-/* 1 when b is a number equal to value. */
-static int
-linterm_is_const(PyObject *b, double value)
-{
-    if (expr_kind(b) != EXPR_CONSTANT)
-        return 0;
-    double k = number_value(b);
-    if (k == -1.0 && PyErr_Occurred()) {
-        PyErr_Clear();
-        return 0;
-    }
-    return k == value;
-}
-
-static PyObject *
-linterm_iadd(PyObject *a, PyObject *b)
-{
-    if (is_ndarray(b))
-        return PyNumber_Add(b, a);
-    if (linterm_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return linterm_add(a, b);
-}
-
-static PyObject *
-linterm_isub(PyObject *a, PyObject *b)
-{
-    if (is_ndarray(b))
-        return linterm_array_sub(b, a);
-    if (linterm_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return linterm_sub(a, b);
-}
-
-static PyObject *
-linterm_imul(PyObject *a, PyObject *b)
-{
-    if (is_ndarray(b))
-        return PyNumber_Multiply(b, a);
-    if (linterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return linterm_mul(a, b);
-}
-
-static PyObject *
-linterm_idiv(PyObject *a, PyObject *b)
-{
-    if (is_ndarray(b))
-        return linterm_array_div(b, a);
-    if (linterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    if (linterm_is_const(b, 0.0))
-        return quenda_model_error("Division by zero");
-    return linterm_div(a, b);
-}
-
-static PyObject *
-linterm_ipow(PyObject *a, PyObject *b, PyObject *mod)
-{
-    if (is_ndarray(b))
-        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
-    if (linterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    if (linterm_is_const(b, 0.0))
-        return PyFloat_FromDouble(1.0);
-    return linterm_pow(a, b, mod);
-}
-
 /* ------------------------------------------------------------ text */
 
 static PyObject *
@@ -403,41 +296,10 @@ linterm_str(PyObject *self)
 
 /* ------------------------------------------------------------ type */
 
-static PyNumberMethods linterm_as_number = {
-    linterm_add,                   /* nb_add */
-    linterm_sub,                   /* nb_subtract */
-    linterm_mul,                   /* nb_multiply */
-    0,                             /* nb_remainder */
-    0,                             /* nb_divmod */
-    linterm_pow,                   /* nb_power */
-    linterm_neg,                   /* nb_negative */
-    0,                             /* nb_positive */
-    linterm_abs,                   /* nb_absolute */
-    0,                             /* nb_bool */
-    0,                             /* nb_invert */
-    0,                             /* nb_lshift */
-    0,                             /* nb_rshift */
-    0,                             /* nb_and */
-    0,                             /* nb_xor */
-    0,                             /* nb_or */
-    0,                             /* nb_int */
-    0,                             /* nb_reserved */
-    0,                             /* nb_float */
-    linterm_iadd,                  /* nb_inplace_add */
-    linterm_isub,                  /* nb_inplace_subtract */
-    linterm_imul,                  /* nb_inplace_multiply */
-    0,                             /* nb_inplace_remainder */
-    linterm_ipow,                  /* nb_inplace_power */
-    0,                             /* nb_inplace_lshift */
-    0,                             /* nb_inplace_rshift */
-    0,                             /* nb_inplace_and */
-    0,                             /* nb_inplace_xor */
-    0,                             /* nb_inplace_or */
-    0,                             /* nb_floor_divide */
-    linterm_div,                   /* nb_true_divide */
-    0,                             /* nb_inplace_floor_divide */
-    linterm_idiv,                  /* nb_inplace_true_divide */
-};
+static PyNumberMethods linterm_as_number =
+    algebra_number_methods(linterm_add, linterm_sub, linterm_mul, linterm_div, linterm_pow,
+                           linterm_neg, linterm_abs, term_iadd, term_isub, term_imul, term_idiv,
+                           term_ipow);
 
 PyTypeObject quenda_lintermType = {
     PyVarObject_HEAD_INIT(NULL, 0)
@@ -475,18 +337,12 @@ linterm_pow_cell(PyObject *a, PyObject *b)
     return linterm_pow(a, b, Py_None);
 }
 
+static const algebra_type_ops linterm_ops = {linterm_add, linterm_sub, linterm_mul, linterm_div, linterm_pow_cell,
+                                      linterm_add, linterm_mul, linterm_alg_sum, linterm_copy};
+
 int
 linterm_register(void)
 {
-    algebra_register_owner(ALG_ADD, EXPR_LINTERM, linterm_add);
-    algebra_register_owner(ALG_SUB, EXPR_LINTERM, linterm_sub);
-    algebra_register_owner(ALG_MUL, EXPR_LINTERM, linterm_mul);
-    algebra_register_owner(ALG_DIV, EXPR_LINTERM, linterm_div);
-    algebra_register_owner(ALG_POW, EXPR_LINTERM, linterm_pow_cell);
-    algebra_register_owner(ALG_IADD, EXPR_LINTERM, linterm_add);
-    algebra_register_owner(ALG_IMUL, EXPR_LINTERM, linterm_mul);
-    algebra_sum_table[EXPR_LINTERM] = linterm_alg_sum;
-    algebra_copy_table[EXPR_LINTERM] = linterm_copy;
     algebra_ctor.linterm_fill = linterm_fill;
-    return 0;
+    return algebra_register_type(EXPR_LINTERM, &linterm_ops);
 }

@@ -26,6 +26,7 @@
 #include <structmember.h>
 
 #include "algebra/exprtype.h"
+#include "algebra/slots.h"
 #include "algebra/maps.h"
 #include "module/session.h"
 
@@ -921,41 +922,10 @@ static PyMemberDef nonlin_members[] = {
     {(char *)"op", T_INT, offsetof(nonlin_object, op), READONLY, (char *)"Operator code"},
     {NULL, 0, 0, 0, NULL}};
 
-static PyNumberMethods nonlin_as_number = {
-    nonlin_add,                 /* nb_add */
-    nonlin_sub,                 /* nb_subtract */
-    nonlin_mul,                 /* nb_multiply */
-    0,                          /* nb_remainder */
-    0,                          /* nb_divmod */
-    nonlin_pow,                 /* nb_power */
-    nonlin_neg,                 /* nb_negative */
-    0,                          /* nb_positive */
-    nonlin_abs,                 /* nb_absolute */
-    0,                          /* nb_bool */
-    0,                          /* nb_invert */
-    0,                          /* nb_lshift */
-    0,                          /* nb_rshift */
-    0,                          /* nb_and */
-    0,                          /* nb_xor */
-    0,                          /* nb_or */
-    0,                          /* nb_int */
-    0,                          /* nb_reserved */
-    0,                          /* nb_float */
-    nonlin_iadd,                /* nb_inplace_add */
-    nonlin_isub,                /* nb_inplace_subtract */
-    nonlin_imul,                /* nb_inplace_multiply */
-    0,                          /* nb_inplace_remainder */
-    nonlin_ipow,                /* nb_inplace_power */
-    0,                          /* nb_inplace_lshift */
-    0,                          /* nb_inplace_rshift */
-    0,                          /* nb_inplace_and */
-    0,                          /* nb_inplace_xor */
-    0,                          /* nb_inplace_or */
-    0,                          /* nb_floor_divide */
-    nonlin_div,                 /* nb_true_divide */
-    0,                          /* nb_inplace_floor_divide */
-    nonlin_idiv,                /* nb_inplace_true_divide */
-};
+static PyNumberMethods nonlin_as_number =
+    algebra_number_methods(nonlin_add, nonlin_sub, nonlin_mul, nonlin_div, nonlin_pow,
+                           nonlin_neg, nonlin_abs, nonlin_iadd, nonlin_isub, nonlin_imul,
+                           nonlin_idiv, nonlin_ipow);
 
 PyTypeObject quenda_nonlinType = {
     PyVarObject_HEAD_INIT(NULL, 0)
@@ -1008,21 +978,15 @@ nonlin_pow_cell(PyObject *a, PyObject *b)
     return nonlin_pow(a, b, Py_None);
 }
 
+static const algebra_type_ops nonlin_ops = {nonlin_add, nonlin_sub, nonlin_mul, nonlin_div, nonlin_pow_cell,
+                                      nonlin_iadd, nonlin_imul, nonlin_alg_sum, nonlin_copy};
+
 int
 nonlin_register(void)
 {
-    algebra_register_owner(ALG_ADD, EXPR_NONLINEAR, nonlin_add);
-    algebra_register_owner(ALG_SUB, EXPR_NONLINEAR, nonlin_sub);
-    algebra_register_owner(ALG_MUL, EXPR_NONLINEAR, nonlin_mul);
-    algebra_register_owner(ALG_DIV, EXPR_NONLINEAR, nonlin_div);
-    algebra_register_owner(ALG_POW, EXPR_NONLINEAR, nonlin_pow_cell);
-    algebra_register_owner(ALG_IADD, EXPR_NONLINEAR, nonlin_iadd);
-    algebra_register_owner(ALG_IMUL, EXPR_NONLINEAR, nonlin_imul);
-    algebra_sum_table[EXPR_NONLINEAR] = nonlin_alg_sum;
-    algebra_copy_table[EXPR_NONLINEAR] = nonlin_copy;
     algebra_ctor.nonlin_binary = nonlin_instantiate_binary;
     algebra_ctor.nonlin_unary = nonlin_instantiate_unary;
     algebra_ctor.nonlin_inplace_alg_sum = nonlin_inplace_alg_sum;
     algebra_ctor.nonlin_neg = nonlin_neg;
-    return 0;
+    return algebra_register_type(EXPR_NONLINEAR, &nonlin_ops);
 }

@@ -9,6 +9,7 @@
 #include <stdio.h>
 
 #include "algebra/exprtype.h"
+#include "algebra/slots.h"
 
 #define QT(o) ((quadterm_object *)(o))
 
@@ -75,32 +76,6 @@ quadterm_operands_valid(PyObject *a, int ka, PyObject *b, int kb)
         return 0;
     }
     return 1;
-}
-
-static PyObject *
-quadterm_array_div(PyObject *arr, PyObject *other)
-{
-    PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
-    if (one == NULL)
-        return NULL;
-    inv = PyNumber_TrueDivide(one, arr);
-    Py_DECREF(one);
-    if (inv == NULL)
-        return NULL;
-    res = PyNumber_Multiply(inv, other);
-    Py_DECREF(inv);
-    return res;
-}
-
-static PyObject *
-quadterm_array_sub(PyObject *arr, PyObject *other)
-{
-    PyObject *neg = PyNumber_Negative(arr);
-    if (neg == NULL)
-        return NULL;
-    PyObject *res = PyNumber_Add(neg, other);
-    Py_DECREF(neg);
-    return res;
 }
 
 static inline int
@@ -225,7 +200,7 @@ quadterm_sub(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     if (kb == EXPR_ARRAY)
-        return quadterm_array_sub(b, a);
+        return algebra_array_sub(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
     if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
@@ -279,7 +254,7 @@ quadterm_div(PyObject *a, PyObject *b)
     static const char zero_bilinear[] = "Division by zero of a bilinear term";
 
     if (kb == EXPR_ARRAY)
-        return quadterm_array_div(b, a);
+        return algebra_array_div(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
     if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
@@ -404,77 +379,6 @@ quadterm_abs(PyObject *a)
     return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
-/* ------------------------------------------------------------ in place */
-
-static int
-quadterm_is_const(PyObject *b, double value)
-{
-    if (expr_kind(b) != EXPR_CONSTANT)
-        return 0;
-    double k = number_value(b);
-    if (k == -1.0 && PyErr_Occurred()) {
-        PyErr_Clear();
-        return 0;
-    }
-    return k == value;
-}
-
-static PyObject *
-quadterm_iadd(PyObject *a, PyObject *b)
-{
-    if (quadterm_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return quadterm_add(a, b);
-}
-
-static PyObject *
-quadterm_isub(PyObject *a, PyObject *b)
-{
-    if (quadterm_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return quadterm_sub(a, b);
-}
-
-static PyObject *
-quadterm_imul(PyObject *a, PyObject *b)
-{
-    if (quadterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return quadterm_mul(a, b);
-}
-
-static PyObject *
-quadterm_idiv(PyObject *a, PyObject *b)
-{
-    if (quadterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    if (quadterm_is_const(b, 0.0))
-        return quenda_model_error("Division by zero");
-    return quadterm_div(a, b);
-}
-
-static PyObject *
-quadterm_ipow(PyObject *a, PyObject *b, PyObject *mod)
-{
-    if (is_ndarray(b))
-        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
-    if (quadterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    if (quadterm_is_const(b, 0.0))
-        return PyFloat_FromDouble(1.0);
-    return quadterm_pow(a, b, mod);
-}
-
 /* ------------------------------------------------------------ text */
 
 static PyObject *
@@ -493,41 +397,10 @@ quadterm_str(PyObject *self)
 
 /* ------------------------------------------------------------ type */
 
-static PyNumberMethods quadterm_as_number = {
-    quadterm_add,                  /* nb_add */
-    quadterm_sub,                  /* nb_subtract */
-    quadterm_mul,                  /* nb_multiply */
-    0,                             /* nb_remainder */
-    0,                             /* nb_divmod */
-    quadterm_pow,                  /* nb_power */
-    quadterm_neg,                  /* nb_negative */
-    0,                             /* nb_positive */
-    quadterm_abs,                  /* nb_absolute */
-    0,                             /* nb_bool */
-    0,                             /* nb_invert */
-    0,                             /* nb_lshift */
-    0,                             /* nb_rshift */
-    0,                             /* nb_and */
-    0,                             /* nb_xor */
-    0,                             /* nb_or */
-    0,                             /* nb_int */
-    0,                             /* nb_reserved */
-    0,                             /* nb_float */
-    quadterm_iadd,                 /* nb_inplace_add */
-    quadterm_isub,                 /* nb_inplace_subtract */
-    quadterm_imul,                 /* nb_inplace_multiply */
-    0,                             /* nb_inplace_remainder */
-    quadterm_ipow,                 /* nb_inplace_power */
-    0,                             /* nb_inplace_lshift */
-    0,                             /* nb_inplace_rshift */
-    0,                             /* nb_inplace_and */
-    0,                             /* nb_inplace_xor */
-    0,                             /* nb_inplace_or */
-    0,                             /* nb_floor_divide */
-    quadterm_div,                  /* nb_true_divide */
-    0,                             /* nb_inplace_floor_divide */
-    quadterm_idiv,                 /* nb_inplace_true_divide */
-};
+static PyNumberMethods quadterm_as_number =
+    algebra_number_methods(quadterm_add, quadterm_sub, quadterm_mul, quadterm_div, quadterm_pow,
+                           quadterm_neg, quadterm_abs, term_iadd, term_isub, term_imul,
+                           term_idiv, term_ipow);
 
 PyTypeObject quenda_quadtermType = {
     PyVarObject_HEAD_INIT(NULL, 0)
@@ -565,18 +438,12 @@ quadterm_pow_cell(PyObject *a, PyObject *b)
     return quadterm_pow(a, b, Py_None);
 }
 
+static const algebra_type_ops quadterm_ops = {quadterm_add, quadterm_sub, quadterm_mul, quadterm_div, quadterm_pow_cell,
+                                      quadterm_add, quadterm_mul, quadterm_alg_sum, quadterm_copy};
+
 int
 quadterm_register(void)
 {
-    algebra_register_owner(ALG_ADD, EXPR_QUADTERM, quadterm_add);
-    algebra_register_owner(ALG_SUB, EXPR_QUADTERM, quadterm_sub);
-    algebra_register_owner(ALG_MUL, EXPR_QUADTERM, quadterm_mul);
-    algebra_register_owner(ALG_DIV, EXPR_QUADTERM, quadterm_div);
-    algebra_register_owner(ALG_POW, EXPR_QUADTERM, quadterm_pow_cell);
-    algebra_register_owner(ALG_IADD, EXPR_QUADTERM, quadterm_add);
-    algebra_register_owner(ALG_IMUL, EXPR_QUADTERM, quadterm_mul);
-    algebra_sum_table[EXPR_QUADTERM] = quadterm_alg_sum;
-    algebra_copy_table[EXPR_QUADTERM] = quadterm_copy;
     algebra_ctor.quadterm_fill = quadterm_fill;
-    return 0;
+    return algebra_register_type(EXPR_QUADTERM, &quadterm_ops);
 }

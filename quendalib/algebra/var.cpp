@@ -9,6 +9,7 @@
 #include <structmember.h>
 
 #include "algebra/exprtype.h"
+#include "algebra/slots.h"
 #include "module/session.h"
 
 static const char var_alloc_msg[] = "Could not allocate an object of type Variable";
@@ -261,18 +262,8 @@ var_div(PyObject *a, PyObject *b)
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
 
-    if (kb == EXPR_ARRAY) {
-        PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
-        if (one == NULL)
-            return NULL;
-        inv = PyNumber_TrueDivide(one, b);
-        Py_DECREF(one);
-        if (inv == NULL)
-            return NULL;
-        res = PyNumber_Multiply(inv, a);
-        Py_DECREF(inv);
-        return res;
-    }
+    if (kb == EXPR_ARRAY)
+        return algebra_array_div(b, a);
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
     if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
@@ -342,99 +333,11 @@ var_abs(PyObject *a)
     return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
-/* In-place forms: a variable never changes, so each is the plain
- * operator after the shortcuts for 0 and for a zero divisor. */
-
-static int
-var_is_const(PyObject *b, double value)
-{
-    if (expr_kind(b) != EXPR_CONSTANT)
-        return 0;
-    double k = number_value(b);
-    if (k == -1.0 && PyErr_Occurred()) {
-        PyErr_Clear();
-        return 0;
-    }
-    return k == value;
-}
-
-static PyObject *
-var_iadd(PyObject *a, PyObject *b)
-{
-    if (var_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return var_add(a, b);
-}
-
-static PyObject *
-var_isub(PyObject *a, PyObject *b)
-{
-    if (var_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return var_sub(a, b);
-}
-
-static PyObject *
-var_imul(PyObject *a, PyObject *b)
-{
-    return var_mul(a, b);
-}
-
-static PyObject *
-var_idiv(PyObject *a, PyObject *b)
-{
-    if (var_is_const(b, 0.0))
-        return quenda_model_error("Division by zero");
-    return var_div(a, b);
-}
-
-static PyObject *
-var_ipow(PyObject *a, PyObject *b, PyObject *mod)
-{
-    return var_pow(a, b, mod);
-}
-
 /* ------------------------------------------------------------ type */
 
-static PyNumberMethods var_as_number = {
-    var_add,                       /* nb_add */
-    var_sub,                       /* nb_subtract */
-    var_mul,                       /* nb_multiply */
-    0,                             /* nb_remainder */
-    0,                             /* nb_divmod */
-    var_pow,                       /* nb_power */
-    var_neg,                       /* nb_negative */
-    0,                             /* nb_positive */
-    var_abs,                       /* nb_absolute */
-    0,                             /* nb_bool */
-    0,                             /* nb_invert */
-    0,                             /* nb_lshift */
-    0,                             /* nb_rshift */
-    0,                             /* nb_and */
-    0,                             /* nb_xor */
-    0,                             /* nb_or */
-    0,                             /* nb_int */
-    0,                             /* nb_reserved */
-    0,                             /* nb_float */
-    var_iadd,                      /* nb_inplace_add */
-    var_isub,                      /* nb_inplace_subtract */
-    var_imul,                      /* nb_inplace_multiply */
-    0,                             /* nb_inplace_remainder */
-    var_ipow,                      /* nb_inplace_power */
-    0,                             /* nb_inplace_lshift */
-    0,                             /* nb_inplace_rshift */
-    0,                             /* nb_inplace_and */
-    0,                             /* nb_inplace_xor */
-    0,                             /* nb_inplace_or */
-    0,                             /* nb_floor_divide */
-    var_div,                       /* nb_true_divide */
-    0,                             /* nb_inplace_floor_divide */
-    var_idiv,                      /* nb_inplace_true_divide */
-};
+static PyNumberMethods var_as_number =
+    algebra_number_methods(var_add, var_sub, var_mul, var_div, var_pow, var_neg, var_abs,
+                           term_iadd, term_isub, term_imul, term_idiv, term_ipow);
 
 static PyMemberDef var_members[] = {
     {"name", T_OBJECT, offsetof(var_object, name), 0, "Name of the variable"},
@@ -502,18 +405,12 @@ var_alg_sum(PyObject *a, PyObject *b, double sign)
     return sign > 0.0 ? var_add(a, b) : var_sub(a, b);
 }
 
+static const algebra_type_ops var_ops = {var_add, var_sub, var_mul, var_div, var_pow_cell,
+                                      var_add, var_mul, var_alg_sum, var_fill};
+
 int
 var_register(void)
 {
-    algebra_register_owner(ALG_ADD, EXPR_VARIABLE, var_add);
-    algebra_register_owner(ALG_SUB, EXPR_VARIABLE, var_sub);
-    algebra_register_owner(ALG_MUL, EXPR_VARIABLE, var_mul);
-    algebra_register_owner(ALG_DIV, EXPR_VARIABLE, var_div);
-    algebra_register_owner(ALG_POW, EXPR_VARIABLE, var_pow_cell);
-    algebra_register_owner(ALG_IADD, EXPR_VARIABLE, var_add);
-    algebra_register_owner(ALG_IMUL, EXPR_VARIABLE, var_mul);
-    algebra_sum_table[EXPR_VARIABLE] = var_alg_sum;
-    algebra_copy_table[EXPR_VARIABLE] = var_fill;
     algebra_ctor.var_name_text = var_name_text;
-    return 0;
+    return algebra_register_type(EXPR_VARIABLE, &var_ops);
 }
