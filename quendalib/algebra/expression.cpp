@@ -808,8 +808,11 @@ expression_pow_cell(PyObject *a, PyObject *b)
     return expression_pow(a, b, Py_None);
 }
 
-static const algebra_type_ops expression_ops = {expression_add, expression_sub, expression_mul, expression_div, expression_pow_cell,
-                                      expression_iadd, expression_imul, expression_alg_sum, expression_copy};
+static const algebra_type_ops expression_ops = {
+    expression_add, expression_sub, expression_mul, expression_div,
+    expression_pow_cell,   /* pow */
+    expression_iadd, expression_imul,   /* iadd, imul */
+    expression_alg_sum, expression_copy};
 
 int
 expression_register(void)

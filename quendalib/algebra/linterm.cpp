@@ -337,8 +337,11 @@ linterm_pow_cell(PyObject *a, PyObject *b)
     return linterm_pow(a, b, Py_None);
 }
 
-static const algebra_type_ops linterm_ops = {linterm_add, linterm_sub, linterm_mul, linterm_div, linterm_pow_cell,
-                                      linterm_add, linterm_mul, linterm_alg_sum, linterm_copy};
+static const algebra_type_ops linterm_ops = {
+    linterm_add, linterm_sub, linterm_mul, linterm_div,
+    linterm_pow_cell,   /* pow */
+    linterm_add, linterm_mul,   /* iadd, imul */
+    linterm_alg_sum, linterm_copy};
 
 int
 linterm_register(void)

@@ -978,8 +978,11 @@ nonlin_pow_cell(PyObject *a, PyObject *b)
     return nonlin_pow(a, b, Py_None);
 }
 
-static const algebra_type_ops nonlin_ops = {nonlin_add, nonlin_sub, nonlin_mul, nonlin_div, nonlin_pow_cell,
-                                      nonlin_iadd, nonlin_imul, nonlin_alg_sum, nonlin_copy};
+static const algebra_type_ops nonlin_ops = {
+    nonlin_add, nonlin_sub, nonlin_mul, nonlin_div,
+    nonlin_pow_cell,   /* pow */
+    nonlin_iadd, nonlin_imul,   /* iadd, imul */
+    nonlin_alg_sum, nonlin_copy};
 
 int
 nonlin_register(void)

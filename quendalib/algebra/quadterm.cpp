@@ -438,8 +438,11 @@ quadterm_pow_cell(PyObject *a, PyObject *b)
     return quadterm_pow(a, b, Py_None);
 }
 
-static const algebra_type_ops quadterm_ops = {quadterm_add, quadterm_sub, quadterm_mul, quadterm_div, quadterm_pow_cell,
-                                      quadterm_add, quadterm_mul, quadterm_alg_sum, quadterm_copy};
+static const algebra_type_ops quadterm_ops = {
+    quadterm_add, quadterm_sub, quadterm_mul, quadterm_div,
+    quadterm_pow_cell,   /* pow */
+    quadterm_add, quadterm_mul,   /* iadd, imul */
+    quadterm_alg_sum, quadterm_copy};
 
 int
 quadterm_register(void)

@@ -405,8 +405,11 @@ var_alg_sum(PyObject *a, PyObject *b, double sign)
     return sign > 0.0 ? var_add(a, b) : var_sub(a, b);
 }
 
-static const algebra_type_ops var_ops = {var_add, var_sub, var_mul, var_div, var_pow_cell,
-                                      var_add, var_mul, var_alg_sum, var_fill};
+static const algebra_type_ops var_ops = {
+    var_add, var_sub, var_mul, var_div,
+    var_pow_cell,   /* pow */
+    var_add, var_mul,   /* iadd, imul */
+    var_alg_sum, var_fill};
 
 int
 var_register(void)
