@@ -171,19 +171,14 @@ extern algebra_sumop algebra_sum_table[ALGEBRA_KINDS];
 /* By the kind of the object copied. */
 extern algebra_copyop algebra_copy_table[ALGEBRA_KINDS];
 
-/* What a type registers: its operations for the pairs where it is the
- * richer operand.  iadd and imul may change a (a mutable type's in-place
- * forms); the immutable types give their plain add and mul. */
-typedef struct {
-    algebra_binop add, sub, mul, div, pow, iadd, imul;
-    algebra_sumop alg_sum;
-    algebra_copyop copy;
-} algebra_type_ops;
-
-/* Gives kind the cells (kind, j) and (j, kind) of every operation for
- * every j <= kind, its sum and its copy.  0 (or -1 with an exception for
- * a kind out of range). */
-int algebra_register_type(int kind, const algebra_type_ops *ops);
+/* Gives the type of kind the cells (kind, j) and (j, kind) of every
+ * operation for every j <= kind (the pairs where it is the richer operand),
+ * taken from its number slots; the in-place cells get its in-place slots
+ * when the type is mutable (its objects may grow in place), its plain ones
+ * otherwise.  alg_sum and copy fill the sum and copy tables.  0, or -1
+ * with an exception for a bad kind. */
+int algebra_register_type(int kind, PyTypeObject *type, int mutable_objects,
+                          algebra_sumop alg_sum, algebra_copyop copy);
 
 /* Raises for a pair no type registered (a kind out of range included). */
 PyObject *algebra_no_cell(int op, int ka, int kb);

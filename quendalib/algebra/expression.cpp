@@ -802,18 +802,6 @@ PyTypeObject quenda_expressionType = {
 
 /* ------------------------------------------------------------ registration */
 
-static PyObject *
-expression_pow_cell(PyObject *a, PyObject *b)
-{
-    return expression_pow(a, b, Py_None);
-}
-
-static const algebra_type_ops expression_ops = {
-    expression_add, expression_sub, expression_mul, expression_div,
-    expression_pow_cell,   /* pow */
-    expression_iadd, expression_imul,   /* iadd, imul */
-    expression_alg_sum, expression_copy};
-
 int
 expression_register(void)
 {
@@ -822,5 +810,6 @@ expression_register(void)
     algebra_ctor.expression_from_quad = expression_from_quad;
     algebra_ctor.expression_addQuadTerm = expression_addQuadTerm;
     algebra_ctor.expression_accumulate = expression_accumulate;
-    return algebra_register_type(EXPR_EXPRESSION, &expression_ops);
+    return algebra_register_type(EXPR_EXPRESSION, &quenda_expressionType, 1,
+                                 expression_alg_sum, expression_copy);
 }

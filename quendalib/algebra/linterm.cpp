@@ -331,21 +331,10 @@ PyTypeObject quenda_lintermType = {
 
 /* ------------------------------------------------------------ registration */
 
-static PyObject *
-linterm_pow_cell(PyObject *a, PyObject *b)
-{
-    return linterm_pow(a, b, Py_None);
-}
-
-static const algebra_type_ops linterm_ops = {
-    linterm_add, linterm_sub, linterm_mul, linterm_div,
-    linterm_pow_cell,   /* pow */
-    linterm_add, linterm_mul,   /* iadd, imul */
-    linterm_alg_sum, linterm_copy};
-
 int
 linterm_register(void)
 {
     algebra_ctor.linterm_fill = linterm_fill;
-    return algebra_register_type(EXPR_LINTERM, &linterm_ops);
+    return algebra_register_type(EXPR_LINTERM, &quenda_lintermType, 0,
+                                 linterm_alg_sum, linterm_copy);
 }

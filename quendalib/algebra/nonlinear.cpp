@@ -540,16 +540,8 @@ nonlin_alg_sum(PyObject *a, PyObject *b, double sign)
     PyObject *res = NULL, *tmp = NULL;
     int ta, tb;
 
-    if (b != NULL && is_ndarray(b)) {
-        if (sign > 0)
-            return PyNumber_Add(b, a);
-        tmp = PyNumber_Negative(b);
-        if (tmp == NULL)
-            return NULL;
-        res = PyNumber_Add(tmp, a);
-        Py_DECREF(tmp);
-        return res;
-    }
+    if (b != NULL && is_ndarray(b))
+        return sign > 0 ? PyNumber_Add(b, a) : algebra_array_sub(b, a);
     if (a != NULL && is_ndarray(a))
         return sign > 0 ? PyNumber_Add(a, b) : PyNumber_Subtract(a, b);
     ta = getExprType(a);
@@ -672,19 +664,8 @@ nonlin_mul(PyObject *a, PyObject *b)
 PyObject *
 nonlin_div(PyObject *a, PyObject *b)
 {
-    if (b != NULL && is_ndarray(b)) {
-        PyObject *one = NULL, *inv = NULL, *res = NULL;
-        one = PyFloat_FromDouble(1.0);
-        if (one == NULL)
-            return NULL;
-        inv = PyNumber_TrueDivide(one, b);
-        Py_DECREF(one);
-        if (inv == NULL)
-            return NULL;
-        res = PyNumber_Multiply(inv, a);
-        Py_DECREF(inv);
-        return res;
-    }
+    if (b != NULL && is_ndarray(b))
+        return algebra_array_div(b, a);
     if (a != NULL && is_ndarray(a))
         return PyNumber_TrueDivide(a, b);
     if (nonlin_check_operands(a, b) < 0)
@@ -972,18 +953,6 @@ PyTypeObject quenda_nonlinType = {
 
 /* ------------------------------------------------------------ registration */
 
-static PyObject *
-nonlin_pow_cell(PyObject *a, PyObject *b)
-{
-    return nonlin_pow(a, b, Py_None);
-}
-
-static const algebra_type_ops nonlin_ops = {
-    nonlin_add, nonlin_sub, nonlin_mul, nonlin_div,
-    nonlin_pow_cell,   /* pow */
-    nonlin_iadd, nonlin_imul,   /* iadd, imul */
-    nonlin_alg_sum, nonlin_copy};
-
 int
 nonlin_register(void)
 {
@@ -991,5 +960,6 @@ nonlin_register(void)
     algebra_ctor.nonlin_unary = nonlin_instantiate_unary;
     algebra_ctor.nonlin_inplace_alg_sum = nonlin_inplace_alg_sum;
     algebra_ctor.nonlin_neg = nonlin_neg;
-    return algebra_register_type(EXPR_NONLINEAR, &nonlin_ops);
+    return algebra_register_type(EXPR_NONLINEAR, &quenda_nonlinType, 1, nonlin_alg_sum,
+                                 nonlin_copy);
 }

@@ -108,6 +108,14 @@ quadterm_div_node_l(double r, PyObject *lvar, PyObject *var)
     return res;
 }
 
+/* constant + lc*lv + qc*q1*q2 as an expression (through the door). */
+static inline PyObject *
+from_quad(double constant, PyObject *lv, double lc, PyObject *q1, PyObject *q2, double qc,
+          const char *msg)
+{
+    return algebra_ctor.expression_from_quad(constant, lv, lc, q1, q2, qc, msg);
+}
+
 /* ------------------------------------------------------------ sum */
 
 PyObject *
@@ -132,19 +140,18 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
                 return NULL;
             if (k == 0.0)
                 return quadterm_copy(b, sign);
-            return algebra_ctor.expression_from_quad(k, NULL, 0.0, q->var1, q->var2, sign * q->coef, bad);
+            return from_quad(k, NULL, 0.0, q->var1, q->var2, sign * q->coef, bad);
         case EXPR_VARIABLE:
-            return algebra_ctor.expression_from_quad(0.0, a, 1.0, q->var1, q->var2, sign * q->coef, bad);
+            return from_quad(0.0, a, 1.0, q->var1, q->var2, sign * q->coef, bad);
         case EXPR_LINTERM: {
             linterm_object *l = (linterm_object *)a;
-            return algebra_ctor.expression_from_quad(0.0, l->var, l->coef, q->var1, q->var2, sign * q->coef,
-                                        bad);
+            return from_quad(0.0, l->var, l->coef, q->var1, q->var2, sign * q->coef, bad);
         }
         case EXPR_QUADTERM: {
             quadterm_object *p = QT(a);
             if (same_var(p->var1, q->var1) && same_var(p->var2, q->var2))
                 return quadterm_fill(p->coef + sign * q->coef, p->var1, p->var2);
-            PyObject *res = algebra_ctor.expression_from_quad(0.0, NULL, 0.0, p->var1, p->var2, p->coef, bad);
+            PyObject *res = from_quad(0.0, NULL, 0.0, p->var1, p->var2, p->coef, bad);
             if (res != NULL &&
                 algebra_ctor.expression_addQuadTerm(res, q->var1, q->var2, sign * q->coef) < 0)
                 Py_CLEAR(res);
@@ -162,13 +169,12 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
                 return NULL;
             if (sign * k == 0.0)
                 return quadterm_copy(a, 1.0);
-            return algebra_ctor.expression_from_quad(sign * k, NULL, 0.0, q->var1, q->var2, q->coef, bad);
+            return from_quad(sign * k, NULL, 0.0, q->var1, q->var2, q->coef, bad);
         case EXPR_VARIABLE:
-            return algebra_ctor.expression_from_quad(0.0, b, sign, q->var1, q->var2, q->coef, bad);
+            return from_quad(0.0, b, sign, q->var1, q->var2, q->coef, bad);
         case EXPR_LINTERM: {
             linterm_object *l = (linterm_object *)b;
-            return algebra_ctor.expression_from_quad(0.0, l->var, sign * l->coef, q->var1, q->var2, q->coef,
-                                        bad);
+            return from_quad(0.0, l->var, sign * l->coef, q->var1, q->var2, q->coef, bad);
         }
         default:
             break;
@@ -432,21 +438,10 @@ PyTypeObject quenda_quadtermType = {
 
 /* ------------------------------------------------------------ registration */
 
-static PyObject *
-quadterm_pow_cell(PyObject *a, PyObject *b)
-{
-    return quadterm_pow(a, b, Py_None);
-}
-
-static const algebra_type_ops quadterm_ops = {
-    quadterm_add, quadterm_sub, quadterm_mul, quadterm_div,
-    quadterm_pow_cell,   /* pow */
-    quadterm_add, quadterm_mul,   /* iadd, imul */
-    quadterm_alg_sum, quadterm_copy};
-
 int
 quadterm_register(void)
 {
     algebra_ctor.quadterm_fill = quadterm_fill;
-    return algebra_register_type(EXPR_QUADTERM, &quadterm_ops);
+    return algebra_register_type(EXPR_QUADTERM, &quenda_quadtermType, 0,
+                                 quadterm_alg_sum, quadterm_copy);
 }

@@ -394,26 +394,14 @@ PyTypeObject quenda_varType = {
 /* ------------------------------------------------------------ registration */
 
 static PyObject *
-var_pow_cell(PyObject *a, PyObject *b)
-{
-    return var_pow(a, b, Py_None);
-}
-
-static PyObject *
 var_alg_sum(PyObject *a, PyObject *b, double sign)
 {
     return sign > 0.0 ? var_add(a, b) : var_sub(a, b);
 }
 
-static const algebra_type_ops var_ops = {
-    var_add, var_sub, var_mul, var_div,
-    var_pow_cell,   /* pow */
-    var_add, var_mul,   /* iadd, imul */
-    var_alg_sum, var_fill};
-
 int
 var_register(void)
 {
     algebra_ctor.var_name_text = var_name_text;
-    return algebra_register_type(EXPR_VARIABLE, &var_ops);
+    return algebra_register_type(EXPR_VARIABLE, &quenda_varType, 0, var_alg_sum, var_fill);
 }
