@@ -149,15 +149,11 @@ linterm_sub(PyObject *a, PyObject *b)
 PyObject *
 linterm_mul(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    int ka, kb;
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return PyNumber_Multiply(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka > EXPR_LINTERM || kb > EXPR_LINTERM)
-        return algebra_binary(ALG_MUL, ka, kb, a, b);
+    PyObject *front = algebra_front(ALG_MUL, EXPR_LINTERM, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
 
     if (ka == EXPR_CONSTANT) {
         k = number_value(a);
@@ -189,15 +185,11 @@ linterm_mul(PyObject *a, PyObject *b)
 PyObject *
 linterm_div(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    int ka, kb;
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return algebra_array_div(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka > EXPR_LINTERM || kb > EXPR_LINTERM)
-        return algebra_binary(ALG_DIV, ka, kb, a, b);
+    PyObject *front = algebra_front(ALG_DIV, EXPR_LINTERM, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
 
     if (kb == EXPR_CONSTANT && ka == EXPR_LINTERM) {
         if (!linterm_valid(a))

@@ -186,13 +186,10 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
 PyObject *
 quadterm_add(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
-    if (kb == EXPR_ARRAY)
-        return PyNumber_Add(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
-        return algebra_binary(ALG_ADD, ka, kb, a, b);
+    int ka, kb;
+    PyObject *front = algebra_front(ALG_ADD, EXPR_QUADTERM, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
         if (getExprType(a) < 0 || getExprType(b) < 0)
             return NULL;
@@ -204,13 +201,10 @@ quadterm_add(PyObject *a, PyObject *b)
 PyObject *
 quadterm_sub(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
-    if (kb == EXPR_ARRAY)
-        return algebra_array_sub(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
-        return algebra_binary(ALG_SUB, ka, kb, a, b);
+    int ka, kb;
+    PyObject *front = algebra_front(ALG_SUB, EXPR_QUADTERM, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
         if (getExprType(a) < 0 || getExprType(b) < 0)
             return NULL;
@@ -224,15 +218,11 @@ quadterm_sub(PyObject *a, PyObject *b)
 PyObject *
 quadterm_mul(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    int ka, kb;
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return PyNumber_Multiply(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
-        return algebra_binary(ALG_MUL, ka, kb, a, b);
+    PyObject *front = algebra_front(ALG_MUL, EXPR_QUADTERM, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_CONSTANT && kb == EXPR_QUADTERM) {
         k = number_value(a);
         if (k == -1.0 && PyErr_Occurred())
@@ -255,16 +245,12 @@ quadterm_mul(PyObject *a, PyObject *b)
 PyObject *
 quadterm_div(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    int ka, kb;
     double k;
     static const char zero_bilinear[] = "Division by zero of a bilinear term";
-
-    if (kb == EXPR_ARRAY)
-        return algebra_array_div(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
-        return algebra_binary(ALG_DIV, ka, kb, a, b);
+    PyObject *front = algebra_front(ALG_DIV, EXPR_QUADTERM, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (!quadterm_operands_valid(a, ka, b, kb))
         return NULL;
 
@@ -342,15 +328,11 @@ quadterm_div(PyObject *a, PyObject *b)
 PyObject *
 quadterm_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    int ka, kb;
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka > EXPR_QUADTERM || kb > EXPR_QUADTERM)
-        return algebra_binary(ALG_POW, ka, kb, a, b);
+    PyObject *front = algebra_front(ALG_POW, EXPR_QUADTERM, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_CONSTANT) {
         k = number_value(a);
         if (k == -1.0 && PyErr_Occurred())

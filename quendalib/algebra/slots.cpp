@@ -29,6 +29,20 @@ algebra_array_sub(PyObject *arr, PyObject *other)
     return res;
 }
 
+PyObject algebra_pending_object;
+
+PyObject *
+algebra_array_right(int op, PyObject *a, PyObject *arr)
+{
+    switch (op) {
+    case ALG_ADD: return PyNumber_Add(arr, a);
+    case ALG_SUB: return algebra_array_sub(arr, a);
+    case ALG_MUL: return PyNumber_Multiply(arr, a);
+    case ALG_DIV: return algebra_array_div(arr, a);
+    default: return quenda_model_error("Cannot obtain a power with a vector as an exponent");
+    }
+}
+
 /* 1 when b is a number equal to value; never raises. */
 static int
 term_is_const(PyObject *b, double value)

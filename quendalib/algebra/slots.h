@@ -10,11 +10,39 @@
 #include <Python.h>
 
 #include "algebra/algebra.h"
+#include "algebra/exprtype.h"
 
 /* (1.0 / arr) * other and (-arr) + other, NumPy doing every step: what
  * other / arr and other - arr are when an array is on the right. */
 PyObject *algebra_array_div(PyObject *arr, PyObject *other);
 PyObject *algebra_array_sub(PyObject *arr, PyObject *other);
+
+/* What NumPy makes of `a op arr` with the array on the right (op one of
+ * ALG_ADD .. ALG_POW; a power with an array exponent is refused). */
+PyObject *algebra_array_right(int op, PyObject *a, PyObject *arr);
+
+/* Returned by algebra_front when the slot's own type has to do the work. */
+extern PyObject algebra_pending_object;
+#define ALGEBRA_PENDING (&algebra_pending_object)
+
+/* The front of a binary slot of the type of kind own: an ndarray on the
+ * right goes to NumPy, one on the left gives NotImplemented (NumPy then
+ * takes the reflected operation), a richer operand hands the pair to the
+ * table.  Returns that result (new reference or NULL with an exception),
+ * or ALGEBRA_PENDING with the kinds in *ka and *kb. */
+static inline PyObject *
+algebra_front(int op, int own, PyObject *a, PyObject *b, int *ka, int *kb)
+{
+    *ka = expr_kind(a);
+    *kb = expr_kind(b);
+    if (*kb == EXPR_ARRAY)
+        return algebra_array_right(op, a, b);
+    if (*ka == EXPR_ARRAY)
+        Py_RETURN_NOTIMPLEMENTED;
+    if (*ka > own || *kb > own)
+        return algebra_binary(op, *ka, *kb, a, b);
+    return ALGEBRA_PENDING;
+}
 
 /* In-place slots of the immutable types; a is the type's own instance. */
 PyObject *term_iadd(PyObject *a, PyObject *b);

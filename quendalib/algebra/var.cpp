@@ -158,15 +158,11 @@ var_const(PyObject *o, double *k)
 PyObject *
 var_add(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    int ka, kb;
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return PyNumber_Add(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
-        return algebra_binary(ALG_ADD, ka, kb, a, b);
+    PyObject *front = algebra_front(ALG_ADD, EXPR_VARIABLE, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
             return algebra_ctor.linterm_fill(2.0, a);
@@ -192,21 +188,11 @@ var_add(PyObject *a, PyObject *b)
 PyObject *
 var_sub(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    int ka, kb;
     double k;
-
-    if (kb == EXPR_ARRAY) {
-        PyObject *neg = PyNumber_Negative(b);
-        if (neg == NULL)
-            return NULL;
-        PyObject *res = PyNumber_Add(neg, a);
-        Py_DECREF(neg);
-        return res;
-    }
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
-        return algebra_binary(ALG_SUB, ka, kb, a, b);
+    PyObject *front = algebra_front(ALG_SUB, EXPR_VARIABLE, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
             return PyFloat_FromDouble(0.0);
@@ -232,13 +218,11 @@ var_sub(PyObject *a, PyObject *b)
 PyObject *
 var_mul(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    int ka, kb;
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return PyNumber_Multiply(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
+    PyObject *front = algebra_front(ALG_MUL, EXPR_VARIABLE, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
@@ -249,8 +233,6 @@ var_mul(PyObject *a, PyObject *b)
             return NULL;
         return var_fill(b, k);
     }
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
-        return algebra_binary(ALG_MUL, ka, kb, a, b);
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE)
         return algebra_ctor.quadterm_fill(1.0, a, b);
     return quenda_model_error("Invalid operands in subtraction");
@@ -259,15 +241,11 @@ var_mul(PyObject *a, PyObject *b)
 PyObject *
 var_div(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    int ka, kb;
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return algebra_array_div(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
-        return algebra_binary(ALG_DIV, ka, kb, a, b);
+    PyObject *front = algebra_front(ALG_DIV, EXPR_VARIABLE, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
@@ -293,15 +271,11 @@ var_div(PyObject *a, PyObject *b)
 PyObject *
 var_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    int ka, kb;
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM)
-        return algebra_binary(ALG_POW, ka, kb, a, b);
+    PyObject *front = algebra_front(ALG_POW, EXPR_VARIABLE, a, b, &ka, &kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
