@@ -71,26 +71,41 @@ ex_fail(const char *msg)
 
 /* ------------------------------------------------------------ term editing */
 
-int
-expression_setLinTerm(PyObject *expr, PyObject *var, double coef)
+/* coef != 0.0 applied to the linear part by edit (linmap_set or
+ * linmap_add); msg raised on failure. */
+static inline int
+ex_lin_edit(PyObject *expr, PyObject *var, double coef,
+            int (*edit)(linmap *, PyObject *, double), const char *msg)
 {
     expression_object *e = EX(expr);
     if (coef == 0.0)
         return 0;
-    if (ex_need_lin(e) < 0 || linmap_set(e->linmap, var, coef) < 0)
-        return ex_fail("Error amending expression");
+    if (ex_need_lin(e) < 0 || edit(e->linmap, var, coef) < 0)
+        return ex_fail(msg);
     return 0;
+}
+
+int
+expression_setLinTerm(PyObject *expr, PyObject *var, double coef)
+{
+    return ex_lin_edit(expr, var, coef, linmap_set, "Error amending expression");
 }
 
 int
 expression_addLinTerm(PyObject *expr, PyObject *var, double coef)
 {
-    expression_object *e = EX(expr);
-    if (coef == 0.0)
-        return 0;
-    if (ex_need_lin(e) < 0 || linmap_add(e->linmap, var, coef) < 0)
-        return ex_fail("Error amending linear expression");
-    return 0;
+    return ex_lin_edit(expr, var, coef, linmap_add, "Error amending linear expression");
+}
+
+/* The pair of a quadratic term, the smaller identity number first. */
+static inline void
+ex_order(PyObject **x, PyObject **y)
+{
+    if (VAR_ID(*y) < VAR_ID(*x)) {
+        PyObject *t = *x;
+        *x = *y;
+        *y = t;
+    }
 }
 
 int
@@ -98,11 +113,7 @@ expression_setQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef)
 {
     expression_object *e = EX(expr);
     linmap *inner = NULL;
-    if (VAR_ID(y) < VAR_ID(x)) {
-        PyObject *t = x;
-        x = y;
-        y = t;
-    }
+    ex_order(&x, &y);
     if (coef == 0.0) {
         if (e->quadmap != NULL && quadmap_get(e->quadmap, x, &inner) == 0)
             linmap_del(inner, y);
@@ -133,11 +144,7 @@ expression_addQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef)
     expression_object *e = EX(expr);
     if (coef == 0.0)
         return 0;
-    if (VAR_ID(y) < VAR_ID(x)) {
-        PyObject *t = x;
-        x = y;
-        y = t;
-    }
+    ex_order(&x, &y);
     if (ex_need_quad(e) < 0 || quadmap_add(e->quadmap, x, y, coef) < 0 ||
         indexset_add(e->qvars, VAR_ID(x)) < 0 || indexset_add(e->qvars, VAR_ID(y)) < 0)
         return ex_fail("Cannot amend quadratic expression");

@@ -88,32 +88,31 @@ quenda_float_one(void)
 
 /* ------------------------------------------------------------ numbers */
 
-PyObject *
-constant_add(PyObject *a, PyObject *b)
+/* a op b for two numbers (or NumPy for an array), op ALG_ADD or ALG_MUL. */
+static PyObject *
+constant_binary(int op, PyObject *a, PyObject *b)
 {
     if (is_ndarray(a) || is_ndarray(b))
-        return PyNumber_Add(a, b);
+        return op == ALG_ADD ? PyNumber_Add(a, b) : PyNumber_Multiply(a, b);
     double x = number_value(a);
     if (x == -1.0 && PyErr_Occurred())
         return NULL;
     double y = number_value(b);
     if (y == -1.0 && PyErr_Occurred())
         return NULL;
-    return PyFloat_FromDouble(x + y);
+    return PyFloat_FromDouble(op == ALG_ADD ? x + y : x * y);
+}
+
+PyObject *
+constant_add(PyObject *a, PyObject *b)
+{
+    return constant_binary(ALG_ADD, a, b);
 }
 
 PyObject *
 constant_mul(PyObject *a, PyObject *b)
 {
-    if (is_ndarray(a) || is_ndarray(b))
-        return PyNumber_Multiply(a, b);
-    double x = number_value(a);
-    if (x == -1.0 && PyErr_Occurred())
-        return NULL;
-    double y = number_value(b);
-    if (y == -1.0 && PyErr_Occurred())
-        return NULL;
-    return PyFloat_FromDouble(x * y);
+    return constant_binary(ALG_MUL, a, b);
 }
 
 PyObject *
@@ -195,7 +194,7 @@ general_binary(int op, PyObject *a, PyObject *b)
         return add ? PyNumber_Add(a, b) : PyNumber_Multiply(a, b);
     switch (general_kind(a, b, &ka, &kb)) {
     case -1: return NULL;
-    case EXPR_CONSTANT: return add ? constant_add(a, b) : constant_mul(a, b);
+    case EXPR_CONSTANT: return constant_binary(add ? ALG_ADD : ALG_MUL, a, b);
     default: return algebra_binary(op, ka, kb, a, b);
     }
 }
