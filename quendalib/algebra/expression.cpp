@@ -349,7 +349,7 @@ expression_accumulate(PyObject *expr, PyObject *b, double sign)
     return expression_accumulate_msg(expr, b, sign, "Error adding expressions");
 }
 
-PyObject *
+static PyObject *
 expression_alg_sum(PyObject *a, PyObject *b, double sign)
 {
     PyObject *res = NULL;
@@ -389,13 +389,13 @@ expression_sum_slot(PyObject *a, PyObject *b, double sign)
     return expression_alg_sum(a, b, sign);
 }
 
-PyObject *
+static PyObject *
 expression_add(PyObject *a, PyObject *b)
 {
     return expression_sum_slot(a, b, 1.0);
 }
 
-PyObject *
+static PyObject *
 expression_sub(PyObject *a, PyObject *b)
 {
     return expression_sum_slot(a, b, -1.0);
@@ -434,13 +434,13 @@ error:
     return NULL;
 }
 
-PyObject *
+static PyObject *
 expression_iadd(PyObject *a, PyObject *b)
 {
     return expression_inplace_sum(a, b, 1.0);
 }
 
-PyObject *
+static PyObject *
 expression_isub(PyObject *a, PyObject *b)
 {
     return expression_inplace_sum(a, b, -1.0);
@@ -494,7 +494,7 @@ is_quadratic(PyObject *o, int kind)
     return kind == EXPR_QUADTERM || (kind == EXPR_EXPRESSION && expression_has_quad(o));
 }
 
-PyObject *
+static PyObject *
 expression_mul(PyObject *a, PyObject *b)
 {
     PyObject *res = NULL;
@@ -576,7 +576,7 @@ expression_scale(PyObject *expr, double k)
         quadmap_scale(e->quadmap, k);
 }
 
-PyObject *
+static PyObject *
 expression_imul(PyObject *a, PyObject *b)
 {
     if (is_ndarray(b))
@@ -597,7 +597,7 @@ expression_imul(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ division */
 
-PyObject *
+static PyObject *
 expression_div(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -618,7 +618,7 @@ expression_div(PyObject *a, PyObject *b)
     return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
 }
 
-PyObject *
+static PyObject *
 expression_idiv(PyObject *a, PyObject *b)
 {
     if (is_ndarray(b))
@@ -639,7 +639,7 @@ expression_idiv(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ power */
 
-PyObject *
+static PyObject *
 expression_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
     int ka, kb;
@@ -663,7 +663,7 @@ expression_pow(PyObject *a, PyObject *b, PyObject *mod)
     return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
 }
 
-PyObject *
+static PyObject *
 expression_neg(PyObject *a)
 {
     return expression_copy(a, -1.0);

@@ -69,7 +69,7 @@ linterm_valid(PyObject *o)
 
 /* ------------------------------------------------------------ sum */
 
-PyObject *
+static PyObject *
 linterm_alg_sum(PyObject *a, PyObject *b, double sign)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
@@ -124,7 +124,7 @@ linterm_alg_sum(PyObject *a, PyObject *b, double sign)
                                "Error creating expression as sum of linear term and variable");
 }
 
-PyObject *
+static PyObject *
 linterm_add(PyObject *a, PyObject *b)
 {
     if (is_ndarray(b))
@@ -134,7 +134,7 @@ linterm_add(PyObject *a, PyObject *b)
     return linterm_alg_sum(a, b, 1.0);
 }
 
-PyObject *
+static PyObject *
 linterm_sub(PyObject *a, PyObject *b)
 {
     if (is_ndarray(b))
@@ -146,7 +146,7 @@ linterm_sub(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ product */
 
-PyObject *
+static PyObject *
 linterm_mul(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -182,7 +182,7 @@ linterm_mul(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ division */
 
-PyObject *
+static PyObject *
 linterm_div(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -221,7 +221,7 @@ linterm_div(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ power */
 
-PyObject *
+static PyObject *
 linterm_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
     int ka = expr_kind(a), kb = expr_kind(b);

@@ -534,7 +534,7 @@ nonlin_sum_of(PyObject *node)
     return nonlin_new(NONLIN_PLUS, list);
 }
 
-PyObject *
+static PyObject *
 nonlin_alg_sum(PyObject *a, PyObject *b, double sign)
 {
     PyObject *res = NULL, *tmp = NULL;
@@ -615,10 +615,10 @@ nonlin_inplace_alg_sum(PyObject *a, PyObject *b, double sign)
     return nonlin_alg_sum(a, b, sign);
 }
 
-PyObject *nonlin_add(PyObject *a, PyObject *b) { return nonlin_alg_sum(a, b, 1.0); }
-PyObject *nonlin_sub(PyObject *a, PyObject *b) { return nonlin_alg_sum(a, b, -1.0); }
-PyObject *nonlin_iadd(PyObject *a, PyObject *b) { return nonlin_inplace_alg_sum(a, b, 1.0); }
-PyObject *nonlin_isub(PyObject *a, PyObject *b) { return nonlin_inplace_alg_sum(a, b, -1.0); }
+static PyObject *nonlin_add(PyObject *a, PyObject *b) { return nonlin_alg_sum(a, b, 1.0); }
+static PyObject *nonlin_sub(PyObject *a, PyObject *b) { return nonlin_alg_sum(a, b, -1.0); }
+static PyObject *nonlin_iadd(PyObject *a, PyObject *b) { return nonlin_inplace_alg_sum(a, b, 1.0); }
+static PyObject *nonlin_isub(PyObject *a, PyObject *b) { return nonlin_inplace_alg_sum(a, b, -1.0); }
 
 /* ------------------------------------------------------------ products */
 
@@ -631,7 +631,7 @@ nonlin_check_operands(PyObject *a, PyObject *b)
     return 0;
 }
 
-PyObject *
+static PyObject *
 nonlin_mul(PyObject *a, PyObject *b)
 {
     if (b != NULL && is_ndarray(b))
@@ -661,7 +661,7 @@ nonlin_mul(PyObject *a, PyObject *b)
     return nonlin_instantiate_binary(NONLIN_MUL, a, b);
 }
 
-PyObject *
+static PyObject *
 nonlin_div(PyObject *a, PyObject *b)
 {
     if (b != NULL && is_ndarray(b))
@@ -683,7 +683,7 @@ nonlin_div(PyObject *a, PyObject *b)
     return nonlin_instantiate_binary(NONLIN_DIV, a, b);
 }
 
-PyObject *
+static PyObject *
 nonlin_pow(PyObject *a, PyObject *b, PyObject *unused)
 {
     if ((b != NULL && is_ndarray(b)) || (a != NULL && is_ndarray(a))) {
@@ -703,9 +703,9 @@ nonlin_pow(PyObject *a, PyObject *b, PyObject *unused)
     return nonlin_instantiate_binary(NONLIN_POW, a, b);
 }
 
-PyObject *nonlin_imul(PyObject *a, PyObject *b) { return nonlin_mul(a, b); }
-PyObject *nonlin_idiv(PyObject *a, PyObject *b) { return nonlin_div(a, b); }
-PyObject *nonlin_ipow(PyObject *a, PyObject *b, PyObject *m) { return nonlin_pow(a, b, m); }
+static PyObject *nonlin_imul(PyObject *a, PyObject *b) { return nonlin_mul(a, b); }
+static PyObject *nonlin_idiv(PyObject *a, PyObject *b) { return nonlin_div(a, b); }
+static PyObject *nonlin_ipow(PyObject *a, PyObject *b, PyObject *m) { return nonlin_pow(a, b, m); }
 
 PyObject *
 nonlin_neg(PyObject *a)

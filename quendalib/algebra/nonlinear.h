@@ -32,24 +32,11 @@ PyObject *nonlin_instantiate_binary(int op, PyObject *a, PyObject *b);
 PyObject *nonlin_instantiate_unary(int op, PyObject *a);
 PyObject *nonlin_instantiate(int op, int nary, PyObject *arg);
 
-/* Arithmetic with at least one operand that is (or becomes) nonlinear.
- * Either operand may be a number or any algebra object; an ndarray right
- * operand is handed back to NumPy. */
-PyObject *nonlin_add(PyObject *a, PyObject *b);
-PyObject *nonlin_sub(PyObject *a, PyObject *b);
-PyObject *nonlin_mul(PyObject *a, PyObject *b);
-PyObject *nonlin_div(PyObject *a, PyObject *b);
-PyObject *nonlin_pow(PyObject *a, PyObject *b, PyObject *unused);
-/* a + sign*b: a copy of a with b added into it. */
-PyObject *nonlin_alg_sum(PyObject *a, PyObject *b, double sign);
-/* The same, adding into a itself when a is a sum node (its list grows);
- * returns a new reference to a in that case. */
+/* a + sign*b, adding into a itself when a is a sum node (its list grows):
+ * a new reference to a in that case, a new object otherwise.  The other
+ * number slots are reached through the type object and the operator
+ * table (algebra.h). */
 PyObject *nonlin_inplace_alg_sum(PyObject *a, PyObject *b, double sign);
-PyObject *nonlin_iadd(PyObject *a, PyObject *b);
-PyObject *nonlin_isub(PyObject *a, PyObject *b);
-PyObject *nonlin_imul(PyObject *a, PyObject *b);
-PyObject *nonlin_idiv(PyObject *a, PyObject *b);
-PyObject *nonlin_ipow(PyObject *a, PyObject *b, PyObject *unused);
 /* Negation node (code 2) over a copy of a. */
 PyObject *nonlin_neg(PyObject *a);
 /* Deep copy of node a, times factor (1.0: plain copy; 0.0: the float 0.0;

@@ -118,7 +118,7 @@ from_quad(double constant, PyObject *lv, double lc, PyObject *q1, PyObject *q2, 
 
 /* ------------------------------------------------------------ sum */
 
-PyObject *
+static PyObject *
 quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
@@ -183,7 +183,7 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
     return quenda_model_error(bad);
 }
 
-PyObject *
+static PyObject *
 quadterm_add(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -198,7 +198,7 @@ quadterm_add(PyObject *a, PyObject *b)
     return quadterm_alg_sum(a, b, 1.0);
 }
 
-PyObject *
+static PyObject *
 quadterm_sub(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -215,7 +215,7 @@ quadterm_sub(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ product */
 
-PyObject *
+static PyObject *
 quadterm_mul(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -242,7 +242,7 @@ quadterm_mul(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ division */
 
-PyObject *
+static PyObject *
 quadterm_div(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -325,7 +325,7 @@ quadterm_div(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ power */
 
-PyObject *
+static PyObject *
 quadterm_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
     int ka, kb;

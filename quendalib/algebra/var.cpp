@@ -155,7 +155,7 @@ var_const(PyObject *o, double *k)
     return (*k == -1.0 && PyErr_Occurred()) ? -1 : 0;
 }
 
-PyObject *
+static PyObject *
 var_add(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -185,7 +185,7 @@ var_add(PyObject *a, PyObject *b)
     return quenda_model_error("Invalid operands in addition");
 }
 
-PyObject *
+static PyObject *
 var_sub(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -215,7 +215,7 @@ var_sub(PyObject *a, PyObject *b)
     return quenda_model_error("Invalid operands in subtraction");
 }
 
-PyObject *
+static PyObject *
 var_mul(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -238,7 +238,7 @@ var_mul(PyObject *a, PyObject *b)
     return quenda_model_error("Invalid operands in subtraction");
 }
 
-PyObject *
+static PyObject *
 var_div(PyObject *a, PyObject *b)
 {
     int ka, kb;
@@ -268,7 +268,7 @@ var_div(PyObject *a, PyObject *b)
     return quenda_model_error("Invalid operands in subtraction");
 }
 
-PyObject *
+static PyObject *
 var_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
     int ka, kb;
@@ -295,7 +295,7 @@ var_pow(PyObject *a, PyObject *b, PyObject *mod)
     return quenda_model_error("Invalid operands in subtraction");
 }
 
-PyObject *
+static PyObject *
 var_neg(PyObject *a)
 {
     return algebra_ctor.linterm_fill(-1.0, a);

@@ -20,13 +20,8 @@ PyObject *var_base_new(void);
  * linterm k*var.  New reference or NULL. */
 PyObject *var_fill(PyObject *var, double k);
 
-/* Number slots (either operand may be the variable). */
-PyObject *var_add(PyObject *a, PyObject *b);
-PyObject *var_sub(PyObject *a, PyObject *b);
-PyObject *var_mul(PyObject *a, PyObject *b);
-PyObject *var_div(PyObject *a, PyObject *b);
-PyObject *var_pow(PyObject *a, PyObject *b, PyObject *mod);
-PyObject *var_neg(PyObject *a);
+/* The number slots are reached through the type object and the operator
+ * table (algebra.h), never by name. */
 
 /* The variable's name as UTF-8 text for printing: a str gives its
  * characters, bytes its bytes.  Borrowed pointer valid while the variable
