@@ -74,6 +74,23 @@ typedef struct {
 
 #define LINTERM_CHECK(o) PyObject_TypeCheck((o), &quenda_lintermType)
 
+/* coef*var as a linterm; the float 0.0 when coef is 0.0.  New reference or
+ * NULL.  Here rather than behind a hook: k*x is the commonest product of
+ * all, and every type builds linterms. */
+static inline PyObject *
+algebra_linterm_new(double coef, PyObject *var)
+{
+    if (coef == 0.0)
+        return PyFloat_FromDouble(0.0);
+    linterm_object *t = PyObject_New(linterm_object, &quenda_lintermType);
+    if (t == NULL)
+        return NULL;
+    t->coef = coef;
+    Py_INCREF(var);
+    t->var = var;
+    return (PyObject *)t;
+}
+
 typedef struct {
     PyObject_HEAD
     double coef;     /* may be 0.0 */
@@ -204,7 +221,6 @@ PyObject *algebra_sum(int ka, int kb, PyObject *a, PyObject *b, double sign);
  * Each returns a new reference or NULL with an exception set (int ones 0
  * or -1); see the owner's header for the exact contract. */
 typedef struct {
-    PyObject *(*linterm_fill)(double coef, PyObject *var);
     PyObject *(*quadterm_fill)(double coef, PyObject *first, PyObject *second);
     PyObject *(*expression_base)(void);
     PyObject *(*expression_from_lin)(double constant, PyObject *v1, double c1,

@@ -15,15 +15,7 @@
 PyObject *
 linterm_fill(double coef, PyObject *var)
 {
-    if (coef == 0.0)
-        return PyFloat_FromDouble(0.0);
-    linterm_object *t = PyObject_New(linterm_object, &quenda_lintermType);
-    if (t == NULL)
-        return NULL;
-    t->coef = coef;
-    Py_INCREF(var);
-    t->var = var;
-    return (PyObject *)t;
+    return algebra_linterm_new(coef, var);
 }
 
 PyObject *
@@ -149,9 +141,9 @@ linterm_sub(PyObject *a, PyObject *b)
 static PyObject *
 linterm_mul(PyObject *a, PyObject *b)
 {
-    int ka, kb;
+    int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_MUL, EXPR_LINTERM, a, b, &ka, &kb);
+    PyObject *front = algebra_front(ALG_MUL, EXPR_LINTERM, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
 
@@ -185,9 +177,9 @@ linterm_mul(PyObject *a, PyObject *b)
 static PyObject *
 linterm_div(PyObject *a, PyObject *b)
 {
-    int ka, kb;
+    int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_DIV, EXPR_LINTERM, a, b, &ka, &kb);
+    PyObject *front = algebra_front(ALG_DIV, EXPR_LINTERM, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
 
@@ -326,7 +318,6 @@ PyTypeObject quenda_lintermType = {
 int
 linterm_register(void)
 {
-    algebra_ctor.linterm_fill = linterm_fill;
     return algebra_register_type(EXPR_LINTERM, &quenda_lintermType, 0,
                                  linterm_alg_sum, linterm_copy);
 }

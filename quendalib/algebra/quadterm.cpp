@@ -100,7 +100,7 @@ quadterm_div_node_f(double num, PyObject *var)
 static PyObject *
 quadterm_div_node_l(double r, PyObject *lvar, PyObject *var)
 {
-    PyObject *num = algebra_ctor.linterm_fill(r, lvar);
+    PyObject *num = algebra_linterm_new(r, lvar);
     if (num == NULL)
         return NULL;
     PyObject *res = algebra_ctor.nonlin_binary(NONLIN_DIV, num, var);
@@ -186,8 +186,8 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
 static PyObject *
 quadterm_add(PyObject *a, PyObject *b)
 {
-    int ka, kb;
-    PyObject *front = algebra_front(ALG_ADD, EXPR_QUADTERM, a, b, &ka, &kb);
+    int ka = expr_kind(a), kb = expr_kind(b);
+    PyObject *front = algebra_front(ALG_ADD, EXPR_QUADTERM, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
@@ -201,8 +201,8 @@ quadterm_add(PyObject *a, PyObject *b)
 static PyObject *
 quadterm_sub(PyObject *a, PyObject *b)
 {
-    int ka, kb;
-    PyObject *front = algebra_front(ALG_SUB, EXPR_QUADTERM, a, b, &ka, &kb);
+    int ka = expr_kind(a), kb = expr_kind(b);
+    PyObject *front = algebra_front(ALG_SUB, EXPR_QUADTERM, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
@@ -218,9 +218,9 @@ quadterm_sub(PyObject *a, PyObject *b)
 static PyObject *
 quadterm_mul(PyObject *a, PyObject *b)
 {
-    int ka, kb;
+    int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_MUL, EXPR_QUADTERM, a, b, &ka, &kb);
+    PyObject *front = algebra_front(ALG_MUL, EXPR_QUADTERM, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka == EXPR_CONSTANT && kb == EXPR_QUADTERM) {
@@ -245,10 +245,10 @@ quadterm_mul(PyObject *a, PyObject *b)
 static PyObject *
 quadterm_div(PyObject *a, PyObject *b)
 {
-    int ka, kb;
+    int ka = expr_kind(a), kb = expr_kind(b);
     double k;
     static const char zero_bilinear[] = "Division by zero of a bilinear term";
-    PyObject *front = algebra_front(ALG_DIV, EXPR_QUADTERM, a, b, &ka, &kb);
+    PyObject *front = algebra_front(ALG_DIV, EXPR_QUADTERM, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (!quadterm_operands_valid(a, ka, b, kb))
@@ -266,9 +266,9 @@ quadterm_div(PyObject *a, PyObject *b)
         }
         if (kb == EXPR_VARIABLE) {
             if (same_var(b, q->var1))
-                return algebra_ctor.linterm_fill(q->coef, q->var2);
+                return algebra_linterm_new(q->coef, q->var2);
             if (same_var(b, q->var2))
-                return algebra_ctor.linterm_fill(q->coef, q->var1);
+                return algebra_linterm_new(q->coef, q->var1);
             return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
         if (kb == EXPR_LINTERM) {
@@ -276,9 +276,9 @@ quadterm_div(PyObject *a, PyObject *b)
             if (l->coef == 0.0)
                 return quenda_model_error(zero_bilinear);
             if (same_var(l->var, q->var1))
-                return algebra_ctor.linterm_fill(q->coef / l->coef, q->var2);
+                return algebra_linterm_new(q->coef / l->coef, q->var2);
             if (same_var(l->var, q->var2))
-                return algebra_ctor.linterm_fill(q->coef / l->coef, q->var1);
+                return algebra_linterm_new(q->coef / l->coef, q->var1);
             return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
         if (kb == EXPR_QUADTERM) {
@@ -328,9 +328,9 @@ quadterm_div(PyObject *a, PyObject *b)
 static PyObject *
 quadterm_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
-    int ka, kb;
+    int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_POW, EXPR_QUADTERM, a, b, &ka, &kb);
+    PyObject *front = algebra_front(ALG_POW, EXPR_QUADTERM, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka == EXPR_CONSTANT) {

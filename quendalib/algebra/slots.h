@@ -25,22 +25,21 @@ PyObject *algebra_array_right(int op, PyObject *a, PyObject *arr);
 extern PyObject algebra_pending_object;
 #define ALGEBRA_PENDING (&algebra_pending_object)
 
-/* The front of a binary slot of the type of kind own: an ndarray on the
- * right goes to NumPy, one on the left gives NotImplemented (NumPy then
- * takes the reflected operation), a richer operand hands the pair to the
- * table.  Returns that result (new reference or NULL with an exception),
- * or ALGEBRA_PENDING with the kinds in *ka and *kb. */
+/* The front of a binary slot of the type of kind own, for operands of
+ * kinds ka and kb (expr_kind): an ndarray on the right goes to NumPy, one
+ * on the left gives NotImplemented (NumPy then takes the reflected
+ * operation), a richer operand hands the pair to the table.  Returns that
+ * result (new reference or NULL with an exception), or ALGEBRA_PENDING
+ * when the slot's own type has to do the work. */
 static inline PyObject *
-algebra_front(int op, int own, PyObject *a, PyObject *b, int *ka, int *kb)
+algebra_front(int op, int own, PyObject *a, PyObject *b, int ka, int kb)
 {
-    *ka = expr_kind(a);
-    *kb = expr_kind(b);
-    if (*kb == EXPR_ARRAY)
+    if (kb == EXPR_ARRAY)
         return algebra_array_right(op, a, b);
-    if (*ka == EXPR_ARRAY)
+    if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (*ka > own || *kb > own)
-        return algebra_binary(op, *ka, *kb, a, b);
+    if (ka > own || kb > own)
+        return algebra_binary(op, ka, kb, a, b);
     return ALGEBRA_PENDING;
 }
 

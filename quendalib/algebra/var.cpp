@@ -144,7 +144,7 @@ var_fill(PyObject *var, double k)
         Py_INCREF(var);
         return var;
     }
-    return algebra_ctor.linterm_fill(k, var);
+    return algebra_linterm_new(k, var);
 }
 
 /* Number value of a constant operand into *k; -1 on overflow. */
@@ -158,14 +158,14 @@ var_const(PyObject *o, double *k)
 static PyObject *
 var_add(PyObject *a, PyObject *b)
 {
-    int ka, kb;
+    int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_ADD, EXPR_VARIABLE, a, b, &ka, &kb);
+    PyObject *front = algebra_front(ALG_ADD, EXPR_VARIABLE, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
-            return algebra_ctor.linterm_fill(2.0, a);
+            return algebra_linterm_new(2.0, a);
         return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, 1.0, var_alloc_msg);
     }
     if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
@@ -188,9 +188,9 @@ var_add(PyObject *a, PyObject *b)
 static PyObject *
 var_sub(PyObject *a, PyObject *b)
 {
-    int ka, kb;
+    int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_SUB, EXPR_VARIABLE, a, b, &ka, &kb);
+    PyObject *front = algebra_front(ALG_SUB, EXPR_VARIABLE, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
@@ -218,11 +218,9 @@ var_sub(PyObject *a, PyObject *b)
 static PyObject *
 var_mul(PyObject *a, PyObject *b)
 {
-    int ka, kb;
+    int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_MUL, EXPR_VARIABLE, a, b, &ka, &kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
+    /* x*k and k*x, the commonest products of all, before anything else. */
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
@@ -233,6 +231,9 @@ var_mul(PyObject *a, PyObject *b)
             return NULL;
         return var_fill(b, k);
     }
+    PyObject *front = algebra_front(ALG_MUL, EXPR_VARIABLE, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE)
         return algebra_ctor.quadterm_fill(1.0, a, b);
     return quenda_model_error("Invalid operands in subtraction");
@@ -241,9 +242,9 @@ var_mul(PyObject *a, PyObject *b)
 static PyObject *
 var_div(PyObject *a, PyObject *b)
 {
-    int ka, kb;
+    int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_DIV, EXPR_VARIABLE, a, b, &ka, &kb);
+    PyObject *front = algebra_front(ALG_DIV, EXPR_VARIABLE, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
@@ -271,9 +272,9 @@ var_div(PyObject *a, PyObject *b)
 static PyObject *
 var_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
-    int ka, kb;
+    int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_POW, EXPR_VARIABLE, a, b, &ka, &kb);
+    PyObject *front = algebra_front(ALG_POW, EXPR_VARIABLE, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
@@ -298,7 +299,7 @@ var_pow(PyObject *a, PyObject *b, PyObject *mod)
 static PyObject *
 var_neg(PyObject *a)
 {
-    return algebra_ctor.linterm_fill(-1.0, a);
+    return algebra_linterm_new(-1.0, a);
 }
 
 static PyObject *
