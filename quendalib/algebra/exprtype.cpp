@@ -32,6 +32,19 @@ number_value(PyObject *obj)
 }
 
 int
+number_equals(PyObject *obj, double value)
+{
+    if (!is_number(obj))
+        return 0;
+    double x = number_value(obj);
+    if (x == -1.0 && PyErr_Occurred()) {
+        PyErr_Clear();
+        return 0;
+    }
+    return x == value;
+}
+
+int
 expr_kind(PyObject *obj)
 {
     PyTypeObject *t = Py_TYPE(obj);

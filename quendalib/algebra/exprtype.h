@@ -23,6 +23,10 @@ int getExprType(PyObject *obj);
  * scalar int32, long, long long, float32 or float64.  No exception. */
 int is_number(PyObject *obj);
 
+/* 1 when obj is a number equal to value; never raises (an overflowing
+ * int is not equal to anything). */
+int number_equals(PyObject *obj, double value);
+
 /* Value of a number (is_number true); -1.0 with an exception on overflow:
  * test PyErr_Occurred() when the result is -1.0. */
 double number_value(PyObject *obj);

@@ -47,19 +47,6 @@ nonlin_is_sum(PyObject *o)
            ((nonlin_object *)o)->args != NULL && PyList_CheckExact(((nonlin_object *)o)->args);
 }
 
-static inline int
-is_number_value(PyObject *o, double v)
-{
-    if (!is_number(o))
-        return 0;
-    double x = number_value(o);
-    if (x == -1.0 && PyErr_Occurred()) {
-        PyErr_Clear();
-        return 0;
-    }
-    return x == v;
-}
-
 /* New list [a] or [a, b] (b may be NULL); new reference. */
 static PyObject *
 list_pack(PyObject *a, PyObject *b)
@@ -640,21 +627,21 @@ nonlin_mul(PyObject *a, PyObject *b)
         return PyNumber_Multiply(a, b);
     if (nonlin_check_operands(a, b) < 0)
         return NULL;
-    if (is_number_value(a, 0.0) || is_number_value(b, 0.0))
+    if (number_equals(a, 0.0) || number_equals(b, 0.0))
         return quenda_float_zero();
-    if (is_number_value(a, 1.0)) {
+    if (number_equals(a, 1.0)) {
         Py_INCREF(b);
         return b;
     }
-    if (is_number_value(b, 1.0)) {
+    if (number_equals(b, 1.0)) {
         Py_INCREF(a);
         return a;
     }
-    if (is_number_value(a, -1.0)) {
+    if (number_equals(a, -1.0)) {
         Py_INCREF(b);
         return nonlin_new(NONLIN_UMINUS, b);
     }
-    if (is_number_value(b, -1.0)) {
+    if (number_equals(b, -1.0)) {
         Py_INCREF(a);
         return nonlin_new(NONLIN_UMINUS, a);
     }
@@ -670,13 +657,13 @@ nonlin_div(PyObject *a, PyObject *b)
         return PyNumber_TrueDivide(a, b);
     if (nonlin_check_operands(a, b) < 0)
         return NULL;
-    if (is_number_value(a, 0.0))
+    if (number_equals(a, 0.0))
         return quenda_float_zero();
-    if (is_number_value(b, 0.0)) {
+    if (number_equals(b, 0.0)) {
         PyErr_SetString(quenda_ModelError, "Division by zero");
         return NULL;
     }
-    if (is_number_value(b, 1.0)) {
+    if (number_equals(b, 1.0)) {
         Py_INCREF(a);
         return a;
     }
@@ -692,11 +679,11 @@ nonlin_pow(PyObject *a, PyObject *b, PyObject *unused)
     }
     if (nonlin_check_operands(a, b) < 0)
         return NULL;
-    if (is_number_value(a, 0.0))
+    if (number_equals(a, 0.0))
         return quenda_float_zero();   /* 0**0 too, deliberately */
-    if (is_number_value(a, 1.0) || is_number_value(b, 0.0))
+    if (number_equals(a, 1.0) || number_equals(b, 0.0))
         return quenda_float_one();
-    if (is_number_value(b, 1.0)) {
+    if (number_equals(b, 1.0)) {
         Py_INCREF(a);
         return a;
     }

@@ -43,20 +43,6 @@ algebra_array_right(int op, PyObject *a, PyObject *arr)
     }
 }
 
-/* 1 when b is a number equal to value; never raises. */
-static int
-term_is_const(PyObject *b, double value)
-{
-    if (expr_kind(b) != EXPR_CONSTANT)
-        return 0;
-    double k = number_value(b);
-    if (k == -1.0 && PyErr_Occurred()) {
-        PyErr_Clear();
-        return 0;
-    }
-    return k == value;
-}
-
 static inline PyObject *
 term_same(PyObject *a)
 {
@@ -68,7 +54,7 @@ term_same(PyObject *a)
 PyObject *
 term_iadd(PyObject *a, PyObject *b)
 {
-    if (term_is_const(b, 0.0))
+    if (number_equals(b, 0.0))
         return term_same(a);
     return Py_TYPE(a)->tp_as_number->nb_add(a, b);
 }
@@ -76,7 +62,7 @@ term_iadd(PyObject *a, PyObject *b)
 PyObject *
 term_isub(PyObject *a, PyObject *b)
 {
-    if (term_is_const(b, 0.0))
+    if (number_equals(b, 0.0))
         return term_same(a);
     return Py_TYPE(a)->tp_as_number->nb_subtract(a, b);
 }
@@ -84,7 +70,7 @@ term_isub(PyObject *a, PyObject *b)
 PyObject *
 term_imul(PyObject *a, PyObject *b)
 {
-    if (term_is_const(b, 1.0))
+    if (number_equals(b, 1.0))
         return term_same(a);
     return Py_TYPE(a)->tp_as_number->nb_multiply(a, b);
 }
@@ -92,9 +78,9 @@ term_imul(PyObject *a, PyObject *b)
 PyObject *
 term_idiv(PyObject *a, PyObject *b)
 {
-    if (term_is_const(b, 1.0))
+    if (number_equals(b, 1.0))
         return term_same(a);
-    if (term_is_const(b, 0.0))
+    if (number_equals(b, 0.0))
         return quenda_model_error("Division by zero");
     return Py_TYPE(a)->tp_as_number->nb_true_divide(a, b);
 }
@@ -104,9 +90,9 @@ term_ipow(PyObject *a, PyObject *b, PyObject *mod)
 {
     if (is_ndarray(b))
         return quenda_model_error("Cannot obtain a power with a vector as an exponent");
-    if (term_is_const(b, 1.0))
+    if (number_equals(b, 1.0))
         return term_same(a);
-    if (term_is_const(b, 0.0))
+    if (number_equals(b, 0.0))
         return PyFloat_FromDouble(1.0);
     return Py_TYPE(a)->tp_as_number->nb_power(a, b, mod);
 }
