@@ -1,9 +1,9 @@
 /* Operand classification, number test and the general operations.
  *
- * The general operations pick the implementation of the richest operand
- * type present (nonlinear > expression > quadterm > linterm > var >
- * number); each type's number slot accepts its type on either side, so
- * handing both operands to the richest one is enough. */
+ * The general operations hand both operands to the operator table, whose
+ * cell belongs to the richest operand type present (nonlinear > expression
+ * > quadterm > linterm > var > number); each type's number slot accepts
+ * its type on either side, so that is enough.  Two numbers are done here. */
 #include "algebra/exprtype.h"
 
 #include "module/npy.h"

@@ -2,9 +2,10 @@
  *
  * Every arithmetic routine of the algebra classifies its operands with
  * getExprType; NumPy arrays are recognised before that (is_ndarray) and
- * handed back to NumPy.  The general operations dispatch on the richest
- * operand type present (nonlinear > expression > quadterm > linterm > var
- * > number) and are what the aggregates and mixed operators use.
+ * handed back to NumPy.  The general operations go through the operator
+ * table (algebra.h) to the richest operand type present (nonlinear >
+ * expression > quadterm > linterm > var > number) and are what the
+ * aggregates and mixed operators use.
  *
  * Every PyObject-returning function returns a new reference, or NULL with
  * a Python exception set. */
