@@ -13,14 +13,9 @@
 #include "module/types.h"
 
 #include "algebra/aggregates.h"
-#include "algebra/constraint.h"
-#include "algebra/expression.h"
 #include "algebra/functions.h"
-#include "algebra/linterm.h"
-#include "algebra/nonlinear.h"
+#include "algebra/init.h"
 #include "algebra/npcompare.h"
-#include "algebra/quadterm.h"
-#include "algebra/var.h"
 #include "problem/control.h"
 #include "problem/problem.h"
 
@@ -125,11 +120,9 @@ PyInit_quendalib(void)
 
     for (PyTypeObject *t : types)
         t->tp_new = PyType_GenericNew;
-    /* The algebra's operator table and constructor hooks. */
-    if (var_register() < 0 || linterm_register() < 0 || quadterm_register() < 0 ||
-        expression_register() < 0 || nonlin_register() < 0 || constraint_register() < 0)
-        goto error;
     if (problem_type_prepare() < 0)
+        goto error;
+    if (algebra_init() < 0)
         goto error;
     for (PyTypeObject *t : types) {
         if (PyType_Ready(t) < 0)
