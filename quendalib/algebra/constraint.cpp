@@ -6,12 +6,8 @@
 
 #include <structmember.h>
 
-#include "algebra/expression.h"
 #include "algebra/exprtype.h"
-#include "algebra/linterm.h"
-#include "algebra/nonlinear.h"
-#include "algebra/quadterm.h"
-#include "algebra/var.h"
+#include "algebra/maps.h"
 #include "module/npy.h"
 #include "module/session.h"
 
@@ -47,18 +43,15 @@ constraint_dealloc(PyObject *self)
 
 /* ------------------------------------------------------------ builder */
 
-/* a - b with the subtraction of a's type; new reference or NULL. */
+/* a - b with the subtraction of a's type (the cell (a, a) of the table is
+ * that type's own); new reference or NULL. */
 static PyObject *
 constraint_difference(PyObject *a, PyObject *b)
 {
-    switch (expr_kind(a)) {
-    case EXPR_VARIABLE: return var_sub(a, b);
-    case EXPR_LINTERM: return linterm_sub(a, b);
-    case EXPR_QUADTERM: return quadterm_sub(a, b);
-    case EXPR_EXPRESSION: return expression_sub(a, b);
-    case EXPR_NONLINEAR: return nonlin_sub(a, b);
-    default: return PyNumber_Subtract(a, b);
-    }
+    int ka = expr_kind(a);
+    if (ka >= EXPR_VARIABLE && ka <= EXPR_NONLINEAR)
+        return algebra_binary(ALG_SUB, ka, ka, a, b);
+    return PyNumber_Subtract(a, b);
 }
 
 /* Takes a trailing number off a sum node, or turns a difference with a
@@ -80,7 +73,7 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
                 return -1;
             if (Py_REFCNT(c->body) > 1) {
                 /* Shared with the caller: trim a private copy. */
-                PyObject *copy = nonlin_copy(c->body, 1.0);
+                PyObject *copy = algebra_copy_table[EXPR_NONLINEAR](c->body, 1.0);
                 if (copy == NULL)
                     return -1;
                 Py_SETREF(c->body, copy);
@@ -98,7 +91,7 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
                    ((expression_object *)item)->constant != 0.0) {
             /* Sums keep their constant inside a trailing linear part. */
             if (Py_REFCNT(c->body) > 1) {
-                PyObject *copy = nonlin_copy(c->body, 1.0);
+                PyObject *copy = algebra_copy_table[EXPR_NONLINEAR](c->body, 1.0);
                 if (copy == NULL)
                     return -1;
                 Py_SETREF(c->body, copy);
@@ -111,7 +104,7 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
                 if (expr_kind(item) != EXPR_EXPRESSION)
                     return 0;
             }
-            PyObject *part = expression_copy(item, 1.0);
+            PyObject *part = algebra_copy_table[EXPR_EXPRESSION](item, 1.0);
             if (part == NULL)
                 return -1;
             double k = ((expression_object *)part)->constant;
@@ -166,7 +159,7 @@ constraint_build(PyObject *a, PyObject *b, int op)
     int done = 0;
 
     if (is_number(a) && is_number(b)) {
-        empty = expression_base();
+        empty = algebra_ctor.expression_base();
         if (empty == NULL)
             goto error;
         a = empty;
@@ -183,7 +176,7 @@ constraint_build(PyObject *a, PyObject *b, int op)
         if (kind == EXPR_EXPRESSION && Py_REFCNT(body) > 1) {
             /* The constant is about to move to the bounds: never touch an
              * expression that someone else holds. */
-            PyObject *copy = expression_copy(body, 1.0);
+            PyObject *copy = algebra_copy_table[EXPR_EXPRESSION](body, 1.0);
             if (copy == NULL)
                 goto error;
             Py_SETREF(body, copy);
@@ -252,14 +245,6 @@ PyObject *
 eq_con(PyObject *a, PyObject *b)
 {
     return constraint_build(a, b, Py_EQ);
-}
-
-PyObject *
-algebra_richcompare(PyObject *a, PyObject *b, int op)
-{
-    if (is_ndarray(a) || is_ndarray(b))
-        Py_RETURN_NOTIMPLEMENTED;
-    return constraint_build(a, b, op);
 }
 
 /* ------------------------------------------------------------ row type */
@@ -479,3 +464,12 @@ PyTypeObject quenda_constraintType = {
     0,                             /* tp_alloc */
     PyType_GenericNew,             /* tp_new */
 };
+
+/* ------------------------------------------------------------ registration */
+
+int
+constraint_register(void)
+{
+    algebra_ctor.constraint_build = constraint_build;
+    return 0;
+}

@@ -4,19 +4,7 @@
 #include <Python.h>
 #include <stdint.h>
 
-#include "module/types.h"
-
-typedef struct {
-    PyObject_HEAD
-    uint32_t id;      /* identity number, from qnda_py_env.concounter */
-    PyObject *name;   /* owned: the name ("R%d" by default) */
-    PyObject *body;   /* owned: expression, var, linterm, quadterm,
-                         nonlinear, or a float */
-    double lb;        /* -1e20: no lower bound */
-    double ub;        /* 1e20: no upper bound */
-} constraint_object;
-
-#define CONSTRAINT_CHECK(o) PyObject_TypeCheck((o), &quenda_constraintType)
+#include "algebra/algebra.h"
 
 /* The constraint a <op> b, op being Python's comparison code (Py_LT 0,
  * Py_LE 1, Py_EQ 2, Py_NE 3, Py_GT 4, Py_GE 5).  New reference or NULL
@@ -27,14 +15,12 @@ PyObject *leq_con(PyObject *a, PyObject *b);   /* a <= b */
 PyObject *geq_con(PyObject *a, PyObject *b);   /* a >= b */
 PyObject *eq_con(PyObject *a, PyObject *b);    /* a == b */
 
-/* Rich comparison shared by the algebra types: an ndarray operand gives
- * NotImplemented (NumPy then compares element by element), anything else
- * goes to constraint_build. */
-PyObject *algebra_richcompare(PyObject *a, PyObject *b, int op);
-
 /* Row type for the solver: writes the letter (L, G, E, R or N) to *type,
  * adds the bound to *rhs and writes the range of an R row to *range. */
 void getRhsSense(PyObject *con, char *type, double *rhs, double *range);
 
 /* A copy with a fresh identity number (the copy() method). */
 PyObject *constraint_copy(PyObject *self, PyObject *unused);
+
+/* Fills the constructor hook of the constraint; 0. */
+int constraint_register(void);

@@ -12,12 +12,8 @@
 
 #include <string>
 
-#include "algebra/constraint.h"
 #include "algebra/exprtype.h"
-#include "algebra/linterm.h"
-#include "algebra/nonlinear.h"
-#include "algebra/quadterm.h"
-#include "algebra/var.h"
+#include "algebra/slots.h"
 
 #define EX(o) ((expression_object *)(o))
 
@@ -75,26 +71,41 @@ ex_fail(const char *msg)
 
 /* ------------------------------------------------------------ term editing */
 
-int
-expression_setLinTerm(PyObject *expr, PyObject *var, double coef)
+/* coef != 0.0 applied to the linear part by edit (linmap_set or
+ * linmap_add); msg raised on failure. */
+static inline int
+ex_lin_edit(PyObject *expr, PyObject *var, double coef,
+            int (*edit)(linmap *, PyObject *, double), const char *msg)
 {
     expression_object *e = EX(expr);
     if (coef == 0.0)
         return 0;
-    if (ex_need_lin(e) < 0 || linmap_set(e->linmap, var, coef) < 0)
-        return ex_fail("Error amending expression");
+    if (ex_need_lin(e) < 0 || edit(e->linmap, var, coef) < 0)
+        return ex_fail(msg);
     return 0;
+}
+
+int
+expression_setLinTerm(PyObject *expr, PyObject *var, double coef)
+{
+    return ex_lin_edit(expr, var, coef, linmap_set, "Error amending expression");
 }
 
 int
 expression_addLinTerm(PyObject *expr, PyObject *var, double coef)
 {
-    expression_object *e = EX(expr);
-    if (coef == 0.0)
-        return 0;
-    if (ex_need_lin(e) < 0 || linmap_add(e->linmap, var, coef) < 0)
-        return ex_fail("Error amending linear expression");
-    return 0;
+    return ex_lin_edit(expr, var, coef, linmap_add, "Error amending linear expression");
+}
+
+/* The pair of a quadratic term, the smaller identity number first. */
+static inline void
+ex_order(PyObject **x, PyObject **y)
+{
+    if (VAR_ID(*y) < VAR_ID(*x)) {
+        PyObject *t = *x;
+        *x = *y;
+        *y = t;
+    }
 }
 
 int
@@ -102,11 +113,7 @@ expression_setQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef)
 {
     expression_object *e = EX(expr);
     linmap *inner = NULL;
-    if (VAR_ID(y) < VAR_ID(x)) {
-        PyObject *t = x;
-        x = y;
-        y = t;
-    }
+    ex_order(&x, &y);
     if (coef == 0.0) {
         if (e->quadmap != NULL && quadmap_get(e->quadmap, x, &inner) == 0)
             linmap_del(inner, y);
@@ -137,11 +144,7 @@ expression_addQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef)
     expression_object *e = EX(expr);
     if (coef == 0.0)
         return 0;
-    if (VAR_ID(y) < VAR_ID(x)) {
-        PyObject *t = x;
-        x = y;
-        y = t;
-    }
+    ex_order(&x, &y);
     if (ex_need_quad(e) < 0 || quadmap_add(e->quadmap, x, y, coef) < 0 ||
         indexset_add(e->qvars, VAR_ID(x)) < 0 || indexset_add(e->qvars, VAR_ID(y)) < 0)
         return ex_fail("Cannot amend quadratic expression");
@@ -203,7 +206,7 @@ expression_copy(PyObject *obj, double factor)
     if (kind < 0)
         return NULL;
     if (kind == EXPR_NONLINEAR && factor != 0.0)
-        return nonlin_copy(obj, factor);
+        return algebra_copy_table[EXPR_NONLINEAR](obj, factor);
     res = expression_base();
     if (res == NULL)
         return NULL;
@@ -346,13 +349,13 @@ expression_accumulate(PyObject *expr, PyObject *b, double sign)
     return expression_accumulate_msg(expr, b, sign, "Error adding expressions");
 }
 
-PyObject *
+static PyObject *
 expression_alg_sum(PyObject *a, PyObject *b, double sign)
 {
     PyObject *res = NULL;
     int ka = expr_kind(a), kb = expr_kind(b);
     if (ka == EXPR_NONLINEAR || kb == EXPR_NONLINEAR)
-        return nonlin_alg_sum(a, b, sign);
+        return algebra_sum_table[EXPR_NONLINEAR](a, b, sign);
     if (ka == EXPR_EXPRESSION) {
         res = expression_copy(a, 1.0);
         if (res == NULL || expression_accumulate_msg(res, b, sign, "Error adding expressions") < 0)
@@ -372,36 +375,10 @@ error:
 }
 
 static PyObject *
-expression_array_sub(PyObject *arr, PyObject *other)
-{
-    PyObject *neg = PyNumber_Negative(arr);
-    if (neg == NULL)
-        return NULL;
-    PyObject *res = PyNumber_Add(neg, other);
-    Py_DECREF(neg);
-    return res;
-}
-
-static PyObject *
-expression_array_div(PyObject *arr, PyObject *other)
-{
-    PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
-    if (one == NULL)
-        return NULL;
-    inv = PyNumber_TrueDivide(one, arr);
-    Py_DECREF(one);
-    if (inv == NULL)
-        return NULL;
-    res = PyNumber_Multiply(inv, other);
-    Py_DECREF(inv);
-    return res;
-}
-
-static PyObject *
 expression_sum_slot(PyObject *a, PyObject *b, double sign)
 {
     if (is_ndarray(b))
-        return sign > 0 ? PyNumber_Add(b, a) : expression_array_sub(b, a);
+        return sign > 0 ? PyNumber_Add(b, a) : algebra_array_sub(b, a);
     if (is_ndarray(a))
         Py_RETURN_NOTIMPLEMENTED;
     /* An accumulator may start as None: "s = None; s += e" lands here. */
@@ -412,13 +389,13 @@ expression_sum_slot(PyObject *a, PyObject *b, double sign)
     return expression_alg_sum(a, b, sign);
 }
 
-PyObject *
+static PyObject *
 expression_add(PyObject *a, PyObject *b)
 {
     return expression_sum_slot(a, b, 1.0);
 }
 
-PyObject *
+static PyObject *
 expression_sub(PyObject *a, PyObject *b)
 {
     return expression_sum_slot(a, b, -1.0);
@@ -429,7 +406,7 @@ expression_inplace_sum(PyObject *a, PyObject *b, double sign)
 {
     PyObject *res = NULL;
     if (is_ndarray(b))
-        return sign > 0 ? PyNumber_Add(b, a) : expression_array_sub(b, a);
+        return sign > 0 ? PyNumber_Add(b, a) : algebra_array_sub(b, a);
     if (a == Py_None)
         return expression_copy(b, sign);
     int ka = getExprType(a);
@@ -439,9 +416,9 @@ expression_inplace_sum(PyObject *a, PyObject *b, double sign)
     if (kb < 0)
         return NULL;
     if (ka == EXPR_NONLINEAR)
-        return nonlin_inplace_alg_sum(a, b, sign);
+        return algebra_ctor.nonlin_inplace_alg_sum(a, b, sign);
     if (kb == EXPR_NONLINEAR)
-        return nonlin_alg_sum(a, b, sign);
+        return algebra_sum_table[EXPR_NONLINEAR](a, b, sign);
     if (ka != EXPR_EXPRESSION) {
         res = expression_copy(b, sign);
         if (res == NULL || expression_accumulate_msg(res, a, 1.0, "Could not add linear part") < 0)
@@ -457,13 +434,13 @@ error:
     return NULL;
 }
 
-PyObject *
+static PyObject *
 expression_iadd(PyObject *a, PyObject *b)
 {
     return expression_inplace_sum(a, b, 1.0);
 }
 
-PyObject *
+static PyObject *
 expression_isub(PyObject *a, PyObject *b)
 {
     return expression_inplace_sum(a, b, -1.0);
@@ -517,7 +494,7 @@ is_quadratic(PyObject *o, int kind)
     return kind == EXPR_QUADTERM || (kind == EXPR_EXPRESSION && expression_has_quad(o));
 }
 
-PyObject *
+static PyObject *
 expression_mul(PyObject *a, PyObject *b)
 {
     PyObject *res = NULL;
@@ -543,7 +520,7 @@ expression_mul(PyObject *a, PyObject *b)
         return expression_copy(a, k);
     }
     if (ka == EXPR_NONLINEAR || kb == EXPR_NONLINEAR || is_quadratic(a, ka) || is_quadratic(b, kb))
-        return nonlin_mul(a, b);
+        return algebra_binary(ALG_MUL, EXPR_NONLINEAR, EXPR_NONLINEAR, a, b);
 
     if ((ka == EXPR_LINTERM && ((linterm_object *)a)->var == NULL) ||
         (kb == EXPR_LINTERM && ((linterm_object *)b)->var == NULL))
@@ -599,7 +576,7 @@ expression_scale(PyObject *expr, double k)
         quadmap_scale(e->quadmap, k);
 }
 
-PyObject *
+static PyObject *
 expression_imul(PyObject *a, PyObject *b)
 {
     if (is_ndarray(b))
@@ -620,12 +597,12 @@ expression_imul(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ division */
 
-PyObject *
+static PyObject *
 expression_div(PyObject *a, PyObject *b)
 {
     int ka, kb;
     if (is_ndarray(b))
-        return expression_array_div(b, a);
+        return algebra_array_div(b, a);
     if (is_ndarray(a))
         Py_RETURN_NOTIMPLEMENTED;
     if ((ka = getExprType(a)) < 0 || (kb = getExprType(b)) < 0)
@@ -638,14 +615,14 @@ expression_div(PyObject *a, PyObject *b)
             return quenda_model_error("Division by zero");
         return expression_copy(a, 1.0 / k);
     }
-    return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
 }
 
-PyObject *
+static PyObject *
 expression_idiv(PyObject *a, PyObject *b)
 {
     if (is_ndarray(b))
-        return expression_array_div(b, a);
+        return algebra_array_div(b, a);
     if (EXPRESSION_CHECK(a) && is_number(b)) {
         double k = number_value(b);
         if (k == -1.0 && PyErr_Occurred())
@@ -662,7 +639,7 @@ expression_idiv(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ power */
 
-PyObject *
+static PyObject *
 expression_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
     int ka, kb;
@@ -683,10 +660,10 @@ expression_pow(PyObject *a, PyObject *b, PyObject *mod)
         if (p == 2.0)
             return expression_mul(a, a);
     }
-    return nonlin_instantiate_binary(NONLIN_POW, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
 }
 
-PyObject *
+static PyObject *
 expression_neg(PyObject *a)
 {
     return expression_copy(a, -1.0);
@@ -695,7 +672,7 @@ expression_neg(PyObject *a)
 static PyObject *
 expression_abs(PyObject *a)
 {
-    return nonlin_instantiate_unary(NONLIN_ABS, a);
+    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
 /* ------------------------------------------------------------ text */
@@ -737,7 +714,7 @@ expression_str(PyObject *self)
             printed = true;
         }
         for (size_t i = 0; i < nlin; i++) {
-            const char *name = var_name_text(lin[i].var);
+            const char *name = algebra_ctor.var_name_text(lin[i].var);
             if (name == NULL)
                 return NULL;
             ex_print_term(out, lin[i].coef, name, printed);
@@ -750,13 +727,13 @@ expression_str(PyObject *self)
             while (quadmap_next(e->quadmap, &it, &x, &inner)) {
                 size_t ni;
                 const linmap_entry *d = linmap_data(inner, &ni);
-                const char *xname = var_name_text(x);
+                const char *xname = algebra_ctor.var_name_text(x);
                 if (xname == NULL) {
                     quadmap_iter_free(&it);
                     return NULL;
                 }
                 for (size_t j = 0; j < ni; j++) {
-                    const char *yname = var_name_text(d[j].var);
+                    const char *yname = algebra_ctor.var_name_text(d[j].var);
                     if (yname == NULL) {
                         quadmap_iter_free(&it);
                         return NULL;
@@ -782,41 +759,11 @@ expression_str(PyObject *self)
 
 /* ------------------------------------------------------------ type */
 
-static PyNumberMethods expression_as_number = {
-    expression_add,                /* nb_add */
-    expression_sub,                /* nb_subtract */
-    expression_mul,                /* nb_multiply */
-    0,                             /* nb_remainder */
-    0,                             /* nb_divmod */
-    expression_pow,                /* nb_power */
-    expression_neg,                /* nb_negative */
-    0,                             /* nb_positive */
-    expression_abs,                /* nb_absolute */
-    0,                             /* nb_bool */
-    0,                             /* nb_invert */
-    0,                             /* nb_lshift */
-    0,                             /* nb_rshift */
-    0,                             /* nb_and */
-    0,                             /* nb_xor */
-    0,                             /* nb_or */
-    0,                             /* nb_int */
-    0,                             /* nb_reserved */
-    0,                             /* nb_float */
-    expression_iadd,               /* nb_inplace_add */
-    expression_isub,               /* nb_inplace_subtract */
-    expression_imul,               /* nb_inplace_multiply */
-    0,                             /* nb_inplace_remainder */
-    0,                             /* nb_inplace_power: the plain power */
-    0,                             /* nb_inplace_lshift */
-    0,                             /* nb_inplace_rshift */
-    0,                             /* nb_inplace_and */
-    0,                             /* nb_inplace_xor */
-    0,                             /* nb_inplace_or */
-    0,                             /* nb_floor_divide */
-    expression_div,                /* nb_true_divide */
-    0,                             /* nb_inplace_floor_divide */
-    expression_idiv,               /* nb_inplace_true_divide */
-};
+/* No in-place power: the plain one. */
+static PyNumberMethods expression_as_number = algebra_number_methods(
+    expression_add, expression_sub, expression_mul, expression_div, expression_pow,
+    expression_neg, expression_abs, expression_iadd, expression_isub, expression_imul,
+    expression_idiv, NULL);
 
 PyTypeObject quenda_expressionType = {
     PyVarObject_HEAD_INIT(NULL, 0)
@@ -859,3 +806,17 @@ PyTypeObject quenda_expressionType = {
     0,                             /* tp_alloc */
     PyType_GenericNew,             /* tp_new */
 };
+
+/* ------------------------------------------------------------ registration */
+
+int
+expression_register(void)
+{
+    algebra_ctor.expression_base = expression_base;
+    algebra_ctor.expression_from_lin = expression_from_lin;
+    algebra_ctor.expression_from_quad = expression_from_quad;
+    algebra_ctor.expression_addQuadTerm = expression_addQuadTerm;
+    algebra_ctor.expression_accumulate = expression_accumulate;
+    return algebra_register_type(EXPR_EXPRESSION, &quenda_expressionType, 1,
+                                 expression_alg_sum, expression_copy);
+}

@@ -9,19 +9,8 @@
 
 #include <Python.h>
 
+#include "algebra/algebra.h"
 #include "algebra/maps.h"
-#include "module/types.h"
-
-typedef struct {
-    PyObject_HEAD
-    double constant;
-    struct linmap *linmap;    /* owned, NULL until the first linear term */
-    struct quadmap *quadmap;  /* owned, NULL until the first quadratic term */
-    indexset *qvars;    /* owned, identity numbers of the quadratic part's
-                           variables; created with quadmap, never pruned */
-} expression_object;
-
-#define EXPRESSION_CHECK(o) PyObject_TypeCheck((o), &quenda_expressionType)
 
 /* A new empty expression (constant 0.0, no containers). */
 PyObject *expression_base(void);
@@ -48,24 +37,16 @@ PyObject *expression_from_quad(double constant, PyObject *lv, double lc,
 /* True when the expression has at least one quadratic entry. */
 int expression_has_quad(PyObject *expr);
 
-/* a + sign*b (sign +1.0 or -1.0): a new object. */
-PyObject *expression_alg_sum(PyObject *a, PyObject *b, double sign);
 /* expr += sign*b, accumulated into expr's own containers (expr must be an
  * expression; b a number, var, linterm, quadterm or expression).
  * 0 or -1 with an exception. */
 int expression_accumulate(PyObject *expr, PyObject *b, double sign);
 
-/* Number slots (either operand may be the expression). */
-PyObject *expression_add(PyObject *a, PyObject *b);
-PyObject *expression_sub(PyObject *a, PyObject *b);
-PyObject *expression_mul(PyObject *a, PyObject *b);
-PyObject *expression_div(PyObject *a, PyObject *b);
-PyObject *expression_pow(PyObject *a, PyObject *b, PyObject *mod);
-PyObject *expression_neg(PyObject *a);
-PyObject *expression_iadd(PyObject *a, PyObject *b);
-PyObject *expression_isub(PyObject *a, PyObject *b);
-PyObject *expression_imul(PyObject *a, PyObject *b);
-PyObject *expression_idiv(PyObject *a, PyObject *b);
+/* The number slots are reached through the type object and the operator
+ * table (algebra.h), never by name. */
 
 /* Printed form (str and repr). */
 PyObject *expression_str(PyObject *self);
+
+/* Fills the table cells and constructor hooks of the expression; 0. */
+int expression_register(void);

@@ -1,42 +1,14 @@
 /* Operand classification, number test and the general operations.
  *
- * The general operations pick the implementation of the richest operand
- * type present (nonlinear > expression > quadterm > linterm > var >
- * number); each type's number slot accepts its type on either side, so
- * handing both operands to the richest one is enough. */
+ * The general operations hand both operands to the operator table, whose
+ * cell belongs to the richest operand type present (nonlinear > expression
+ * > quadterm > linterm > var > number); each type's number slot accepts
+ * its type on either side, so that is enough.  Two numbers are done here. */
 #include "algebra/exprtype.h"
 
-#include "algebra/constraint.h"
-#include "algebra/expression.h"
-#include "algebra/linterm.h"
-#include "algebra/nonlinear.h"
-#include "algebra/quadterm.h"
-#include "algebra/var.h"
 #include "module/npy.h"
 #include "module/session.h"
 #include "module/types.h"
-
-PyObject *
-quenda_model_error(const char *msg)
-{
-    PyErr_SetString(quenda_ModelError != NULL ? quenda_ModelError : PyExc_RuntimeError, msg);
-    return NULL;
-}
-
-int
-is_ndarray(PyObject *obj)
-{
-    if (obj == NULL)
-        return 0;
-    PyTypeObject *t = Py_TYPE(obj);
-    if (t == &PyArray_Type)
-        return 1;
-    /* The operands of the algebra's hot paths, without a walk of the MRO. */
-    if (t == &quenda_varType || t == &quenda_lintermType || t == &quenda_expressionType ||
-        t == &quenda_quadtermType || t == &PyFloat_Type || t == &PyLong_Type)
-        return 0;
-    return PyType_IsSubtype(t, &PyArray_Type);
-}
 
 int
 is_number(PyObject *obj)
@@ -57,6 +29,19 @@ number_value(PyObject *obj)
     if (PyLong_CheckExact(obj))
         return PyLong_AsDouble(obj);
     return PyFloat_AsDouble(obj);
+}
+
+int
+number_equals(PyObject *obj, double value)
+{
+    if (!is_number(obj))
+        return 0;
+    double x = number_value(obj);
+    if (x == -1.0 && PyErr_Occurred()) {
+        PyErr_Clear();
+        return 0;
+    }
+    return x == value;
 }
 
 int
@@ -116,32 +101,31 @@ quenda_float_one(void)
 
 /* ------------------------------------------------------------ numbers */
 
-PyObject *
-constant_add(PyObject *a, PyObject *b)
+/* a op b for two numbers (or NumPy for an array), op ALG_ADD or ALG_MUL. */
+static PyObject *
+constant_binary(int op, PyObject *a, PyObject *b)
 {
     if (is_ndarray(a) || is_ndarray(b))
-        return PyNumber_Add(a, b);
+        return op == ALG_ADD ? PyNumber_Add(a, b) : PyNumber_Multiply(a, b);
     double x = number_value(a);
     if (x == -1.0 && PyErr_Occurred())
         return NULL;
     double y = number_value(b);
     if (y == -1.0 && PyErr_Occurred())
         return NULL;
-    return PyFloat_FromDouble(x + y);
+    return PyFloat_FromDouble(op == ALG_ADD ? x + y : x * y);
+}
+
+PyObject *
+constant_add(PyObject *a, PyObject *b)
+{
+    return constant_binary(ALG_ADD, a, b);
 }
 
 PyObject *
 constant_mul(PyObject *a, PyObject *b)
 {
-    if (is_ndarray(a) || is_ndarray(b))
-        return PyNumber_Multiply(a, b);
-    double x = number_value(a);
-    if (x == -1.0 && PyErr_Occurred())
-        return NULL;
-    double y = number_value(b);
-    if (y == -1.0 && PyErr_Occurred())
-        return NULL;
-    return PyFloat_FromDouble(x * y);
+    return constant_binary(ALG_MUL, a, b);
 }
 
 PyObject *
@@ -157,48 +141,26 @@ constant_neg(PyObject *a)
 
 /* ------------------------------------------------------------ general */
 
-/* Rank of a kind for the general operations; -1 for invalid. */
-static int
-general_rank(int kind)
-{
-    switch (kind) {
-    case EXPR_NONLINEAR: return 5;
-    case EXPR_EXPRESSION: return 4;
-    case EXPR_QUADTERM: return 3;
-    case EXPR_LINTERM: return 2;
-    case EXPR_VARIABLE: return 1;
-    case EXPR_CONSTANT: return 0;
-    default: return -1;
-    }
-}
-
 /* The richer kind of a and b, or -1 with an exception set. */
 static int
-general_kind(PyObject *a, PyObject *b)
+general_kind(PyObject *a, PyObject *b, int *ka, int *kb)
 {
-    int ka = getExprType(a);
-    if (ka < 0)
+    if ((*ka = getExprType(a)) < 0 || (*kb = getExprType(b)) < 0)
         return -1;
-    int kb = getExprType(b);
-    if (kb < 0)
-        return -1;
-    return general_rank(ka) >= general_rank(kb) ? ka : kb;
+    return *ka >= *kb ? *ka : *kb;
 }
 
 PyObject *
 general_copy(PyObject *obj, double factor)
 {
-    switch (expr_kind(obj)) {
-    case EXPR_NONLINEAR:
-        return nonlin_copy(obj, factor);
-    case EXPR_EXPRESSION:
-        return expression_copy(obj, factor);
-    case EXPR_QUADTERM:
-        return quadterm_copy(obj, factor);
-    case EXPR_LINTERM:
-        return linterm_copy(obj, factor);
+    int kind = expr_kind(obj);
+    switch (kind) {
     case EXPR_VARIABLE:
-        return var_fill(obj, factor);
+    case EXPR_LINTERM:
+    case EXPR_QUADTERM:
+    case EXPR_EXPRESSION:
+    case EXPR_NONLINEAR:
+        return algebra_copy_table[kind](obj, factor);
     case EXPR_CONSTANT: {
         double v = number_value(obj);
         if (v == -1.0 && PyErr_Occurred())
@@ -223,66 +185,49 @@ PyObject *
 general_neg(PyObject *obj)
 {
     if (expr_kind(obj) == EXPR_NONLINEAR)
-        return nonlin_neg(obj);
+        return algebra_ctor.nonlin_neg(obj);
     return general_copy(obj, -1.0);
 }
 
-/* Shared by general_mul and general_imul: only the richest two kinds can
- * accumulate in place; the others always build a new object. */
+/* The general binary operations: None on either side, arrays to NumPy,
+ * two numbers here, every other pair to the table (op is ALG_MUL, ALG_IMUL
+ * or ALG_IADD; only the richest two kinds accumulate in place). */
 static PyObject *
-general_mul_impl(PyObject *a, PyObject *b, int inplace)
+general_binary(int op, PyObject *a, PyObject *b)
 {
+    int ka, kb;
     if (a == Py_None)
         return general_copy(b, 1.0);
     if (b == Py_None) {
         Py_INCREF(a);
         return a;
     }
+    int add = op == ALG_IADD;
     if (is_ndarray(a) || is_ndarray(b))
-        return PyNumber_Multiply(a, b);
-    switch (general_kind(a, b)) {
-    case EXPR_NONLINEAR: return inplace ? nonlin_imul(a, b) : nonlin_mul(a, b);
-    case EXPR_EXPRESSION: return inplace ? expression_imul(a, b) : expression_mul(a, b);
-    case EXPR_QUADTERM: return quadterm_mul(a, b);
-    case EXPR_LINTERM: return linterm_mul(a, b);
-    case EXPR_VARIABLE: return var_mul(a, b);
-    case EXPR_CONSTANT: return constant_mul(a, b);
-    default: return NULL;
+        return add ? PyNumber_Add(a, b) : PyNumber_Multiply(a, b);
+    switch (general_kind(a, b, &ka, &kb)) {
+    case -1: return NULL;
+    case EXPR_CONSTANT: return constant_binary(add ? ALG_ADD : ALG_MUL, a, b);
+    default: return algebra_binary(op, ka, kb, a, b);
     }
 }
 
 PyObject *
 general_mul(PyObject *a, PyObject *b)
 {
-    return general_mul_impl(a, b, 0);
+    return general_binary(ALG_MUL, a, b);
 }
 
 PyObject *
 general_imul(PyObject *a, PyObject *b)
 {
-    return general_mul_impl(a, b, 1);
+    return general_binary(ALG_IMUL, a, b);
 }
 
 PyObject *
 general_iadd(PyObject *a, PyObject *b)
 {
-    if (a == Py_None)
-        return general_copy(b, 1.0);
-    if (b == Py_None) {
-        Py_INCREF(a);
-        return a;
-    }
-    if (is_ndarray(a) || is_ndarray(b))
-        return PyNumber_Add(a, b);
-    switch (general_kind(a, b)) {
-    case EXPR_NONLINEAR: return nonlin_iadd(a, b);
-    case EXPR_EXPRESSION: return expression_iadd(a, b);
-    case EXPR_QUADTERM: return quadterm_add(a, b);
-    case EXPR_LINTERM: return linterm_add(a, b);
-    case EXPR_VARIABLE: return var_add(a, b);
-    case EXPR_CONSTANT: return constant_add(a, b);
-    default: return NULL;
-    }
+    return general_binary(ALG_IADD, a, b);
 }
 
 PyObject *

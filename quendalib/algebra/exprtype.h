@@ -2,9 +2,10 @@
  *
  * Every arithmetic routine of the algebra classifies its operands with
  * getExprType; NumPy arrays are recognised before that (is_ndarray) and
- * handed back to NumPy.  The general operations dispatch on the richest
- * operand type present (nonlinear > expression > quadterm > linterm > var
- * > number) and are what the aggregates and mixed operators use.
+ * handed back to NumPy.  The general operations go through the operator
+ * table (algebra.h) to the richest operand type present (nonlinear >
+ * expression > quadterm > linterm > var > number) and are what the
+ * aggregates and mixed operators use.
  *
  * Every PyObject-returning function returns a new reference, or NULL with
  * a Python exception set. */
@@ -13,16 +14,7 @@
 #include <Python.h>
 #include <stdint.h>
 
-/* Expression-type codes. */
-enum {
-    EXPR_INVALID = -1,
-    EXPR_CONSTANT = 0,
-    EXPR_VARIABLE = 1,
-    EXPR_LINTERM = 2,
-    EXPR_QUADTERM = 3,
-    EXPR_EXPRESSION = 4,
-    EXPR_NONLINEAR = 5
-};
+#include "algebra/algebra.h"
 
 /* The code of obj; -1 (with quenda.ModelError "Invalid object in
  * operation" set) for anything else, NULL included. */
@@ -32,8 +24,9 @@ int getExprType(PyObject *obj);
  * scalar int32, long, long long, float32 or float64.  No exception. */
 int is_number(PyObject *obj);
 
-/* 1 when obj is a NumPy ndarray or a subclass.  No exception. */
-int is_ndarray(PyObject *obj);
+/* 1 when obj is a number equal to value; never raises (an overflowing
+ * int is not equal to anything). */
+int number_equals(PyObject *obj, double value);
 
 /* Value of a number (is_number true); -1.0 with an exception on overflow:
  * test PyErr_Occurred() when the result is -1.0. */
@@ -62,14 +55,10 @@ PyObject *general_iadd(PyObject *a, PyObject *b);
 PyObject *general_copy(PyObject *obj, double factor);
 PyObject *general_neg(PyObject *obj);
 
-/* Messages raised through quenda.ModelError (falls back to RuntimeError
- * while the module exception does not exist yet).  Always returns NULL. */
-PyObject *quenda_model_error(const char *msg);
 
 /* Operand kind without raising: the codes above, EXPR_ARRAY for an
  * ndarray, EXPR_INVALID for anything else.  Exact types are tested first
  * since the algebra types are final. */
-#define EXPR_ARRAY 6
 int expr_kind(PyObject *obj);
 
 /* The default name of an object: prefix followed by the identity number

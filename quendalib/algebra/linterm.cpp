@@ -7,27 +7,15 @@
 
 #include <stdio.h>
 
-#include "algebra/constraint.h"
-#include "algebra/expression.h"
 #include "algebra/exprtype.h"
-#include "algebra/nonlinear.h"
-#include "algebra/quadterm.h"
-#include "algebra/var.h"
+#include "algebra/slots.h"
 
 /* ------------------------------------------------------------ creation */
 
 PyObject *
 linterm_fill(double coef, PyObject *var)
 {
-    if (coef == 0.0)
-        return PyFloat_FromDouble(0.0);
-    linterm_object *t = PyObject_New(linterm_object, &quenda_lintermType);
-    if (t == NULL)
-        return NULL;
-    t->coef = coef;
-    Py_INCREF(var);
-    t->var = var;
-    return (PyObject *)t;
+    return algebra_linterm_new(coef, var);
 }
 
 PyObject *
@@ -60,34 +48,6 @@ lt_var(PyObject *o)
     return ((linterm_object *)o)->var;
 }
 
-/* (1.0 / arr) * other, NumPy doing both steps. */
-static PyObject *
-linterm_array_div(PyObject *arr, PyObject *other)
-{
-    PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
-    if (one == NULL)
-        return NULL;
-    inv = PyNumber_TrueDivide(one, arr);
-    Py_DECREF(one);
-    if (inv == NULL)
-        return NULL;
-    res = PyNumber_Multiply(inv, other);
-    Py_DECREF(inv);
-    return res;
-}
-
-/* (-arr) + other through NumPy. */
-static PyObject *
-linterm_array_sub(PyObject *arr, PyObject *other)
-{
-    PyObject *neg = PyNumber_Negative(arr);
-    if (neg == NULL)
-        return NULL;
-    PyObject *res = PyNumber_Add(neg, other);
-    Py_DECREF(neg);
-    return res;
-}
-
 /* A fresh term made by the type's own allocator has no variable. */
 static int
 linterm_valid(PyObject *o)
@@ -101,18 +61,14 @@ linterm_valid(PyObject *o)
 
 /* ------------------------------------------------------------ sum */
 
-PyObject *
+static PyObject *
 linterm_alg_sum(PyObject *a, PyObject *b, double sign)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
 
-    if (kb == EXPR_EXPRESSION) return expression_alg_sum(a, b, sign);
-    if (kb == EXPR_QUADTERM) return quadterm_alg_sum(a, b, sign);
-    if (kb == EXPR_NONLINEAR) return nonlin_alg_sum(a, b, sign);
-    if (ka == EXPR_EXPRESSION) return expression_alg_sum(a, b, sign);
-    if (ka == EXPR_QUADTERM) return quadterm_alg_sum(a, b, sign);
-    if (ka == EXPR_NONLINEAR) return nonlin_alg_sum(a, b, sign);
+    if (ka > EXPR_LINTERM || kb > EXPR_LINTERM)
+        return algebra_sum(ka, kb, a, b, sign);
 
     if (ka < EXPR_CONSTANT || ka > EXPR_LINTERM || kb < EXPR_CONSTANT || kb > EXPR_LINTERM ||
         (ka != EXPR_LINTERM && kb != EXPR_LINTERM))
@@ -126,7 +82,7 @@ linterm_alg_sum(PyObject *a, PyObject *b, double sign)
             return NULL;
         if (sign * k == 0.0)
             return linterm_fill(lt_coef(a), lt_var(a));
-        return expression_from_lin(sign * k, lt_var(a), lt_coef(a), NULL, 0.0,
+        return algebra_ctor.expression_from_lin(sign * k, lt_var(a), lt_coef(a), NULL, 0.0,
                                    "Error creating expression");
     }
     if (ka == EXPR_CONSTANT) {
@@ -135,32 +91,32 @@ linterm_alg_sum(PyObject *a, PyObject *b, double sign)
             return NULL;
         if (k == 0.0)
             return linterm_copy(b, sign);
-        return expression_from_lin(k, lt_var(b), sign * lt_coef(b), NULL, 0.0,
+        return algebra_ctor.expression_from_lin(k, lt_var(b), sign * lt_coef(b), NULL, 0.0,
                                    "Error creating expression");
     }
     if (ka == EXPR_LINTERM && kb == EXPR_LINTERM) {
         PyObject *x = lt_var(a), *y = lt_var(b);
         if (VAR_ID(x) == VAR_ID(y))
             return linterm_fill(lt_coef(a) + sign * lt_coef(b), x);
-        return expression_from_lin(0.0, x, lt_coef(a), y, sign * lt_coef(b),
+        return algebra_ctor.expression_from_lin(0.0, x, lt_coef(a), y, sign * lt_coef(b),
                                    "Error creating expression as sum of two linear terms");
     }
     if (ka == EXPR_LINTERM) {  /* b a variable */
         PyObject *x = lt_var(a);
         if (VAR_ID(x) == VAR_ID(b))
             return linterm_fill(lt_coef(a) + sign, x);
-        return expression_from_lin(0.0, b, sign, x, lt_coef(a),
+        return algebra_ctor.expression_from_lin(0.0, b, sign, x, lt_coef(a),
                                    "Error creating expression as sum of linear term and variable");
     }
     /* a a variable, b a linterm */
     PyObject *x = lt_var(b);
     if (VAR_ID(a) == VAR_ID(x))
         return linterm_fill(1.0 + sign * lt_coef(b), a);
-    return expression_from_lin(0.0, a, 1.0, x, sign * lt_coef(b),
+    return algebra_ctor.expression_from_lin(0.0, a, 1.0, x, sign * lt_coef(b),
                                "Error creating expression as sum of linear term and variable");
 }
 
-PyObject *
+static PyObject *
 linterm_add(PyObject *a, PyObject *b)
 {
     if (is_ndarray(b))
@@ -170,11 +126,11 @@ linterm_add(PyObject *a, PyObject *b)
     return linterm_alg_sum(a, b, 1.0);
 }
 
-PyObject *
+static PyObject *
 linterm_sub(PyObject *a, PyObject *b)
 {
     if (is_ndarray(b))
-        return linterm_array_sub(b, a);
+        return algebra_array_sub(b, a);
     if (is_ndarray(a))
         Py_RETURN_NOTIMPLEMENTED;
     return linterm_alg_sum(a, b, -1.0);
@@ -182,22 +138,14 @@ linterm_sub(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ product */
 
-PyObject *
+static PyObject *
 linterm_mul(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return PyNumber_Multiply(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (kb == EXPR_QUADTERM) return quadterm_mul(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_mul(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_mul(a, b);
-    if (ka == EXPR_QUADTERM) return quadterm_mul(a, b);
-    if (ka == EXPR_EXPRESSION) return expression_mul(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_mul(a, b);
+    PyObject *front = algebra_front(ALG_MUL, EXPR_LINTERM, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
 
     if (ka == EXPR_CONSTANT) {
         k = number_value(a);
@@ -216,32 +164,24 @@ linterm_mul(PyObject *a, PyObject *b)
     if ((ka == EXPR_LINTERM && !linterm_valid(a)) || (kb == EXPR_LINTERM && !linterm_valid(b)))
         return NULL;
     if (ka == EXPR_LINTERM && kb == EXPR_LINTERM)
-        return quadterm_fill(lt_coef(a) * lt_coef(b), lt_var(a), lt_var(b));
+        return algebra_ctor.quadterm_fill(lt_coef(a) * lt_coef(b), lt_var(a), lt_var(b));
     if (ka == EXPR_LINTERM)
-        return quadterm_fill(lt_coef(a), lt_var(a), b);
+        return algebra_ctor.quadterm_fill(lt_coef(a), lt_var(a), b);
     if (kb == EXPR_LINTERM)
-        return quadterm_fill(lt_coef(b), a, lt_var(b));
-    return quadterm_fill(1.0, a, b);
+        return algebra_ctor.quadterm_fill(lt_coef(b), a, lt_var(b));
+    return algebra_ctor.quadterm_fill(1.0, a, b);
 }
 
 /* ------------------------------------------------------------ division */
 
-PyObject *
+static PyObject *
 linterm_div(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return linterm_array_div(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_QUADTERM) return quadterm_div(a, b);
-    if (ka == EXPR_EXPRESSION) return expression_div(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_div(a, b);
-    if (kb == EXPR_QUADTERM) return quadterm_div(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_div(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_div(a, b);
+    PyObject *front = algebra_front(ALG_DIV, EXPR_LINTERM, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
 
     if (kb == EXPR_CONSTANT && ka == EXPR_LINTERM) {
         if (!linterm_valid(a))
@@ -258,12 +198,12 @@ linterm_div(PyObject *a, PyObject *b)
     if ((ka == EXPR_LINTERM && !linterm_valid(a)) || (kb == EXPR_LINTERM && !linterm_valid(b)))
         return NULL;
     if (ka == EXPR_CONSTANT)
-        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
 
     PyObject *xa = ka == EXPR_LINTERM ? lt_var(a) : a;
     PyObject *xb = kb == EXPR_LINTERM ? lt_var(b) : b;
     if (VAR_ID(xa) != VAR_ID(xb))
-        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
     double ca = ka == EXPR_LINTERM ? lt_coef(a) : 1.0;
     double cb = kb == EXPR_LINTERM ? lt_coef(b) : 1.0;
     if (cb == 0.0)
@@ -273,7 +213,7 @@ linterm_div(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ power */
 
-PyObject *
+static PyObject *
 linterm_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
@@ -295,20 +235,19 @@ linterm_pow(PyObject *a, PyObject *b, PyObject *mod)
             }
             if (k == 2.0) {
                 double c = lt_coef(a);
-                PyObject *sq = quadterm_fill(c * c, lt_var(a), lt_var(a));
+                PyObject *sq = algebra_ctor.quadterm_fill(c * c, lt_var(a), lt_var(a));
                 if (sq != NULL)
                     return sq;
                 PyErr_Clear();
             }
         }
-        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
     }
     if (ka == EXPR_ARRAY)
         Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_QUADTERM) return quadterm_pow(a, b, mod);
-    if (ka == EXPR_EXPRESSION) return expression_pow(a, b, mod);
-    if (ka == EXPR_NONLINEAR) return nonlin_pow(a, b, mod);
-    return nonlin_instantiate_binary(NONLIN_POW, a, b);
+    if (ka > EXPR_LINTERM)
+        return algebra_binary(ALG_POW, ka, kb, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
 }
 
 static PyObject *
@@ -322,87 +261,7 @@ linterm_neg(PyObject *a)
 static PyObject *
 linterm_abs(PyObject *a)
 {
-    return nonlin_instantiate_unary(NONLIN_ABS, a);
-}
-
-/* ------------------------------------------------------------ in place */
-
-/* 1 when b is a number equal to value. */
-static int
-linterm_is_const(PyObject *b, double value)
-{
-    if (expr_kind(b) != EXPR_CONSTANT)
-        return 0;
-    double k = number_value(b);
-    if (k == -1.0 && PyErr_Occurred()) {
-        PyErr_Clear();
-        return 0;
-    }
-    return k == value;
-}
-
-static PyObject *
-linterm_iadd(PyObject *a, PyObject *b)
-{
-    if (is_ndarray(b))
-        return PyNumber_Add(b, a);
-    if (linterm_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return linterm_add(a, b);
-}
-
-static PyObject *
-linterm_isub(PyObject *a, PyObject *b)
-{
-    if (is_ndarray(b))
-        return linterm_array_sub(b, a);
-    if (linterm_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return linterm_sub(a, b);
-}
-
-static PyObject *
-linterm_imul(PyObject *a, PyObject *b)
-{
-    if (is_ndarray(b))
-        return PyNumber_Multiply(b, a);
-    if (linterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return linterm_mul(a, b);
-}
-
-static PyObject *
-linterm_idiv(PyObject *a, PyObject *b)
-{
-    if (is_ndarray(b))
-        return linterm_array_div(b, a);
-    if (linterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    if (linterm_is_const(b, 0.0))
-        return quenda_model_error("Division by zero");
-    return linterm_div(a, b);
-}
-
-static PyObject *
-linterm_ipow(PyObject *a, PyObject *b, PyObject *mod)
-{
-    if (is_ndarray(b))
-        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
-    if (linterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    if (linterm_is_const(b, 0.0))
-        return PyFloat_FromDouble(1.0);
-    return linterm_pow(a, b, mod);
+    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
 /* ------------------------------------------------------------ text */
@@ -421,41 +280,10 @@ linterm_str(PyObject *self)
 
 /* ------------------------------------------------------------ type */
 
-static PyNumberMethods linterm_as_number = {
-    linterm_add,                   /* nb_add */
-    linterm_sub,                   /* nb_subtract */
-    linterm_mul,                   /* nb_multiply */
-    0,                             /* nb_remainder */
-    0,                             /* nb_divmod */
-    linterm_pow,                   /* nb_power */
-    linterm_neg,                   /* nb_negative */
-    0,                             /* nb_positive */
-    linterm_abs,                   /* nb_absolute */
-    0,                             /* nb_bool */
-    0,                             /* nb_invert */
-    0,                             /* nb_lshift */
-    0,                             /* nb_rshift */
-    0,                             /* nb_and */
-    0,                             /* nb_xor */
-    0,                             /* nb_or */
-    0,                             /* nb_int */
-    0,                             /* nb_reserved */
-    0,                             /* nb_float */
-    linterm_iadd,                  /* nb_inplace_add */
-    linterm_isub,                  /* nb_inplace_subtract */
-    linterm_imul,                  /* nb_inplace_multiply */
-    0,                             /* nb_inplace_remainder */
-    linterm_ipow,                  /* nb_inplace_power */
-    0,                             /* nb_inplace_lshift */
-    0,                             /* nb_inplace_rshift */
-    0,                             /* nb_inplace_and */
-    0,                             /* nb_inplace_xor */
-    0,                             /* nb_inplace_or */
-    0,                             /* nb_floor_divide */
-    linterm_div,                   /* nb_true_divide */
-    0,                             /* nb_inplace_floor_divide */
-    linterm_idiv,                  /* nb_inplace_true_divide */
-};
+static PyNumberMethods linterm_as_number =
+    algebra_number_methods(linterm_add, linterm_sub, linterm_mul, linterm_div, linterm_pow,
+                           linterm_neg, linterm_abs, term_iadd, term_isub, term_imul, term_idiv,
+                           term_ipow);
 
 PyTypeObject quenda_lintermType = {
     PyVarObject_HEAD_INIT(NULL, 0)
@@ -484,3 +312,12 @@ PyTypeObject quenda_lintermType = {
     0,                             /* tp_clear */
     algebra_richcompare,           /* tp_richcompare */
 };
+
+/* ------------------------------------------------------------ registration */
+
+int
+linterm_register(void)
+{
+    return algebra_register_type(EXPR_LINTERM, &quenda_lintermType, 0,
+                                 linterm_alg_sum, linterm_copy);
+}

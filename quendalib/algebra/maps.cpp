@@ -12,22 +12,21 @@
  * accumulation would give, since an erased entry and 0.0 behave alike
  * under addition.
  *
- * rowcolmap and indexset are plain sorted arrays with an append fast
- * path: the problem adds objects mostly in identity order. */
+ * rowcolmap and indexset are in maps_index.cpp. */
 #include "algebra/maps.h"
 
 #include <algorithm>
 #include <new>
 #include <vector>
 
-#include "algebra/var.h"
+#include "algebra/algebra.h"
+#include "algebra/maps_sorted.h"
 
-#define MAPS_TRY try {
-#define MAPS_CATCH(failval) } catch (...) { return failval; }
 
 /* ================================================================ linmap */
 
 struct linmap {
+    using entry_type = linmap_entry;
     std::vector<linmap_entry> e;
     size_t nsorted = 0;
     size_t ntomb = 0;   /* tombstones in the sorted part */
@@ -40,6 +39,7 @@ struct quad_entry {
 };
 
 struct quadmap {
+    using entry_type = quad_entry;
     std::vector<quad_entry> e;
     size_t nsorted = 0;
     size_t ntomb = 0;
@@ -55,39 +55,6 @@ lin_push(std::vector<linmap_entry> &e, uint32_t id, PyObject *var, double coef)
     ne.id = id;
     ne.var = var;
     ne.coef = coef;
-}
-
-template <class E>
-static E *
-find_sorted(std::vector<E> &e, size_t nsorted, uint32_t id)
-{
-    size_t lo = 0, hi = nsorted;
-    while (lo < hi) {
-        size_t mid = (lo + hi) >> 1;
-        uint32_t mid_id = e[mid].id;
-        if (mid_id < id)
-            lo = mid + 1;
-        else if (mid_id > id)
-            hi = mid;
-        else
-            return &e[mid];
-    }
-    return NULL;
-}
-
-template <class E>
-static size_t
-lower_pos(std::vector<E> &e, size_t nsorted, uint32_t id)
-{
-    size_t lo = 0, hi = nsorted;
-    while (lo < hi) {
-        size_t mid = (lo + hi) >> 1;
-        if (e[mid].id < id)
-            lo = mid + 1;
-        else
-            hi = mid;
-    }
-    return lo;
 }
 
 /* Fold cur += src for repeated ids of the tail; src's reference is
@@ -206,6 +173,156 @@ needs_normalize(Map *m)
     return (tail > 32 && tail > m->nsorted) || (m->ntomb > 32 && 2 * m->ntomb > m->nsorted);
 }
 
+/* ---------------------------------------------------------------- shared
+ * What the linear and the quadratic map do alike, written once over the
+ * entry type: the key of an entry (NULL: tombstone), its release, its
+ * scaled copy. */
+
+static inline PyObject *&entry_key(linmap_entry &x) { return x.var; }
+static inline PyObject *&entry_key(quad_entry &x) { return x.key; }
+static inline void map_normalize(linmap *m) { lin_normalize(m); }
+static inline void map_normalize(quadmap *m) { quad_normalize(m); }
+
+static inline void
+entry_release(linmap_entry &x)
+{
+    Py_CLEAR(x.var);
+}
+
+static inline void
+entry_release(quad_entry &x)
+{
+    linmap_free(&x.inner);
+    Py_CLEAR(x.key);
+}
+
+/* factor * x into *y with its own references: 1, 0 when the entry
+ * vanishes, -1 on failure. */
+static inline int
+entry_scaled(const linmap_entry &x, double factor, linmap_entry *y)
+{
+    double v = x.coef * factor;
+    if (v == 0.0)
+        return 0;
+    Py_INCREF(x.var);
+    *y = linmap_entry{x.id, x.var, v};
+    return 1;
+}
+
+static inline int
+entry_scaled(const quad_entry &x, double factor, quad_entry *y)
+{
+    linmap *inner = linmap_copy_scaled(x.inner, factor);
+    if (inner == NULL)
+        return -1;
+    Py_INCREF(x.key);
+    *y = quad_entry{x.id, x.key, inner};
+    return 1;
+}
+
+/* Erases key: 1 when it was there, 0 when absent, -1 on failure. */
+template <class Map>
+static int
+map_erase(Map *m, PyObject *key)
+{
+    MAPS_TRY
+    map_normalize(m);
+    auto *p = find_sorted(m->e, m->nsorted, VAR_ID(key));
+    if (p == NULL || entry_key(*p) == NULL)
+        return 0;
+    entry_release(*p);
+    m->ntomb++;
+    return 1;
+    MAPS_CATCH(-1)
+}
+
+/* The sorted entry of key, inserted with a new key reference when absent
+ * and revived when a tombstone (*fresh is then true: its value is to be
+ * written).  May throw std::bad_alloc, the map unchanged. */
+template <class Map, class E>
+static E *
+map_slot(Map *m, PyObject *key, bool *fresh)
+{
+    map_normalize(m);
+    uint32_t id = VAR_ID(key);
+    E *p = find_sorted(m->e, m->nsorted, id);
+    if (p != NULL) {
+        *fresh = entry_key(*p) == NULL;
+        if (*fresh) {
+            Py_INCREF(key);
+            entry_key(*p) = key;
+            m->ntomb--;
+        }
+        return p;
+    }
+    E ne{};
+    ne.id = id;
+    entry_key(ne) = key;
+    auto it = m->e.insert(m->e.begin() + lower_pos(m->e, m->nsorted, id), ne);
+    Py_INCREF(key);
+    m->nsorted++;
+    *fresh = true;
+    return &*it;
+}
+
+/* Iteration: the position of the next live entry (1), or 0 at the end. */
+template <class Map>
+static int
+map_next_pos(Map *m, void **it, size_t *out)
+{
+    size_t pos;
+    if (*it == NULL) {
+        try {
+            map_normalize(m);
+        } catch (...) {
+            return 0;
+        }
+        pos = 0;
+    } else {
+        pos = (size_t)(uintptr_t)*it - 1;
+    }
+    size_t n = m->nsorted;
+    while (pos < n && entry_key(m->e[pos]) == NULL)
+        pos++;
+    if (pos >= n) {
+        *it = (void *)(uintptr_t)(n + 1);
+        return 0;
+    }
+    *it = (void *)(uintptr_t)(pos + 2);
+    *out = pos;
+    return 1;
+}
+
+static inline void map_delete(linmap *m) { linmap_free(&m); }
+static inline void map_delete(quadmap *m) { quadmap_free(&m); }
+
+/* A normalised copy with every entry times factor; NULL on failure. */
+template <class Map>
+static Map *
+map_copy_scaled(Map *m, double factor)
+{
+    Map *c = NULL;
+    try {
+        map_normalize(m);
+        c = new Map;
+        c->e.reserve(m->e.size());
+        for (const auto &x : m->e) {
+            typename Map::entry_type y;
+            int r = entry_scaled(x, factor, &y);
+            if (r < 0)
+                throw std::bad_alloc();
+            if (r > 0)
+                c->e.push_back(y); /* reserved: no throw */
+        }
+        c->nsorted = c->e.size();
+        return c;
+    } catch (...) {
+        if (c != NULL)
+            map_delete(c);
+        return NULL;
+    }
+}
+
 /* Expressions come and go by the million: keep a pool of small emptied
  * maps, with their buffers, instead of two heap round trips per map. */
 #define LINMAP_POOL 256
@@ -251,30 +368,11 @@ linmap_has(linmap *m, PyObject *var)
 int
 linmap_set(linmap *m, PyObject *var, double coef)
 {
+    if (coef == 0.0)
+        return map_erase(m, var) < 0 ? -1 : 0;
     MAPS_TRY
-    lin_normalize(m);
-    uint32_t id = VAR_ID(var);
-    linmap_entry *p = find_sorted(m->e, m->nsorted, id);
-    if (coef == 0.0) {
-        if (p != NULL && p->var != NULL) {
-            Py_CLEAR(p->var);
-            m->ntomb++;
-        }
-        return 0;
-    }
-    if (p != NULL) {
-        if (p->var == NULL) {
-            Py_INCREF(var);
-            p->var = var;
-            m->ntomb--;
-        }
-        p->coef = coef;
-        return 0;
-    }
-    size_t pos = lower_pos(m->e, m->nsorted, id);
-    m->e.insert(m->e.begin() + pos, linmap_entry{id, var, coef});
-    Py_INCREF(var);
-    m->nsorted++;
+    bool fresh;
+    map_slot<linmap, linmap_entry>(m, var, &fresh)->coef = coef;
     return 0;
     MAPS_CATCH(-1)
 }
@@ -334,15 +432,7 @@ linmap_add(linmap *m, PyObject *var, double coef)
 int
 linmap_del(linmap *m, PyObject *var)
 {
-    MAPS_TRY
-    lin_normalize(m);
-    linmap_entry *p = find_sorted(m->e, m->nsorted, VAR_ID(var));
-    if (p == NULL || p->var == NULL)
-        return -1;
-    Py_CLEAR(p->var);
-    m->ntomb++;
-    return 0;
-    MAPS_CATCH(-1)
+    return map_erase(m, var) == 1 ? 0 : -1;
 }
 
 size_t
@@ -381,24 +471,7 @@ linmap_copy(linmap *m)
 linmap *
 linmap_copy_scaled(linmap *m, double factor)
 {
-    linmap *c = NULL;
-    MAPS_TRY
-    lin_normalize(m);
-    c = new linmap;
-    c->e.reserve(m->e.size());
-    for (const linmap_entry &x : m->e) {
-        double v = x.coef * factor;
-        if (v == 0.0)
-            continue;
-        Py_INCREF(x.var);
-        c->e.push_back(linmap_entry{x.id, x.var, v});
-    }
-    c->nsorted = c->e.size();
-    return c;
-    } catch (...) {
-        delete c;
-        return NULL;
-    }
+    return map_copy_scaled(m, factor);
 }
 
 void
@@ -506,26 +579,10 @@ int
 linmap_next(linmap *m, void **it, PyObject **var, double *coef)
 {
     size_t pos;
-    if (*it == NULL) {
-        try {
-            lin_normalize(m);
-        } catch (...) {
-            return 0;
-        }
-        pos = 0;
-    } else {
-        pos = (size_t)(uintptr_t)*it - 1;
-    }
-    size_t n = m->nsorted;
-    while (pos < n && m->e[pos].var == NULL)
-        pos++;
-    if (pos >= n) {
-        *it = (void *)(uintptr_t)(n + 1);
+    if (!map_next_pos(m, it, &pos))
         return 0;
-    }
     *var = m->e[pos].var;
     *coef = m->e[pos].coef;
-    *it = (void *)(uintptr_t)(pos + 2);
     return 1;
 }
 
@@ -570,26 +627,13 @@ quadmap_get(quadmap *m, PyObject *x, linmap **inner)
 int
 quadmap_set(quadmap *m, PyObject *x, linmap *inner)
 {
-    MAPS_TRY
-    quad_normalize(m);
-    uint32_t id = VAR_ID(x);
-    quad_entry *p = find_sorted(m->e, m->nsorted, id);
-    if (p != NULL) {
-        if (p->key == NULL) {
-            Py_INCREF(x);
-            p->key = x;
-            m->ntomb--;
-        } else if (p->inner != inner) {
+    try {
+        bool fresh;
+        quad_entry *p = map_slot<quadmap, quad_entry>(m, x, &fresh);
+        if (!fresh && p->inner != inner)
             linmap_free(&p->inner);
-        }
         p->inner = inner;
         return 0;
-    }
-    size_t pos = lower_pos(m->e, m->nsorted, id);
-    m->e.insert(m->e.begin() + pos, quad_entry{id, x, inner});
-    Py_INCREF(x);
-    m->nsorted++;
-    return 0;
     } catch (...) {
         linmap_free(&inner);
         return -1;
@@ -666,15 +710,7 @@ quadmap_add(quadmap *m, PyObject *x, PyObject *y, double c)
 int
 quadmap_del(quadmap *m, PyObject *x)
 {
-    MAPS_TRY
-    quad_entry *p = quad_lookup(m, VAR_ID(x));
-    if (p == NULL)
-        return -1;
-    linmap_free(&p->inner);
-    Py_CLEAR(p->key);
-    m->ntomb++;
-    return 0;
-    MAPS_CATCH(-1)
+    return map_erase(m, x) == 1 ? 0 : -1;
 }
 
 size_t
@@ -713,25 +749,7 @@ quadmap_copy(quadmap *m)
 quadmap *
 quadmap_copy_scaled(quadmap *m, double factor)
 {
-    quadmap *c = NULL;
-    MAPS_TRY
-    quad_normalize(m);
-    c = new quadmap;
-    c->e.reserve(m->e.size());
-    for (const quad_entry &x : m->e) {
-        linmap *inner = linmap_copy_scaled(x.inner, factor);
-        if (inner == NULL)
-            goto error;
-        Py_INCREF(x.key);
-        c->e.push_back(quad_entry{x.id, x.key, inner}); /* reserved: no throw */
-    }
-    c->nsorted = c->e.size();
-    return c;
-    } catch (...) {
-    }
-error:
-    quadmap_free(&c);
-    return NULL;
+    return map_copy_scaled(m, factor);
 }
 
 void
@@ -803,281 +821,15 @@ int
 quadmap_next(quadmap *m, void **it, PyObject **x, linmap **inner)
 {
     size_t pos;
-    if (*it == NULL) {
-        try {
-            quad_normalize(m);
-        } catch (...) {
-            return 0;
-        }
-        pos = 0;
-    } else {
-        pos = (size_t)(uintptr_t)*it - 1;
-    }
-    size_t n = m->nsorted;
-    while (pos < n && m->e[pos].key == NULL)
-        pos++;
-    if (pos >= n) {
-        *it = (void *)(uintptr_t)(n + 1);
+    if (!map_next_pos(m, it, &pos))
         return 0;
-    }
     *x = m->e[pos].key;
     *inner = m->e[pos].inner;
-    *it = (void *)(uintptr_t)(pos + 2);
     return 1;
 }
 
 void
 quadmap_iter_free(void **it)
-{
-    *it = NULL;
-}
-
-/* ================================================================ rowcolmap */
-
-struct rc_entry {
-    uint32_t id;
-    uint32_t val;
-};
-
-struct rowcolmap {
-    std::vector<rc_entry> e;
-};
-
-rowcolmap *
-rowcolmap_new(void)
-{
-    return new (std::nothrow) rowcolmap;
-}
-
-static rc_entry *
-rc_find(rowcolmap *m, uint32_t key)
-{
-    return find_sorted(m->e, m->e.size(), key);
-}
-
-int
-rowcolmap_get(rowcolmap *m, uint32_t key, uint32_t *val)
-{
-    rc_entry *p = rc_find(m, key);
-    if (p == NULL)
-        return -1;
-    *val = p->val;
-    return 0;
-}
-
-int
-rowcolmap_has(rowcolmap *m, uint32_t key)
-{
-    return rc_find(m, key) != NULL;
-}
-
-int
-rowcolmap_set(rowcolmap *m, uint32_t key, uint32_t val)
-{
-    MAPS_TRY
-    std::vector<rc_entry> &e = m->e;
-    if (e.empty() || key > e.back().id) {
-        e.push_back(rc_entry{key, val});
-        return 0;
-    }
-    size_t pos = lower_pos(e, e.size(), key);
-    if (pos < e.size() && e[pos].id == key)
-        e[pos].val = val;
-    else
-        e.insert(e.begin() + pos, rc_entry{key, val});
-    return 0;
-    MAPS_CATCH(-1)
-}
-
-int
-rowcolmap_del(rowcolmap *m, uint32_t key)
-{
-    rc_entry *p = rc_find(m, key);
-    if (p == NULL)
-        return -1;
-    m->e.erase(m->e.begin() + (p - m->e.data()));
-    return 0;
-}
-
-size_t
-rowcolmap_size(rowcolmap *m)
-{
-    return m->e.size();
-}
-
-rowcolmap *
-rowcolmap_copy(rowcolmap *m)
-{
-    MAPS_TRY
-    return new rowcolmap(*m);
-    MAPS_CATCH(NULL)
-}
-
-void
-rowcolmap_clear(rowcolmap *m)
-{
-    m->e.clear();
-}
-
-void
-rowcolmap_free(rowcolmap **pm)
-{
-    delete *pm;
-    *pm = NULL;
-}
-
-int
-rowcolmap_next(rowcolmap *m, void **it, uint32_t *key, uint32_t *val)
-{
-    size_t pos = *it == NULL ? 0 : (size_t)(uintptr_t)*it - 1;
-    if (pos >= m->e.size())
-        return 0;
-    *key = m->e[pos].id;
-    *val = m->e[pos].val;
-    *it = (void *)(uintptr_t)(pos + 2);
-    return 1;
-}
-
-void
-rowcolmap_iter_free(void **it)
-{
-    *it = NULL;
-}
-
-/* ================================================================ indexset */
-
-struct is_entry {
-    uint32_t id;
-};
-
-/* Sorted prefix plus an unsorted tail, like the linear maps: the
- * quadratic-variables set of a large expression gets its ids in any
- * order. */
-struct indexset {
-    std::vector<is_entry> e;
-    size_t nsorted = 0;
-};
-
-static void
-is_normalize(indexset *s)
-{
-    std::vector<is_entry> &e = s->e;
-    if (s->nsorted == e.size())
-        return;
-    auto less = [](const is_entry &a, const is_entry &b) { return a.id < b.id; };
-    std::sort(e.begin() + s->nsorted, e.end(), less);
-    std::inplace_merge(e.begin(), e.begin() + s->nsorted, e.end(), less);
-    e.erase(std::unique(e.begin(), e.end(),
-                        [](const is_entry &a, const is_entry &b) { return a.id == b.id; }),
-            e.end());
-    s->nsorted = e.size();
-}
-
-indexset *
-indexset_new(void)
-{
-    return new (std::nothrow) indexset;
-}
-
-int
-indexset_has(indexset *s, uint32_t key)
-{
-    try {
-        is_normalize(s);
-    } catch (...) {
-        return 0;
-    }
-    return find_sorted(s->e, s->e.size(), key) != NULL;
-}
-
-int
-indexset_add(indexset *s, uint32_t key)
-{
-    MAPS_TRY
-    std::vector<is_entry> &e = s->e;
-    size_t n = e.size();
-    if (s->nsorted == n) {
-        if (n == 0 || key > e.back().id) {
-            e.push_back(is_entry{key});
-            s->nsorted++;
-            return 0;
-        }
-        if (find_sorted(e, n, key) != NULL)
-            return 0;
-    } else if (key == e.back().id) {
-        return 0;
-    }
-    e.push_back(is_entry{key});
-    size_t tail = e.size() - s->nsorted;
-    if (tail > 32 && tail > s->nsorted)
-        is_normalize(s);
-    return 0;
-    MAPS_CATCH(-1)
-}
-
-int
-indexset_del(indexset *s, uint32_t key)
-{
-    MAPS_TRY
-    is_normalize(s);
-    is_entry *p = find_sorted(s->e, s->e.size(), key);
-    if (p == NULL)
-        return -1;
-    s->e.erase(s->e.begin() + (p - s->e.data()));
-    s->nsorted--;
-    return 0;
-    MAPS_CATCH(-1)
-}
-
-size_t
-indexset_size(indexset *s)
-{
-    try {
-        is_normalize(s);
-    } catch (...) {
-    }
-    return s->e.size();
-}
-
-indexset *
-indexset_copy(indexset *s)
-{
-    MAPS_TRY
-    is_normalize(s);
-    return new indexset(*s);
-    MAPS_CATCH(NULL)
-}
-
-void
-indexset_free(indexset **ps)
-{
-    delete *ps;
-    *ps = NULL;
-}
-
-int
-indexset_next(indexset *s, void **it, uint32_t *key)
-{
-    size_t pos;
-    if (*it == NULL) {
-        try {
-            is_normalize(s);
-        } catch (...) {
-            return 0;
-        }
-        pos = 0;
-    } else {
-        pos = (size_t)(uintptr_t)*it - 1;
-    }
-    if (pos >= s->e.size())
-        return 0;
-    *key = s->e[pos].id;
-    *it = (void *)(uintptr_t)(pos + 2);
-    return 1;
-}
-
-void
-indexset_iter_free(void **it)
 {
     *it = NULL;
 }

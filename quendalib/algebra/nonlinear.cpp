@@ -25,9 +25,9 @@
 #include <math.h>
 #include <structmember.h>
 
-#include "algebra/constraint.h"
-#include "algebra/expression.h"
 #include "algebra/exprtype.h"
+#include "algebra/slots.h"
+#include "algebra/maps.h"
 #include "module/session.h"
 
 const nonlin_op_info printToolArray[NONLIN_NUM_OPS] = {
@@ -45,19 +45,6 @@ nonlin_is_sum(PyObject *o)
 {
     return NONLIN_CHECK(o) && ((nonlin_object *)o)->op == NONLIN_PLUS &&
            ((nonlin_object *)o)->args != NULL && PyList_CheckExact(((nonlin_object *)o)->args);
-}
-
-static inline int
-is_number_value(PyObject *o, double v)
-{
-    if (!is_number(o))
-        return 0;
-    double x = number_value(o);
-    if (x == -1.0 && PyErr_Occurred()) {
-        PyErr_Clear();
-        return 0;
-    }
-    return x == v;
 }
 
 /* New list [a] or [a, b] (b may be NULL); new reference. */
@@ -296,7 +283,7 @@ nonlin_copy_operand(PyObject *o)
     if (NONLIN_CHECK(o))
         return nonlin_deep_copy(o);
     if (EXPRESSION_CHECK(o))
-        return expression_copy(o, 1.0);
+        return algebra_copy_table[EXPR_EXPRESSION](o, 1.0);
     Py_INCREF(o);
     return o;
 }
@@ -499,15 +486,15 @@ sum_add_term(PyObject *sum, PyObject *term, double sign)
     {
         PyObject *part = PyList_GET_ITEM(list, idx); /* borrowed */
         if (EXPRESSION_CHECK(part) && Py_REFCNT(part) == 1) {
-            if (expression_accumulate(part, term, sign) < 0)
+            if (algebra_ctor.expression_accumulate(part, term, sign) < 0)
                 goto error;
         } else {
             /* Shared or immutable part: merge into a copy that only the
              * list will hold. */
-            piece = expression_copy(part, 1.0);
+            piece = algebra_copy_table[EXPR_EXPRESSION](part, 1.0);
             if (piece == NULL)
                 goto error;
-            if (expression_accumulate(piece, term, sign) < 0)
+            if (algebra_ctor.expression_accumulate(piece, term, sign) < 0)
                 goto error;
             PyList_SetItem(list, idx, piece); /* steals piece, drops part */
             part = piece;
@@ -534,22 +521,14 @@ nonlin_sum_of(PyObject *node)
     return nonlin_new(NONLIN_PLUS, list);
 }
 
-PyObject *
+static PyObject *
 nonlin_alg_sum(PyObject *a, PyObject *b, double sign)
 {
     PyObject *res = NULL, *tmp = NULL;
     int ta, tb;
 
-    if (b != NULL && is_ndarray(b)) {
-        if (sign > 0)
-            return PyNumber_Add(b, a);
-        tmp = PyNumber_Negative(b);
-        if (tmp == NULL)
-            return NULL;
-        res = PyNumber_Add(tmp, a);
-        Py_DECREF(tmp);
-        return res;
-    }
+    if (b != NULL && is_ndarray(b))
+        return sign > 0 ? PyNumber_Add(b, a) : algebra_array_sub(b, a);
     if (a != NULL && is_ndarray(a))
         return sign > 0 ? PyNumber_Add(a, b) : PyNumber_Subtract(a, b);
     ta = getExprType(a);
@@ -623,10 +602,10 @@ nonlin_inplace_alg_sum(PyObject *a, PyObject *b, double sign)
     return nonlin_alg_sum(a, b, sign);
 }
 
-PyObject *nonlin_add(PyObject *a, PyObject *b) { return nonlin_alg_sum(a, b, 1.0); }
-PyObject *nonlin_sub(PyObject *a, PyObject *b) { return nonlin_alg_sum(a, b, -1.0); }
-PyObject *nonlin_iadd(PyObject *a, PyObject *b) { return nonlin_inplace_alg_sum(a, b, 1.0); }
-PyObject *nonlin_isub(PyObject *a, PyObject *b) { return nonlin_inplace_alg_sum(a, b, -1.0); }
+static PyObject *nonlin_add(PyObject *a, PyObject *b) { return nonlin_alg_sum(a, b, 1.0); }
+static PyObject *nonlin_sub(PyObject *a, PyObject *b) { return nonlin_alg_sum(a, b, -1.0); }
+static PyObject *nonlin_iadd(PyObject *a, PyObject *b) { return nonlin_inplace_alg_sum(a, b, 1.0); }
+static PyObject *nonlin_isub(PyObject *a, PyObject *b) { return nonlin_inplace_alg_sum(a, b, -1.0); }
 
 /* ------------------------------------------------------------ products */
 
@@ -639,7 +618,7 @@ nonlin_check_operands(PyObject *a, PyObject *b)
     return 0;
 }
 
-PyObject *
+static PyObject *
 nonlin_mul(PyObject *a, PyObject *b)
 {
     if (b != NULL && is_ndarray(b))
@@ -648,61 +627,50 @@ nonlin_mul(PyObject *a, PyObject *b)
         return PyNumber_Multiply(a, b);
     if (nonlin_check_operands(a, b) < 0)
         return NULL;
-    if (is_number_value(a, 0.0) || is_number_value(b, 0.0))
+    if (number_equals(a, 0.0) || number_equals(b, 0.0))
         return quenda_float_zero();
-    if (is_number_value(a, 1.0)) {
+    if (number_equals(a, 1.0)) {
         Py_INCREF(b);
         return b;
     }
-    if (is_number_value(b, 1.0)) {
+    if (number_equals(b, 1.0)) {
         Py_INCREF(a);
         return a;
     }
-    if (is_number_value(a, -1.0)) {
+    if (number_equals(a, -1.0)) {
         Py_INCREF(b);
         return nonlin_new(NONLIN_UMINUS, b);
     }
-    if (is_number_value(b, -1.0)) {
+    if (number_equals(b, -1.0)) {
         Py_INCREF(a);
         return nonlin_new(NONLIN_UMINUS, a);
     }
     return nonlin_instantiate_binary(NONLIN_MUL, a, b);
 }
 
-PyObject *
+static PyObject *
 nonlin_div(PyObject *a, PyObject *b)
 {
-    if (b != NULL && is_ndarray(b)) {
-        PyObject *one = NULL, *inv = NULL, *res = NULL;
-        one = PyFloat_FromDouble(1.0);
-        if (one == NULL)
-            return NULL;
-        inv = PyNumber_TrueDivide(one, b);
-        Py_DECREF(one);
-        if (inv == NULL)
-            return NULL;
-        res = PyNumber_Multiply(inv, a);
-        Py_DECREF(inv);
-        return res;
-    }
+    if (b != NULL && is_ndarray(b))
+        return algebra_array_div(b, a);
     if (a != NULL && is_ndarray(a))
         return PyNumber_TrueDivide(a, b);
     if (nonlin_check_operands(a, b) < 0)
         return NULL;
-    if (is_number_value(a, 0.0))
+    if (number_equals(a, 0.0))
         return quenda_float_zero();
-    if (is_number_value(b, 0.0)) {
+    if (number_equals(b, 0.0)) {
         PyErr_SetString(quenda_ModelError, "Division by zero");
         return NULL;
     }
-    if (is_number_value(b, 1.0)) {
+    if (number_equals(b, 1.0)) {
         Py_INCREF(a);
         return a;
     }
     return nonlin_instantiate_binary(NONLIN_DIV, a, b);
 }
 
-PyObject *
+static PyObject *
 nonlin_pow(PyObject *a, PyObject *b, PyObject *unused)
 {
     if ((b != NULL && is_ndarray(b)) || (a != NULL && is_ndarray(a))) {
@@ -711,20 +679,20 @@ nonlin_pow(PyObject *a, PyObject *b, PyObject *unused)
     }
     if (nonlin_check_operands(a, b) < 0)
         return NULL;
-    if (is_number_value(a, 0.0))
+    if (number_equals(a, 0.0))
         return quenda_float_zero();   /* 0**0 too, deliberately */
-    if (is_number_value(a, 1.0) || is_number_value(b, 0.0))
+    if (number_equals(a, 1.0) || number_equals(b, 0.0))
         return quenda_float_one();
-    if (is_number_value(b, 1.0)) {
+    if (number_equals(b, 1.0)) {
         Py_INCREF(a);
         return a;
     }
     return nonlin_instantiate_binary(NONLIN_POW, a, b);
 }
 
-PyObject *nonlin_imul(PyObject *a, PyObject *b) { return nonlin_mul(a, b); }
-PyObject *nonlin_idiv(PyObject *a, PyObject *b) { return nonlin_div(a, b); }
-PyObject *nonlin_ipow(PyObject *a, PyObject *b, PyObject *m) { return nonlin_pow(a, b, m); }
+static PyObject *nonlin_imul(PyObject *a, PyObject *b) { return nonlin_mul(a, b); }
+static PyObject *nonlin_idiv(PyObject *a, PyObject *b) { return nonlin_div(a, b); }
+static PyObject *nonlin_ipow(PyObject *a, PyObject *b, PyObject *m) { return nonlin_pow(a, b, m); }
 
 PyObject *
 nonlin_neg(PyObject *a)
@@ -922,41 +890,10 @@ static PyMemberDef nonlin_members[] = {
     {(char *)"op", T_INT, offsetof(nonlin_object, op), READONLY, (char *)"Operator code"},
     {NULL, 0, 0, 0, NULL}};
 
-static PyNumberMethods nonlin_as_number = {
-    nonlin_add,                 /* nb_add */
-    nonlin_sub,                 /* nb_subtract */
-    nonlin_mul,                 /* nb_multiply */
-    0,                          /* nb_remainder */
-    0,                          /* nb_divmod */
-    nonlin_pow,                 /* nb_power */
-    nonlin_neg,                 /* nb_negative */
-    0,                          /* nb_positive */
-    nonlin_abs,                 /* nb_absolute */
-    0,                          /* nb_bool */
-    0,                          /* nb_invert */
-    0,                          /* nb_lshift */
-    0,                          /* nb_rshift */
-    0,                          /* nb_and */
-    0,                          /* nb_xor */
-    0,                          /* nb_or */
-    0,                          /* nb_int */
-    0,                          /* nb_reserved */
-    0,                          /* nb_float */
-    nonlin_iadd,                /* nb_inplace_add */
-    nonlin_isub,                /* nb_inplace_subtract */
-    nonlin_imul,                /* nb_inplace_multiply */
-    0,                          /* nb_inplace_remainder */
-    nonlin_ipow,                /* nb_inplace_power */
-    0,                          /* nb_inplace_lshift */
-    0,                          /* nb_inplace_rshift */
-    0,                          /* nb_inplace_and */
-    0,                          /* nb_inplace_xor */
-    0,                          /* nb_inplace_or */
-    0,                          /* nb_floor_divide */
-    nonlin_div,                 /* nb_true_divide */
-    0,                          /* nb_inplace_floor_divide */
-    nonlin_idiv,                /* nb_inplace_true_divide */
-};
+static PyNumberMethods nonlin_as_number =
+    algebra_number_methods(nonlin_add, nonlin_sub, nonlin_mul, nonlin_div, nonlin_pow,
+                           nonlin_neg, nonlin_abs, nonlin_iadd, nonlin_isub, nonlin_imul,
+                           nonlin_idiv, nonlin_ipow);
 
 PyTypeObject quenda_nonlinType = {
     PyVarObject_HEAD_INIT(NULL, 0)
@@ -1000,3 +937,16 @@ PyTypeObject quenda_nonlinType = {
     0,                                   /* tp_alloc */
     nonlin_tp_new,                       /* tp_new */
 };
+
+/* ------------------------------------------------------------ registration */
+
+int
+nonlin_register(void)
+{
+    algebra_ctor.nonlin_binary = nonlin_instantiate_binary;
+    algebra_ctor.nonlin_unary = nonlin_instantiate_unary;
+    algebra_ctor.nonlin_inplace_alg_sum = nonlin_inplace_alg_sum;
+    algebra_ctor.nonlin_neg = nonlin_neg;
+    return algebra_register_type(EXPR_NONLINEAR, &quenda_nonlinType, 1, nonlin_alg_sum,
+                                 nonlin_copy);
+}

@@ -12,42 +12,7 @@
 
 #include <Python.h>
 
-#include "module/types.h"
-
-/* Operator codes; the order is the one of the formula tokens. */
-enum {
-    NONLIN_PLUS = 0,      /* "+"  any, infix  */
-    NONLIN_MINUS = 1,     /* "-"  2,   infix  */
-    NONLIN_UMINUS = 2,    /* "-"  1,   prefix */
-    NONLIN_MUL = 3,       /* "*"  any, infix  */
-    NONLIN_DIV = 4,       /* "/"  2,   infix  */
-    NONLIN_POW = 5,       /* "**" 2,   infix  */
-    NONLIN_EXP = 6,
-    NONLIN_LOG = 7,
-    NONLIN_LOG10 = 8,
-    NONLIN_SIN = 9,
-    NONLIN_COS = 10,
-    NONLIN_TAN = 11,
-    NONLIN_ASIN = 12,
-    NONLIN_ACOS = 13,
-    NONLIN_ATAN = 14,
-    NONLIN_MAX = 15,      /* any, prefix */
-    NONLIN_MIN = 16,      /* any, prefix */
-    NONLIN_ABS = 17,
-    NONLIN_SIGN = 18,
-    NONLIN_ERF = 19,
-    NONLIN_ERFC = 20,
-    NONLIN_SQRT = 21,
-    NONLIN_USERFUNC = 22,      /* user function, value only */
-    NONLIN_USERFUNC_DER = 23,  /* user function, value and derivatives */
-    NONLIN_NUM_OPS = 24
-};
-
-typedef struct {
-    PyObject_HEAD
-    PyObject *args;   /* owned: operand, 2-tuple, or list/tuple (see above); NULL when new */
-    int op;           /* operator code, -1 when new */
-} nonlin_object;
+#include "algebra/algebra.h"
 
 /* One row of the operator table: printed symbol, arity (-1 any), position
  * (0 infix, -1 prefix, 1 postfix). */
@@ -59,8 +24,6 @@ typedef struct {
 
 extern const nonlin_op_info printToolArray[NONLIN_NUM_OPS];
 
-#define NONLIN_CHECK(o) PyObject_TypeCheck((o), &quenda_nonlinType)
-
 /* Node builders.  binary: "+" and "*" get the list [a, b] when a is a node,
  * else [b, a]; other codes the tuple (a, b).  unary: a single operand.
  * general: nary 0 for a single operand, 1 for a list/tuple kept by
@@ -69,24 +32,11 @@ PyObject *nonlin_instantiate_binary(int op, PyObject *a, PyObject *b);
 PyObject *nonlin_instantiate_unary(int op, PyObject *a);
 PyObject *nonlin_instantiate(int op, int nary, PyObject *arg);
 
-/* Arithmetic with at least one operand that is (or becomes) nonlinear.
- * Either operand may be a number or any algebra object; an ndarray right
- * operand is handed back to NumPy. */
-PyObject *nonlin_add(PyObject *a, PyObject *b);
-PyObject *nonlin_sub(PyObject *a, PyObject *b);
-PyObject *nonlin_mul(PyObject *a, PyObject *b);
-PyObject *nonlin_div(PyObject *a, PyObject *b);
-PyObject *nonlin_pow(PyObject *a, PyObject *b, PyObject *unused);
-/* a + sign*b: a copy of a with b added into it. */
-PyObject *nonlin_alg_sum(PyObject *a, PyObject *b, double sign);
-/* The same, adding into a itself when a is a sum node (its list grows);
- * returns a new reference to a in that case. */
+/* a + sign*b, adding into a itself when a is a sum node (its list grows):
+ * a new reference to a in that case, a new object otherwise.  The other
+ * number slots are reached through the type object and the operator
+ * table (algebra.h). */
 PyObject *nonlin_inplace_alg_sum(PyObject *a, PyObject *b, double sign);
-PyObject *nonlin_iadd(PyObject *a, PyObject *b);
-PyObject *nonlin_isub(PyObject *a, PyObject *b);
-PyObject *nonlin_imul(PyObject *a, PyObject *b);
-PyObject *nonlin_idiv(PyObject *a, PyObject *b);
-PyObject *nonlin_ipow(PyObject *a, PyObject *b, PyObject *unused);
 /* Negation node (code 2) over a copy of a. */
 PyObject *nonlin_neg(PyObject *a);
 /* Deep copy of node a, times factor (1.0: plain copy; 0.0: the float 0.0;
@@ -103,3 +53,6 @@ PyObject *nonlin_arg_next(PyObject *node, Py_ssize_t *index);
 /* Evaluates a number-typed unary function by its code (libm), for the
  * module functions and for anyone evaluating trees on numbers. */
 double nonlin_eval_unary(int op, double x);
+
+/* Fills the table cells and constructor hooks of the nonlinear node; 0. */
+int nonlin_register(void);

@@ -8,12 +8,8 @@
 
 #include <stdio.h>
 
-#include "algebra/constraint.h"
-#include "algebra/expression.h"
 #include "algebra/exprtype.h"
-#include "algebra/linterm.h"
-#include "algebra/nonlinear.h"
-#include "algebra/var.h"
+#include "algebra/slots.h"
 
 #define QT(o) ((quadterm_object *)(o))
 
@@ -82,32 +78,6 @@ quadterm_operands_valid(PyObject *a, int ka, PyObject *b, int kb)
     return 1;
 }
 
-static PyObject *
-quadterm_array_div(PyObject *arr, PyObject *other)
-{
-    PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
-    if (one == NULL)
-        return NULL;
-    inv = PyNumber_TrueDivide(one, arr);
-    Py_DECREF(one);
-    if (inv == NULL)
-        return NULL;
-    res = PyNumber_Multiply(inv, other);
-    Py_DECREF(inv);
-    return res;
-}
-
-static PyObject *
-quadterm_array_sub(PyObject *arr, PyObject *other)
-{
-    PyObject *neg = PyNumber_Negative(arr);
-    if (neg == NULL)
-        return NULL;
-    PyObject *res = PyNumber_Add(neg, other);
-    Py_DECREF(neg);
-    return res;
-}
-
 static inline int
 same_var(PyObject *x, PyObject *y)
 {
@@ -121,7 +91,7 @@ quadterm_div_node_f(double num, PyObject *var)
     PyObject *f = PyFloat_FromDouble(num);
     if (f == NULL)
         return NULL;
-    PyObject *res = nonlin_instantiate_binary(NONLIN_DIV, f, var);
+    PyObject *res = algebra_ctor.nonlin_binary(NONLIN_DIV, f, var);
     Py_DECREF(f);
     return res;
 }
@@ -130,27 +100,34 @@ quadterm_div_node_f(double num, PyObject *var)
 static PyObject *
 quadterm_div_node_l(double r, PyObject *lvar, PyObject *var)
 {
-    PyObject *num = linterm_fill(r, lvar);
+    PyObject *num = algebra_linterm_new(r, lvar);
     if (num == NULL)
         return NULL;
-    PyObject *res = nonlin_instantiate_binary(NONLIN_DIV, num, var);
+    PyObject *res = algebra_ctor.nonlin_binary(NONLIN_DIV, num, var);
     Py_DECREF(num);
     return res;
 }
 
+/* constant + lc*lv + qc*q1*q2 as an expression (through the door). */
+static inline PyObject *
+from_quad(double constant, PyObject *lv, double lc, PyObject *q1, PyObject *q2, double qc,
+          const char *msg)
+{
+    return algebra_ctor.expression_from_quad(constant, lv, lc, q1, q2, qc, msg);
+}
+
 /* ------------------------------------------------------------ sum */
 
-PyObject *
+static PyObject *
 quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
     static const char bad[] = "Invalid operands in sum with quadratic term";
 
-    if (ka == EXPR_EXPRESSION || kb == EXPR_EXPRESSION)
-        return expression_alg_sum(a, b, sign);
-    if (ka == EXPR_NONLINEAR || kb == EXPR_NONLINEAR)
-        return nonlin_alg_sum(a, b, sign);
+    if (ka == EXPR_EXPRESSION || kb == EXPR_EXPRESSION || ka == EXPR_NONLINEAR ||
+        kb == EXPR_NONLINEAR)
+        return algebra_sum(ka, kb, a, b, sign);
     if (!quadterm_operands_valid(a, ka, b, kb))
         return NULL;
 
@@ -163,21 +140,20 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
                 return NULL;
             if (k == 0.0)
                 return quadterm_copy(b, sign);
-            return expression_from_quad(k, NULL, 0.0, q->var1, q->var2, sign * q->coef, bad);
+            return from_quad(k, NULL, 0.0, q->var1, q->var2, sign * q->coef, bad);
         case EXPR_VARIABLE:
-            return expression_from_quad(0.0, a, 1.0, q->var1, q->var2, sign * q->coef, bad);
+            return from_quad(0.0, a, 1.0, q->var1, q->var2, sign * q->coef, bad);
         case EXPR_LINTERM: {
             linterm_object *l = (linterm_object *)a;
-            return expression_from_quad(0.0, l->var, l->coef, q->var1, q->var2, sign * q->coef,
-                                        bad);
+            return from_quad(0.0, l->var, l->coef, q->var1, q->var2, sign * q->coef, bad);
         }
         case EXPR_QUADTERM: {
             quadterm_object *p = QT(a);
             if (same_var(p->var1, q->var1) && same_var(p->var2, q->var2))
                 return quadterm_fill(p->coef + sign * q->coef, p->var1, p->var2);
-            PyObject *res = expression_from_quad(0.0, NULL, 0.0, p->var1, p->var2, p->coef, bad);
+            PyObject *res = from_quad(0.0, NULL, 0.0, p->var1, p->var2, p->coef, bad);
             if (res != NULL &&
-                expression_addQuadTerm(res, q->var1, q->var2, sign * q->coef) < 0)
+                algebra_ctor.expression_addQuadTerm(res, q->var1, q->var2, sign * q->coef) < 0)
                 Py_CLEAR(res);
             return res;
         }
@@ -193,13 +169,12 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
                 return NULL;
             if (sign * k == 0.0)
                 return quadterm_copy(a, 1.0);
-            return expression_from_quad(sign * k, NULL, 0.0, q->var1, q->var2, q->coef, bad);
+            return from_quad(sign * k, NULL, 0.0, q->var1, q->var2, q->coef, bad);
         case EXPR_VARIABLE:
-            return expression_from_quad(0.0, b, sign, q->var1, q->var2, q->coef, bad);
+            return from_quad(0.0, b, sign, q->var1, q->var2, q->coef, bad);
         case EXPR_LINTERM: {
             linterm_object *l = (linterm_object *)b;
-            return expression_from_quad(0.0, l->var, sign * l->coef, q->var1, q->var2, q->coef,
-                                        bad);
+            return from_quad(0.0, l->var, sign * l->coef, q->var1, q->var2, q->coef, bad);
         }
         default:
             break;
@@ -208,18 +183,13 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
     return quenda_model_error(bad);
 }
 
-PyObject *
+static PyObject *
 quadterm_add(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
-    if (kb == EXPR_ARRAY)
-        return PyNumber_Add(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_EXPRESSION) return expression_add(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_add(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_add(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_add(a, b);
+    PyObject *front = algebra_front(ALG_ADD, EXPR_QUADTERM, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
         if (getExprType(a) < 0 || getExprType(b) < 0)
             return NULL;
@@ -228,18 +198,13 @@ quadterm_add(PyObject *a, PyObject *b)
     return quadterm_alg_sum(a, b, 1.0);
 }
 
-PyObject *
+static PyObject *
 quadterm_sub(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
-    if (kb == EXPR_ARRAY)
-        return quadterm_array_sub(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_EXPRESSION) return expression_sub(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_sub(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_sub(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_sub(a, b);
+    PyObject *front = algebra_front(ALG_SUB, EXPR_QUADTERM, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
         if (getExprType(a) < 0 || getExprType(b) < 0)
             return NULL;
@@ -250,20 +215,14 @@ quadterm_sub(PyObject *a, PyObject *b)
 
 /* ------------------------------------------------------------ product */
 
-PyObject *
+static PyObject *
 quadterm_mul(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return PyNumber_Multiply(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_EXPRESSION) return expression_mul(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_mul(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_mul(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_mul(a, b);
+    PyObject *front = algebra_front(ALG_MUL, EXPR_QUADTERM, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_CONSTANT && kb == EXPR_QUADTERM) {
         k = number_value(a);
         if (k == -1.0 && PyErr_Occurred())
@@ -278,26 +237,20 @@ quadterm_mul(PyObject *a, PyObject *b)
     }
     if (getExprType(a) < 0 || getExprType(b) < 0)
         return NULL;
-    return nonlin_instantiate_binary(NONLIN_MUL, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_MUL, a, b);
 }
 
 /* ------------------------------------------------------------ division */
 
-PyObject *
+static PyObject *
 quadterm_div(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
     static const char zero_bilinear[] = "Division by zero of a bilinear term";
-
-    if (kb == EXPR_ARRAY)
-        return quadterm_array_div(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_EXPRESSION) return expression_div(a, b);
-    if (ka == EXPR_NONLINEAR) return nonlin_div(a, b);
-    if (kb == EXPR_EXPRESSION) return expression_div(a, b);
-    if (kb == EXPR_NONLINEAR) return nonlin_div(a, b);
+    PyObject *front = algebra_front(ALG_DIV, EXPR_QUADTERM, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (!quadterm_operands_valid(a, ka, b, kb))
         return NULL;
 
@@ -313,20 +266,20 @@ quadterm_div(PyObject *a, PyObject *b)
         }
         if (kb == EXPR_VARIABLE) {
             if (same_var(b, q->var1))
-                return linterm_fill(q->coef, q->var2);
+                return algebra_linterm_new(q->coef, q->var2);
             if (same_var(b, q->var2))
-                return linterm_fill(q->coef, q->var1);
-            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+                return algebra_linterm_new(q->coef, q->var1);
+            return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
         if (kb == EXPR_LINTERM) {
             linterm_object *l = (linterm_object *)b;
             if (l->coef == 0.0)
                 return quenda_model_error(zero_bilinear);
             if (same_var(l->var, q->var1))
-                return linterm_fill(q->coef / l->coef, q->var2);
+                return algebra_linterm_new(q->coef / l->coef, q->var2);
             if (same_var(l->var, q->var2))
-                return linterm_fill(q->coef / l->coef, q->var1);
-            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+                return algebra_linterm_new(q->coef / l->coef, q->var1);
+            return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
         if (kb == EXPR_QUADTERM) {
             quadterm_object *p = QT(b);
@@ -341,7 +294,7 @@ quadterm_div(PyObject *a, PyObject *b)
                 return quadterm_div_node_l(r, q->var2, p->var1);
             if (same_var(p->var1, q->var2))
                 return quadterm_div_node_l(r, q->var1, p->var2);
-            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+            return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
     } else if (kb == EXPR_QUADTERM) {
         quadterm_object *q = QT(b);
@@ -353,7 +306,7 @@ quadterm_div(PyObject *a, PyObject *b)
                 return quadterm_div_node_f(l->coef / q->coef, q->var2);
             if (same_var(l->var, q->var2))
                 return quadterm_div_node_f(l->coef / q->coef, q->var1);
-            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+            return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
         if (ka == EXPR_VARIABLE) {
             if (q->coef == 0.0)
@@ -362,30 +315,24 @@ quadterm_div(PyObject *a, PyObject *b)
                 return quadterm_div_node_f(1.0 / q->coef, q->var2);
             if (same_var(a, q->var2))
                 return quadterm_div_node_f(1.0 / q->coef, q->var1);
-            return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+            return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
         }
     }
     if (getExprType(a) < 0 || getExprType(b) < 0)
         return NULL;
-    return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
 }
 
 /* ------------------------------------------------------------ power */
 
-PyObject *
+static PyObject *
 quadterm_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka == EXPR_EXPRESSION) return expression_pow(a, b, mod);
-    if (ka == EXPR_NONLINEAR) return nonlin_pow(a, b, mod);
-    if (kb == EXPR_EXPRESSION) return expression_pow(a, b, mod);
-    if (kb == EXPR_NONLINEAR) return nonlin_pow(a, b, mod);
+    PyObject *front = algebra_front(ALG_POW, EXPR_QUADTERM, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_CONSTANT) {
         k = number_value(a);
         if (k == -1.0 && PyErr_Occurred())
@@ -401,11 +348,11 @@ quadterm_pow(PyObject *a, PyObject *b, PyObject *mod)
             return PyFloat_FromDouble(1.0);
         if (k == 1.0)
             return quadterm_copy(a, 1.0);
-        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
     }
     if (getExprType(a) < 0 || getExprType(b) < 0)
         return NULL;
-    return nonlin_instantiate_binary(NONLIN_POW, a, b);
+    return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
 }
 
 static PyObject *
@@ -417,78 +364,7 @@ quadterm_neg(PyObject *a)
 static PyObject *
 quadterm_abs(PyObject *a)
 {
-    return nonlin_instantiate_unary(NONLIN_ABS, a);
-}
-
-/* ------------------------------------------------------------ in place */
-
-static int
-quadterm_is_const(PyObject *b, double value)
-{
-    if (expr_kind(b) != EXPR_CONSTANT)
-        return 0;
-    double k = number_value(b);
-    if (k == -1.0 && PyErr_Occurred()) {
-        PyErr_Clear();
-        return 0;
-    }
-    return k == value;
-}
-
-static PyObject *
-quadterm_iadd(PyObject *a, PyObject *b)
-{
-    if (quadterm_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return quadterm_add(a, b);
-}
-
-static PyObject *
-quadterm_isub(PyObject *a, PyObject *b)
-{
-    if (quadterm_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return quadterm_sub(a, b);
-}
-
-static PyObject *
-quadterm_imul(PyObject *a, PyObject *b)
-{
-    if (quadterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return quadterm_mul(a, b);
-}
-
-static PyObject *
-quadterm_idiv(PyObject *a, PyObject *b)
-{
-    if (quadterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    if (quadterm_is_const(b, 0.0))
-        return quenda_model_error("Division by zero");
-    return quadterm_div(a, b);
-}
-
-static PyObject *
-quadterm_ipow(PyObject *a, PyObject *b, PyObject *mod)
-{
-    if (is_ndarray(b))
-        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
-    if (quadterm_is_const(b, 1.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    if (quadterm_is_const(b, 0.0))
-        return PyFloat_FromDouble(1.0);
-    return quadterm_pow(a, b, mod);
+    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
 /* ------------------------------------------------------------ text */
@@ -509,41 +385,10 @@ quadterm_str(PyObject *self)
 
 /* ------------------------------------------------------------ type */
 
-static PyNumberMethods quadterm_as_number = {
-    quadterm_add,                  /* nb_add */
-    quadterm_sub,                  /* nb_subtract */
-    quadterm_mul,                  /* nb_multiply */
-    0,                             /* nb_remainder */
-    0,                             /* nb_divmod */
-    quadterm_pow,                  /* nb_power */
-    quadterm_neg,                  /* nb_negative */
-    0,                             /* nb_positive */
-    quadterm_abs,                  /* nb_absolute */
-    0,                             /* nb_bool */
-    0,                             /* nb_invert */
-    0,                             /* nb_lshift */
-    0,                             /* nb_rshift */
-    0,                             /* nb_and */
-    0,                             /* nb_xor */
-    0,                             /* nb_or */
-    0,                             /* nb_int */
-    0,                             /* nb_reserved */
-    0,                             /* nb_float */
-    quadterm_iadd,                 /* nb_inplace_add */
-    quadterm_isub,                 /* nb_inplace_subtract */
-    quadterm_imul,                 /* nb_inplace_multiply */
-    0,                             /* nb_inplace_remainder */
-    quadterm_ipow,                 /* nb_inplace_power */
-    0,                             /* nb_inplace_lshift */
-    0,                             /* nb_inplace_rshift */
-    0,                             /* nb_inplace_and */
-    0,                             /* nb_inplace_xor */
-    0,                             /* nb_inplace_or */
-    0,                             /* nb_floor_divide */
-    quadterm_div,                  /* nb_true_divide */
-    0,                             /* nb_inplace_floor_divide */
-    quadterm_idiv,                 /* nb_inplace_true_divide */
-};
+static PyNumberMethods quadterm_as_number =
+    algebra_number_methods(quadterm_add, quadterm_sub, quadterm_mul, quadterm_div, quadterm_pow,
+                           quadterm_neg, quadterm_abs, term_iadd, term_isub, term_imul,
+                           term_idiv, term_ipow);
 
 PyTypeObject quenda_quadtermType = {
     PyVarObject_HEAD_INIT(NULL, 0)
@@ -572,3 +417,13 @@ PyTypeObject quenda_quadtermType = {
     0,                             /* tp_clear */
     algebra_richcompare,           /* tp_richcompare */
 };
+
+/* ------------------------------------------------------------ registration */
+
+int
+quadterm_register(void)
+{
+    algebra_ctor.quadterm_fill = quadterm_fill;
+    return algebra_register_type(EXPR_QUADTERM, &quenda_quadtermType, 0,
+                                 quadterm_alg_sum, quadterm_copy);
+}

@@ -4,27 +4,16 @@
 
 #include <Python.h>
 
-#include "module/types.h"
-
-typedef struct {
-    PyObject_HEAD
-    double coef;     /* may be 0.0 */
-    PyObject *var1;  /* owned reference to a quenda.var */
-    PyObject *var2;  /* owned reference to a quenda.var */
-} quadterm_object;
-
-#define QUADTERM_CHECK(o) PyObject_TypeCheck((o), &quenda_quadtermType)
+#include "algebra/algebra.h"
 
 /* coef*first*second with the variables ordered by identity number (ties
  * keep the given order).  New reference or NULL. */
 PyObject *quadterm_fill(double coef, PyObject *first, PyObject *second);
 /* factor*term (term must be a quadterm). */
 PyObject *quadterm_copy(PyObject *term, double factor);
-/* a + sign*b with sign +1.0 or -1.0. */
-PyObject *quadterm_alg_sum(PyObject *a, PyObject *b, double sign);
 
-PyObject *quadterm_add(PyObject *a, PyObject *b);
-PyObject *quadterm_sub(PyObject *a, PyObject *b);
-PyObject *quadterm_mul(PyObject *a, PyObject *b);
-PyObject *quadterm_div(PyObject *a, PyObject *b);
-PyObject *quadterm_pow(PyObject *a, PyObject *b, PyObject *mod);
+/* The number slots are reached through the type object and the operator
+ * table (algebra.h), never by name. */
+
+/* Fills the table cells and constructor hooks of the quadterm; 0. */
+int quadterm_register(void);

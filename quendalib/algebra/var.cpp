@@ -8,12 +8,8 @@
 
 #include <structmember.h>
 
-#include "algebra/constraint.h"
-#include "algebra/expression.h"
 #include "algebra/exprtype.h"
-#include "algebra/linterm.h"
-#include "algebra/nonlinear.h"
-#include "algebra/quadterm.h"
+#include "algebra/slots.h"
 #include "module/session.h"
 
 static const char var_alloc_msg[] = "Could not allocate an object of type Variable";
@@ -148,7 +144,7 @@ var_fill(PyObject *var, double k)
         Py_INCREF(var);
         return var;
     }
-    return linterm_fill(k, var);
+    return algebra_linterm_new(k, var);
 }
 
 /* Number value of a constant operand into *k; -1 on overflow. */
@@ -159,34 +155,23 @@ var_const(PyObject *o, double *k)
     return (*k == -1.0 && PyErr_Occurred()) ? -1 : 0;
 }
 
-PyObject *
+static PyObject *
 var_add(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return PyNumber_Add(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
-        int k2 = ka > kb ? ka : kb;
-        switch (k2) {
-        case EXPR_LINTERM: return linterm_add(a, b);
-        case EXPR_QUADTERM: return quadterm_add(a, b);
-        case EXPR_EXPRESSION: return expression_add(a, b);
-        case EXPR_NONLINEAR: return nonlin_add(a, b);
-        }
-    }
+    PyObject *front = algebra_front(ALG_ADD, EXPR_VARIABLE, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
-            return linterm_fill(2.0, a);
-        return expression_from_lin(0.0, a, 1.0, b, 1.0, var_alloc_msg);
+            return algebra_linterm_new(2.0, a);
+        return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, 1.0, var_alloc_msg);
     }
     if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
         if (var_const(a, &k) < 0)
             return NULL;
-        return expression_from_lin(k, b, 1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(k, b, 1.0, NULL, 0.0, var_alloc_msg);
     }
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
@@ -195,45 +180,28 @@ var_add(PyObject *a, PyObject *b)
             Py_INCREF(a);
             return a;
         }
-        return expression_from_lin(k, a, 1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(k, a, 1.0, NULL, 0.0, var_alloc_msg);
     }
     return quenda_model_error("Invalid operands in addition");
 }
 
-PyObject *
+static PyObject *
 var_sub(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-
-    if (kb == EXPR_ARRAY) {
-        PyObject *neg = PyNumber_Negative(b);
-        if (neg == NULL)
-            return NULL;
-        PyObject *res = PyNumber_Add(neg, a);
-        Py_DECREF(neg);
-        return res;
-    }
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
-        int k2 = ka > kb ? ka : kb;
-        switch (k2) {
-        case EXPR_LINTERM: return linterm_sub(a, b);
-        case EXPR_QUADTERM: return quadterm_sub(a, b);
-        case EXPR_EXPRESSION: return expression_sub(a, b);
-        case EXPR_NONLINEAR: return nonlin_sub(a, b);
-        }
-    }
+    PyObject *front = algebra_front(ALG_SUB, EXPR_VARIABLE, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
             return PyFloat_FromDouble(0.0);
-        return expression_from_lin(0.0, a, 1.0, b, -1.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, -1.0, var_alloc_msg);
     }
     if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
         if (var_const(a, &k) < 0)
             return NULL;
-        return expression_from_lin(k, b, -1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(k, b, -1.0, NULL, 0.0, var_alloc_msg);
     }
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
@@ -242,21 +210,17 @@ var_sub(PyObject *a, PyObject *b)
             Py_INCREF(a);
             return a;
         }
-        return expression_from_lin(-k, a, 1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(-k, a, 1.0, NULL, 0.0, var_alloc_msg);
     }
     return quenda_model_error("Invalid operands in subtraction");
 }
 
-PyObject *
+static PyObject *
 var_mul(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return PyNumber_Multiply(b, a);
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
+    /* x*k and k*x, the commonest products of all, before anything else. */
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
@@ -267,49 +231,22 @@ var_mul(PyObject *a, PyObject *b)
             return NULL;
         return var_fill(b, k);
     }
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
-        int k2 = ka > kb ? ka : kb;
-        switch (k2) {
-        case EXPR_LINTERM: return linterm_mul(a, b);
-        case EXPR_QUADTERM: return quadterm_mul(a, b);
-        case EXPR_EXPRESSION: return expression_mul(a, b);
-        case EXPR_NONLINEAR: return nonlin_mul(a, b);
-        }
-    }
+    PyObject *front = algebra_front(ALG_MUL, EXPR_VARIABLE, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE)
-        return quadterm_fill(1.0, a, b);
+        return algebra_ctor.quadterm_fill(1.0, a, b);
     return quenda_model_error("Invalid operands in subtraction");
 }
 
-PyObject *
+static PyObject *
 var_div(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-
-    if (kb == EXPR_ARRAY) {
-        PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
-        if (one == NULL)
-            return NULL;
-        inv = PyNumber_TrueDivide(one, b);
-        Py_DECREF(one);
-        if (inv == NULL)
-            return NULL;
-        res = PyNumber_Multiply(inv, a);
-        Py_DECREF(inv);
-        return res;
-    }
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
-        int k2 = ka > kb ? ka : kb;
-        switch (k2) {
-        case EXPR_LINTERM: return linterm_div(a, b);
-        case EXPR_QUADTERM: return quadterm_div(a, b);
-        case EXPR_EXPRESSION: return expression_div(a, b);
-        case EXPR_NONLINEAR: return nonlin_div(a, b);
-        }
-    }
+    PyObject *front = algebra_front(ALG_DIV, EXPR_VARIABLE, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
@@ -322,35 +259,24 @@ var_div(PyObject *a, PyObject *b)
             return NULL;
         if (k == 0.0)
             return PyFloat_FromDouble(0.0);
-        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
     }
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
             return PyFloat_FromDouble(1.0);
-        return nonlin_instantiate_binary(NONLIN_DIV, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_DIV, a, b);
     }
     return quenda_model_error("Invalid operands in subtraction");
 }
 
-PyObject *
+static PyObject *
 var_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-
-    if (kb == EXPR_ARRAY)
-        return quenda_model_error("Cannot obtain a power with a vector as an exponent");
-    if (ka == EXPR_ARRAY)
-        Py_RETURN_NOTIMPLEMENTED;
-    if (ka >= EXPR_LINTERM || kb >= EXPR_LINTERM) {
-        int k2 = ka > kb ? ka : kb;
-        switch (k2) {
-        case EXPR_LINTERM: return linterm_pow(a, b, mod);
-        case EXPR_QUADTERM: return quadterm_pow(a, b, mod);
-        case EXPR_EXPRESSION: return expression_pow(a, b, mod);
-        case EXPR_NONLINEAR: return nonlin_pow(a, b, mod);
-        }
-    }
+    PyObject *front = algebra_front(ALG_POW, EXPR_VARIABLE, a, b, ka, kb);
+    if (front != ALGEBRA_PENDING)
+        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
@@ -361,120 +287,32 @@ var_pow(PyObject *a, PyObject *b, PyObject *mod)
         if (k == 0.0)
             return PyFloat_FromDouble(1.0);
         if (k == 2.0)
-            return quadterm_fill(1.0, a, a);
-        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+            return algebra_ctor.quadterm_fill(1.0, a, a);
+        return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
     }
     if ((ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) ||
         (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE))
-        return nonlin_instantiate_binary(NONLIN_POW, a, b);
+        return algebra_ctor.nonlin_binary(NONLIN_POW, a, b);
     return quenda_model_error("Invalid operands in subtraction");
 }
 
-PyObject *
+static PyObject *
 var_neg(PyObject *a)
 {
-    return linterm_fill(-1.0, a);
+    return algebra_linterm_new(-1.0, a);
 }
 
 static PyObject *
 var_abs(PyObject *a)
 {
-    return nonlin_instantiate_unary(NONLIN_ABS, a);
-}
-
-/* In-place forms: a variable never changes, so each is the plain
- * operator after the shortcuts for 0 and for a zero divisor. */
-
-static int
-var_is_const(PyObject *b, double value)
-{
-    if (expr_kind(b) != EXPR_CONSTANT)
-        return 0;
-    double k = number_value(b);
-    if (k == -1.0 && PyErr_Occurred()) {
-        PyErr_Clear();
-        return 0;
-    }
-    return k == value;
-}
-
-static PyObject *
-var_iadd(PyObject *a, PyObject *b)
-{
-    if (var_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return var_add(a, b);
-}
-
-static PyObject *
-var_isub(PyObject *a, PyObject *b)
-{
-    if (var_is_const(b, 0.0)) {
-        Py_INCREF(a);
-        return a;
-    }
-    return var_sub(a, b);
-}
-
-static PyObject *
-var_imul(PyObject *a, PyObject *b)
-{
-    return var_mul(a, b);
-}
-
-static PyObject *
-var_idiv(PyObject *a, PyObject *b)
-{
-    if (var_is_const(b, 0.0))
-        return quenda_model_error("Division by zero");
-    return var_div(a, b);
-}
-
-static PyObject *
-var_ipow(PyObject *a, PyObject *b, PyObject *mod)
-{
-    return var_pow(a, b, mod);
+    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
 }
 
 /* ------------------------------------------------------------ type */
 
-static PyNumberMethods var_as_number = {
-    var_add,                       /* nb_add */
-    var_sub,                       /* nb_subtract */
-    var_mul,                       /* nb_multiply */
-    0,                             /* nb_remainder */
-    0,                             /* nb_divmod */
-    var_pow,                       /* nb_power */
-    var_neg,                       /* nb_negative */
-    0,                             /* nb_positive */
-    var_abs,                       /* nb_absolute */
-    0,                             /* nb_bool */
-    0,                             /* nb_invert */
-    0,                             /* nb_lshift */
-    0,                             /* nb_rshift */
-    0,                             /* nb_and */
-    0,                             /* nb_xor */
-    0,                             /* nb_or */
-    0,                             /* nb_int */
-    0,                             /* nb_reserved */
-    0,                             /* nb_float */
-    var_iadd,                      /* nb_inplace_add */
-    var_isub,                      /* nb_inplace_subtract */
-    var_imul,                      /* nb_inplace_multiply */
-    0,                             /* nb_inplace_remainder */
-    var_ipow,                      /* nb_inplace_power */
-    0,                             /* nb_inplace_lshift */
-    0,                             /* nb_inplace_rshift */
-    0,                             /* nb_inplace_and */
-    0,                             /* nb_inplace_xor */
-    0,                             /* nb_inplace_or */
-    0,                             /* nb_floor_divide */
-    var_div,                       /* nb_true_divide */
-    0,                             /* nb_inplace_floor_divide */
-    var_idiv,                      /* nb_inplace_true_divide */
-};
+static PyNumberMethods var_as_number =
+    algebra_number_methods(var_add, var_sub, var_mul, var_div, var_pow, var_neg, var_abs,
+                           term_iadd, term_isub, term_imul, term_idiv, term_ipow);
 
 static PyMemberDef var_members[] = {
     {"name", T_OBJECT, offsetof(var_object, name), 0, "Name of the variable"},
@@ -527,3 +365,18 @@ PyTypeObject quenda_varType = {
     0,                             /* tp_alloc */
     PyType_GenericNew,             /* tp_new */
 };
+
+/* ------------------------------------------------------------ registration */
+
+static PyObject *
+var_alg_sum(PyObject *a, PyObject *b, double sign)
+{
+    return sign > 0.0 ? var_add(a, b) : var_sub(a, b);
+}
+
+int
+var_register(void)
+{
+    algebra_ctor.var_name_text = var_name_text;
+    return algebra_register_type(EXPR_VARIABLE, &quenda_varType, 0, var_alg_sum, var_fill);
+}

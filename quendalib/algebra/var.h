@@ -9,23 +9,7 @@
 #include <Python.h>
 #include <stdint.h>
 
-#include "module/types.h"
-
-typedef struct {
-    PyObject_HEAD
-    uint32_t id;        /* identity number, never changes */
-    PyObject *name;     /* owned: str (or bytes); NULL only while being built */
-    double lb;
-    double ub;
-    double threshold;
-    long vartype;       /* continuous 0, binary 1, integer 2, semicontinuous 3,
-                           semiinteger 4, partiallyinteger 5 */
-} var_object;
-
-#define VAR_CHECK(o) PyObject_TypeCheck((o), &quenda_varType)
-#define VAR_ID(o) (((var_object *)(o))->id)
-
-#define QUENDA_INFINITY 1e20
+#include "algebra/algebra.h"
 
 /* Bare allocation: identity number taken, no name, lb 0, ub 1e20,
  * threshold -1e20, vartype 0.  New reference or NULL. */
@@ -36,15 +20,13 @@ PyObject *var_base_new(void);
  * linterm k*var.  New reference or NULL. */
 PyObject *var_fill(PyObject *var, double k);
 
-/* Number slots (either operand may be the variable). */
-PyObject *var_add(PyObject *a, PyObject *b);
-PyObject *var_sub(PyObject *a, PyObject *b);
-PyObject *var_mul(PyObject *a, PyObject *b);
-PyObject *var_div(PyObject *a, PyObject *b);
-PyObject *var_pow(PyObject *a, PyObject *b, PyObject *mod);
-PyObject *var_neg(PyObject *a);
+/* The number slots are reached through the type object and the operator
+ * table (algebra.h), never by name. */
 
 /* The variable's name as UTF-8 text for printing: a str gives its
  * characters, bytes its bytes.  Borrowed pointer valid while the variable
  * lives, or NULL with an exception. */
 const char *var_name_text(PyObject *var);
+
+/* Fills the table cells and constructor hooks of the variable; 0. */
+int var_register(void);

@@ -14,6 +14,7 @@
 
 #include "algebra/aggregates.h"
 #include "algebra/functions.h"
+#include "algebra/init.h"
 #include "algebra/npcompare.h"
 #include "api/api.h"
 #include "problem/problem.h"
@@ -124,6 +125,8 @@ PyInit_quendalib(void)
     for (PyTypeObject *t : types)
         t->tp_new = PyType_GenericNew;
     if (problem_type_prepare() < 0)
+        goto error;
+    if (algebra_init() < 0)
         goto error;
     for (PyTypeObject *t : types) {
         if (PyType_Ready(t) < 0)

@@ -2,6 +2,10 @@
 
 The term and expression types are not published by the module; the tests
 reach them through the results of operators."""
+import gc
+import operator
+import tracemalloc
+
 import numpy as np
 import pytest
 
@@ -57,3 +61,36 @@ def tname():
 def npnum(request):
     """Each NumPy scalar type that counts as a number."""
     return request.param
+
+
+def _traced_growth(work):
+    """Bytes still held after a second run of work (the first one fills
+    the caches and pools)."""
+    work()
+    gc.collect()
+    tracemalloc.start()
+    base = tracemalloc.get_traced_memory()[0]
+    work()
+    gc.collect()
+    grown = tracemalloc.get_traced_memory()[0] - base
+    tracemalloc.stop()
+    return grown
+
+
+@pytest.fixture(scope="session")
+def traced_growth():
+    return _traced_growth
+
+
+_INPLACE = {"+": operator.iadd, "-": operator.isub, "*": operator.imul,
+            "/": operator.itruediv, "**": operator.ipow}
+
+
+def _inplace(obj, op, value):
+    """obj <op>= value, as the statement would do it."""
+    return _INPLACE[op](obj, value)
+
+
+@pytest.fixture(scope="session")
+def inplace():
+    return _inplace

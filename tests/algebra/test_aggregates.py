@@ -1,7 +1,6 @@
 """Sum, Prod, Dot and vars: results, walking of collections, messages, leaks."""
 import gc
 import sys
-import tracemalloc
 
 import numpy as np
 import pytest
@@ -275,7 +274,7 @@ class TestLeaks:
         gc.collect()
         assert (sys.getrefcount(x), sys.getrefcount(y), sys.getrefcount(e)) == before
 
-    def test_memory_flat(self):
+    def test_memory_flat(self, traced_growth):
         def work():
             for _ in range(200):
                 d = quenda.vars(3, ["a", "b"], name="w")
@@ -287,12 +286,4 @@ class TestLeaks:
                     pass
                 del d, s
 
-        work()
-        gc.collect()
-        tracemalloc.start()
-        base = tracemalloc.get_traced_memory()[0]
-        work()
-        gc.collect()
-        grown = tracemalloc.get_traced_memory()[0] - base
-        tracemalloc.stop()
-        assert grown < 50000
+        assert traced_growth(work) < 50000

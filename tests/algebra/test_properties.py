@@ -192,11 +192,10 @@ def close(got, expected, magnitude):
     return abs(got - expected) <= 1e-5 * (1.0 + abs(expected) + magnitude)
 
 
-# ------------------------------------------------------------ properties
-
-@settings(max_examples=300, deadline=None, suppress_health_check=[HealthCheck.too_slow])
-@given(tree=trees, point=points)
-def test_value_matches_float_arithmetic(tree, point):
+def build_finite(tree, point):
+    """The object of tree over fresh variables, its value at point as float
+    arithmetic gives it, and the point by name; trees whose float value
+    overflows or is undefined are rejected."""
     values = dict(zip(NAMES, point))
     env = {n: (quenda.var(name=n), values[n]) for n in NAMES}
     try:
@@ -204,6 +203,15 @@ def test_value_matches_float_arithmetic(tree, point):
     except (OverflowError, ZeroDivisionError, ValueError):
         assume(False)
     assume(math.isfinite(expected) and abs(expected) < 1e12)
+    return obj, expected, values
+
+
+# ------------------------------------------------------------ properties
+
+@settings(max_examples=300, deadline=None, suppress_health_check=[HealthCheck.too_slow])
+@given(tree=trees, point=points)
+def test_value_matches_float_arithmetic(tree, point):
+    obj, expected, values = build_finite(tree, point)
     got, magnitude = evaluate(obj, values)
     assert close(got, expected, magnitude), (str(obj), got, expected)
 
@@ -211,13 +219,7 @@ def test_value_matches_float_arithmetic(tree, point):
 @settings(max_examples=200, deadline=None)
 @given(tree=trees, point=points)
 def test_simplification_rules(tree, point):
-    values = dict(zip(NAMES, point))
-    env = {n: (quenda.var(name=n), values[n]) for n in NAMES}
-    try:
-        obj, expected = build(tree, env)
-    except (OverflowError, ZeroDivisionError, ValueError):
-        assume(False)
-    assume(math.isfinite(expected) and abs(expected) < 1e12)
+    obj, expected, values = build_finite(tree, point)
     if isinstance(obj, (int, float)):
         return
     kind = type(obj).__name__

@@ -1,6 +1,4 @@
 """Special ordered sets: construction, validation, copies, shared lists, leaks."""
-import gc
-import tracemalloc
 
 import pytest
 
@@ -112,7 +110,7 @@ class TestLeaks:
             quenda.sos((x,), w)
         assert (sys_refs(idx), sys_refs(w), sys_refs(x)) == before
 
-    def test_memory_flat(self, xy):
+    def test_memory_flat(self, xy, traced_growth):
         x, y = xy
 
         def work():
@@ -124,12 +122,4 @@ class TestLeaks:
                 except quenda.ModelError:
                     pass
 
-        work()
-        gc.collect()
-        tracemalloc.start()
-        base = tracemalloc.get_traced_memory()[0]
-        work()
-        gc.collect()
-        grown = tracemalloc.get_traced_memory()[0] - base
-        tracemalloc.stop()
-        assert grown < 20000
+        assert traced_growth(work) < 20000
