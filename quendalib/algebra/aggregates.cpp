@@ -23,9 +23,9 @@
 typedef PyObject *(*fold_op)(PyObject *acc, PyObject *item);
 
 typedef struct {
-    fold_op op;       /* general_iadd or general_imul */
-    int flatten;      /* Sum: nested lists, tuples, arrays, iterators */
-    int fast_sum;     /* Sum: variables and linear terms straight into the map */
+    fold_op op;   /* general_iadd or general_imul */
+    int flatten;  /* Sum: nested lists, tuples, arrays, iterators */
+    int fast_sum; /* Sum: variables and linear terms straight into the map */
 } fold_ctx;
 
 static int fold_collection(PyObject *coll, PyObject **acc, const fold_ctx *ctx);
@@ -58,8 +58,8 @@ fold_item(PyObject *item, PyObject **acc, const fold_ctx *ctx)
     if (tp == &quenda_lintermType || tp == &quenda_varType || tp == &quenda_expressionType ||
         tp == &quenda_quadtermType || tp == &quenda_nonlinType || tp == &PyFloat_Type)
         return fold_combine(item, acc, ctx);
-    if (ctx->flatten && (PyList_Check(item) || PyTuple_Check(item) || is_ndarray(item) ||
-                         PyIter_Check(item))) {
+    if (ctx->flatten &&
+        (PyList_Check(item) || PyTuple_Check(item) || is_ndarray(item) || PyIter_Check(item))) {
         int rc;
         if (Py_EnterRecursiveCall(" while summing nested sequences"))
             return -1;
@@ -188,7 +188,7 @@ fold_collection(PyObject *coll, PyObject **acc, const fold_ctx *ctx)
 static PyObject *
 fold_target(PyObject *args)
 {
-    return PyTuple_GET_SIZE(args) == 1 ? PyTuple_GET_ITEM(args, 0) : args;  /* borrowed */
+    return PyTuple_GET_SIZE(args) == 1 ? PyTuple_GET_ITEM(args, 0) : args; /* borrowed */
 }
 
 PyObject *
@@ -227,7 +227,7 @@ quendamod_Prod(PyObject *self, PyObject *args)
         goto error;
     if (acc == Py_None) {
         Py_DECREF(acc);
-        return PyFloat_FromDouble(0.0);   /* deliberately not 1.0 */
+        return PyFloat_FromDouble(0.0); /* deliberately not 1.0 */
     }
     return acc;
 
@@ -397,7 +397,8 @@ dot_objects(PyArrayObject *a, PyArrayObject *b, PyObject *out)
                     npy_intp ia = i * n + t, ib = (j * n + t) * L + l;
                     int rc;
                     if (oa && ob)
-                        rc = dot_add_product(&acc, oa[ia] ? oa[ia] : Py_None, ob[ib] ? ob[ib] : Py_None);
+                        rc = dot_add_product(&acc, oa[ia] ? oa[ia] : Py_None,
+                                             ob[ib] ? ob[ib] : Py_None);
                     else if (oa)
                         rc = dot_add_scaled(&acc, db[ib], oa[ia] ? oa[ia] : Py_None);
                     else
@@ -459,7 +460,8 @@ dot_step(PyObject *a, PyObject *b, PyObject *out)
     ta = PyArray_TYPE(aa);
     tb = PyArray_TYPE(ab);
     if (dot_type_rank(ta) == 0 || dot_type_rank(tb) == 0) {
-        PyErr_SetString(quenda_ModelError, "Dot product must be between long, double, and expressions/variables");
+        PyErr_SetString(quenda_ModelError,
+                        "Dot product must be between long, double, and expressions/variables");
         return NULL;
     }
     rt = dot_type_rank(ta) >= dot_type_rank(tb) ? ta : tb;
@@ -469,13 +471,15 @@ dot_step(PyObject *a, PyObject *b, PyObject *out)
         return NULL;
     }
     if (PyArray_NDIM(aa) < 1 || PyArray_NDIM(ab) < 1) {
-        PyErr_SetString(quenda_ModelError, "Dot product must have matching sizes in the multiplying dimension");
+        PyErr_SetString(quenda_ModelError,
+                        "Dot product must have matching sizes in the multiplying dimension");
         return NULL;
     }
     na = PyArray_DIM(aa, PyArray_NDIM(aa) - 1);
     nb = PyArray_NDIM(ab) >= 2 ? PyArray_DIM(ab, PyArray_NDIM(ab) - 2) : PyArray_DIM(ab, 0);
     if (na != nb) {
-        PyErr_SetString(quenda_ModelError, "Dot product must have matching sizes in the multiplying dimension");
+        PyErr_SetString(quenda_ModelError,
+                        "Dot product must have matching sizes in the multiplying dimension");
         return NULL;
     }
     if (rt == NPY_OBJECT)
@@ -488,7 +492,8 @@ dot_step(PyObject *a, PyObject *b, PyObject *out)
     cb = PyArray_FROM_OTF(b, rt, NPY_ARRAY_ALIGNED | NPY_ARRAY_FORCECAST);
     if (cb == NULL)
         goto error;
-    res = PyArray_MatrixProduct2(ca, cb, (out != NULL && out != Py_None) ? (PyArrayObject *)out : NULL);
+    res = PyArray_MatrixProduct2(ca, cb,
+                                 (out != NULL && out != Py_None) ? (PyArrayObject *)out : NULL);
 error:
     Py_XDECREF(ca);
     Py_XDECREF(cb);
@@ -585,7 +590,8 @@ vars_append_index(char *buf, size_t *len, PyObject *idx)
         s = PyBytes_AS_STRING(idx);
         slen = PyBytes_GET_SIZE(idx);
     } else {
-        PyErr_SetString(quenda_ModelError, "Element of index tuple in vars() cannot be represented");
+        PyErr_SetString(quenda_ModelError,
+                        "Element of index tuple in vars() cannot be represented");
         return -1;
     }
     if (*len + (size_t)slen > VARS_NAME_MAX)
@@ -635,19 +641,21 @@ vars_index_set(PyObject *set)
             }
             PyTuple_SET_ITEM(res, i, v);
         }
-    } else if (PyList_Check(set) || PyAnySet_Check(set) || PyRange_Check(set) || PyTuple_Check(set)) {
+    } else if (PyList_Check(set) || PyAnySet_Check(set) || PyRange_Check(set) ||
+               PyTuple_Check(set)) {
         res = PySequence_Tuple(set);
         if (res == NULL)
             return NULL;
     } else {
-        PyErr_SetString(PyExc_RuntimeError,
-                        "Invalid index: a call to quenda.vars() must have a tuple of lists or integer "
-                        "numbers as its first argument");
+        PyErr_SetString(PyExc_RuntimeError, "Invalid index: a call to quenda.vars() must have a "
+                                            "tuple of lists or integer "
+                                            "numbers as its first argument");
         return NULL;
     }
     if (PyTuple_GET_SIZE(res) == 0) {
         Py_DECREF(res);
-        PyErr_SetString(PyExc_RuntimeError, "Invalid index: empty dimension in creation of variables");
+        PyErr_SetString(PyExc_RuntimeError,
+                        "Invalid index: empty dimension in creation of variables");
         return NULL;
     }
     return res;
@@ -673,7 +681,8 @@ quendamod_vars(PyObject *self, PyObject *args, PyObject *kwargs)
                                      &prefix, &lb, &ub, &threshold, &vartype))
         goto error;
     if (args == NULL || !PyTuple_Check(args) || PyTuple_GET_SIZE(args) == 0) {
-        PyErr_SetString(quenda_ModelError, "quenda.vars must be invoked with one or more lists of indices");
+        PyErr_SetString(quenda_ModelError,
+                        "quenda.vars must be invoked with one or more lists of indices");
         goto error;
     }
     nsets = PyTuple_GET_SIZE(args);
@@ -727,7 +736,8 @@ quendamod_vars(PyObject *self, PyObject *args, PyObject *kwargs)
         for (k = 0; k < nsets; ++k) {
             if (k > 0)
                 vars_append_char(buf, &len, ',');
-            if (vars_append_index(buf, &len, PyTuple_GET_ITEM(PyTuple_GET_ITEM(sets, k), pos[k])) < 0)
+            if (vars_append_index(buf, &len, PyTuple_GET_ITEM(PyTuple_GET_ITEM(sets, k), pos[k])) <
+                0)
                 goto error;
         }
         vars_append_char(buf, &len, ')');
@@ -749,7 +759,8 @@ quendamod_vars(PyObject *self, PyObject *args, PyObject *kwargs)
             goto error;
         if (has) {
             PyErr_Format(PyExc_RuntimeError,
-                         "Duplicate entry in vars: <%S>. Check arguments for duplicate entries in one "
+                         "Duplicate entry in vars: <%S>. Check arguments for duplicate entries in "
+                         "one "
                          "or more of the lists",
                          var->name);
             goto error;

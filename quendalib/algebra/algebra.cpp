@@ -15,20 +15,23 @@ algebra_ctors algebra_ctor;
  * not carry. */
 static const PyNumberMethods *algebra_number[ALGEBRA_KINDS];
 
-template <int K>
+template<int K>
 static PyObject *
 algebra_pow_cell(PyObject *a, PyObject *b)
 {
     return algebra_number[K]->nb_power(a, b, Py_None);
 }
 
-static const algebra_binop algebra_pow_cells[ALGEBRA_KINDS] = {
-    NULL, algebra_pow_cell<1>, algebra_pow_cell<2>, algebra_pow_cell<3>,
-    algebra_pow_cell<4>, algebra_pow_cell<5>};
+static const algebra_binop algebra_pow_cells[ALGEBRA_KINDS] = {NULL,
+                                                               algebra_pow_cell<1>,
+                                                               algebra_pow_cell<2>,
+                                                               algebra_pow_cell<3>,
+                                                               algebra_pow_cell<4>,
+                                                               algebra_pow_cell<5>};
 
 int
-algebra_register_type(int kind, PyTypeObject *type, int mutable_objects,
-                      algebra_sumop alg_sum, algebra_copyop copy)
+algebra_register_type(int kind, PyTypeObject *type, int mutable_objects, algebra_sumop alg_sum,
+                      algebra_copyop copy)
 {
     const PyNumberMethods *nb = type->tp_as_number;
     if (kind <= EXPR_CONSTANT || kind >= ALGEBRA_KINDS || nb == NULL) {
@@ -36,11 +39,14 @@ algebra_register_type(int kind, PyTypeObject *type, int mutable_objects,
         return -1;
     }
     algebra_number[kind] = nb;
-    const algebra_binop fns[ALG_OPS] = {
-        nb->nb_add, nb->nb_subtract, nb->nb_multiply, nb->nb_true_divide,
-        algebra_pow_cells[kind],
-        mutable_objects ? nb->nb_inplace_add : nb->nb_add,
-        mutable_objects ? nb->nb_inplace_multiply : nb->nb_multiply};
+    const algebra_binop fns[ALG_OPS] = {nb->nb_add,
+                                        nb->nb_subtract,
+                                        nb->nb_multiply,
+                                        nb->nb_true_divide,
+                                        algebra_pow_cells[kind],
+                                        mutable_objects ? nb->nb_inplace_add : nb->nb_add,
+                                        mutable_objects ? nb->nb_inplace_multiply
+                                                        : nb->nb_multiply};
     for (int op = 0; op < ALG_OPS; op++) {
         for (int j = 0; j <= kind; j++) {
             algebra_table[op][kind][j] = fns[op];

@@ -54,12 +54,12 @@ enum {
 
 typedef struct {
     PyObject_HEAD
-    uint32_t id;        /* identity number, never changes */
-    PyObject *name;     /* owned: str (or bytes); NULL only while being built */
+    uint32_t id;    /* identity number, never changes */
+    PyObject *name; /* owned: str (or bytes); NULL only while being built */
     double lb;
     double ub;
     double threshold;
-    long vartype;       /* continuous 0, binary 1, integer 2, semicontinuous 3,
+    long vartype; /* continuous 0, binary 1, integer 2, semicontinuous 3,
                            semiinteger 4, partiallyinteger 5 */
 } var_object;
 
@@ -69,7 +69,7 @@ typedef struct {
 typedef struct {
     PyObject_HEAD
     double coef;
-    PyObject *var;   /* owned reference to a quenda.var; NULL only when fresh */
+    PyObject *var; /* owned reference to a quenda.var; NULL only when fresh */
 } linterm_object;
 
 #define LINTERM_CHECK(o) PyObject_TypeCheck((o), &quenda_lintermType)
@@ -93,9 +93,9 @@ algebra_linterm_new(double coef, PyObject *var)
 
 typedef struct {
     PyObject_HEAD
-    double coef;     /* may be 0.0 */
-    PyObject *var1;  /* owned reference to a quenda.var */
-    PyObject *var2;  /* owned reference to a quenda.var */
+    double coef;    /* may be 0.0 */
+    PyObject *var1; /* owned reference to a quenda.var */
+    PyObject *var2; /* owned reference to a quenda.var */
 } quadterm_object;
 
 #define QUADTERM_CHECK(o) PyObject_TypeCheck((o), &quenda_quadtermType)
@@ -103,9 +103,9 @@ typedef struct {
 typedef struct {
     PyObject_HEAD
     double constant;
-    struct linmap *linmap;    /* owned, NULL until the first linear term */
-    struct quadmap *quadmap;  /* owned, NULL until the first quadratic term */
-    indexset *qvars;    /* owned, identity numbers of the quadratic part's
+    struct linmap *linmap;   /* owned, NULL until the first linear term */
+    struct quadmap *quadmap; /* owned, NULL until the first quadratic term */
+    indexset *qvars;         /* owned, identity numbers of the quadratic part's
                            variables; created with quadmap, never pruned */
 } expression_object;
 
@@ -113,9 +113,9 @@ typedef struct {
 
 typedef struct {
     PyObject_HEAD
-    PyObject *args;   /* owned: operand, 2-tuple, or list/tuple (see nonlinear.h);
+    PyObject *args; /* owned: operand, 2-tuple, or list/tuple (see nonlinear.h);
                          NULL when new */
-    int op;           /* operator code, -1 when new */
+    int op;         /* operator code, -1 when new */
 } nonlin_object;
 
 #define NONLIN_CHECK(o) PyObject_TypeCheck((o), &quenda_nonlinType)
@@ -123,12 +123,12 @@ typedef struct {
 /* Operator codes of nonlinear nodes; the order is the one of the formula
  * tokens. */
 enum {
-    NONLIN_PLUS = 0,      /* "+"  any, infix  */
-    NONLIN_MINUS = 1,     /* "-"  2,   infix  */
-    NONLIN_UMINUS = 2,    /* "-"  1,   prefix */
-    NONLIN_MUL = 3,       /* "*"  any, infix  */
-    NONLIN_DIV = 4,       /* "/"  2,   infix  */
-    NONLIN_POW = 5,       /* "**" 2,   infix  */
+    NONLIN_PLUS = 0,   /* "+"  any, infix  */
+    NONLIN_MINUS = 1,  /* "-"  2,   infix  */
+    NONLIN_UMINUS = 2, /* "-"  1,   prefix */
+    NONLIN_MUL = 3,    /* "*"  any, infix  */
+    NONLIN_DIV = 4,    /* "/"  2,   infix  */
+    NONLIN_POW = 5,    /* "**" 2,   infix  */
     NONLIN_EXP = 6,
     NONLIN_LOG = 7,
     NONLIN_LOG10 = 8,
@@ -138,26 +138,26 @@ enum {
     NONLIN_ASIN = 12,
     NONLIN_ACOS = 13,
     NONLIN_ATAN = 14,
-    NONLIN_MAX = 15,      /* any, prefix */
-    NONLIN_MIN = 16,      /* any, prefix */
+    NONLIN_MAX = 15, /* any, prefix */
+    NONLIN_MIN = 16, /* any, prefix */
     NONLIN_ABS = 17,
     NONLIN_SIGN = 18,
     NONLIN_ERF = 19,
     NONLIN_ERFC = 20,
     NONLIN_SQRT = 21,
-    NONLIN_USERFUNC = 22,      /* user function, value only */
-    NONLIN_USERFUNC_DER = 23,  /* user function, value and derivatives */
+    NONLIN_USERFUNC = 22,     /* user function, value only */
+    NONLIN_USERFUNC_DER = 23, /* user function, value and derivatives */
     NONLIN_NUM_OPS = 24
 };
 
 typedef struct {
     PyObject_HEAD
-    uint32_t id;      /* identity number, from qnda_py_env.concounter */
-    PyObject *name;   /* owned: the name ("R%d" by default) */
-    PyObject *body;   /* owned: expression, var, linterm, quadterm,
+    uint32_t id;    /* identity number, from qnda_py_env.concounter */
+    PyObject *name; /* owned: the name ("R%d" by default) */
+    PyObject *body; /* owned: expression, var, linterm, quadterm,
                          nonlinear, or a float */
-    double lb;        /* -1e20: no lower bound */
-    double ub;        /* 1e20: no upper bound */
+    double lb;      /* -1e20: no lower bound */
+    double ub;      /* 1e20: no upper bound */
 } constraint_object;
 
 #define CONSTRAINT_CHECK(o) PyObject_TypeCheck((o), &quenda_constraintType)
@@ -170,7 +170,7 @@ enum {
     ALG_MUL,
     ALG_DIV,
     ALG_POW,
-    ALG_IADD,   /* may change and return the left operand (expression, sum node) */
+    ALG_IADD, /* may change and return the left operand (expression, sum node) */
     ALG_IMUL,
     ALG_OPS
 };
@@ -194,8 +194,8 @@ extern algebra_copyop algebra_copy_table[ALGEBRA_KINDS];
  * when the type is mutable (its objects may grow in place), its plain ones
  * otherwise.  alg_sum and copy fill the sum and copy tables.  0, or -1
  * with an exception for a bad kind. */
-int algebra_register_type(int kind, PyTypeObject *type, int mutable_objects,
-                          algebra_sumop alg_sum, algebra_copyop copy);
+int algebra_register_type(int kind, PyTypeObject *type, int mutable_objects, algebra_sumop alg_sum,
+                          algebra_copyop copy);
 
 /* Raises for a pair no type registered (a kind out of range included). */
 PyObject *algebra_no_cell(int op, int ka, int kb);
@@ -223,11 +223,10 @@ PyObject *algebra_sum(int ka, int kb, PyObject *a, PyObject *b, double sign);
 typedef struct {
     PyObject *(*quadterm_fill)(double coef, PyObject *first, PyObject *second);
     PyObject *(*expression_base)(void);
-    PyObject *(*expression_from_lin)(double constant, PyObject *v1, double c1,
-                                     PyObject *v2, double c2, const char *msg);
-    PyObject *(*expression_from_quad)(double constant, PyObject *lv, double lc,
-                                      PyObject *q1, PyObject *q2, double qc,
-                                      const char *msg);
+    PyObject *(*expression_from_lin)(double constant, PyObject *v1, double c1, PyObject *v2,
+                                     double c2, const char *msg);
+    PyObject *(*expression_from_quad)(double constant, PyObject *lv, double lc, PyObject *q1,
+                                      PyObject *q2, double qc, const char *msg);
     int (*expression_addQuadTerm)(PyObject *expr, PyObject *x, PyObject *y, double coef);
     int (*expression_accumulate)(PyObject *expr, PyObject *b, double sign);
     PyObject *(*nonlin_binary)(int op, PyObject *a, PyObject *b);

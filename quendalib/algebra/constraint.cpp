@@ -96,8 +96,7 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
                     return -1;
                 Py_SETREF(c->body, copy);
                 n = (nonlin_object *)copy;
-                if (!NONLIN_CHECK(copy) || !PyList_Check(n->args) ||
-                    PyList_GET_SIZE(n->args) <= 1)
+                if (!NONLIN_CHECK(copy) || !PyList_Check(n->args) || PyList_GET_SIZE(n->args) <= 1)
                     return 0;
                 last = PyList_GET_SIZE(n->args) - 1;
                 item = PyList_GET_ITEM(n->args, last);
@@ -113,7 +112,7 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
             int empty = (pe->linmap == NULL || linmap_size(pe->linmap) == 0) &&
                         (pe->quadmap == NULL || quadmap_size(pe->quadmap) == 0);
             int rc = empty ? PyList_SetSlice(n->args, last, last + 1, NULL)
-                           : PyList_SetItem(n->args, last, part);  /* steals part */
+                           : PyList_SetItem(n->args, last, part); /* steals part */
             if (empty)
                 Py_DECREF(part);
             if (rc < 0)
@@ -186,7 +185,7 @@ constraint_build(PyObject *a, PyObject *b, int op)
     if (res == NULL)
         goto error;
     c = CON(res);
-    c->body = body;  /* steals */
+    c->body = body; /* steals */
     body = NULL;
 
     switch (expr_kind(c->body)) {
@@ -201,8 +200,7 @@ constraint_build(PyObject *a, PyObject *b, int op)
         if (done < 0)
             goto error;
         break;
-    default:
-        break;
+    default: break;
     }
     if (op > Py_GE) {
         quenda_model_error("Invalid constraint: unrecognized comparison operator");
@@ -289,8 +287,8 @@ constraint_init(PyObject *self, PyObject *args, PyObject *kwds)
     long sense = 0;
 
     c->id = qnda_py_env.concounter++;
-    if (!PyArg_ParseTupleAndKeywords(args, kwds, "|OOddldO", (char **)kwlist, &src, &body, &lb,
-                                     &ub, &sense, &rhs, &name))
+    if (!PyArg_ParseTupleAndKeywords(args, kwds, "|OOddldO", (char **)kwlist, &src, &body, &lb, &ub,
+                                     &sense, &rhs, &name))
         return -1;
     if (name == NULL || name == Py_None)
         name = quenda_id_name('R', c->id);
@@ -392,7 +390,7 @@ constraint_copy(PyObject *self, PyObject *unused)
     if (name == NULL)
         goto error;
     Py_SETREF(CON(res)->name, name);
-    CON(res)->body = body;  /* steals */
+    CON(res)->body = body; /* steals */
     CON(res)->lb = src->lb;
     CON(res)->ub = src->ub;
     return res;
@@ -413,56 +411,55 @@ constraint_str(PyObject *self)
 
 /* ------------------------------------------------------------ type */
 
-static PyMethodDef constraint_methods[] = {
-    {"copy", constraint_copy, METH_NOARGS, "Return a copy of the constraint as a new object"},
-    {NULL, NULL, 0, NULL}};
+static PyMethodDef constraint_methods[] = {{"copy", constraint_copy, METH_NOARGS,
+                                            "Return a copy of the constraint as a new object"},
+                                           {NULL, NULL, 0, NULL}};
 
-static PyMemberDef constraint_members[] = {
-    {"name", T_OBJECT, offsetof(constraint_object, name), 0, "Constraint name"},
-    {"body", T_OBJECT, offsetof(constraint_object, body), 0, "Constraint body"},
-    {"lb", T_DOUBLE, offsetof(constraint_object, lb), 0, "Lower bound"},
-    {"ub", T_DOUBLE, offsetof(constraint_object, ub), 0, "Upper bound"},
-    {NULL}};
+static PyMemberDef constraint_members[] =
+    {{"name", T_OBJECT, offsetof(constraint_object, name), 0, "Constraint name"},
+     {"body", T_OBJECT, offsetof(constraint_object, body), 0, "Constraint body"},
+     {"lb", T_DOUBLE, offsetof(constraint_object, lb), 0, "Lower bound"},
+     {"ub", T_DOUBLE, offsetof(constraint_object, ub), 0, "Upper bound"},
+     {NULL}};
 
 PyTypeObject quenda_constraintType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.constraint",           /* tp_name */
-    sizeof(constraint_object),     /* tp_basicsize */
-    0,                             /* tp_itemsize */
-    constraint_dealloc,            /* tp_dealloc */
-    0,                             /* tp_vectorcall_offset */
-    0,                             /* tp_getattr */
-    0,                             /* tp_setattr */
-    0,                             /* tp_as_async */
-    constraint_str,                /* tp_repr */
-    0,                             /* tp_as_number */
-    0,                             /* tp_as_sequence */
-    0,                             /* tp_as_mapping */
-    0,                             /* tp_hash */
-    0,                             /* tp_call */
-    constraint_str,                /* tp_str */
-    0,                             /* tp_getattro */
-    0,                             /* tp_setattro */
-    0,                             /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,            /* tp_flags */
-    "Class for constraints of an optimization problem",  /* tp_doc */
-    0,                             /* tp_traverse */
-    0,                             /* tp_clear */
-    0,                             /* tp_richcompare */
-    0,                             /* tp_weaklistoffset */
-    0,                             /* tp_iter */
-    0,                             /* tp_iternext */
-    constraint_methods,            /* tp_methods */
-    constraint_members,            /* tp_members */
-    0,                             /* tp_getset */
-    0,                             /* tp_base */
-    0,                             /* tp_dict */
-    0,                             /* tp_descr_get */
-    0,                             /* tp_descr_set */
-    0,                             /* tp_dictoffset */
-    constraint_init,               /* tp_init */
-    0,                             /* tp_alloc */
-    PyType_GenericNew,             /* tp_new */
+    PyVarObject_HEAD_INIT(NULL, 0) "quenda.constraint", /* tp_name */
+    sizeof(constraint_object),                          /* tp_basicsize */
+    0,                                                  /* tp_itemsize */
+    constraint_dealloc,                                 /* tp_dealloc */
+    0,                                                  /* tp_vectorcall_offset */
+    0,                                                  /* tp_getattr */
+    0,                                                  /* tp_setattr */
+    0,                                                  /* tp_as_async */
+    constraint_str,                                     /* tp_repr */
+    0,                                                  /* tp_as_number */
+    0,                                                  /* tp_as_sequence */
+    0,                                                  /* tp_as_mapping */
+    0,                                                  /* tp_hash */
+    0,                                                  /* tp_call */
+    constraint_str,                                     /* tp_str */
+    0,                                                  /* tp_getattro */
+    0,                                                  /* tp_setattro */
+    0,                                                  /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,                                 /* tp_flags */
+    "Class for constraints of an optimization problem", /* tp_doc */
+    0,                                                  /* tp_traverse */
+    0,                                                  /* tp_clear */
+    0,                                                  /* tp_richcompare */
+    0,                                                  /* tp_weaklistoffset */
+    0,                                                  /* tp_iter */
+    0,                                                  /* tp_iternext */
+    constraint_methods,                                 /* tp_methods */
+    constraint_members,                                 /* tp_members */
+    0,                                                  /* tp_getset */
+    0,                                                  /* tp_base */
+    0,                                                  /* tp_dict */
+    0,                                                  /* tp_descr_get */
+    0,                                                  /* tp_descr_set */
+    0,                                                  /* tp_dictoffset */
+    constraint_init,                                    /* tp_init */
+    0,                                                  /* tp_alloc */
+    PyType_GenericNew,                                  /* tp_new */
 };
 
 /* ------------------------------------------------------------ registration */

@@ -74,8 +74,8 @@ ex_fail(const char *msg)
 /* coef != 0.0 applied to the linear part by edit (linmap_set or
  * linmap_add); msg raised on failure. */
 static inline int
-ex_lin_edit(PyObject *expr, PyObject *var, double coef,
-            int (*edit)(linmap *, PyObject *, double), const char *msg)
+ex_lin_edit(PyObject *expr, PyObject *var, double coef, int (*edit)(linmap *, PyObject *, double),
+            const char *msg)
 {
     expression_object *e = EX(expr);
     if (coef == 0.0)
@@ -256,8 +256,7 @@ expression_copy(PyObject *obj, double factor)
     case EXPR_EXPRESSION: {
         expression_object *src = EX(obj), *dst = EX(res);
         dst->constant = factor * src->constant;
-        if (src->linmap != NULL &&
-            (dst->linmap = linmap_copy_scaled(src->linmap, factor)) == NULL)
+        if (src->linmap != NULL && (dst->linmap = linmap_copy_scaled(src->linmap, factor)) == NULL)
             goto copy_error;
         if (src->quadmap != NULL &&
             (dst->quadmap = quadmap_copy_scaled(src->quadmap, factor)) == NULL)
@@ -338,8 +337,7 @@ expression_accumulate_msg(PyObject *expr, PyObject *b, double sign, const char *
         }
         return 0;
     }
-    default:
-        return ex_fail("Invalid object in operation");
+    default: return ex_fail("Invalid object in operation");
     }
 }
 
@@ -453,7 +451,7 @@ typedef struct {
     double constant;
     const linmap_entry *lin;
     size_t nlin;
-    linmap_entry one;   /* storage for a var or linterm operand */
+    linmap_entry one; /* storage for a var or linterm operand */
 } affine_view;
 
 static void
@@ -463,9 +461,7 @@ affine_of(PyObject *o, int kind, affine_view *v)
     v->lin = NULL;
     v->nlin = 0;
     switch (kind) {
-    case EXPR_CONSTANT:
-        v->constant = number_value(o);
-        break;
+    case EXPR_CONSTANT: v->constant = number_value(o); break;
     case EXPR_VARIABLE:
         v->one.id = VAR_ID(o);
         v->one.var = o;
@@ -760,51 +756,50 @@ expression_str(PyObject *self)
 /* ------------------------------------------------------------ type */
 
 /* No in-place power: the plain one. */
-static PyNumberMethods expression_as_number = algebra_number_methods(
-    expression_add, expression_sub, expression_mul, expression_div, expression_pow,
-    expression_neg, expression_abs, expression_iadd, expression_isub, expression_imul,
-    expression_idiv, NULL);
+static PyNumberMethods expression_as_number =
+    algebra_number_methods(expression_add, expression_sub, expression_mul, expression_div,
+                           expression_pow, expression_neg, expression_abs, expression_iadd,
+                           expression_isub, expression_imul, expression_idiv, NULL);
 
 PyTypeObject quenda_expressionType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.expression",           /* tp_name */
-    sizeof(expression_object),     /* tp_basicsize */
-    0,                             /* tp_itemsize */
-    expression_dealloc,            /* tp_dealloc */
-    0,                             /* tp_vectorcall_offset */
-    0,                             /* tp_getattr */
-    0,                             /* tp_setattr */
-    0,                             /* tp_as_async */
-    expression_str,                /* tp_repr */
-    &expression_as_number,         /* tp_as_number */
-    0,                             /* tp_as_sequence */
-    0,                             /* tp_as_mapping */
-    0,                             /* tp_hash */
-    0,                             /* tp_call */
-    expression_str,                /* tp_str */
-    0,                             /* tp_getattro */
-    0,                             /* tp_setattro */
-    0,                             /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,            /* tp_flags */
+    PyVarObject_HEAD_INIT(NULL, 0) "quenda.expression", /* tp_name */
+    sizeof(expression_object),                          /* tp_basicsize */
+    0,                                                  /* tp_itemsize */
+    expression_dealloc,                                 /* tp_dealloc */
+    0,                                                  /* tp_vectorcall_offset */
+    0,                                                  /* tp_getattr */
+    0,                                                  /* tp_setattr */
+    0,                                                  /* tp_as_async */
+    expression_str,                                     /* tp_repr */
+    &expression_as_number,                              /* tp_as_number */
+    0,                                                  /* tp_as_sequence */
+    0,                                                  /* tp_as_mapping */
+    0,                                                  /* tp_hash */
+    0,                                                  /* tp_call */
+    expression_str,                                     /* tp_str */
+    0,                                                  /* tp_getattro */
+    0,                                                  /* tp_setattro */
+    0,                                                  /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,                                 /* tp_flags */
     "Class for linear and quadratic expressions. These can be used and\ncombined to create "
-    "constraints and objective function of an\noptimization problem.",  /* tp_doc */
-    0,                             /* tp_traverse */
-    0,                             /* tp_clear */
-    algebra_richcompare,           /* tp_richcompare */
-    0,                             /* tp_weaklistoffset */
-    0,                             /* tp_iter */
-    0,                             /* tp_iternext */
-    0,                             /* tp_methods */
-    0,                             /* tp_members */
-    0,                             /* tp_getset */
-    0,                             /* tp_base */
-    0,                             /* tp_dict */
-    0,                             /* tp_descr_get */
-    0,                             /* tp_descr_set */
-    0,                             /* tp_dictoffset */
-    0,                             /* tp_init */
-    0,                             /* tp_alloc */
-    PyType_GenericNew,             /* tp_new */
+    "constraints and objective function of an\noptimization problem.", /* tp_doc */
+    0,                                                                 /* tp_traverse */
+    0,                                                                 /* tp_clear */
+    algebra_richcompare,                                               /* tp_richcompare */
+    0,                                                                 /* tp_weaklistoffset */
+    0,                                                                 /* tp_iter */
+    0,                                                                 /* tp_iternext */
+    0,                                                                 /* tp_methods */
+    0,                                                                 /* tp_members */
+    0,                                                                 /* tp_getset */
+    0,                                                                 /* tp_base */
+    0,                                                                 /* tp_dict */
+    0,                                                                 /* tp_descr_get */
+    0,                                                                 /* tp_descr_set */
+    0,                                                                 /* tp_dictoffset */
+    0,                                                                 /* tp_init */
+    0,                                                                 /* tp_alloc */
+    PyType_GenericNew,                                                 /* tp_new */
 };
 
 /* ------------------------------------------------------------ registration */
@@ -817,6 +812,6 @@ expression_register(void)
     algebra_ctor.expression_from_quad = expression_from_quad;
     algebra_ctor.expression_addQuadTerm = expression_addQuadTerm;
     algebra_ctor.expression_accumulate = expression_accumulate;
-    return algebra_register_type(EXPR_EXPRESSION, &quenda_expressionType, 1,
-                                 expression_alg_sum, expression_copy);
+    return algebra_register_type(EXPR_EXPRESSION, &quenda_expressionType, 1, expression_alg_sum,
+                                 expression_copy);
 }

@@ -29,10 +29,10 @@ int expression_addQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef
 /* Builders for the small types' results: constant + c1*v1 (+ c2*v2 when
  * v2 is not NULL), and constant + lc*lv (lv may be NULL) + qc*q1*q2.  On
  * failure msg is raised as quenda.ModelError. */
-PyObject *expression_from_lin(double constant, PyObject *v1, double c1,
-                              PyObject *v2, double c2, const char *msg);
-PyObject *expression_from_quad(double constant, PyObject *lv, double lc,
-                               PyObject *q1, PyObject *q2, double qc, const char *msg);
+PyObject *expression_from_lin(double constant, PyObject *v1, double c1, PyObject *v2, double c2,
+                              const char *msg);
+PyObject *expression_from_quad(double constant, PyObject *lv, double lc, PyObject *q1, PyObject *q2,
+                               double qc, const char *msg);
 
 /* True when the expression has at least one quadratic entry. */
 int expression_has_quad(PyObject *expr);

@@ -16,9 +16,8 @@ is_number(PyObject *obj)
     if (PyFloat_Check(obj) || PyLong_Check(obj))
         return 1;
     PyTypeObject *t = Py_TYPE(obj);
-    return t == &PyIntArrType_Type || t == &PyLongArrType_Type ||
-           t == &PyLongLongArrType_Type || t == &PyFloatArrType_Type ||
-           t == &PyDoubleArrType_Type;
+    return t == &PyIntArrType_Type || t == &PyLongArrType_Type || t == &PyLongLongArrType_Type ||
+           t == &PyFloatArrType_Type || t == &PyDoubleArrType_Type;
 }
 
 double
@@ -159,8 +158,7 @@ general_copy(PyObject *obj, double factor)
     case EXPR_LINTERM:
     case EXPR_QUADTERM:
     case EXPR_EXPRESSION:
-    case EXPR_NONLINEAR:
-        return algebra_copy_table[kind](obj, factor);
+    case EXPR_NONLINEAR: return algebra_copy_table[kind](obj, factor);
     case EXPR_CONSTANT: {
         double v = number_value(obj);
         if (v == -1.0 && PyErr_Occurred())
@@ -175,9 +173,7 @@ general_copy(PyObject *obj, double factor)
         Py_DECREF(f);
         return res;
     }
-    default:
-        getExprType(NULL);
-        return NULL;
+    default: getExprType(NULL); return NULL;
     }
 }
 

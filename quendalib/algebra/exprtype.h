@@ -55,7 +55,6 @@ PyObject *general_iadd(PyObject *a, PyObject *b);
 PyObject *general_copy(PyObject *obj, double factor);
 PyObject *general_neg(PyObject *obj);
 
-
 /* Operand kind without raising: the codes above, EXPR_ARRAY for an
  * ndarray, EXPR_INVALID for anything else.  Exact types are tested first
  * since the algebra types are final. */

@@ -63,8 +63,11 @@ unary_function(int op, PyObject *arg)
     return nonlin_instantiate(op, 0, arg);
 }
 
-#define UNARY_FUNCTION(name, code) \
-    PyObject *quendamod_##name(PyObject *self, PyObject *arg) { return unary_function(code, arg); }
+#define UNARY_FUNCTION(name, code)                                                                 \
+    PyObject *quendamod_##name(PyObject *self, PyObject *arg)                                      \
+    {                                                                                              \
+        return unary_function(code, arg);                                                          \
+    }
 
 UNARY_FUNCTION(sin, NONLIN_SIN)
 UNARY_FUNCTION(cos, NONLIN_COS)
@@ -90,7 +93,8 @@ nary_function(int op, PyObject *args, PyObject *kwargs)
         return NULL;
     }
     if (args == NULL || !PyTuple_Check(args) || PyTuple_GET_SIZE(args) == 0) {
-        PyErr_SetString(quenda_ModelError, "Insufficient number of arguments declared for operator");
+        PyErr_SetString(quenda_ModelError,
+                        "Insufficient number of arguments declared for operator");
         return NULL;
     }
     return nonlin_instantiate(op, 1, args);
@@ -122,19 +126,20 @@ quendamod_user(PyObject *self, PyObject *args, PyObject *kwargs)
     placeholder = Py_BuildValue("(d)", 0.0);
     if (placeholder == NULL)
         return NULL;
-    if (!PyArg_ParseTupleAndKeywords(placeholder, kwargs, "d|$p", (char **)kwlist,
-                                     &unused, &derivatives)) {
+    if (!PyArg_ParseTupleAndKeywords(placeholder, kwargs, "d|$p", (char **)kwlist, &unused,
+                                     &derivatives)) {
         Py_DECREF(placeholder);
         return NULL;
     }
     Py_DECREF(placeholder);
     if (args == NULL || !PyTuple_Check(args)) {
-        PyErr_SetString(quenda_ModelError, "Insufficient number of arguments declared for operator");
+        PyErr_SetString(quenda_ModelError,
+                        "Insufficient number of arguments declared for operator");
         return NULL;
     }
     if (PyTuple_GET_SIZE(args) == 0 || !PyCallable_Check(PyTuple_GET_ITEM(args, 0))) {
-        PyErr_SetString(quenda_ModelError,
-                        "Invalid user function, must specify at least one argument (the user function itself)");
+        PyErr_SetString(quenda_ModelError, "Invalid user function, must specify at least one "
+                                           "argument (the user function itself)");
         return NULL;
     }
     return nonlin_instantiate(derivatives ? NONLIN_USERFUNC_DER : NONLIN_USERFUNC, 1, args);

@@ -83,7 +83,7 @@ linterm_alg_sum(PyObject *a, PyObject *b, double sign)
         if (sign * k == 0.0)
             return linterm_fill(lt_coef(a), lt_var(a));
         return algebra_ctor.expression_from_lin(sign * k, lt_var(a), lt_coef(a), NULL, 0.0,
-                                   "Error creating expression");
+                                                "Error creating expression");
     }
     if (ka == EXPR_CONSTANT) {
         k = number_value(a);
@@ -92,28 +92,31 @@ linterm_alg_sum(PyObject *a, PyObject *b, double sign)
         if (k == 0.0)
             return linterm_copy(b, sign);
         return algebra_ctor.expression_from_lin(k, lt_var(b), sign * lt_coef(b), NULL, 0.0,
-                                   "Error creating expression");
+                                                "Error creating expression");
     }
     if (ka == EXPR_LINTERM && kb == EXPR_LINTERM) {
         PyObject *x = lt_var(a), *y = lt_var(b);
         if (VAR_ID(x) == VAR_ID(y))
             return linterm_fill(lt_coef(a) + sign * lt_coef(b), x);
-        return algebra_ctor.expression_from_lin(0.0, x, lt_coef(a), y, sign * lt_coef(b),
-                                   "Error creating expression as sum of two linear terms");
+        return algebra_ctor
+            .expression_from_lin(0.0, x, lt_coef(a), y, sign * lt_coef(b),
+                                 "Error creating expression as sum of two linear terms");
     }
-    if (ka == EXPR_LINTERM) {  /* b a variable */
+    if (ka == EXPR_LINTERM) { /* b a variable */
         PyObject *x = lt_var(a);
         if (VAR_ID(x) == VAR_ID(b))
             return linterm_fill(lt_coef(a) + sign, x);
-        return algebra_ctor.expression_from_lin(0.0, b, sign, x, lt_coef(a),
-                                   "Error creating expression as sum of linear term and variable");
+        return algebra_ctor
+            .expression_from_lin(0.0, b, sign, x, lt_coef(a),
+                                 "Error creating expression as sum of linear term and variable");
     }
     /* a a variable, b a linterm */
     PyObject *x = lt_var(b);
     if (VAR_ID(a) == VAR_ID(x))
         return linterm_fill(1.0 + sign * lt_coef(b), a);
-    return algebra_ctor.expression_from_lin(0.0, a, 1.0, x, sign * lt_coef(b),
-                               "Error creating expression as sum of linear term and variable");
+    return algebra_ctor
+        .expression_from_lin(0.0, a, 1.0, x, sign * lt_coef(b),
+                             "Error creating expression as sum of linear term and variable");
 }
 
 static PyObject *
@@ -286,31 +289,30 @@ static PyNumberMethods linterm_as_number =
                            term_ipow);
 
 PyTypeObject quenda_lintermType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.linterm",              /* tp_name */
-    sizeof(linterm_object),        /* tp_basicsize */
-    0,                             /* tp_itemsize */
-    linterm_dealloc,               /* tp_dealloc */
-    0,                             /* tp_vectorcall_offset */
-    0,                             /* tp_getattr */
-    0,                             /* tp_setattr */
-    0,                             /* tp_as_async */
-    linterm_str,                   /* tp_repr */
-    &linterm_as_number,            /* tp_as_number */
-    0,                             /* tp_as_sequence */
-    0,                             /* tp_as_mapping */
-    0,                             /* tp_hash */
-    0,                             /* tp_call */
-    linterm_str,                   /* tp_str */
-    0,                             /* tp_getattro */
-    0,                             /* tp_setattro */
-    0,                             /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,            /* tp_flags */
+    PyVarObject_HEAD_INIT(NULL, 0) "quenda.linterm", /* tp_name */
+    sizeof(linterm_object),                          /* tp_basicsize */
+    0,                                               /* tp_itemsize */
+    linterm_dealloc,                                 /* tp_dealloc */
+    0,                                               /* tp_vectorcall_offset */
+    0,                                               /* tp_getattr */
+    0,                                               /* tp_setattr */
+    0,                                               /* tp_as_async */
+    linterm_str,                                     /* tp_repr */
+    &linterm_as_number,                              /* tp_as_number */
+    0,                                               /* tp_as_sequence */
+    0,                                               /* tp_as_mapping */
+    0,                                               /* tp_hash */
+    0,                                               /* tp_call */
+    linterm_str,                                     /* tp_str */
+    0,                                               /* tp_getattro */
+    0,                                               /* tp_setattro */
+    0,                                               /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,                              /* tp_flags */
     "Class for linear terms. These can be used and\ncombined to create constraints and "
-    "objective function of an\noptimization problem.",  /* tp_doc */
-    0,                             /* tp_traverse */
-    0,                             /* tp_clear */
-    algebra_richcompare,           /* tp_richcompare */
+    "objective function of an\noptimization problem.", /* tp_doc */
+    0,                                                 /* tp_traverse */
+    0,                                                 /* tp_clear */
+    algebra_richcompare,                               /* tp_richcompare */
 };
 
 /* ------------------------------------------------------------ registration */
@@ -318,6 +320,6 @@ PyTypeObject quenda_lintermType = {
 int
 linterm_register(void)
 {
-    return algebra_register_type(EXPR_LINTERM, &quenda_lintermType, 0,
-                                 linterm_alg_sum, linterm_copy);
+    return algebra_register_type(EXPR_LINTERM, &quenda_lintermType, 0, linterm_alg_sum,
+                                 linterm_copy);
 }

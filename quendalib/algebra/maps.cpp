@@ -22,20 +22,19 @@
 #include "algebra/algebra.h"
 #include "algebra/maps_sorted.h"
 
-
 /* ================================================================ linmap */
 
 struct linmap {
     using entry_type = linmap_entry;
     std::vector<linmap_entry> e;
     size_t nsorted = 0;
-    size_t ntomb = 0;   /* tombstones in the sorted part */
+    size_t ntomb = 0; /* tombstones in the sorted part */
 };
 
 struct quad_entry {
     uint32_t id;
-    PyObject *key;    /* owned; NULL: tombstone */
-    linmap *inner;    /* owned; NULL with the tombstone */
+    PyObject *key; /* owned; NULL: tombstone */
+    linmap *inner; /* owned; NULL with the tombstone */
 };
 
 struct quadmap {
@@ -93,12 +92,20 @@ quad_fold(quad_entry &cur, quad_entry &src)
     }
 }
 
-static inline bool lin_live(const linmap_entry &x) { return x.var != NULL; }
-static inline bool quad_live(const quad_entry &x) { return x.key != NULL; }
+static inline bool
+lin_live(const linmap_entry &x)
+{
+    return x.var != NULL;
+}
+static inline bool
+quad_live(const quad_entry &x)
+{
+    return x.key != NULL;
+}
 
 /* Brings the map to its sorted, tombstone-free form.  May throw
  * std::bad_alloc; the map stays consistent in that case. */
-template <class Map, class E, class Fold, class Live>
+template<class Map, class E, class Fold, class Live>
 static void
 normalize_map(Map *m, Fold fold, Live live)
 {
@@ -108,14 +115,13 @@ normalize_map(Map *m, Fold fold, Live live)
         return;
     if (m->nsorted == n) {
         /* Only tombstones to drop. */
-        e.erase(std::remove_if(e.begin(), e.end(), [&](const E &x) { return !live(x); }),
-                e.end());
+        e.erase(std::remove_if(e.begin(), e.end(), [&](const E &x) { return !live(x); }), e.end());
         m->nsorted = e.size();
         m->ntomb = 0;
         return;
     }
     std::vector<E> out;
-    out.reserve(n);  /* may throw: nothing has changed yet */
+    out.reserve(n); /* may throw: nothing has changed yet */
     std::stable_sort(e.begin() + m->nsorted, e.end(),
                      [](const E &a, const E &b) { return a.id < b.id; });
     size_t w = m->nsorted;
@@ -165,7 +171,7 @@ quad_normalize(quadmap *m)
  * in place rather than sent to the tail. */
 #define SMALL_MAP 32
 
-template <class Map>
+template<class Map>
 static inline bool
 needs_normalize(Map *m)
 {
@@ -178,10 +184,26 @@ needs_normalize(Map *m)
  * entry type: the key of an entry (NULL: tombstone), its release, its
  * scaled copy. */
 
-static inline PyObject *&entry_key(linmap_entry &x) { return x.var; }
-static inline PyObject *&entry_key(quad_entry &x) { return x.key; }
-static inline void map_normalize(linmap *m) { lin_normalize(m); }
-static inline void map_normalize(quadmap *m) { quad_normalize(m); }
+static inline PyObject *&
+entry_key(linmap_entry &x)
+{
+    return x.var;
+}
+static inline PyObject *&
+entry_key(quad_entry &x)
+{
+    return x.key;
+}
+static inline void
+map_normalize(linmap *m)
+{
+    lin_normalize(m);
+}
+static inline void
+map_normalize(quadmap *m)
+{
+    quad_normalize(m);
+}
 
 static inline void
 entry_release(linmap_entry &x)
@@ -221,7 +243,7 @@ entry_scaled(const quad_entry &x, double factor, quad_entry *y)
 }
 
 /* Erases key: 1 when it was there, 0 when absent, -1 on failure. */
-template <class Map>
+template<class Map>
 static int
 map_erase(Map *m, PyObject *key)
 {
@@ -239,7 +261,7 @@ map_erase(Map *m, PyObject *key)
 /* The sorted entry of key, inserted with a new key reference when absent
  * and revived when a tombstone (*fresh is then true: its value is to be
  * written).  May throw std::bad_alloc, the map unchanged. */
-template <class Map, class E>
+template<class Map, class E>
 static E *
 map_slot(Map *m, PyObject *key, bool *fresh)
 {
@@ -266,7 +288,7 @@ map_slot(Map *m, PyObject *key, bool *fresh)
 }
 
 /* Iteration: the position of the next live entry (1), or 0 at the end. */
-template <class Map>
+template<class Map>
 static int
 map_next_pos(Map *m, void **it, size_t *out)
 {
@@ -293,11 +315,19 @@ map_next_pos(Map *m, void **it, size_t *out)
     return 1;
 }
 
-static inline void map_delete(linmap *m) { linmap_free(&m); }
-static inline void map_delete(quadmap *m) { quadmap_free(&m); }
+static inline void
+map_delete(linmap *m)
+{
+    linmap_free(&m);
+}
+static inline void
+map_delete(quadmap *m)
+{
+    quadmap_free(&m);
+}
 
 /* A normalised copy with every entry times factor; NULL on failure. */
-template <class Map>
+template<class Map>
 static Map *
 map_copy_scaled(Map *m, double factor)
 {
@@ -652,7 +682,7 @@ quadmap_add(quadmap *m, PyObject *x, PyObject *y, double c)
     quad_entry *p = NULL;
     bool to_tail = false;
     if (n > 0 && e[n - 1].id == id && e[n - 1].key != NULL) {
-        p = &e[n - 1];          /* the commonest case: same row as last time */
+        p = &e[n - 1]; /* the commonest case: same row as last time */
     } else if (m->nsorted == n && (n == 0 || id > e[n - 1].id)) {
         to_tail = false;
     } else {

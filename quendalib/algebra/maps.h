@@ -38,21 +38,21 @@ typedef struct indexset indexset;
 
 /* One entry of a normalised linmap, as returned by linmap_data. */
 typedef struct {
-    uint32_t id;    /* identity number of var */
-    PyObject *var;  /* borrowed from the map (the map owns it) */
-    double coef;    /* never 0.0 */
+    uint32_t id;   /* identity number of var */
+    PyObject *var; /* borrowed from the map (the map owns it) */
+    double coef;   /* never 0.0 */
 } linmap_entry;
 
 /* ------------------------------------------------------------ linmap */
 linmap *linmap_new(void);
 int linmap_get(linmap *m, PyObject *var, double *coef);
-int linmap_has(linmap *m, PyObject *var);                 /* 1 or 0 */
-int linmap_set(linmap *m, PyObject *var, double coef);    /* 0.0 erases */
-int linmap_add(linmap *m, PyObject *var, double coef);    /* accumulates */
+int linmap_has(linmap *m, PyObject *var);              /* 1 or 0 */
+int linmap_set(linmap *m, PyObject *var, double coef); /* 0.0 erases */
+int linmap_add(linmap *m, PyObject *var, double coef); /* accumulates */
 int linmap_del(linmap *m, PyObject *var);
 size_t linmap_size(linmap *m);
-linmap *linmap_copy(linmap *m);                  /* NULL on failure */
-void linmap_free(linmap **m);                    /* also sets *m to NULL */
+linmap *linmap_copy(linmap *m); /* NULL on failure */
+void linmap_free(linmap **m);   /* also sets *m to NULL */
 int linmap_next(linmap *m, void **it, PyObject **var, double *coef);
 void linmap_iter_free(void **it);
 
@@ -78,9 +78,9 @@ int quadmap_set(quadmap *m, PyObject *x, linmap *inner);
  * with its outer key.  The pair is not reordered. */
 int quadmap_add(quadmap *m, PyObject *x, PyObject *y, double c);
 int quadmap_del(quadmap *m, PyObject *x);
-size_t quadmap_size(quadmap *m);                 /* number of pairs */
-size_t quadmap_outer_size(quadmap *m);           /* number of outer keys */
-quadmap *quadmap_copy(quadmap *m);               /* deep */
+size_t quadmap_size(quadmap *m);       /* number of pairs */
+size_t quadmap_outer_size(quadmap *m); /* number of outer keys */
+quadmap *quadmap_copy(quadmap *m);     /* deep */
 quadmap *quadmap_copy_scaled(quadmap *m, double factor);
 void quadmap_scale(quadmap *m, double factor);
 int quadmap_add_map(quadmap *dst, quadmap *src, double factor);
@@ -91,7 +91,7 @@ void quadmap_iter_free(void **it);
 /* ------------------------------------------------------------ rowcolmap */
 rowcolmap *rowcolmap_new(void);
 int rowcolmap_get(rowcolmap *m, uint32_t key, uint32_t *val);
-int rowcolmap_has(rowcolmap *m, uint32_t key);           /* 1 or 0 */
+int rowcolmap_has(rowcolmap *m, uint32_t key); /* 1 or 0 */
 int rowcolmap_set(rowcolmap *m, uint32_t key, uint32_t val);
 int rowcolmap_del(rowcolmap *m, uint32_t key);
 size_t rowcolmap_size(rowcolmap *m);
@@ -103,7 +103,7 @@ void rowcolmap_iter_free(void **it);
 
 /* ------------------------------------------------------------ indexset */
 indexset *indexset_new(void);
-int indexset_has(indexset *s, uint32_t key);             /* 1 or 0 */
+int indexset_has(indexset *s, uint32_t key); /* 1 or 0 */
 int indexset_add(indexset *s, uint32_t key);
 int indexset_del(indexset *s, uint32_t key);
 size_t indexset_size(indexset *s);

@@ -9,9 +9,14 @@
 #include <vector>
 
 #define MAPS_TRY try {
-#define MAPS_CATCH(failval) } catch (...) { return failval; }
+#define MAPS_CATCH(failval)                                                                        \
+    }                                                                                              \
+    catch (...)                                                                                    \
+    {                                                                                              \
+        return failval;                                                                            \
+    }
 
-template <class E>
+template<class E>
 static inline E *
 find_sorted(std::vector<E> &e, size_t nsorted, uint32_t id)
 {
@@ -29,7 +34,7 @@ find_sorted(std::vector<E> &e, size_t nsorted, uint32_t id)
     return NULL;
 }
 
-template <class E>
+template<class E>
 static inline size_t
 lower_pos(std::vector<E> &e, size_t nsorted, uint32_t id)
 {
@@ -43,4 +48,3 @@ lower_pos(std::vector<E> &e, size_t nsorted, uint32_t id)
     }
     return lo;
 }
-

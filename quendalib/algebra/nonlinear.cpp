@@ -30,13 +30,12 @@
 #include "algebra/maps.h"
 #include "module/session.h"
 
-const nonlin_op_info printToolArray[NONLIN_NUM_OPS] = {
-    {"+", -1, 0},     {"-", 2, 0},      {"-", 1, -1},    {"*", -1, 0},
-    {"/", 2, 0},      {"**", 2, 0},     {"exp", 1, -1},  {"log", 1, -1},
-    {"log10", 1, -1}, {"sin", 1, -1},   {"cos", 1, -1},  {"tan", 1, -1},
-    {"asin", 1, -1},  {"acos", 1, -1},  {"atan", 1, -1}, {"max", -1, -1},
-    {"min", -1, -1},  {"abs", 1, -1},   {"sign", 1, -1}, {"erf", 1, -1},
-    {"erfc", 1, -1},  {"sqrt", 1, -1},  {"user", -1, -1}, {"user", -1, -1}};
+const nonlin_op_info printToolArray[NONLIN_NUM_OPS] =
+    {{"+", -1, 0},    {"-", 2, 0},     {"-", 1, -1},     {"*", -1, 0},     {"/", 2, 0},
+     {"**", 2, 0},    {"exp", 1, -1},  {"log", 1, -1},   {"log10", 1, -1}, {"sin", 1, -1},
+     {"cos", 1, -1},  {"tan", 1, -1},  {"asin", 1, -1},  {"acos", 1, -1},  {"atan", 1, -1},
+     {"max", -1, -1}, {"min", -1, -1}, {"abs", 1, -1},   {"sign", 1, -1},  {"erf", 1, -1},
+     {"erfc", 1, -1}, {"sqrt", 1, -1}, {"user", -1, -1}, {"user", -1, -1}};
 
 #define NONLIN_MAX_PRINT_DEPTH 64
 
@@ -120,8 +119,7 @@ static void
 nonlin_dealloc(nonlin_object *self)
 {
     PyObject_GC_UnTrack(self);
-    Py_TRASHCAN_BEGIN(self, nonlin_dealloc)
-    Py_CLEAR(self->args);
+    Py_TRASHCAN_BEGIN(self, nonlin_dealloc) Py_CLEAR(self->args);
     Py_TYPE(self)->tp_free((PyObject *)self);
     Py_TRASHCAN_END
 }
@@ -180,8 +178,8 @@ nonlin_instantiate(int op, int nary, PyObject *arg)
     }
     if (!nary) {
         if (PyList_Check(arg) || PyTuple_Check(arg)) {
-            PyErr_SetString(quenda_ModelError,
-                            "Could not create a unary nonlinear expression: the argument must be a single expression");
+            PyErr_SetString(quenda_ModelError, "Could not create a unary nonlinear expression: the "
+                                               "argument must be a single expression");
             return NULL;
         }
         if (!(nonlin_is_user(op) && PyCallable_Check(arg)) && getExprType(arg) < 0) {
@@ -192,8 +190,8 @@ nonlin_instantiate(int op, int nary, PyObject *arg)
     } else {
         Py_ssize_t i, n;
         if (!PyList_Check(arg) && !PyTuple_Check(arg)) {
-            PyErr_SetString(quenda_ModelError,
-                            "Could not create an n-ary nonlinear expression: the arguments must be in a list or tuple");
+            PyErr_SetString(quenda_ModelError, "Could not create an n-ary nonlinear expression: "
+                                               "the arguments must be in a list or tuple");
             return NULL;
         }
         n = PySequence_Fast_GET_SIZE(arg);
@@ -239,8 +237,8 @@ nonlin_arg_first(PyObject *node, Py_ssize_t *index)
 {
     PyObject *args;
     if (node == NULL || !NONLIN_CHECK(node)) {
-        PyErr_SetString(quenda_ModelError,
-                        "Accessing first argument list of an object that is not a nonlinear expression");
+        PyErr_SetString(quenda_ModelError, "Accessing first argument list of an object that is not "
+                                           "a nonlinear expression");
         return NULL;
     }
     *index = 0;
@@ -257,8 +255,8 @@ nonlin_arg_next(PyObject *node, Py_ssize_t *index)
 {
     PyObject *args;
     if (node == NULL || !NONLIN_CHECK(node)) {
-        PyErr_SetString(quenda_ModelError,
-                        "Accessing next argument list of an object that is not a nonlinear expression");
+        PyErr_SetString(quenda_ModelError, "Accessing next argument list of an object that is not "
+                                           "a nonlinear expression");
         return NULL;
     }
     args = ((nonlin_object *)node)->args;
@@ -602,10 +600,26 @@ nonlin_inplace_alg_sum(PyObject *a, PyObject *b, double sign)
     return nonlin_alg_sum(a, b, sign);
 }
 
-static PyObject *nonlin_add(PyObject *a, PyObject *b) { return nonlin_alg_sum(a, b, 1.0); }
-static PyObject *nonlin_sub(PyObject *a, PyObject *b) { return nonlin_alg_sum(a, b, -1.0); }
-static PyObject *nonlin_iadd(PyObject *a, PyObject *b) { return nonlin_inplace_alg_sum(a, b, 1.0); }
-static PyObject *nonlin_isub(PyObject *a, PyObject *b) { return nonlin_inplace_alg_sum(a, b, -1.0); }
+static PyObject *
+nonlin_add(PyObject *a, PyObject *b)
+{
+    return nonlin_alg_sum(a, b, 1.0);
+}
+static PyObject *
+nonlin_sub(PyObject *a, PyObject *b)
+{
+    return nonlin_alg_sum(a, b, -1.0);
+}
+static PyObject *
+nonlin_iadd(PyObject *a, PyObject *b)
+{
+    return nonlin_inplace_alg_sum(a, b, 1.0);
+}
+static PyObject *
+nonlin_isub(PyObject *a, PyObject *b)
+{
+    return nonlin_inplace_alg_sum(a, b, -1.0);
+}
 
 /* ------------------------------------------------------------ products */
 
@@ -680,7 +694,7 @@ nonlin_pow(PyObject *a, PyObject *b, PyObject *unused)
     if (nonlin_check_operands(a, b) < 0)
         return NULL;
     if (number_equals(a, 0.0))
-        return quenda_float_zero();   /* 0**0 too, deliberately */
+        return quenda_float_zero(); /* 0**0 too, deliberately */
     if (number_equals(a, 1.0) || number_equals(b, 0.0))
         return quenda_float_one();
     if (number_equals(b, 1.0)) {
@@ -690,9 +704,21 @@ nonlin_pow(PyObject *a, PyObject *b, PyObject *unused)
     return nonlin_instantiate_binary(NONLIN_POW, a, b);
 }
 
-static PyObject *nonlin_imul(PyObject *a, PyObject *b) { return nonlin_mul(a, b); }
-static PyObject *nonlin_idiv(PyObject *a, PyObject *b) { return nonlin_div(a, b); }
-static PyObject *nonlin_ipow(PyObject *a, PyObject *b, PyObject *m) { return nonlin_pow(a, b, m); }
+static PyObject *
+nonlin_imul(PyObject *a, PyObject *b)
+{
+    return nonlin_mul(a, b);
+}
+static PyObject *
+nonlin_idiv(PyObject *a, PyObject *b)
+{
+    return nonlin_div(a, b);
+}
+static PyObject *
+nonlin_ipow(PyObject *a, PyObject *b, PyObject *m)
+{
+    return nonlin_pow(a, b, m);
+}
 
 PyObject *
 nonlin_neg(PyObject *a)
@@ -882,60 +908,59 @@ nonlin_get_args(nonlin_object *self, void *closure)
     return PyTuple_Pack(1, self->args);
 }
 
-static PyGetSetDef nonlin_getset[] = {
-    {(char *)"args", (getter)nonlin_get_args, NULL, (char *)"Operands of the node, as a tuple", NULL},
-    {NULL, NULL, NULL, NULL, NULL}};
+static PyGetSetDef nonlin_getset[] = {{(char *)"args", (getter)nonlin_get_args, NULL,
+                                       (char *)"Operands of the node, as a tuple", NULL},
+                                      {NULL, NULL, NULL, NULL, NULL}};
 
-static PyMemberDef nonlin_members[] = {
-    {(char *)"op", T_INT, offsetof(nonlin_object, op), READONLY, (char *)"Operator code"},
-    {NULL, 0, 0, 0, NULL}};
+static PyMemberDef nonlin_members[] = {{(char *)"op", T_INT, offsetof(nonlin_object, op), READONLY,
+                                        (char *)"Operator code"},
+                                       {NULL, 0, 0, 0, NULL}};
 
 static PyNumberMethods nonlin_as_number =
-    algebra_number_methods(nonlin_add, nonlin_sub, nonlin_mul, nonlin_div, nonlin_pow,
-                           nonlin_neg, nonlin_abs, nonlin_iadd, nonlin_isub, nonlin_imul,
-                           nonlin_idiv, nonlin_ipow);
+    algebra_number_methods(nonlin_add, nonlin_sub, nonlin_mul, nonlin_div, nonlin_pow, nonlin_neg,
+                           nonlin_abs, nonlin_iadd, nonlin_isub, nonlin_imul, nonlin_idiv,
+                           nonlin_ipow);
 
 PyTypeObject quenda_nonlinType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.nonlinear",                  /* tp_name */
-    sizeof(nonlin_object),               /* tp_basicsize */
-    0,                                   /* tp_itemsize */
-    (destructor)nonlin_dealloc,          /* tp_dealloc */
-    0,                                   /* tp_vectorcall_offset */
-    0,                                   /* tp_getattr */
-    0,                                   /* tp_setattr */
-    0,                                   /* tp_as_async */
-    nonlin_str,                          /* tp_repr */
-    &nonlin_as_number,                   /* tp_as_number */
-    0,                                   /* tp_as_sequence */
-    0,                                   /* tp_as_mapping */
-    0,                                   /* tp_hash */
-    0,                                   /* tp_call */
-    nonlin_str,                          /* tp_str */
-    0,                                   /* tp_getattro */
-    0,                                   /* tp_setattro */
-    0,                                   /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC, /* tp_flags */
+    PyVarObject_HEAD_INIT(NULL, 0) "quenda.nonlinear", /* tp_name */
+    sizeof(nonlin_object),                             /* tp_basicsize */
+    0,                                                 /* tp_itemsize */
+    (destructor)nonlin_dealloc,                        /* tp_dealloc */
+    0,                                                 /* tp_vectorcall_offset */
+    0,                                                 /* tp_getattr */
+    0,                                                 /* tp_setattr */
+    0,                                                 /* tp_as_async */
+    nonlin_str,                                        /* tp_repr */
+    &nonlin_as_number,                                 /* tp_as_number */
+    0,                                                 /* tp_as_sequence */
+    0,                                                 /* tp_as_mapping */
+    0,                                                 /* tp_hash */
+    0,                                                 /* tp_call */
+    nonlin_str,                                        /* tp_str */
+    0,                                                 /* tp_getattro */
+    0,                                                 /* tp_setattro */
+    0,                                                 /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC,           /* tp_flags */
     "Class for linear and quadratic nonlin. These can be used and\n"
     "combined to create constraints and objective function of an\n"
-    "optimization problem.",            /* tp_doc */
-    (traverseproc)nonlin_traverse,       /* tp_traverse */
-    (inquiry)nonlin_clear,               /* tp_clear */
-    nonlin_richcompare,                  /* tp_richcompare */
-    0,                                   /* tp_weaklistoffset */
-    0,                                   /* tp_iter */
-    0,                                   /* tp_iternext */
-    0,                                   /* tp_methods */
-    nonlin_members,                      /* tp_members */
-    nonlin_getset,                       /* tp_getset */
-    0,                                   /* tp_base */
-    0,                                   /* tp_dict */
-    0,                                   /* tp_descr_get */
-    0,                                   /* tp_descr_set */
-    0,                                   /* tp_dictoffset */
-    (initproc)nonlin_init,               /* tp_init */
-    0,                                   /* tp_alloc */
-    nonlin_tp_new,                       /* tp_new */
+    "optimization problem.",       /* tp_doc */
+    (traverseproc)nonlin_traverse, /* tp_traverse */
+    (inquiry)nonlin_clear,         /* tp_clear */
+    nonlin_richcompare,            /* tp_richcompare */
+    0,                             /* tp_weaklistoffset */
+    0,                             /* tp_iter */
+    0,                             /* tp_iternext */
+    0,                             /* tp_methods */
+    nonlin_members,                /* tp_members */
+    nonlin_getset,                 /* tp_getset */
+    0,                             /* tp_base */
+    0,                             /* tp_dict */
+    0,                             /* tp_descr_get */
+    0,                             /* tp_descr_set */
+    0,                             /* tp_dictoffset */
+    (initproc)nonlin_init,         /* tp_init */
+    0,                             /* tp_alloc */
+    nonlin_tp_new,                 /* tp_new */
 };
 
 /* ------------------------------------------------------------ registration */

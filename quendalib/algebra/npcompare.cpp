@@ -69,8 +69,8 @@ typedef struct {
 
 /* What the object loop of one replacement ufunc needs. */
 typedef struct {
-    int op;                          /* Py_LE, Py_GE or Py_EQ */
-    PyUFuncGenericFunction orig;     /* the original OO->? loop */
+    int op;                      /* Py_LE, Py_GE or Py_EQ */
+    PyUFuncGenericFunction orig; /* the original OO->? loop */
     void *orig_data;
 } np1_loopinfo;
 
@@ -78,9 +78,9 @@ typedef struct {
     const char *name;
     const char *doc;
     int op;
-    PyObject *saved;                 /* owned: NumPy's original ufunc */
-    PyObject *replacement;           /* owned: our ufunc with object loops */
-    PyObject *installed;             /* owned: the callable put in NumPy's table */
+    PyObject *saved;                   /* owned: NumPy's original ufunc */
+    PyObject *replacement;             /* owned: our ufunc with object loops */
+    PyObject *installed;               /* owned: the callable put in NumPy's table */
     PyUFuncGenericFunction *functions; /* the three loop arrays of ours */
     void **data;
     char *types;
@@ -169,7 +169,8 @@ np1_hook_build(np1_hook *h)
         PyErr_Format(PyExc_RuntimeError, "Unexpected layout of NumPy's %s", h->name);
         return -1;
     }
-    h->functions = (PyUFuncGenericFunction *)PyMem_RawCalloc(uf->ntypes, sizeof(PyUFuncGenericFunction));
+    h->functions =
+        (PyUFuncGenericFunction *)PyMem_RawCalloc(uf->ntypes, sizeof(PyUFuncGenericFunction));
     h->data = (void **)PyMem_RawCalloc(uf->ntypes, sizeof(void *));
     h->types = (char *)PyMem_RawCalloc((size_t)uf->ntypes * nargs, 1);
     if (h->functions == NULL || h->data == NULL || h->types == NULL) {

@@ -63,9 +63,8 @@ probe_richcompare(PyObject *a, PyObject *b, int op)
 }
 
 static PyTypeObject probe_type = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quendalib._compare_probe",  /* tp_name */
-    sizeof(PyObject),            /* tp_basicsize */
+    PyVarObject_HEAD_INIT(NULL, 0) "quendalib._compare_probe", /* tp_name */
+    sizeof(PyObject),                                          /* tp_basicsize */
 };
 
 /* 1 when arr <op> other gives an object array holding Ellipsis, 0 when
@@ -156,12 +155,15 @@ quenda_numpy2_compare_install(void)
     /* Everything an object may be compared with: bools, integers and
      * floats, as Python scalars (abstract DTypes) and as arrays or NumPy
      * scalars (concrete ones); complex numbers for equality only. */
-    PyArray_DTypeMeta *real[] = {
-        &PyArray_BoolDType, &PyArray_PyLongDType, &PyArray_PyFloatDType,
-        &PyArray_ByteDType, &PyArray_UByteDType, &PyArray_ShortDType, &PyArray_UShortDType,
-        &PyArray_IntDType, &PyArray_UIntDType, &PyArray_LongDType, &PyArray_ULongDType,
-        &PyArray_LongLongDType, &PyArray_ULongLongDType, &PyArray_HalfDType,
-        &PyArray_FloatDType, &PyArray_DoubleDType, &PyArray_LongDoubleDType};
+    PyArray_DTypeMeta *real[] = {&PyArray_BoolDType,      &PyArray_PyLongDType,
+                                 &PyArray_PyFloatDType,   &PyArray_ByteDType,
+                                 &PyArray_UByteDType,     &PyArray_ShortDType,
+                                 &PyArray_UShortDType,    &PyArray_IntDType,
+                                 &PyArray_UIntDType,      &PyArray_LongDType,
+                                 &PyArray_ULongDType,     &PyArray_LongLongDType,
+                                 &PyArray_ULongLongDType, &PyArray_HalfDType,
+                                 &PyArray_FloatDType,     &PyArray_DoubleDType,
+                                 &PyArray_LongDoubleDType};
     PyArray_DTypeMeta *cplx[] = {&PyArray_PyComplexDType, &PyArray_CFloatDType,
                                  &PyArray_CDoubleDType, &PyArray_CLongDoubleDType};
     const int nreal = (int)(sizeof real / sizeof real[0]);
@@ -206,7 +208,8 @@ quenda_numpy2_compare_install(void)
                              "quendalib: NumPy keeps returning booleans for %U: NumPy had already "
                              "chosen its loop for these operand types before quendalib was "
                              "imported; comparisons of arrays of modelling objects will not build "
-                             "constraints for them (import quendalib before comparing object arrays)",
+                             "constraints for them (import quendalib before comparing object "
+                             "arrays)",
                              failed) < 0)
             goto error;
     }

@@ -141,8 +141,7 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
             if (k == 0.0)
                 return quadterm_copy(b, sign);
             return from_quad(k, NULL, 0.0, q->var1, q->var2, sign * q->coef, bad);
-        case EXPR_VARIABLE:
-            return from_quad(0.0, a, 1.0, q->var1, q->var2, sign * q->coef, bad);
+        case EXPR_VARIABLE: return from_quad(0.0, a, 1.0, q->var1, q->var2, sign * q->coef, bad);
         case EXPR_LINTERM: {
             linterm_object *l = (linterm_object *)a;
             return from_quad(0.0, l->var, l->coef, q->var1, q->var2, sign * q->coef, bad);
@@ -157,8 +156,7 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
                 Py_CLEAR(res);
             return res;
         }
-        default:
-            break;
+        default: break;
         }
     } else if (ka == EXPR_QUADTERM) {
         quadterm_object *q = QT(a);
@@ -170,14 +168,12 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
             if (sign * k == 0.0)
                 return quadterm_copy(a, 1.0);
             return from_quad(sign * k, NULL, 0.0, q->var1, q->var2, q->coef, bad);
-        case EXPR_VARIABLE:
-            return from_quad(0.0, b, sign, q->var1, q->var2, q->coef, bad);
+        case EXPR_VARIABLE: return from_quad(0.0, b, sign, q->var1, q->var2, q->coef, bad);
         case EXPR_LINTERM: {
             linterm_object *l = (linterm_object *)b;
             return from_quad(0.0, l->var, sign * l->coef, q->var1, q->var2, q->coef, bad);
         }
-        default:
-            break;
+        default: break;
         }
     }
     return quenda_model_error(bad);
@@ -387,35 +383,34 @@ quadterm_str(PyObject *self)
 
 static PyNumberMethods quadterm_as_number =
     algebra_number_methods(quadterm_add, quadterm_sub, quadterm_mul, quadterm_div, quadterm_pow,
-                           quadterm_neg, quadterm_abs, term_iadd, term_isub, term_imul,
-                           term_idiv, term_ipow);
+                           quadterm_neg, quadterm_abs, term_iadd, term_isub, term_imul, term_idiv,
+                           term_ipow);
 
 PyTypeObject quenda_quadtermType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.quadterm",             /* tp_name */
-    sizeof(quadterm_object),       /* tp_basicsize */
-    0,                             /* tp_itemsize */
-    quadterm_dealloc,              /* tp_dealloc */
-    0,                             /* tp_vectorcall_offset */
-    0,                             /* tp_getattr */
-    0,                             /* tp_setattr */
-    0,                             /* tp_as_async */
-    quadterm_str,                  /* tp_repr */
-    &quadterm_as_number,           /* tp_as_number */
-    0,                             /* tp_as_sequence */
-    0,                             /* tp_as_mapping */
-    0,                             /* tp_hash */
-    0,                             /* tp_call */
-    quadterm_str,                  /* tp_str */
-    0,                             /* tp_getattro */
-    0,                             /* tp_setattro */
-    0,                             /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,            /* tp_flags */
+    PyVarObject_HEAD_INIT(NULL, 0) "quenda.quadterm", /* tp_name */
+    sizeof(quadterm_object),                          /* tp_basicsize */
+    0,                                                /* tp_itemsize */
+    quadterm_dealloc,                                 /* tp_dealloc */
+    0,                                                /* tp_vectorcall_offset */
+    0,                                                /* tp_getattr */
+    0,                                                /* tp_setattr */
+    0,                                                /* tp_as_async */
+    quadterm_str,                                     /* tp_repr */
+    &quadterm_as_number,                              /* tp_as_number */
+    0,                                                /* tp_as_sequence */
+    0,                                                /* tp_as_mapping */
+    0,                                                /* tp_hash */
+    0,                                                /* tp_call */
+    quadterm_str,                                     /* tp_str */
+    0,                                                /* tp_getattro */
+    0,                                                /* tp_setattro */
+    0,                                                /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,                               /* tp_flags */
     "Class for quadratic and bilinear terms alpha * x1 * x2. These can be used and\ncombined "
-    "to create constraints and objective function of an\noptimization problem.",  /* tp_doc */
-    0,                             /* tp_traverse */
-    0,                             /* tp_clear */
-    algebra_richcompare,           /* tp_richcompare */
+    "to create constraints and objective function of an\noptimization problem.", /* tp_doc */
+    0,                                                                           /* tp_traverse */
+    0,                                                                           /* tp_clear */
+    algebra_richcompare, /* tp_richcompare */
 };
 
 /* ------------------------------------------------------------ registration */
@@ -424,6 +419,6 @@ int
 quadterm_register(void)
 {
     algebra_ctor.quadterm_fill = quadterm_fill;
-    return algebra_register_type(EXPR_QUADTERM, &quenda_quadtermType, 0,
-                                 quadterm_alg_sum, quadterm_copy);
+    return algebra_register_type(EXPR_QUADTERM, &quenda_quadtermType, 0, quadterm_alg_sum,
+                                 quadterm_copy);
 }

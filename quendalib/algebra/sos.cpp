@@ -22,8 +22,8 @@ sos_init(sos_object *self, PyObject *args, PyObject *kwargs)
     self->id = qnda_py_env.soscounter++;
     self->type = 1;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OO|OO", (char **)kwlist,
-                                     &indices, &weights, &type, &name))
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OO|OO", (char **)kwlist, &indices, &weights,
+                                     &type, &name))
         goto error;
 
     if (name == NULL || name == Py_None) {
@@ -120,51 +120,50 @@ sos_str(sos_object *self)
     return PyObject_Str(self->name);
 }
 
-static PyMethodDef sos_methods[] = {
-    {"copy", (PyCFunction)sos_copy, METH_NOARGS, "Return a copy of the SOS as a new object"},
-    {NULL, NULL, 0, NULL}};
+static PyMethodDef sos_methods[] = {{"copy", (PyCFunction)sos_copy, METH_NOARGS,
+                                     "Return a copy of the SOS as a new object"},
+                                    {NULL, NULL, 0, NULL}};
 
-static PyMemberDef sos_members[] = {
-    {(char *)"name", T_OBJECT_EX, offsetof(sos_object, name), 0, (char *)"SOS's name"},
-    {NULL, 0, 0, 0, NULL}};
+static PyMemberDef sos_members[] = {{(char *)"name", T_OBJECT_EX, offsetof(sos_object, name), 0,
+                                     (char *)"SOS's name"},
+                                    {NULL, 0, 0, 0, NULL}};
 
 /* ------------------------------------------------------------ type object */
 
 PyTypeObject quenda_SOSType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.SOS",                        /* tp_name */
-    sizeof(sos_object),                  /* tp_basicsize */
-    0,                                   /* tp_itemsize */
-    (destructor)sos_dealloc,             /* tp_dealloc */
-    0,                                   /* tp_vectorcall_offset */
-    0,                                   /* tp_getattr */
-    0,                                   /* tp_setattr */
-    0,                                   /* tp_as_async */
-    (reprfunc)sos_str,                   /* tp_repr */
-    0,                                   /* tp_as_number */
-    0,                                   /* tp_as_sequence */
-    0,                                   /* tp_as_mapping */
-    0,                                   /* tp_hash */
-    0,                                   /* tp_call */
-    (reprfunc)sos_str,                   /* tp_str */
-    0,                                   /* tp_getattro */
-    0,                                   /* tp_setattro */
-    0,                                   /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE, /* tp_flags */
-    "Special ordered set of type 1 or 2", /* tp_doc */
-    0,                                   /* tp_traverse */
-    0,                                   /* tp_clear */
-    0,                                   /* tp_richcompare */
-    0,                                   /* tp_weaklistoffset */
-    0,                                   /* tp_iter */
-    0,                                   /* tp_iternext */
-    sos_methods,                         /* tp_methods */
-    sos_members,                         /* tp_members */
-    0,                                   /* tp_getset */
-    0,                                   /* tp_base */
-    0,                                   /* tp_dict */
-    0,                                   /* tp_descr_get */
-    0,                                   /* tp_descr_set */
-    0,                                   /* tp_dictoffset */
-    (initproc)sos_init,                  /* tp_init */
+    PyVarObject_HEAD_INIT(NULL, 0) "quenda.SOS", /* tp_name */
+    sizeof(sos_object),                          /* tp_basicsize */
+    0,                                           /* tp_itemsize */
+    (destructor)sos_dealloc,                     /* tp_dealloc */
+    0,                                           /* tp_vectorcall_offset */
+    0,                                           /* tp_getattr */
+    0,                                           /* tp_setattr */
+    0,                                           /* tp_as_async */
+    (reprfunc)sos_str,                           /* tp_repr */
+    0,                                           /* tp_as_number */
+    0,                                           /* tp_as_sequence */
+    0,                                           /* tp_as_mapping */
+    0,                                           /* tp_hash */
+    0,                                           /* tp_call */
+    (reprfunc)sos_str,                           /* tp_str */
+    0,                                           /* tp_getattro */
+    0,                                           /* tp_setattro */
+    0,                                           /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE,    /* tp_flags */
+    "Special ordered set of type 1 or 2",        /* tp_doc */
+    0,                                           /* tp_traverse */
+    0,                                           /* tp_clear */
+    0,                                           /* tp_richcompare */
+    0,                                           /* tp_weaklistoffset */
+    0,                                           /* tp_iter */
+    0,                                           /* tp_iternext */
+    sos_methods,                                 /* tp_methods */
+    sos_members,                                 /* tp_members */
+    0,                                           /* tp_getset */
+    0,                                           /* tp_base */
+    0,                                           /* tp_dict */
+    0,                                           /* tp_descr_get */
+    0,                                           /* tp_descr_set */
+    0,                                           /* tp_dictoffset */
+    (initproc)sos_init,                          /* tp_init */
 };

@@ -10,11 +10,11 @@
 
 typedef struct {
     PyObject_HEAD
-    uint32_t id;        /* identity number, from the session's SOS counter */
-    PyObject *name;     /* owned; "sos%d" unless given */
-    int8_t type;        /* 1 or 2 */
-    PyObject *indices;  /* owned list of variables */
-    PyObject *weights;  /* owned list of weights, same order */
+    uint32_t id;       /* identity number, from the session's SOS counter */
+    PyObject *name;    /* owned; "sos%d" unless given */
+    int8_t type;       /* 1 or 2 */
+    PyObject *indices; /* owned list of variables */
+    PyObject *weights; /* owned list of weights, same order */
 } sos_object;
 
 #define SOS_CHECK(o) PyObject_TypeCheck((o), &quenda_SOSType)

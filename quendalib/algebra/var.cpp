@@ -311,59 +311,58 @@ var_abs(PyObject *a)
 /* ------------------------------------------------------------ type */
 
 static PyNumberMethods var_as_number =
-    algebra_number_methods(var_add, var_sub, var_mul, var_div, var_pow, var_neg, var_abs,
-                           term_iadd, term_isub, term_imul, term_idiv, term_ipow);
+    algebra_number_methods(var_add, var_sub, var_mul, var_div, var_pow, var_neg, var_abs, term_iadd,
+                           term_isub, term_imul, term_idiv, term_ipow);
 
-static PyMemberDef var_members[] = {
-    {"name", T_OBJECT, offsetof(var_object, name), 0, "Name of the variable"},
-    {"lb", T_DOUBLE, offsetof(var_object, lb), 0, "Lower bound"},
-    {"ub", T_DOUBLE, offsetof(var_object, ub), 0, "Upper bound"},
-    {"threshold", T_DOUBLE, offsetof(var_object, threshold), 0,
-     "Threshold (for partially integers)"},
-    {"vartype", T_LONG, offsetof(var_object, vartype), 0,
-     "Type of the variable: continuous (0), integer (1), semi-continuous (2), partially "
-     "integer (3)"},
-    {NULL}};
+static PyMemberDef var_members[] =
+    {{"name", T_OBJECT, offsetof(var_object, name), 0, "Name of the variable"},
+     {"lb", T_DOUBLE, offsetof(var_object, lb), 0, "Lower bound"},
+     {"ub", T_DOUBLE, offsetof(var_object, ub), 0, "Upper bound"},
+     {"threshold", T_DOUBLE, offsetof(var_object, threshold), 0,
+      "Threshold (for partially integers)"},
+     {"vartype", T_LONG, offsetof(var_object, vartype), 0,
+      "Type of the variable: continuous (0), integer (1), semi-continuous (2), partially "
+      "integer (3)"},
+     {NULL}};
 
 PyTypeObject quenda_varType = {
-    PyVarObject_HEAD_INIT(NULL, 0)
-    "quenda.var",                  /* tp_name */
-    sizeof(var_object),            /* tp_basicsize */
-    0,                             /* tp_itemsize */
-    var_dealloc,                   /* tp_dealloc */
-    0,                             /* tp_vectorcall_offset */
-    0,                             /* tp_getattr */
-    0,                             /* tp_setattr */
-    0,                             /* tp_as_async */
-    var_str,                       /* tp_repr */
-    &var_as_number,                /* tp_as_number */
-    0,                             /* tp_as_sequence */
-    0,                             /* tp_as_mapping */
-    var_hash,                      /* tp_hash */
-    0,                             /* tp_call */
-    var_str,                       /* tp_str */
-    0,                             /* tp_getattro */
-    0,                             /* tp_setattro */
-    0,                             /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,            /* tp_flags */
-    "Class for variables of an optimization problem",  /* tp_doc */
-    0,                             /* tp_traverse */
-    0,                             /* tp_clear */
-    algebra_richcompare,           /* tp_richcompare */
-    0,                             /* tp_weaklistoffset */
-    0,                             /* tp_iter */
-    0,                             /* tp_iternext */
-    0,                             /* tp_methods */
-    var_members,                   /* tp_members */
-    0,                             /* tp_getset */
-    0,                             /* tp_base */
-    0,                             /* tp_dict */
-    0,                             /* tp_descr_get */
-    0,                             /* tp_descr_set */
-    0,                             /* tp_dictoffset */
-    var_init,                      /* tp_init */
-    0,                             /* tp_alloc */
-    PyType_GenericNew,             /* tp_new */
+    PyVarObject_HEAD_INIT(NULL, 0) "quenda.var",      /* tp_name */
+    sizeof(var_object),                               /* tp_basicsize */
+    0,                                                /* tp_itemsize */
+    var_dealloc,                                      /* tp_dealloc */
+    0,                                                /* tp_vectorcall_offset */
+    0,                                                /* tp_getattr */
+    0,                                                /* tp_setattr */
+    0,                                                /* tp_as_async */
+    var_str,                                          /* tp_repr */
+    &var_as_number,                                   /* tp_as_number */
+    0,                                                /* tp_as_sequence */
+    0,                                                /* tp_as_mapping */
+    var_hash,                                         /* tp_hash */
+    0,                                                /* tp_call */
+    var_str,                                          /* tp_str */
+    0,                                                /* tp_getattro */
+    0,                                                /* tp_setattro */
+    0,                                                /* tp_as_buffer */
+    Py_TPFLAGS_DEFAULT,                               /* tp_flags */
+    "Class for variables of an optimization problem", /* tp_doc */
+    0,                                                /* tp_traverse */
+    0,                                                /* tp_clear */
+    algebra_richcompare,                              /* tp_richcompare */
+    0,                                                /* tp_weaklistoffset */
+    0,                                                /* tp_iter */
+    0,                                                /* tp_iternext */
+    0,                                                /* tp_methods */
+    var_members,                                      /* tp_members */
+    0,                                                /* tp_getset */
+    0,                                                /* tp_base */
+    0,                                                /* tp_dict */
+    0,                                                /* tp_descr_get */
+    0,                                                /* tp_descr_set */
+    0,                                                /* tp_dictoffset */
+    var_init,                                         /* tp_init */
+    0,                                                /* tp_alloc */
+    PyType_GenericNew,                                /* tp_new */
 };
 
 /* ------------------------------------------------------------ registration */
