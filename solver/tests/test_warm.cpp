@@ -1,0 +1,276 @@
+// Re-optimisation from the kept engine: after a small change the solve starts
+// from the last basis (few iterations) and ends where a cold solve of the
+// changed model ends; copies never share the kept state.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "qnda.h"
+#include "test_solve_helpers.h"
+
+namespace {
+
+using qtest::instance;
+
+struct Solved {
+  int status = -1;
+  int iters = -1;
+  double obj = 0.0;
+  std::vector<double> x;
+};
+
+Solved lpsolve(QNDAprob p) {
+  Solved s;
+  EXPECT_EQ(QNDAlpoptimize(p, ""), 0);
+  QNDAgetintattrib(p, QNDA_LPSTATUS, &s.status);
+  QNDAgetintattrib(p, QNDA_SIMPLEXITER, &s.iters);
+  QNDAgetdblattrib(p, QNDA_LPOBJVAL, &s.obj);
+  int n = 0;
+  QNDAgetintattrib(p, QNDA_COLS, &n);
+  s.x.assign(n, 0.0);
+  if (s.status == QNDA_LP_OPTIMAL) QNDAgetlpsol(p, s.x.data(), nullptr, nullptr, nullptr);
+  return s;
+}
+
+// A copy of p solved from nothing (a copy never takes p's engine).
+Solved cold_solve(QNDAprob p) {
+  QNDAprob q = nullptr;
+  EXPECT_EQ(QNDAcreateprob(&q), 0);
+  EXPECT_EQ(QNDAcopyprob(q, p, "cold"), 0);
+  QNDAsetintcontrol(q, QNDA_OUTPUTLOG, 0);
+  Solved s = lpsolve(q);
+  QNDAdestroyprob(q);
+  return s;
+}
+
+bool same_obj(double a, double b) { return std::fabs(a - b) <= 1e-7 * (1.0 + std::fabs(b)); }
+
+std::vector<double> column(QNDAprob p, int j, std::vector<int> *rows) {
+  QNDAint64 start[2], n = 0;
+  QNDAgetcols64(p, start, nullptr, nullptr, 0, &n, j, j);
+  rows->resize(n);
+  std::vector<double> v(n);
+  QNDAgetcols64(p, start, rows->data(), v.data(), n, &n, j, j);
+  return v;
+}
+
+struct Change {
+  const char *what;
+  // Changes p, solved once, whose solution is x.
+  std::function<void(QNDAprob p, const std::vector<double> &x)> apply;
+};
+
+int count(QNDAprob p, int id) {
+  int v = 0;
+  QNDAgetintattrib(p, id, &v);
+  return v;
+}
+
+const Change kChanges[] = {
+    {"rhs",
+     [](QNDAprob p, const std::vector<double> &) {
+       // 20 right-hand sides scaled by 1.01.
+       std::vector<int> rows;
+       std::vector<double> rhs(20);
+       for (int i = 0; i < 20; ++i) rows.push_back(i * count(p, QNDA_ROWS) / 20);
+       for (int k = 0; k < 20; ++k) {
+         QNDAgetrhs(p, &rhs[k], rows[k], rows[k]);
+         rhs[k] *= 1.01;
+       }
+       ASSERT_EQ(QNDAchgrhs(p, 20, rows.data(), rhs.data()), 0);
+     }},
+    {"cost",
+     [](QNDAprob p, const std::vector<double> &) {
+       std::vector<int> cols;
+       std::vector<double> c(20);
+       for (int k = 0; k < 20; ++k) cols.push_back(k * count(p, QNDA_COLS) / 20);
+       for (int k = 0; k < 20; ++k) {
+         QNDAgetobj(p, &c[k], cols[k], cols[k]);
+         c[k] = c[k] * 1.05 + 0.01;
+       }
+       ASSERT_EQ(QNDAchgobj(p, 20, cols.data(), c.data()), 0);
+     }},
+    {"bound",
+     [](QNDAprob p, const std::vector<double> &x) {
+       // Five positive columns (from the last) get an upper bound just below
+       // their value; three at zero may go to -1.
+       std::vector<int> cols;
+       std::vector<double> b;
+       std::string t;
+       for (int j = static_cast<int>(x.size()) - 1; j >= 0 && t.size() < 5; --j)
+         if (x[j] > 1e-3) {
+           cols.push_back(j);
+           b.push_back(0.995 * x[j]);
+           t += 'U';
+         }
+       for (int j = 0; j < static_cast<int>(x.size()) && t.size() < 8; ++j)
+         if (x[j] == 0.0) {
+           cols.push_back(j);
+           b.push_back(-1.0);
+           t += 'L';
+         }
+       ASSERT_EQ(QNDAchgbounds(p, static_cast<int>(cols.size()), cols.data(), t.c_str(), b.data()),
+                 0);
+     }},
+    {"add row",
+     [](QNDAprob p, const std::vector<double> &x) {
+       // A cut: the sum of the positive columns below what it is now.
+       std::vector<int> cols;
+       std::vector<double> val;
+       double sum = 0;
+       for (int j = 0; j < static_cast<int>(x.size()) && cols.size() < 8; ++j)
+         if (x[j] > 1e-3) {
+           cols.push_back(j);
+           val.push_back(1.0);
+           sum += x[j];
+         }
+       const int start[2] = {0, static_cast<int>(cols.size())};
+       const double rhs = 0.97 * sum;
+       ASSERT_EQ(QNDAaddrows(p, 1, start[1], "L", &rhs, nullptr, start, cols.data(), val.data()),
+                 0);
+     }},
+    {"coefficient",
+     [](QNDAprob p, const std::vector<double> &x) {
+       for (int j = 0, done = 0; j < static_cast<int>(x.size()) && done < 5; ++j) {
+         if (x[j] <= 1e-3) continue;
+         std::vector<int> rows;
+         std::vector<double> v = column(p, j, &rows);
+         if (v.empty()) continue;
+         ASSERT_EQ(QNDAchgcoef(p, rows[0], j, v[0] * 1.02), 0);
+         ++done;
+       }
+     }},
+    {"delete row",
+     [](QNDAprob p, const std::vector<double> &) {
+       // Two rows that do not bind (a cut-loop drops those); a binding row
+       // leaves the basis short and costs the engine a repair.
+       std::vector<double> slack(count(p, QNDA_ROWS));
+       QNDAgetlpsol(p, nullptr, slack.data(), nullptr, nullptr);
+       std::vector<int> rows;
+       for (int i = 0; i < static_cast<int>(slack.size()) && rows.size() < 2; ++i)
+         if (std::fabs(slack[i]) > 1e-3) rows.push_back(i);
+       if (rows.empty()) rows = {3, 11};  // no solution to look at
+       ASSERT_EQ(QNDAdelrows(p, static_cast<int>(rows.size()), rows.data()), 0);
+     }},
+    {"delete column",
+     [](QNDAprob p, const std::vector<double> &x) {
+       // One column in the solution and one at zero.
+       std::vector<int> cols;
+       for (int j = 0; j < static_cast<int>(x.size()) && cols.size() < 1; ++j)
+         if (x[j] > 1e-3) cols.push_back(j);
+       for (int j = 0; j < static_cast<int>(x.size()) && cols.size() < 2; ++j)
+         if (x[j] == 0.0) cols.push_back(j);
+       ASSERT_EQ(QNDAdelcols(p, static_cast<int>(cols.size()), cols.data()), 0);
+     }},
+    {"add column",
+     [](QNDAprob p, const std::vector<double> &) {
+       // A cheap column in the first rows.
+       const int start[2] = {0, 3};
+       const int rows[] = {0, 1, 2};
+       const double val[] = {1.0, -1.0, 0.5}, obj = -0.1, lb = 0.0, ub = 5.0;
+       ASSERT_EQ(QNDAaddcols(p, 1, 3, &obj, start, rows, val, &lb, &ub), 0);
+     }},
+};
+
+struct WarmCase {
+  const char *file;
+  const Change *change;
+};
+
+class Warm : public ::testing::TestWithParam<WarmCase> {
+ protected:
+  void SetUp() override {
+    ASSERT_EQ(QNDAinit(nullptr), 0);
+    ASSERT_EQ(QNDAcreateprob(&p), 0);
+    QNDAsetintcontrol(p, QNDA_OUTPUTLOG, 0);
+  }
+  void TearDown() override {
+    QNDAdestroyprob(p);
+    QNDAfree();
+  }
+  QNDAprob p = nullptr;
+};
+
+TEST_P(Warm, ResolveIsShortAndEqualsColdSolve) {
+  ASSERT_EQ(QNDAreadprob(p, instance(GetParam().file).c_str(), ""), 0);
+  const Solved first = lpsolve(p);
+  ASSERT_EQ(first.status, QNDA_LP_OPTIMAL);
+  ASSERT_GT(first.iters, 100);
+
+  // Unchanged: nothing to do.
+  EXPECT_EQ(lpsolve(p).iters, 0);
+
+  GetParam().change->apply(p, first.x);
+  const Solved warm = lpsolve(p);
+  const Solved cold = cold_solve(p);
+  // (Cutting bounds may leave the model infeasible: both must say so.)
+  ASSERT_EQ(warm.status, cold.status);
+  if (cold.status == QNDA_LP_OPTIMAL)
+    EXPECT_TRUE(same_obj(warm.obj, cold.obj)) << warm.obj << " vs " << cold.obj;
+  // A cold start needs a good share of the first solve's iterations.
+  EXPECT_LT(warm.iters, first.iters / 5) << "cold: " << cold.iters;
+}
+
+std::vector<WarmCase> warm_cases() {
+  std::vector<WarmCase> out;
+  for (const char *file : {"scrs8.mps", "perold.mps"})
+    for (const Change &c : kChanges) out.push_back({file, &c});
+  return out;
+}
+
+INSTANTIATE_TEST_SUITE_P(Changes, Warm, ::testing::ValuesIn(warm_cases()),
+                         [](const ::testing::TestParamInfo<WarmCase> &info) {
+                           std::string s =
+                               std::string(info.param.file) + "_" + info.param.change->what;
+                           for (char &c : s)
+                             if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
+                           return s;
+                         });
+
+// Several kinds of change between two solves, and a chain of solves, end
+// where a cold solve ends.
+TEST_F(Warm, ChainOfChangesEqualsColdSolves) {
+  ASSERT_EQ(QNDAreadprob(p, instance("scrs8.mps").c_str(), ""), 0);
+  Solved s = lpsolve(p);
+  for (int round = 0; round < 3; ++round) {
+    for (const Change &c : kChanges) c.apply(p, s.x);
+    s = lpsolve(p);
+    const Solved cold = cold_solve(p);
+    ASSERT_EQ(s.status, cold.status) << "round " << round;
+    if (s.status != QNDA_LP_OPTIMAL) continue;
+    EXPECT_TRUE(same_obj(s.obj, cold.obj))
+        << "round " << round << ": " << s.obj << " vs " << cold.obj;
+  }
+}
+
+// A copy starts cold and changes to either side stay on that side.
+TEST_F(Warm, CopiesDoNotShareTheKeptEngine) {
+  ASSERT_EQ(QNDAreadprob(p, instance("scrs8.mps").c_str(), ""), 0);
+  const Solved first = lpsolve(p);
+  QNDAprob q = nullptr;
+  ASSERT_EQ(QNDAcreateprob(&q), 0);
+  QNDAsetintcontrol(q, QNDA_OUTPUTLOG, 0);
+  ASSERT_EQ(QNDAcopyprob(q, p, "copy"), 0);
+  kChanges[0].apply(q, first.x);  // right-hand sides of the copy
+  const Solved copy = lpsolve(q);
+  EXPECT_GT(copy.iters, first.iters / 5);  // cold
+
+  // p still holds its own model and basis.
+  const Solved again = lpsolve(p);
+  EXPECT_EQ(again.iters, 0);
+  EXPECT_TRUE(same_obj(again.obj, first.obj));
+  kChanges[1].apply(p, first.x);  // costs of the original
+  const Solved p2 = lpsolve(p);
+  EXPECT_TRUE(same_obj(p2.obj, cold_solve(p).obj));
+
+  // And the copy's kept model has none of p's changes.
+  const Solved copy2 = lpsolve(q);
+  EXPECT_EQ(copy2.iters, 0);
+  EXPECT_TRUE(same_obj(copy2.obj, copy.obj));
+  QNDAdestroyprob(q);
+}
+
+}  // namespace
