@@ -69,28 +69,36 @@ int count(QNDAprob p, int id) {
   return v;
 }
 
+// 20 indices spread over [0, n).
+std::vector<int> spread(int n) {
+  std::vector<int> v;
+  for (int k = 0; k < 20; ++k) v.push_back(k * n / 20);
+  return v;
+}
+
+// a * v + b of the values at idx (rhs or objective).
+std::vector<double> values(QNDAprob p, int (*get)(QNDAprob, double *, int, int),
+                           const std::vector<int> &idx, double a, double b) {
+  std::vector<double> v(idx.size());
+  for (size_t k = 0; k < idx.size(); ++k) {
+    get(p, &v[k], idx[k], idx[k]);
+    v[k] = a * v[k] + b;
+  }
+  return v;
+}
+
 const Change kChanges[] = {
     {"rhs",
      [](QNDAprob p, const std::vector<double> &) {
        // 20 right-hand sides scaled by 1.01.
-       std::vector<int> rows;
-       std::vector<double> rhs(20);
-       for (int i = 0; i < 20; ++i) rows.push_back(i * count(p, QNDA_ROWS) / 20);
-       for (int k = 0; k < 20; ++k) {
-         QNDAgetrhs(p, &rhs[k], rows[k], rows[k]);
-         rhs[k] *= 1.01;
-       }
+       std::vector<int> rows = spread(count(p, QNDA_ROWS));
+       std::vector<double> rhs = values(p, QNDAgetrhs, rows, 1.01, 0.0);
        ASSERT_EQ(QNDAchgrhs(p, 20, rows.data(), rhs.data()), 0);
      }},
     {"cost",
      [](QNDAprob p, const std::vector<double> &) {
-       std::vector<int> cols;
-       std::vector<double> c(20);
-       for (int k = 0; k < 20; ++k) cols.push_back(k * count(p, QNDA_COLS) / 20);
-       for (int k = 0; k < 20; ++k) {
-         QNDAgetobj(p, &c[k], cols[k], cols[k]);
-         c[k] = c[k] * 1.05 + 0.01;
-       }
+       std::vector<int> cols = spread(count(p, QNDA_COLS));
+       std::vector<double> c = values(p, QNDAgetobj, cols, 1.05, 0.01);
        ASSERT_EQ(QNDAchgobj(p, 20, cols.data(), c.data()), 0);
      }},
     {"bound",

@@ -96,6 +96,20 @@ std::vector<HighsInt> differing(int n, Same same) {
   return out;
 }
 
+// Passes lo and up at set to change (a HiGHS bounds call); false when the
+// engine refuses.
+template <class Change>
+bool change_bounds(const std::vector<HighsInt> &set, const std::vector<double> &lo,
+                   const std::vector<double> &up, Change change) {
+  if (set.empty()) return true;
+  std::vector<double> l, u;
+  for (HighsInt k : set) {
+    l.push_back(lo[k]);
+    u.push_back(up[k]);
+  }
+  return change(l.data(), u.data()) != HighsStatus::kError;
+}
+
 bool sync_columns_added(Highs &h, const FlatModel &m, int keep_c, int keep_r) {
   const int n = m.ncols - keep_c;
   if (n <= 0) return true;
@@ -167,7 +181,7 @@ bool sync_model(Highs &h, const KeptIds &kept, const FlatModel &m,
   const HighsLp &lp = h.getLp();
   std::vector<HighsInt> set = differing(keep_c, [&](int j) { return lp.col_cost_[j] == m.obj[j]; });
   counts.costs = static_cast<int>(set.size());
-  std::vector<double> v1, v2;
+  std::vector<double> v1;
   if (!set.empty()) {
     for (HighsInt j : set) v1.push_back(m.obj[j]);
     if (h.changeColsCost(counts.costs, set.data(), v1.data()) == HighsStatus::kError) return false;
@@ -175,30 +189,18 @@ bool sync_model(Highs &h, const KeptIds &kept, const FlatModel &m,
   set = differing(
       keep_c, [&](int j) { return lp.col_lower_[j] == m.lb[j] && lp.col_upper_[j] == m.ub[j]; });
   counts.bounds = static_cast<int>(set.size());
-  if (!set.empty()) {
-    v1.clear();
-    v2.clear();
-    for (HighsInt j : set) {
-      v1.push_back(m.lb[j]);
-      v2.push_back(m.ub[j]);
-    }
-    if (h.changeColsBounds(counts.bounds, set.data(), v1.data(), v2.data()) == HighsStatus::kError)
-      return false;
-  }
+  if (!change_bounds(set, m.lb, m.ub, [&](const double *lo, const double *up) {
+        return h.changeColsBounds(counts.bounds, set.data(), lo, up);
+      }))
+    return false;
   set = differing(keep_r, [&](int i) {
     return lp.row_lower_[i] == m.rowlo[i] && lp.row_upper_[i] == m.rowup[i];
   });
   counts.rhs = static_cast<int>(set.size());
-  if (!set.empty()) {
-    v1.clear();
-    v2.clear();
-    for (HighsInt i : set) {
-      v1.push_back(m.rowlo[i]);
-      v2.push_back(m.rowup[i]);
-    }
-    if (h.changeRowsBounds(counts.rhs, set.data(), v1.data(), v2.data()) == HighsStatus::kError)
-      return false;
-  }
+  if (!change_bounds(set, m.rowlo, m.rowup, [&](const double *lo, const double *up) {
+        return h.changeRowsBounds(counts.rhs, set.data(), lo, up);
+      }))
+    return false;
   const ObjSense sense = m.sense < 0 ? ObjSense::kMaximize : ObjSense::kMinimize;
   if (lp.sense_ != sense && h.changeObjectiveSense(sense) == HighsStatus::kError) return false;
   if (lp.offset_ != m.obj_constant &&
