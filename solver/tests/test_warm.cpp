@@ -87,6 +87,21 @@ std::vector<double> values(QNDAprob p, int (*get)(QNDAprob, double *, int, int),
   return v;
 }
 
+// Deletes two rows that bind (their slack nonbasic: the engine must mend
+// the basis) or that do not (a cut loop drops those).
+void delete_rows(QNDAprob p, bool binding) {
+  std::vector<double> slack(count(p, QNDA_ROWS));
+  QNDAgetlpsol(p, nullptr, slack.data(), nullptr, nullptr);
+  std::vector<int> rowstat(slack.size());
+  QNDAgetbasis(p, rowstat.data(), nullptr);
+  std::vector<int> rows;
+  for (int i = 0; i < static_cast<int>(slack.size()) && rows.size() < 2; ++i)
+    if ((rowstat[i] != QNDA_BASIC) == binding && (binding || std::fabs(slack[i]) > 1e-3))
+      rows.push_back(i);
+  if (rows.empty()) rows = {3, 11};  // no solution to look at
+  ASSERT_EQ(QNDAdelrows(p, static_cast<int>(rows.size()), rows.data()), 0);
+}
+
 const Change kChanges[] = {
     {"rhs",
      [](QNDAprob p, const std::vector<double> &) {
@@ -151,18 +166,8 @@ const Change kChanges[] = {
          ++done;
        }
      }},
-    {"delete row",
-     [](QNDAprob p, const std::vector<double> &) {
-       // Two rows that do not bind (a cut-loop drops those); a binding row
-       // leaves the basis short and costs the engine a repair.
-       std::vector<double> slack(count(p, QNDA_ROWS));
-       QNDAgetlpsol(p, nullptr, slack.data(), nullptr, nullptr);
-       std::vector<int> rows;
-       for (int i = 0; i < static_cast<int>(slack.size()) && rows.size() < 2; ++i)
-         if (std::fabs(slack[i]) > 1e-3) rows.push_back(i);
-       if (rows.empty()) rows = {3, 11};  // no solution to look at
-       ASSERT_EQ(QNDAdelrows(p, static_cast<int>(rows.size()), rows.data()), 0);
-     }},
+    {"delete row", [](QNDAprob p, const std::vector<double> &) { delete_rows(p, false); }},
+    {"delete binding row", [](QNDAprob p, const std::vector<double> &) { delete_rows(p, true); }},
     {"delete column",
      [](QNDAprob p, const std::vector<double> &x) {
        // One column in the solution and one at zero.
@@ -218,8 +223,13 @@ TEST_P(Warm, ResolveIsShortAndEqualsColdSolve) {
   ASSERT_EQ(warm.status, cold.status);
   if (cold.status == QNDA_LP_OPTIMAL)
     EXPECT_TRUE(same_obj(warm.obj, cold.obj)) << warm.obj << " vs " << cold.obj;
-  // A cold start needs a good share of the first solve's iterations.
-  EXPECT_LT(warm.iters, first.iters / 5) << "cold: " << cold.iters;
+  // A cold start needs a good share of the first solve's iterations.  A
+  // binding row deleted leaves the basis short: the engine mends it, at a
+  // cost, but still well below a cold start.
+  if (std::string(GetParam().change->what) == "delete binding row")
+    EXPECT_LT(warm.iters, cold.iters / 2);
+  else
+    EXPECT_LT(warm.iters, first.iters / 5) << "cold: " << cold.iters;
 }
 
 std::vector<WarmCase> warm_cases() {
