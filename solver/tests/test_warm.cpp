@@ -292,3 +292,91 @@ TEST_F(Warm, CopiesDoNotShareTheKeptEngine) {
 }
 
 }  // namespace
+
+namespace {
+
+double mip_obj(QNDAprob p) {
+  EXPECT_EQ(QNDAmipoptimize(p, ""), 0);
+  int st = -1;
+  double v = 0;
+  QNDAgetintattrib(p, QNDA_MIPSTATUS, &st);
+  EXPECT_EQ(st, QNDA_MIP_OPTIMAL);
+  QNDAgetdblattrib(p, QNDA_MIPOBJVAL, &v);
+  return v;
+}
+
+double cold_mip_obj(QNDAprob p) {
+  QNDAprob q = nullptr;
+  EXPECT_EQ(QNDAcreateprob(&q), 0);
+  EXPECT_EQ(QNDAcopyprob(q, p, "cold"), 0);
+  QNDAsetintcontrol(q, QNDA_OUTPUTLOG, 0);
+  const double v = mip_obj(q);
+  QNDAdestroyprob(q);
+  return v;
+}
+
+// MIP and LP solves take turns on one kept engine, with bound and type
+// changes and a reformulated (partially integer) column between them.
+TEST_F(Warm, MipAndRelaxationTakeTurnsOnTheKeptEngine) {
+  ASSERT_EQ(QNDAreadprob(p, instance("egout.mps").c_str(), ""), 0);
+  std::string types(count(p, QNDA_COLS), ' ');
+  QNDAgetcoltype(p, &types[0], 0, static_cast<int>(types.size()) - 1);
+  std::vector<int> ints;
+  for (int j = 0; j < static_cast<int>(types.size()); ++j)
+    if (types[j] != 'C') ints.push_back(j);
+  ASSERT_GE(ints.size(), 3u);
+  mip_obj(p);
+
+  const double zero = 0.0;
+  ASSERT_EQ(QNDAchgbounds(p, 1, &ints[0], "U", &zero), 0);
+  EXPECT_TRUE(same_obj(mip_obj(p), cold_mip_obj(p)));
+
+  const Solved lp = lpsolve(p);  // the relaxation on the same engine
+  EXPECT_TRUE(same_obj(lp.obj, cold_solve(p).obj));
+
+  ASSERT_EQ(QNDAchgcoltype(p, 1, &ints[1], "C"), 0);
+  EXPECT_TRUE(same_obj(mip_obj(p), cold_mip_obj(p)));
+
+  const double limit = 0.5;
+  ASSERT_EQ(QNDAchgcoltype(p, 1, &ints[2], "P"), 0);
+  ASSERT_EQ(QNDAchgglblimit(p, 1, &ints[2], &limit), 0);
+  EXPECT_TRUE(same_obj(mip_obj(p), cold_mip_obj(p)));
+  ASSERT_EQ(QNDAchgcoltype(p, 1, &ints[2], "I"), 0);
+  EXPECT_TRUE(same_obj(mip_obj(p), cold_mip_obj(p)));
+  EXPECT_TRUE(same_obj(lpsolve(p).obj, cold_solve(p).obj));
+}
+
+}  // namespace
+
+namespace {
+
+void collect(QNDAprob, void *data, const char *msg, int, int) {
+  if (msg) static_cast<std::vector<std::string> *>(data)->push_back(msg);
+}
+
+// The log reaches the handlers from the kept instance, which reports the
+// changes it took, and an interrupt stops a warm solve.
+TEST_F(Warm, LogAndInterruptWorkOnTheKeptEngine) {
+  ASSERT_EQ(QNDAreadprob(p, instance("scrs8.mps").c_str(), ""), 0);
+  const Solved first = lpsolve(p);
+  std::vector<std::string> lines;
+  ASSERT_EQ(QNDAaddcbmessage(p, collect, &lines, 0), 0);
+  ASSERT_EQ(QNDAsetintcontrol(p, QNDA_LOGLEVEL, 2), 0);
+  kChanges[0].apply(p, first.x);
+  lpsolve(p);
+  bool warm_line = false;
+  for (const std::string &l : lines) warm_line = warm_line || l.rfind("Warm start: ", 0) == 0;
+  EXPECT_TRUE(warm_line);
+  EXPECT_GT(lines.size(), 3u);
+
+  kChanges[1].apply(p, first.x);
+  ASSERT_EQ(QNDAinterrupt(p, QNDA_STOP_USER), 0);
+  EXPECT_EQ(QNDAlpoptimize(p, ""), 0);
+  EXPECT_EQ(count(p, QNDA_STOPSTATUS), QNDA_STOP_USER);
+  // The next one runs to the end from the kept state.
+  const Solved after = lpsolve(p);
+  EXPECT_EQ(after.status, QNDA_LP_OPTIMAL);
+  EXPECT_TRUE(same_obj(after.obj, cold_solve(p).obj));
+}
+
+}  // namespace

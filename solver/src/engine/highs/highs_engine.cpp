@@ -351,7 +351,8 @@ class HighsEngine final : public Engine {
     const double offset = m.obj_constant;
     // Options of the last optimisation go first: only what differs from
     // HiGHS's defaults is set.
-    if (kept_.valid) h.resetOptions();
+    if (!fresh_) h.resetOptions();
+    fresh_ = false;
     apply_settings(h, s, mip, qp);
     prepare_threads(h, s.threads);
 
@@ -470,7 +471,8 @@ class HighsEngine final : public Engine {
   std::unique_ptr<Highs> hp_;
   Highs &h_;
   CallbackData cb_;
-  KeptIds kept_;  // the model h_ holds (valid: the last optimisation ran on it)
+  bool fresh_ = true;  // h_ has the default options
+  KeptIds kept_;       // the model h_ holds (valid: the last optimisation ran on it)
 };
 
 }  // namespace
