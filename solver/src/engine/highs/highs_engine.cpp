@@ -371,6 +371,13 @@ class HighsEngine final : public Engine {
                                 std::to_string(counts.bounds + counts.costs + counts.rhs +
                                                counts.coefs + counts.types) +
                                 " values changed");
+      // Only costs changed: the kept basis is still primal feasible, so the
+      // primal simplex finishes from it (the dual would start with a
+      // repair).  Other changes keep it dual feasible: HiGHS's dual default.
+      if (!mip && !qp && s.lp_algorithm == 1 && counts.costs > 0 && counts.only_costs()) {
+        h.setOptionValue("solver", "simplex");
+        h.setOptionValue("simplex_strategy", static_cast<HighsInt>(4));
+      }
     } else {
       HighsModel hm;
       move_into(m, hm, s.mip);

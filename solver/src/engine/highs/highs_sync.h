@@ -25,6 +25,10 @@ struct KeptIds {
 struct SyncCounts {
   int del_cols = 0, del_rows = 0, add_cols = 0, add_rows = 0;
   int bounds = 0, costs = 0, rhs = 0, coefs = 0, types = 0;
+
+  bool only_costs() const {
+    return del_cols + del_rows + add_cols + add_rows + bounds + rhs + coefs + types == 0;
+  }
 };
 
 // Applies to h (which holds the model kept describes) what differs in m,
