@@ -380,3 +380,20 @@ TEST_F(Warm, LogAndInterruptWorkOnTheKeptEngine) {
 }
 
 }  // namespace
+
+namespace {
+
+// After costs alone changed the primal simplex finishes from the kept basis;
+// after right-hand sides the dual does.
+TEST_F(Warm, AlgorithmFollowsTheKindOfChange) {
+  ASSERT_EQ(QNDAreadprob(p, instance("perold.mps").c_str(), ""), 0);
+  const Solved first = lpsolve(p);
+  kChanges[1].apply(p, first.x);  // costs
+  lpsolve(p);
+  EXPECT_EQ(count(p, QNDA_ALGORITHM_ATTR), 3);
+  kChanges[0].apply(p, first.x);  // right-hand sides
+  lpsolve(p);
+  EXPECT_EQ(count(p, QNDA_ALGORITHM_ATTR), 2);
+}
+
+}  // namespace

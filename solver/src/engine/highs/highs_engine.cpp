@@ -358,6 +358,7 @@ class HighsEngine final : public Engine {
 
     const std::vector<HighsVarType> integ = engine_integrality(m, s.mip);
     SyncCounts counts;
+    bool primal = s.lp_algorithm == 3;  // the LP runs the primal simplex
     KeptIds ids;
     ids.take(m);
     r.warm = sync_model(h, kept_, m, integ, counts);
@@ -375,6 +376,7 @@ class HighsEngine final : public Engine {
       // primal simplex finishes from it (the dual would start with a
       // repair).  Other changes keep it dual feasible: HiGHS's dual default.
       if (!mip && !qp && s.lp_algorithm == 1 && counts.costs > 0 && counts.only_costs()) {
+        primal = true;
         h.setOptionValue("solver", "simplex");
         h.setOptionValue("simplex_strategy", static_cast<HighsInt>(4));
       }
@@ -420,7 +422,7 @@ class HighsEngine final : public Engine {
     else if (r.barrier_iter > 0)
       r.algorithm = 4;
     else
-      r.algorithm = s.lp_algorithm == 3 ? 3 : 2;
+      r.algorithm = primal ? 3 : 2;
     r.status = map_status(st, mip, cb);
     if (run == HighsStatus::kError && r.status == EngineStatus::Error && qp &&
         st == HighsModelStatus::kNotset) {
