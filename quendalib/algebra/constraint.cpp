@@ -26,11 +26,7 @@ constraint_new_bare(void)
     c->lb = -QUENDA_INFINITY;
     c->ub = QUENDA_INFINITY;
     c->name = quenda_id_name('R', c->id);
-    if (c->name == NULL) {
-        Py_DECREF(c);
-        return NULL;
-    }
-    return (PyObject *)c;
+    return quenda_keep_if((PyObject *)c, c->name != NULL);
 }
 
 static void
@@ -422,45 +418,12 @@ static PyMemberDef constraint_members[] =
      {"ub", T_DOUBLE, offsetof(constraint_object, ub), 0, "Upper bound"},
      {NULL}};
 
-PyTypeObject quenda_constraintType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.constraint", /* tp_name */
-    sizeof(constraint_object),                          /* tp_basicsize */
-    0,                                                  /* tp_itemsize */
-    constraint_dealloc,                                 /* tp_dealloc */
-    0,                                                  /* tp_vectorcall_offset */
-    0,                                                  /* tp_getattr */
-    0,                                                  /* tp_setattr */
-    0,                                                  /* tp_as_async */
-    constraint_str,                                     /* tp_repr */
-    0,                                                  /* tp_as_number */
-    0,                                                  /* tp_as_sequence */
-    0,                                                  /* tp_as_mapping */
-    0,                                                  /* tp_hash */
-    0,                                                  /* tp_call */
-    constraint_str,                                     /* tp_str */
-    0,                                                  /* tp_getattro */
-    0,                                                  /* tp_setattro */
-    0,                                                  /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,                                 /* tp_flags */
-    "Class for constraints of an optimization problem", /* tp_doc */
-    0,                                                  /* tp_traverse */
-    0,                                                  /* tp_clear */
-    0,                                                  /* tp_richcompare */
-    0,                                                  /* tp_weaklistoffset */
-    0,                                                  /* tp_iter */
-    0,                                                  /* tp_iternext */
-    constraint_methods,                                 /* tp_methods */
-    constraint_members,                                 /* tp_members */
-    0,                                                  /* tp_getset */
-    0,                                                  /* tp_base */
-    0,                                                  /* tp_dict */
-    0,                                                  /* tp_descr_get */
-    0,                                                  /* tp_descr_set */
-    0,                                                  /* tp_dictoffset */
-    constraint_init,                                    /* tp_init */
-    0,                                                  /* tp_alloc */
-    PyType_GenericNew,                                  /* tp_new */
-};
+PyTypeObject quenda_constraintType =
+    quenda_type_build("quenda.constraint", sizeof(constraint_object), Py_TPFLAGS_DEFAULT,
+                      "Class for constraints of an optimization problem", Py_tp_dealloc,
+                      constraint_dealloc, Py_tp_repr, constraint_str, Py_tp_str, constraint_str,
+                      Py_tp_methods, constraint_methods, Py_tp_members, constraint_members,
+                      Py_tp_init, constraint_init, Py_tp_new, PyType_GenericNew);
 
 /* ------------------------------------------------------------ registration */
 

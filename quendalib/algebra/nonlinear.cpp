@@ -921,47 +921,17 @@ static PyNumberMethods nonlin_as_number =
                            nonlin_abs, nonlin_iadd, nonlin_isub, nonlin_imul, nonlin_idiv,
                            nonlin_ipow);
 
-PyTypeObject quenda_nonlinType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.nonlinear", /* tp_name */
-    sizeof(nonlin_object),                             /* tp_basicsize */
-    0,                                                 /* tp_itemsize */
-    (destructor)nonlin_dealloc,                        /* tp_dealloc */
-    0,                                                 /* tp_vectorcall_offset */
-    0,                                                 /* tp_getattr */
-    0,                                                 /* tp_setattr */
-    0,                                                 /* tp_as_async */
-    nonlin_str,                                        /* tp_repr */
-    &nonlin_as_number,                                 /* tp_as_number */
-    0,                                                 /* tp_as_sequence */
-    0,                                                 /* tp_as_mapping */
-    0,                                                 /* tp_hash */
-    0,                                                 /* tp_call */
-    nonlin_str,                                        /* tp_str */
-    0,                                                 /* tp_getattro */
-    0,                                                 /* tp_setattro */
-    0,                                                 /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC,           /* tp_flags */
-    "Class for linear and quadratic nonlin. These can be used and\n"
-    "combined to create constraints and objective function of an\n"
-    "optimization problem.",       /* tp_doc */
-    (traverseproc)nonlin_traverse, /* tp_traverse */
-    (inquiry)nonlin_clear,         /* tp_clear */
-    nonlin_richcompare,            /* tp_richcompare */
-    0,                             /* tp_weaklistoffset */
-    0,                             /* tp_iter */
-    0,                             /* tp_iternext */
-    0,                             /* tp_methods */
-    nonlin_members,                /* tp_members */
-    nonlin_getset,                 /* tp_getset */
-    0,                             /* tp_base */
-    0,                             /* tp_dict */
-    0,                             /* tp_descr_get */
-    0,                             /* tp_descr_set */
-    0,                             /* tp_dictoffset */
-    (initproc)nonlin_init,         /* tp_init */
-    0,                             /* tp_alloc */
-    nonlin_tp_new,                 /* tp_new */
-};
+PyTypeObject quenda_nonlinType =
+    quenda_type_build("quenda.nonlinear", sizeof(nonlin_object),
+                      Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC,
+                      "Class for linear and quadratic nonlin. These can be used and\n"
+                      "combined to create constraints and objective function of an\n"
+                      "optimization problem.",
+                      Py_tp_dealloc, nonlin_dealloc, Py_tp_repr, nonlin_str, QUENDA_TP_AS_NUMBER,
+                      &nonlin_as_number, Py_tp_str, nonlin_str, Py_tp_traverse, nonlin_traverse,
+                      Py_tp_clear, nonlin_clear, Py_tp_richcompare, nonlin_richcompare,
+                      Py_tp_members, nonlin_members, Py_tp_getset, nonlin_getset, Py_tp_init,
+                      nonlin_init, Py_tp_new, nonlin_tp_new);
 
 /* ------------------------------------------------------------ registration */
 

@@ -386,32 +386,12 @@ static PyNumberMethods quadterm_as_number =
                            quadterm_neg, quadterm_abs, term_iadd, term_isub, term_imul, term_idiv,
                            term_ipow);
 
-PyTypeObject quenda_quadtermType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.quadterm", /* tp_name */
-    sizeof(quadterm_object),                          /* tp_basicsize */
-    0,                                                /* tp_itemsize */
-    quadterm_dealloc,                                 /* tp_dealloc */
-    0,                                                /* tp_vectorcall_offset */
-    0,                                                /* tp_getattr */
-    0,                                                /* tp_setattr */
-    0,                                                /* tp_as_async */
-    quadterm_str,                                     /* tp_repr */
-    &quadterm_as_number,                              /* tp_as_number */
-    0,                                                /* tp_as_sequence */
-    0,                                                /* tp_as_mapping */
-    0,                                                /* tp_hash */
-    0,                                                /* tp_call */
-    quadterm_str,                                     /* tp_str */
-    0,                                                /* tp_getattro */
-    0,                                                /* tp_setattro */
-    0,                                                /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,                               /* tp_flags */
+PyTypeObject quenda_quadtermType = quenda_type_build(
+    "quenda.quadterm", sizeof(quadterm_object), Py_TPFLAGS_DEFAULT,
     "Class for quadratic and bilinear terms alpha * x1 * x2. These can be used and\ncombined "
-    "to create constraints and objective function of an\noptimization problem.", /* tp_doc */
-    0,                                                                           /* tp_traverse */
-    0,                                                                           /* tp_clear */
-    algebra_richcompare, /* tp_richcompare */
-};
+    "to create constraints and objective function of an\noptimization problem.",
+    Py_tp_dealloc, quadterm_dealloc, Py_tp_repr, quadterm_str, QUENDA_TP_AS_NUMBER,
+    &quadterm_as_number, Py_tp_str, quadterm_str, Py_tp_richcompare, algebra_richcompare);
 
 /* ------------------------------------------------------------ registration */
 

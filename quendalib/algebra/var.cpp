@@ -38,11 +38,7 @@ var_base_new(void)
     if (v == NULL)
         return NULL;
     v->name = quenda_id_name('C', v->id);
-    if (v->name == NULL) {
-        Py_DECREF(v);
-        return NULL;
-    }
-    return (PyObject *)v;
+    return quenda_keep_if((PyObject *)v, v->name != NULL);
 }
 
 static int
@@ -325,45 +321,13 @@ static PyMemberDef var_members[] =
       "integer (3)"},
      {NULL}};
 
-PyTypeObject quenda_varType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.var",      /* tp_name */
-    sizeof(var_object),                               /* tp_basicsize */
-    0,                                                /* tp_itemsize */
-    var_dealloc,                                      /* tp_dealloc */
-    0,                                                /* tp_vectorcall_offset */
-    0,                                                /* tp_getattr */
-    0,                                                /* tp_setattr */
-    0,                                                /* tp_as_async */
-    var_str,                                          /* tp_repr */
-    &var_as_number,                                   /* tp_as_number */
-    0,                                                /* tp_as_sequence */
-    0,                                                /* tp_as_mapping */
-    var_hash,                                         /* tp_hash */
-    0,                                                /* tp_call */
-    var_str,                                          /* tp_str */
-    0,                                                /* tp_getattro */
-    0,                                                /* tp_setattro */
-    0,                                                /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,                               /* tp_flags */
-    "Class for variables of an optimization problem", /* tp_doc */
-    0,                                                /* tp_traverse */
-    0,                                                /* tp_clear */
-    algebra_richcompare,                              /* tp_richcompare */
-    0,                                                /* tp_weaklistoffset */
-    0,                                                /* tp_iter */
-    0,                                                /* tp_iternext */
-    0,                                                /* tp_methods */
-    var_members,                                      /* tp_members */
-    0,                                                /* tp_getset */
-    0,                                                /* tp_base */
-    0,                                                /* tp_dict */
-    0,                                                /* tp_descr_get */
-    0,                                                /* tp_descr_set */
-    0,                                                /* tp_dictoffset */
-    var_init,                                         /* tp_init */
-    0,                                                /* tp_alloc */
-    PyType_GenericNew,                                /* tp_new */
-};
+PyTypeObject quenda_varType =
+    quenda_type_build("quenda.var", sizeof(var_object), Py_TPFLAGS_DEFAULT,
+                      "Class for variables of an optimization problem", Py_tp_dealloc, var_dealloc,
+                      Py_tp_repr, var_str, QUENDA_TP_AS_NUMBER, &var_as_number, Py_tp_hash,
+                      var_hash, Py_tp_str, var_str, Py_tp_richcompare, algebra_richcompare,
+                      Py_tp_members, var_members, Py_tp_init, var_init, Py_tp_new,
+                      PyType_GenericNew);
 
 /* ------------------------------------------------------------ registration */
 

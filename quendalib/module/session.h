@@ -52,6 +52,25 @@ extern int (*quenda_session_open_hook)(void);
  * owner: the problem or branching object the call used, the module, or NULL
  * for the global environment. */
 void setQndaErrIfNull(PyObject *owner, PyObject *result);
+/* The same, handing the result back: the last line of a Python-facing call. */
+inline PyObject *
+quenda_result(PyObject *owner, PyObject *result)
+{
+    setQndaErrIfNull(owner, result);
+    return result;
+}
+
+/* A new object when its last field was filled (ok), else NULL with the
+ * object released: the end of a constructor. */
+inline PyObject *
+quenda_keep_if(PyObject *obj, bool ok)
+{
+    if (!ok) {
+        Py_DECREF(obj);
+        return NULL;
+    }
+    return obj;
+}
 
 /* Last error recorded on an owner's library handle: writes the code and up
  * to maxbytes of message (zero-terminated). */

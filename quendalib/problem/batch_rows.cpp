@@ -386,6 +386,5 @@ done:
     Py_XDECREF(fc);
     Py_XDECREF(fk);
     reg_batch_release(&b);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }

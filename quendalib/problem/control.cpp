@@ -62,58 +62,67 @@ ca_read_string(F getter, PyObject **out)
     return *out == NULL ? -1 : 0;
 }
 
+static PyObject *
+ca_box(int v)
+{
+    return PyLong_FromLong(v);
+}
+
+static PyObject *
+ca_box(QNDAint64 v)
+{
+    return PyLong_FromLongLong(v);
+}
+
+static PyObject *
+ca_box(double v)
+{
+    return PyFloat_FromDouble(v);
+}
+
+/* One number read by get (a control or an attribute getter of either
+ * library) into *out; the codes as ca_read's. */
+template<class H, class T>
+static int
+ca_read_number(H h, long id, int (*get)(H, int, T *), PyObject **out)
+{
+    T v = 0;
+    int rc = get(h, (int)id, &v);
+    if (rc == 0 && (*out = ca_box(v)) == NULL)
+        return -1;
+    return rc;
+}
+
 /* Reads one control or attribute value from raw handles into *out (new
  * reference).  Returns 0, the library's non-zero code (no Python exception
  * set), or -1 with a Python exception set. */
 static int
 ca_read(QNDAprob qp, QSLPprob sp, long id, int type, int slp, int is_attr, PyObject **out)
 {
-    int iv = 0, rc;
-    QNDAint64 lv = 0;
-    double dv = 0.0;
-
     *out = NULL;
     if (slp) {
+        /* The nonlinear library reads integers, doubles and string controls only. */
         if (sp == NULL)
             return QNDA_ERR_STATE;
-        switch (type) {
-        case CTRL_TYPE_INT:
-            rc = is_attr ? QSLPgetintattrib(sp, (int)id, &iv) : QSLPgetintcontrol(sp, (int)id, &iv);
-            if (rc == 0 && (*out = PyLong_FromLong(iv)) == NULL)
-                return -1;
-            return rc;
-        case CTRL_TYPE_DOUBLE:
-            rc = is_attr ? QSLPgetdblattrib(sp, (int)id, &dv) : QSLPgetdblcontrol(sp, (int)id, &dv);
-            if (rc == 0 && (*out = PyFloat_FromDouble(dv)) == NULL)
-                return -1;
-            return rc;
-        case CTRL_TYPE_STRING:
-            if (is_attr)
-                return QNDA_ERR_TYPE;
-            return ca_read_string([&](char *b, int m,
-                                      int *n) { return QSLPgetstrcontrol(sp, (int)id, b, m, n); },
-                                  out);
-        default: return QNDA_ERR_TYPE;
-        }
+        if (type == CTRL_TYPE_INT)
+            return ca_read_number(sp, id, is_attr ? QSLPgetintattrib : QSLPgetintcontrol, out);
+        if (type == CTRL_TYPE_DOUBLE)
+            return ca_read_number(sp, id, is_attr ? QSLPgetdblattrib : QSLPgetdblcontrol, out);
+        if (type != CTRL_TYPE_STRING || is_attr)
+            return QNDA_ERR_TYPE;
+        return ca_read_string([&](char *b, int m,
+                                  int *n) { return QSLPgetstrcontrol(sp, (int)id, b, m, n); },
+                              out);
     }
     if (qp == NULL)
         return QNDA_ERR_STATE;
     switch (type) {
     case CTRL_TYPE_INT:
-        rc = is_attr ? QNDAgetintattrib(qp, (int)id, &iv) : QNDAgetintcontrol(qp, (int)id, &iv);
-        if (rc == 0 && (*out = PyLong_FromLong(iv)) == NULL)
-            return -1;
-        return rc;
+        return ca_read_number(qp, id, is_attr ? QNDAgetintattrib : QNDAgetintcontrol, out);
     case CTRL_TYPE_INT64:
-        rc = is_attr ? QNDAgetintattrib64(qp, (int)id, &lv) : QNDAgetintcontrol64(qp, (int)id, &lv);
-        if (rc == 0 && (*out = PyLong_FromLongLong(lv)) == NULL)
-            return -1;
-        return rc;
+        return ca_read_number(qp, id, is_attr ? QNDAgetintattrib64 : QNDAgetintcontrol64, out);
     case CTRL_TYPE_DOUBLE:
-        rc = is_attr ? QNDAgetdblattrib(qp, (int)id, &dv) : QNDAgetdblcontrol(qp, (int)id, &dv);
-        if (rc == 0 && (*out = PyFloat_FromDouble(dv)) == NULL)
-            return -1;
-        return rc;
+        return ca_read_number(qp, id, is_attr ? QNDAgetdblattrib : QNDAgetdblcontrol, out);
     case CTRL_TYPE_STRING:
         if (is_attr)
             return ca_read_string([&](char *b, int m,
@@ -658,16 +667,14 @@ PyObject *
 problem_getControl(PyObject *self, PyObject *args)
 {
     PyObject *res = problem_get_common(self, args, 0);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 PyObject *
 problem_getAttrib(PyObject *self, PyObject *args)
 {
     PyObject *res = problem_get_common(self, args, 1);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 /* Checks every entry of a dict name -> value; 0, or -1 at the first bad
@@ -706,8 +713,7 @@ problem_setControl(PyObject *self, PyObject *args)
     res = Py_NewRef(Py_None);
 done:
     Py_XDECREF(pairs);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 /* ------------------------------------------------------------------ */
@@ -761,8 +767,7 @@ quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs)
         res = Py_NewRef(Py_None);
 done:
     Py_XDECREF(pairs);
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }
 
 PyObject *
@@ -785,17 +790,10 @@ ctrl_base(PyObject *prob)
     if (self == NULL)
         return NULL;
     self->dict = PyDict_New();
-    if (self->dict == NULL)
-        goto error;
-    if (prob != NULL) {
+    if (self->dict != NULL && prob != NULL)
         self->probref = PyWeakref_NewRef(prob, NULL);
-        if (self->probref == NULL)
-            goto error;
-    }
-    return (PyObject *)self;
-error:
-    Py_DECREF(self);
-    return NULL;
+    return quenda_keep_if((PyObject *)self,
+                          self->dict != NULL && (prob == NULL || self->probref != NULL));
 }
 
 PyObject *
@@ -804,14 +802,9 @@ ctrl_copy(PyObject *ctrl, PyObject *prob)
     ctrl_s *res = (ctrl_s *)ctrl_base(prob);
     if (res == NULL)
         return NULL;
-    if (((ctrl_s *)ctrl)->dict != NULL) {
+    if (((ctrl_s *)ctrl)->dict != NULL)
         Py_SETREF(res->dict, PyDict_Copy(((ctrl_s *)ctrl)->dict));
-        if (res->dict == NULL) {
-            Py_DECREF(res);
-            return NULL;
-        }
-    }
-    return (PyObject *)res;
+    return quenda_keep_if((PyObject *)res, res->dict != NULL);
 }
 
 static void
@@ -898,22 +891,9 @@ ctrl_str(PyObject *self)
 static PyGetSetDef ctrl_getset[] = {{(char *)"__dict__", PyObject_GenericGetDict, NULL, NULL, NULL},
                                     {NULL, NULL, NULL, NULL, NULL}};
 
-PyTypeObject quenda_ctrlType = {
-    QUENDA_TYPE_HEAD("quenda.control", sizeof(ctrl_s), ctrl_dealloc, ctrl_str, ctrl_str,
-                     ctrl_getattro, ctrl_setattro, Py_TPFLAGS_DEFAULT,
-                     "Controls of a problem, or the module's defaults for new problems"),
-    0,                      /* tp_traverse */
-    0,                      /* tp_clear */
-    0,                      /* tp_richcompare */
-    0,                      /* tp_weaklistoffset */
-    0,                      /* tp_iter */
-    0,                      /* tp_iternext */
-    0,                      /* tp_methods */
-    0,                      /* tp_members */
-    ctrl_getset,            /* tp_getset */
-    0,                      /* tp_base */
-    0,                      /* tp_dict */
-    0,                      /* tp_descr_get */
-    0,                      /* tp_descr_set */
-    offsetof(ctrl_s, dict), /* tp_dictoffset */
-};
+PyTypeObject quenda_ctrlType =
+    quenda_type_build("quenda.control", sizeof(ctrl_s), Py_TPFLAGS_DEFAULT,
+                      "Controls of a problem, or the module's defaults for new problems",
+                      Py_tp_dealloc, ctrl_dealloc, Py_tp_repr, ctrl_str, Py_tp_str, ctrl_str,
+                      Py_tp_getattro, ctrl_getattro, Py_tp_setattro, ctrl_setattro, Py_tp_getset,
+                      ctrl_getset, QUENDA_TP_DICTOFFSET, offsetof(ctrl_s, dict));

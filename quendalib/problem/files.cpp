@@ -69,8 +69,7 @@ files_name(problem_s *p, namechunk *nc, int type, int i, int n)
     nc->next += len + 1;
     return res;
 libfail:
-    setQndaErrIfNull((PyObject *)p, NULL);
-    return NULL;
+    return quenda_result((PyObject *)p, NULL);
 }
 
 /* Appends obj (stolen) to lst and maps id to index i.  0, or -1 with msg
@@ -292,8 +291,7 @@ problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
     res = Py_NewRef(Py_None);
 done:
     qarr_free(&nc.buf);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyObject *
@@ -322,8 +320,7 @@ problem_write(PyObject *self, PyObject *args, PyObject *kwargs)
         goto done;
     res = Py_NewRef(Py_None);
 done:
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 PyMethodDef problem_files_methods[] = {{"read", (PyCFunction)(void (*)(void))problem_read,
