@@ -232,17 +232,29 @@ nonlin_arg_size(PyObject *node)
     return 1;
 }
 
+/* The argument list of a node (borrowed, may be NULL); NULL with ModelError
+ * when node is not one, worded by which ("first", "next"). */
+static PyObject *
+nonlin_args_of(PyObject *node, const char *which, int *bad)
+{
+    *bad = node == NULL || !NONLIN_CHECK(node);
+    if (*bad) {
+        PyErr_Format(quenda_ModelError,
+                     "Accessing %s argument list of an object that is not a nonlinear expression",
+                     which);
+        return NULL;
+    }
+    return ((nonlin_object *)node)->args;
+}
+
 PyObject *
 nonlin_arg_first(PyObject *node, Py_ssize_t *index)
 {
-    PyObject *args;
-    if (node == NULL || !NONLIN_CHECK(node)) {
-        PyErr_SetString(quenda_ModelError, "Accessing first argument list of an object that is not "
-                                           "a nonlinear expression");
+    int bad;
+    PyObject *args = nonlin_args_of(node, "first", &bad);
+    if (bad)
         return NULL;
-    }
     *index = 0;
-    args = ((nonlin_object *)node)->args;
     if (args == NULL)
         return NULL;
     if (PyList_Check(args) || PyTuple_Check(args))
@@ -253,13 +265,10 @@ nonlin_arg_first(PyObject *node, Py_ssize_t *index)
 PyObject *
 nonlin_arg_next(PyObject *node, Py_ssize_t *index)
 {
-    PyObject *args;
-    if (node == NULL || !NONLIN_CHECK(node)) {
-        PyErr_SetString(quenda_ModelError, "Accessing next argument list of an object that is not "
-                                           "a nonlinear expression");
+    int bad;
+    PyObject *args = nonlin_args_of(node, "next", &bad);
+    if (bad)
         return NULL;
-    }
-    args = ((nonlin_object *)node)->args;
     ++*index;
     if (args == NULL || !(PyList_Check(args) || PyTuple_Check(args)))
         return NULL;

@@ -179,11 +179,13 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
     return quenda_model_error(bad);
 }
 
+/* a + b and a - b (Op ALG_ADD, ALG_SUB): one body, the sign a constant. */
+template<int Op>
 static PyObject *
-quadterm_add(PyObject *a, PyObject *b)
+quadterm_addsub(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
-    PyObject *front = algebra_front(ALG_ADD, EXPR_QUADTERM, a, b, ka, kb);
+    PyObject *front = algebra_front(Op, EXPR_QUADTERM, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
@@ -191,22 +193,7 @@ quadterm_add(PyObject *a, PyObject *b)
             return NULL;
         return quenda_model_error("Invalid operands in sum with quadratic term");
     }
-    return quadterm_alg_sum(a, b, 1.0);
-}
-
-static PyObject *
-quadterm_sub(PyObject *a, PyObject *b)
-{
-    int ka = expr_kind(a), kb = expr_kind(b);
-    PyObject *front = algebra_front(ALG_SUB, EXPR_QUADTERM, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
-    if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
-        if (getExprType(a) < 0 || getExprType(b) < 0)
-            return NULL;
-        return quenda_model_error("Invalid operands in sum with quadratic term");
-    }
-    return quadterm_alg_sum(a, b, -1.0);
+    return quadterm_alg_sum(a, b, Op == ALG_ADD ? 1.0 : -1.0);
 }
 
 /* ------------------------------------------------------------ product */
@@ -382,9 +369,9 @@ quadterm_str(PyObject *self)
 /* ------------------------------------------------------------ type */
 
 static PyNumberMethods quadterm_as_number =
-    algebra_number_methods(quadterm_add, quadterm_sub, quadterm_mul, quadterm_div, quadterm_pow,
-                           quadterm_neg, quadterm_abs, term_iadd, term_isub, term_imul, term_idiv,
-                           term_ipow);
+    algebra_number_methods(quadterm_addsub<ALG_ADD>, quadterm_addsub<ALG_SUB>, quadterm_mul,
+                           quadterm_div, quadterm_pow, quadterm_neg, quadterm_abs, term_iadd,
+                           term_isub, term_imul, term_idiv, term_ipow);
 
 PyTypeObject quenda_quadtermType = quenda_type_build(
     "quenda.quadterm", sizeof(quadterm_object), Py_TPFLAGS_DEFAULT,

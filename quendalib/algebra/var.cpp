@@ -151,23 +151,27 @@ var_const(PyObject *o, double *k)
     return (*k == -1.0 && PyErr_Occurred()) ? -1 : 0;
 }
 
+/* a + b and a - b (Op ALG_ADD, ALG_SUB): one body, the sign a constant
+ * that the compiler folds in. */
+template<int Op>
 static PyObject *
-var_add(PyObject *a, PyObject *b)
+var_addsub(PyObject *a, PyObject *b)
 {
+    constexpr double sign = Op == ALG_ADD ? 1.0 : -1.0;
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_ADD, EXPR_VARIABLE, a, b, ka, kb);
+    PyObject *front = algebra_front(Op, EXPR_VARIABLE, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
-            return algebra_linterm_new(2.0, a);
-        return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, 1.0, var_alloc_msg);
+            return Op == ALG_ADD ? algebra_linterm_new(2.0, a) : PyFloat_FromDouble(0.0);
+        return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, sign, var_alloc_msg);
     }
     if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
         if (var_const(a, &k) < 0)
             return NULL;
-        return algebra_ctor.expression_from_lin(k, b, 1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(k, b, sign, NULL, 0.0, var_alloc_msg);
     }
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
@@ -176,39 +180,10 @@ var_add(PyObject *a, PyObject *b)
             Py_INCREF(a);
             return a;
         }
-        return algebra_ctor.expression_from_lin(k, a, 1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(sign * k, a, 1.0, NULL, 0.0, var_alloc_msg);
     }
-    return quenda_model_error("Invalid operands in addition");
-}
-
-static PyObject *
-var_sub(PyObject *a, PyObject *b)
-{
-    int ka = expr_kind(a), kb = expr_kind(b);
-    double k;
-    PyObject *front = algebra_front(ALG_SUB, EXPR_VARIABLE, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
-    if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
-        if (VAR_ID(a) == VAR_ID(b))
-            return PyFloat_FromDouble(0.0);
-        return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, -1.0, var_alloc_msg);
-    }
-    if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
-        if (var_const(a, &k) < 0)
-            return NULL;
-        return algebra_ctor.expression_from_lin(k, b, -1.0, NULL, 0.0, var_alloc_msg);
-    }
-    if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
-        if (var_const(b, &k) < 0)
-            return NULL;
-        if (k == 0.0) {
-            Py_INCREF(a);
-            return a;
-        }
-        return algebra_ctor.expression_from_lin(-k, a, 1.0, NULL, 0.0, var_alloc_msg);
-    }
-    return quenda_model_error("Invalid operands in subtraction");
+    return quenda_model_error(Op == ALG_ADD ? "Invalid operands in addition"
+                                            : "Invalid operands in subtraction");
 }
 
 static PyObject *
@@ -307,8 +282,8 @@ var_abs(PyObject *a)
 /* ------------------------------------------------------------ type */
 
 static PyNumberMethods var_as_number =
-    algebra_number_methods(var_add, var_sub, var_mul, var_div, var_pow, var_neg, var_abs, term_iadd,
-                           term_isub, term_imul, term_idiv, term_ipow);
+    algebra_number_methods(var_addsub<ALG_ADD>, var_addsub<ALG_SUB>, var_mul, var_div, var_pow,
+                           var_neg, var_abs, term_iadd, term_isub, term_imul, term_idiv, term_ipow);
 
 static PyMemberDef var_members[] =
     {{"name", T_OBJECT, offsetof(var_object, name), 0, "Name of the variable"},
@@ -334,7 +309,7 @@ PyTypeObject quenda_varType =
 static PyObject *
 var_alg_sum(PyObject *a, PyObject *b, double sign)
 {
-    return sign > 0.0 ? var_add(a, b) : var_sub(a, b);
+    return sign > 0.0 ? var_addsub<ALG_ADD>(a, b) : var_addsub<ALG_SUB>(a, b);
 }
 
 int

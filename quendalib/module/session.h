@@ -60,6 +60,18 @@ quenda_result(PyObject *owner, PyObject *result)
     return result;
 }
 
+/* d[key] = value, value released either way (NULL is an error already
+ * raised); 0, or -1 with an exception set. */
+inline int
+quenda_dict_put(PyObject *d, PyObject *key, PyObject *value)
+{
+    if (value == NULL)
+        return -1;
+    int rc = PyDict_SetItem(d, key, value);
+    Py_DECREF(value);
+    return rc;
+}
+
 /* A new object when its last field was filled (ok), else NULL with the
  * object released: the end of a constructor. */
 inline PyObject *

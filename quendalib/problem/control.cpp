@@ -601,11 +601,8 @@ getAllCtrlAttr(PyObject *self, int is_attr)
             PyErr_Clear();
             v = Py_NewRef(Py_None);
         }
-        if (PyDict_SetItem(res, key, v) != 0) {
-            Py_DECREF(v);
+        if (quenda_dict_put(res, key, v) != 0)
             goto error;
-        }
-        Py_DECREF(v);
     }
     Py_DECREF(prob);
     return res;
@@ -646,14 +643,8 @@ problem_get_common(PyObject *self, PyObject *args, int is_attr)
         goto error;
     for (i = 0; i < PySequence_Fast_GET_SIZE(names); i++) {
         PyObject *name = PySequence_Fast_GET_ITEM(names, i); /* borrowed */
-        PyObject *v = ctrl_attr_get(obj, name, is_attr);     /* new reference */
-        if (v == NULL)
+        if (quenda_dict_put(res, name, ctrl_attr_get(obj, name, is_attr)) != 0)
             goto error;
-        if (PyDict_SetItem(res, name, v) != 0) {
-            Py_DECREF(v);
-            goto error;
-        }
-        Py_DECREF(v);
     }
     Py_DECREF(names);
     return res;

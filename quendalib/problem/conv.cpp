@@ -42,22 +42,30 @@ conv_is_integer(PyObject *obj)
            t == &PyLongLongArrType_Type;
 }
 
+/* Value of an integer object (a Python or NumPy integer); 0, or -1 with an
+ * exception. */
+static int
+conv_ll_value(PyObject *obj, long long *out)
+{
+    if (PyLong_Check(obj)) {
+        *out = PyLong_AsLongLong(obj);
+    } else {
+        PyObject *i = PyNumber_Index(obj);
+        if (i == NULL)
+            return -1;
+        *out = PyLong_AsLongLong(i);
+        Py_DECREF(i);
+    }
+    return *out == -1 && PyErr_Occurred() ? -1 : 0;
+}
+
 /* Value of an integer object as an int; -1 with OverflowError when it does
  * not fit. */
 static int
 conv_int_value(PyObject *obj, int *out)
 {
     long long v;
-    if (PyLong_Check(obj)) {
-        v = PyLong_AsLongLong(obj);
-    } else {
-        PyObject *i = PyNumber_Index(obj);
-        if (i == NULL)
-            return -1;
-        v = PyLong_AsLongLong(i);
-        Py_DECREF(i);
-    }
-    if (v == -1 && PyErr_Occurred())
+    if (conv_ll_value(obj, &v) != 0)
         return -1;
     if (v < INT32_MIN || v > INT32_MAX) {
         PyErr_Format(PyExc_OverflowError, "Index %lld does not fit in a 32-bit integer", v);
@@ -218,13 +226,8 @@ conv_store(problem_s *p, void *arr, QNDAint64 i, PyObject *item, int kind)
         if (kind == CONV_INT)
             return conv_int_value(item, (int *)arr + i);
         {
-            PyObject *ix = PyNumber_Index(item);
             long long v;
-            if (ix == NULL)
-                return -1;
-            v = PyLong_AsLongLong(ix);
-            Py_DECREF(ix);
-            if (v == -1 && PyErr_Occurred())
+            if (conv_ll_value(item, &v) != 0)
                 return -1;
             ((QNDAint64 *)arr)[i] = v;
         }
