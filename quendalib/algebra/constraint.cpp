@@ -50,6 +50,21 @@ constraint_difference(PyObject *a, PyObject *b)
     return PyNumber_Subtract(a, b);
 }
 
+/* When side is a number: its value into *k and other as c's body; 1.  0
+ * when it is not one, -1 with an exception set. */
+static int
+constraint_split_constant(constraint_object *c, PyObject *side, PyObject *other, double *k)
+{
+    if (expr_kind(side) != EXPR_CONSTANT)
+        return 0;
+    *k = number_value(side);
+    if (*k == -1.0 && PyErr_Occurred())
+        return -1;
+    Py_INCREF(other);
+    Py_SETREF(c->body, other);
+    return 1;
+}
+
 /* Takes a trailing number off a sum node, or turns a difference with a
  * number into a bound.  *body may be replaced (new reference stored, old
  * released).  Writes the bound value to *v and, for k - f, the flipped
@@ -120,12 +135,9 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
     if (n->op == NONLIN_MINUS && n->args != NULL && PyTuple_Check(n->args) &&
         PyTuple_GET_SIZE(n->args) == 2) {
         PyObject *first = PyTuple_GET_ITEM(n->args, 0), *second = PyTuple_GET_ITEM(n->args, 1);
-        if (expr_kind(first) == EXPR_CONSTANT) {
-            double k = number_value(first);
-            if (k == -1.0 && PyErr_Occurred())
-                return -1;
-            Py_INCREF(second);
-            Py_SETREF(c->body, second);
+        double k;
+        int rc = constraint_split_constant(c, first, second, &k);
+        if (rc > 0) {
             switch (op) {
             case Py_LE: c->lb = k; return 1;
             case Py_GE: c->ub = k; return 1;
@@ -133,14 +145,12 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
             default: return 0;
             }
         }
-        if (expr_kind(second) == EXPR_CONSTANT) {
-            double k = number_value(second);
-            if (k == -1.0 && PyErr_Occurred())
-                return -1;
-            Py_INCREF(first);
-            Py_SETREF(c->body, first);
+        if (rc == 0)
+            rc = constraint_split_constant(c, second, first, &k);
+        if (rc < 0)
+            return -1;
+        if (rc > 0)
             *v = k;
-        }
     }
     return 0;
 }
