@@ -60,6 +60,19 @@ quenda_result(PyObject *owner, PyObject *result)
     return result;
 }
 
+/* f(tmp) with tmp (a new reference, or NULL for an error already raised)
+ * released after; NULL when tmp is. */
+template<class F>
+inline PyObject *
+quenda_then_drop(PyObject *tmp, F f)
+{
+    if (tmp == NULL)
+        return NULL;
+    PyObject *res = f(tmp);
+    Py_DECREF(tmp);
+    return res;
+}
+
 /* d[key] = value, value released either way (NULL is an error already
  * raised); 0, or -1 with an exception set. */
 inline int

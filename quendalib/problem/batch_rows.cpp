@@ -320,15 +320,10 @@ ind_is_collection(PyObject *o)
 static PyObject *
 ind_items(PyObject *o)
 {
-    PyObject *flat, *res;
     if (!PyArray_Check(o))
         return PySequence_Fast(o, MSG_IND_DECL);
-    flat = PyArray_Ravel((PyArrayObject *)o, NPY_CORDER);
-    if (flat == NULL)
-        return NULL;
-    res = PySequence_Fast(flat, MSG_IND_DECL);
-    Py_DECREF(flat);
-    return res;
+    return quenda_then_drop(PyArray_Ravel((PyArrayObject *)o, NPY_CORDER),
+                            [](PyObject *flat) { return PySequence_Fast(flat, MSG_IND_DECL); });
 }
 
 PyObject *

@@ -685,26 +685,20 @@ ctrl_check_all(PyObject *pairs)
 PyObject *
 problem_setControl(PyObject *self, PyObject *args)
 {
-    PyObject *pairs = NULL, *key, *value, *desc, *res = NULL;
+    PyObject *key, *value, *desc;
     Py_ssize_t pos = 0;
+    PyObject *pairs = ctrl_args_to_dict(args, "setControl");
+    int ok = pairs != NULL && ctrl_check_all(pairs) == 0;
 
-    pairs = ctrl_args_to_dict(args, "setControl");
-    if (pairs == NULL)
-        goto done;
-    if (ctrl_check_all(pairs) != 0)
-        goto done;
-    while (PyDict_Next(pairs, &pos, &key, &value)) {
+    while (ok && PyDict_Next(pairs, &pos, &key, &value)) {
         long id;
         int type, slp;
-        if (ctrl_check_named(key, value, &desc) != 0 ||
-            ca_desc_unpack(desc, &id, &type, &slp) != 0 ||
-            problem_setControl_single(self, id, type, slp, value) != 0)
-            goto done;
+        ok = ctrl_check_named(key, value, &desc) == 0 &&
+             ca_desc_unpack(desc, &id, &type, &slp) == 0 &&
+             problem_setControl_single(self, id, type, slp, value) == 0;
     }
-    res = Py_NewRef(Py_None);
-done:
     Py_XDECREF(pairs);
-    return quenda_result(self, res);
+    return quenda_result(self, ok ? Py_NewRef(Py_None) : NULL);
 }
 
 /* ------------------------------------------------------------------ */

@@ -54,11 +54,9 @@ PyObject *
 problem_new(void)
 {
     problem_s *p = (problem_s *)problem_alloc();
-    if (p == NULL)
-        return NULL;
-    if (problem_registry_empty(p) == 0 && (p->ctrl = ctrl_base((PyObject *)p)) != NULL)
+    if (p != NULL && problem_registry_empty(p) == 0 && (p->ctrl = ctrl_base((PyObject *)p)) != NULL)
         p->attr = attr_base((PyObject *)p);
-    return quenda_keep_if((PyObject *)p, p->attr != NULL);
+    return p == NULL ? NULL : quenda_keep_if((PyObject *)p, p->attr != NULL);
 }
 
 /* Makes the main handle (and the nonlinear one when the library is in use)
