@@ -609,25 +609,12 @@ nonlin_inplace_alg_sum(PyObject *a, PyObject *b, double sign)
     return nonlin_alg_sum(a, b, sign);
 }
 
+/* a + b, a - b, a += b and a -= b: a sum routine with the sign fixed. */
+template<PyObject *(*Sum)(PyObject *, PyObject *, double), int Sign>
 static PyObject *
-nonlin_add(PyObject *a, PyObject *b)
+nonlin_signed_sum(PyObject *a, PyObject *b)
 {
-    return nonlin_alg_sum(a, b, 1.0);
-}
-static PyObject *
-nonlin_sub(PyObject *a, PyObject *b)
-{
-    return nonlin_alg_sum(a, b, -1.0);
-}
-static PyObject *
-nonlin_iadd(PyObject *a, PyObject *b)
-{
-    return nonlin_inplace_alg_sum(a, b, 1.0);
-}
-static PyObject *
-nonlin_isub(PyObject *a, PyObject *b)
-{
-    return nonlin_inplace_alg_sum(a, b, -1.0);
+    return Sum(a, b, Sign);
 }
 
 /* ------------------------------------------------------------ products */
@@ -926,8 +913,11 @@ static PyMemberDef nonlin_members[] = {{(char *)"op", T_INT, offsetof(nonlin_obj
                                        {NULL, 0, 0, 0, NULL}};
 
 static PyNumberMethods nonlin_as_number =
-    algebra_number_methods(nonlin_add, nonlin_sub, nonlin_mul, nonlin_div, nonlin_pow, nonlin_neg,
-                           nonlin_abs, nonlin_iadd, nonlin_isub, nonlin_imul, nonlin_idiv,
+    algebra_number_methods(nonlin_signed_sum<nonlin_alg_sum, 1>,
+                           nonlin_signed_sum<nonlin_alg_sum, -1>, nonlin_mul, nonlin_div,
+                           nonlin_pow, nonlin_neg, nonlin_abs,
+                           nonlin_signed_sum<nonlin_inplace_alg_sum, 1>,
+                           nonlin_signed_sum<nonlin_inplace_alg_sum, -1>, nonlin_imul, nonlin_idiv,
                            nonlin_ipow);
 
 PyTypeObject quenda_nonlinType =

@@ -195,9 +195,7 @@ con_step(void *ctx, PyObject *obj)
     }
     b->start[b->n + 1] = b->t.nlin;
     b->qstart[b->n + 1] = b->t.nquad;
-    names_put(&b->names, name, len);
-    b->n++;
-    return 0;
+    return reg_batch_took(b, name, len);
 undo:
     b->t.nlin = b->start[b->n];
     b->t.nquad = b->qstart[b->n];
