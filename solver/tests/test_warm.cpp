@@ -35,16 +35,20 @@ Solved lpsolve(QNDAprob p) {
   return s;
 }
 
-// A copy of p solved from nothing (a copy never takes p's engine).
-Solved cold_solve(QNDAprob p) {
+// solve run on a copy of p, which starts cold (a copy never takes p's
+// engine).
+template <class Solve>
+auto on_copy(QNDAprob p, Solve solve) -> decltype(solve(p)) {
   QNDAprob q = nullptr;
   EXPECT_EQ(QNDAcreateprob(&q), 0);
   EXPECT_EQ(QNDAcopyprob(q, p, "cold"), 0);
   QNDAsetintcontrol(q, QNDA_OUTPUTLOG, 0);
-  Solved s = lpsolve(q);
+  auto out = solve(q);
   QNDAdestroyprob(q);
-  return s;
+  return out;
 }
+
+Solved cold_solve(QNDAprob p) { return on_copy(p, lpsolve); }
 
 bool same_obj(double a, double b) { return std::fabs(a - b) <= 1e-7 * (1.0 + std::fabs(b)); }
 
@@ -305,15 +309,7 @@ double mip_obj(QNDAprob p) {
   return v;
 }
 
-double cold_mip_obj(QNDAprob p) {
-  QNDAprob q = nullptr;
-  EXPECT_EQ(QNDAcreateprob(&q), 0);
-  EXPECT_EQ(QNDAcopyprob(q, p, "cold"), 0);
-  QNDAsetintcontrol(q, QNDA_OUTPUTLOG, 0);
-  const double v = mip_obj(q);
-  QNDAdestroyprob(q);
-  return v;
-}
+double cold_mip_obj(QNDAprob p) { return on_copy(p, mip_obj); }
 
 // MIP and LP solves take turns on one kept engine, with bound and type
 // changes and a reformulated (partially integer) column between them.
