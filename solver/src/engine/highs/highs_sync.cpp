@@ -208,6 +208,7 @@ bool sync_model(Highs &h, const KeptIds &kept, const FlatModel &m,
     return false;
 
   // Coefficients of the columns that stayed, in the rows that stayed.
+  if (!h.getLp().a_matrix_.isColwise()) return false;
   {
     std::vector<double> work(keep_r, 0.0);
     std::vector<char> seen(keep_r, 0);
