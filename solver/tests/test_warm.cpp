@@ -393,3 +393,54 @@ TEST_F(Warm, AlgorithmFollowsTheKindOfChange) {
 }
 
 }  // namespace
+
+namespace {
+
+bool logged_warm(const std::vector<std::string> &lines) {
+  for (const std::string &l : lines)
+    if (l.rfind("Warm start: ", 0) == 0) return true;
+  return false;
+}
+
+// A QP keeps its engine while the quadratic objective stays; a change to
+// it, or a new column, hands the model over whole.  Each ends where a cold
+// solve ends.
+TEST_F(Warm, QuadraticObjectiveKeptWhileUnchanged) {
+  // min x^2 + y^2 + xy - x - 2y + z  s.t.  x + y + z >= 1, x - y <= 0.5
+  const double obj[] = {-1, -2, 1}, rhs[] = {1, 0.5}, val[] = {1, 1, 1, -1, 1};
+  const int start[] = {0, 2, 4, 5}, ind[] = {0, 1, 0, 1, 0};
+  ASSERT_EQ(QNDAloadlp(p, "qp", 3, 2, "GL", rhs, nullptr, obj, start, nullptr, ind, val, nullptr,
+                       nullptr),
+            0);
+  const int q1[] = {0, 1, 0}, q2[] = {0, 1, 1};
+  const double qv[] = {1, 1, 1};
+  ASSERT_EQ(QNDAchgmqobj(p, 3, q1, q2, qv), 0);
+  std::vector<std::string> lines;
+  ASSERT_EQ(QNDAaddcbmessage(p, collect, &lines, 0), 0);
+  ASSERT_EQ(QNDAsetintcontrol(p, QNDA_LOGLEVEL, 2), 0);
+  lpsolve(p);
+
+  const int row = 0;
+  const double r2 = 2.5;
+  ASSERT_EQ(QNDAchgrhs(p, 1, &row, &r2), 0);
+  lines.clear();
+  Solved s = lpsolve(p);
+  EXPECT_TRUE(logged_warm(lines));
+  EXPECT_TRUE(same_obj(s.obj, cold_solve(p).obj)) << s.obj;
+
+  ASSERT_EQ(QNDAchgqobj(p, 0, 1, 0.5), 0);
+  lines.clear();
+  s = lpsolve(p);
+  EXPECT_FALSE(logged_warm(lines));
+  EXPECT_TRUE(same_obj(s.obj, cold_solve(p).obj)) << s.obj;
+
+  const int cstart[] = {0, 1}, crow[] = {0};
+  const double cval[] = {1}, cobj = 0.25;
+  ASSERT_EQ(QNDAaddcols(p, 1, 1, &cobj, cstart, crow, cval, nullptr, nullptr), 0);
+  lines.clear();
+  s = lpsolve(p);
+  EXPECT_FALSE(logged_warm(lines));
+  EXPECT_TRUE(same_obj(s.obj, cold_solve(p).obj)) << s.obj;
+}
+
+}  // namespace

@@ -38,6 +38,31 @@ bool match_ids(const std::vector<int> &old_ids, int nold, const std::vector<int>
   return true;
 }
 
+// The nonzero entries of column j of a column-wise triangle, sorted by row.
+template <class Idx>
+std::vector<std::pair<int, double>> sorted_column(const std::vector<Idx> &start,
+                                                  const std::vector<Idx> &index,
+                                                  const std::vector<double> &value, int j) {
+  std::vector<std::pair<int, double>> c;
+  for (Idx k = start[j]; k < start[j + 1]; ++k)
+    if (value[k] != 0.0) c.emplace_back(static_cast<int>(index[k]), value[k]);
+  std::sort(c.begin(), c.end());
+  return c;
+}
+
+// Whether the engine's Hessian is m's (HiGHS may reorder a column's entries
+// and adds zero diagonals).
+bool same_hessian(const HighsHessian &q, const FlatModel &m) {
+  if (!m.has_quadratic() || q.dim_ != m.ncols || q.format_ != HessianFormat::kTriangular ||
+      static_cast<int>(q.start_.size()) < m.ncols + 1)
+    return false;
+  for (int j = 0; j < m.ncols; ++j)
+    if (sorted_column(q.start_, q.index_, q.value_, j) !=
+        sorted_column(m.qstart, m.qindex, m.qvalue, j))
+      return false;
+  return true;
+}
+
 // A value change of one coefficient is cheap for HiGHS; a new or removed
 // entry moves the rest of the matrix, so many of them go the full way.
 constexpr int kMaxPatternChanges = 64;
@@ -156,7 +181,9 @@ bool sync_model(Highs &h, const KeptIds &kept, const FlatModel &m,
   // Reformulated rows and columns have no ids to be found again by.
   if (!kept.valid || m.epoch != kept.epoch || m.ncols != m.orig_cols || m.nrows != m.orig_rows)
     return false;
-  if (m.has_quadratic() || h.getModel().hessian_.dim_ > 0) return false;
+  // A quadratic objective stays only as it was (a new one goes whole).
+  const bool quad = m.has_quadratic() || h.getModel().hessian_.dim_ > 0;
+  if (quad && !same_hessian(h.getModel().hessian_, m)) return false;
   if (h.getLp().num_col_ != kept.ncols || h.getLp().num_row_ != kept.nrows ||
       !h.getLp().a_matrix_.isColwise())
     return false;
@@ -170,6 +197,7 @@ bool sync_model(Highs &h, const KeptIds &kept, const FlatModel &m,
   counts.del_rows = kept.nrows - keep_r;
   counts.add_cols = m.ncols - keep_c;
   counts.add_rows = m.nrows - keep_r;
+  if (quad && (counts.del_cols || counts.add_cols)) return false;
   // Mostly a new model: handing it over whole is cheaper.
   const int moved = counts.del_cols + counts.del_rows + counts.add_cols + counts.add_rows;
   if (moved > 8 && 2 * moved > std::max(kept.ncols + kept.nrows, m.ncols + m.nrows)) return false;
