@@ -153,7 +153,7 @@ TEST_P(Solve, InterruptBeforeTheSolveStopsIt) {
   EXPECT_EQ(solve(alg()), QSLP_NLPSTATUS_LOCALLY_OPTIMAL);
 }
 
-INSTANTIATE_TEST_SUITE_P(Algorithms, Solve, ::testing::Values(QSLP_ALG_SLP),
+INSTANTIATE_TEST_SUITE_P(Algorithms, Solve, ::testing::Values(QSLP_ALG_SLP, QSLP_ALG_IPOPT),
                          [](const ::testing::TestParamInfo<int> &i) {
                            return std::string(i.param == QSLP_ALG_SLP ? "Slp" : "Ipopt");
                          });
