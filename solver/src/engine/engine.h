@@ -75,6 +75,7 @@ struct EngineResult : SolveCounters {
   // simplex_iter, barrier_iter, nodes, mip_sols, max_primal_infeas and
   // max_dual_infeas: of SolveCounters.
   int algorithm = 0;  // QNDA_LPALGORITHM value that solved the LP
+  bool local_only = false;  // a non-convex model: the optimum may be local
 };
 
 // Starting points for an optimisation, on the flat model's columns/rows.

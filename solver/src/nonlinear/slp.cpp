@@ -107,13 +107,7 @@ class SlpLp {
       lp.rowlo[i] = p_.linear_row[i] ? p_.gl[i] : -kInf;
       lp.rowup[i] = p_.linear_row[i] ? p_.gu[i] : kInf;
     }
-    lp.start.assign(jstart_.begin(), jstart_.end());
-    lp.index.resize(perm_.size());
-    lp.value.resize(perm_.size());
-    for (size_t q = 0; q < perm_.size(); ++q) {
-      lp.index[q] = p_.jrow[perm_[q]];
-      lp.value[q] = jac[perm_[q]];
-    }
+    put_jacobian(jac, lp);
   }
 
   // Fills the LP at x; jac holds J(x), g g(x), grad the objective's gradient.
@@ -154,13 +148,7 @@ class SlpLp {
       lp.rowlo[i] = p_.gl[i] + shift;
       lp.rowup[i] = p_.gu[i] + shift;
     }
-    lp.start.assign(jstart_.begin(), jstart_.end());
-    lp.index.resize(perm_.size());
-    lp.value.resize(perm_.size());
-    for (size_t q = 0; q < perm_.size(); ++q) {
-      lp.index[q] = p_.jrow[perm_[q]];
-      lp.value[q] = jac[perm_[q]];
-    }
+    put_jacobian(jac, lp);
     // p (+1) and q (-1) of each penalised row.
     for (int s = 0; s < 2 * npen_; ++s) {
       lp.index.push_back(pen_row_[s % npen_]);
@@ -190,6 +178,17 @@ class SlpLp {
   const NlpProblem &p_;
   std::vector<int> pen_row_;
   int npen_ = 0;
+  // The Jacobian's values as lp's column-wise matrix.
+  void put_jacobian(const double *jac, FlatModel &lp) const {
+    lp.start.assign(jstart_.begin(), jstart_.end());
+    lp.index.resize(perm_.size());
+    lp.value.resize(perm_.size());
+    for (size_t q = 0; q < perm_.size(); ++q) {
+      lp.index[q] = p_.jrow[perm_[q]];
+      lp.value[q] = jac[perm_[q]];
+    }
+  }
+
   std::vector<int> jstart_, perm_;
   std::vector<int> hr_, hc_, diag_;
 };

@@ -1,6 +1,8 @@
 // The nonlinear interface's formulas, coefficients and user functions.
 #include <cmath>
 #include <cstring>
+#include <initializer_list>
+#include <utility>
 
 #include "nonlinear/nlp_model.h"
 #include "nonlinear/slp_guard.h"
@@ -45,6 +47,14 @@ void check_coef_place(const qslp_problem_s &p, int row, int col) {
          m.ncols() - 1, kConstantCol);
 }
 
+// n >= 0, and with n > 0 the arrays must be there.
+void check_batch(int n, const char *name,
+                 std::initializer_list<std::pair<const void *, const char *>> arrays) {
+  check_count(n, name);
+  if (n > 0)
+    for (const auto &a : arrays) check_array(a.first, a.second);
+}
+
 void check_main(const qslp_problem_s &p) {
   if (!p.main || !p.main->valid()) fail(QNDA_ERR_STATE, "the main problem has been destroyed");
 }
@@ -53,12 +63,7 @@ void add_coefs(qslp_problem_s &p, int ncoefs, const int *rows, const int *cols,
                const double *factor, const int *start, int parsed, const int *type,
                const double *value, bool replace_all) {
   check_main(p);
-  check_count(ncoefs, "ncoefs");
-  if (ncoefs > 0) {
-    check_array(rows, "rowindex");
-    check_array(cols, "colindex");
-    check_array(start, "start");
-  }
+  check_batch(ncoefs, "ncoefs", {{rows, "rowindex"}, {cols, "colindex"}, {start, "start"}});
   // All or nothing: every formula is checked before any is stored.
   std::vector<std::pair<std::pair<int, int>, NlCoef>> staged;
   for (int k = 0; k < ncoefs; ++k) {
@@ -223,11 +228,7 @@ int QSLPchgccoef(QSLPprob prob, int row, int col, const double *factor, const ch
 
 int QSLPdelcoefs(QSLPprob prob, int ncoefs, const int *rowindex, const int *colindex) {
   return slp_guard(prob, "QSLPdelcoefs", [&] {
-    check_count(ncoefs, "ncoefs");
-    if (ncoefs > 0) {
-      check_array(rowindex, "rowindex");
-      check_array(colindex, "colindex");
-    }
+    check_batch(ncoefs, "ncoefs", {{rowindex, "rowindex"}, {colindex, "colindex"}});
     for (int k = 0; k < ncoefs; ++k)
       if (!prob->nl.coefs.count({rowindex[k], colindex[k]}))
         fail(QNDA_ERR_INDEX, "no nonlinear coefficient (%d, %d)", rowindex[k], colindex[k]);
@@ -310,11 +311,7 @@ int QSLPsetstring(QSLPprob prob, int *index, const char *string) {
 
 int QSLPadduserfuncs(QSLPprob prob, int nfuncs, const int *type, const double *value) {
   return slp_guard(prob, "QSLPadduserfuncs", [&] {
-    check_count(nfuncs, "nfuncs");
-    if (nfuncs > 0) {
-      check_array(type, "type");
-      check_array(value, "value");
-    }
+    check_batch(nfuncs, "nfuncs", {{type, "type"}, {value, "value"}});
     std::vector<UserFunc> staged;
     int pos = 0;
     for (int k = 0; k < nfuncs; ++k) {
