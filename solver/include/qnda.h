@@ -139,45 +139,45 @@ typedef struct qnda_problem_s *QNDAprob;
 /* ------------------------------------------------------------------------
  * Integer attributes (the ids the module relies on are fixed)
  * ---------------------------------------------------------------------- */
-#define QNDA_ROWS 1001             /* rows of the problem (presolved while in a solve) */
-#define QNDA_SETS 1004             /* special ordered sets */
+#define QNDA_ROWS 1001 /* rows of the problem (presolved while in a solve) */
+#define QNDA_SETS 1004 /* special ordered sets */
 #define QNDA_LPSTATUS 1010
 #define QNDA_MIPSTATUS 1011
 #define QNDA_COLS 1018
 #define QNDA_SPAREROWS 1019
-#define QNDA_NAMELENGTH 1028       /* longest name, in units of 8 characters */
-#define QNDA_MIPENTS 1032          /* discrete entities (non-continuous columns) */
+#define QNDA_NAMELENGTH 1028 /* longest name, in units of 8 characters */
+#define QNDA_MIPENTS 1032    /* discrete entities (non-continuous columns) */
 #define QNDA_ORIGINALROWS 1124
-#define QNDA_PROBNAMELENGTH 1158    /* bytes of the problem name, with its terminating zero */
+#define QNDA_PROBNAMELENGTH 1158 /* bytes of the problem name, with its terminating zero */
 #define QNDA_ORIGINALSETS 1194
 #define QNDA_ORIGINALCOLS 1214
-#define QNDA_ELEMS 1030            /* matrix nonzeros */
-#define QNDA_QELEMS 1031           /* quadratic objective elements */
-#define QNDA_QCONSTRAINTS 1033     /* rows with quadratic terms */
-#define QNDA_QCELEMS 1034          /* quadratic row elements */
+#define QNDA_ELEMS 1030        /* matrix nonzeros */
+#define QNDA_QELEMS 1031       /* quadratic objective elements */
+#define QNDA_QCONSTRAINTS 1033 /* rows with quadratic terms */
+#define QNDA_QCELEMS 1034      /* quadratic row elements */
 #define QNDA_SETMEMBERS 1035
 #define QNDA_INDICATORS 1036
-#define QNDA_STOPSTATUS 1040       /* one of QNDA_STOP_* */
-#define QNDA_SOLSTATUS 1041        /* 1 when a solution is available */
+#define QNDA_STOPSTATUS 1040 /* one of QNDA_STOP_* */
+#define QNDA_SOLSTATUS 1041  /* 1 when a solution is available */
 #define QNDA_SIMPLEXITER 1042
 #define QNDA_BARITER 1043
 #define QNDA_NODES 1044
 #define QNDA_MIPSOLS 1045
-#define QNDA_OBJSENSE_ATTR 1046    /* 1 minimise, -1 maximise */
-#define QNDA_ERRORCODE 1047        /* code of the last error on the problem */
+#define QNDA_OBJSENSE_ATTR 1046 /* 1 minimise, -1 maximise */
+#define QNDA_ERRORCODE 1047     /* code of the last error on the problem */
 #define QNDA_ORIGINALQELEMS 1048
 #define QNDA_ORIGINALQCELEMS 1049
-#define QNDA_PRESOLVESTATE 1050    /* 1 when the loaded problem was changed since the last solve */
-#define QNDA_ALGORITHM_ATTR 1051   /* algorithm used by the last LP solve */
-#define QNDA_LOCALSOLUTION 1052    /* 1 when the solution is only known to be locally optimal */
+#define QNDA_PRESOLVESTATE 1050  /* 1 when the loaded problem was changed since the last solve */
+#define QNDA_ALGORITHM_ATTR 1051 /* algorithm used by the last LP solve */
+#define QNDA_LOCALSOLUTION 1052  /* 1 when the solution is only known to be locally optimal */
 
 /* Double attributes */
 #define QNDA_LPOBJVAL 2001
 #define QNDA_BESTBOUND 2002
 #define QNDA_MIPOBJVAL 2003
-#define QNDA_OBJVAL 2004           /* objective of the current solution, LP or MIP */
+#define QNDA_OBJVAL 2004 /* objective of the current solution, LP or MIP */
 #define QNDA_MIPRELGAP 2005
-#define QNDA_SOLVETIME 2006        /* seconds of the last optimisation */
+#define QNDA_SOLVETIME 2006 /* seconds of the last optimisation */
 #define QNDA_MAXPRIMALINFEAS 2007
 #define QNDA_MAXDUALINFEAS 2008
 #define QNDA_OBJCONSTANT 2009
@@ -185,18 +185,19 @@ typedef struct qnda_problem_s *QNDAprob;
 /* ------------------------------------------------------------------------
  * Integer controls
  * ---------------------------------------------------------------------- */
-#define QNDA_LOGLEVEL 8001        /* 0 silent, 1 summary, 2 engine log, 3 verbose */
-#define QNDA_THREADS 8002         /* 0: engine's choice */
-#define QNDA_PRESOLVE 8003        /* 0 off, 1 on */
-#define QNDA_LPALGORITHM 8004     /* 1 engine's choice, 2 dual simplex, 3 primal simplex, 4 barrier */
+#define QNDA_LOGLEVEL 8001    /* 0 silent, 1 summary, 2 engine log, 3 verbose */
+#define QNDA_THREADS 8002     /* 0: engine's choice */
+#define QNDA_PRESOLVE 8003    /* 0 off, 1 on */
+#define QNDA_LPALGORITHM 8004 /* 1 engine's choice, 2 dual simplex, 3 primal simplex, 4 barrier */
 #define QNDA_LPITERLIMIT 8005
 #define QNDA_RANDOMSEED 8006
-#define QNDA_MAXMIPSOL 8007       /* stop after this many MIP solutions (0: no limit) */
+#define QNDA_MAXMIPSOL 8007 /* stop after this many MIP solutions (0: no limit) */
 #define QNDA_SCALING 8008
-#define QNDA_OUTPUTLOG 8009       /* echo the log to standard output */
+#define QNDA_OUTPUTLOG 8009 /* echo the log to standard output */
 #define QNDA_BARITERLIMIT 8010
 #define QNDA_CROSSOVER 8011
-#define QNDA_KEEPNROWS 8035       /* 1 (default) keeps free ('N') rows passed to the
+#define QNDA_KEEPNROWS \
+  8035 /* 1 (default) keeps free ('N') rows passed to the
                                      load functions; 0 drops them while loading (the
                                      rows after them close up).  Rows added later and
                                      the objective row of a read file are unaffected. */
@@ -204,19 +205,19 @@ typedef struct qnda_problem_s *QNDAprob;
 #define QNDA_MAXNODE 8101
 
 /* Double controls */
-#define QNDA_TIMELIMIT 7001       /* seconds; <= 0 or >= 1e20 means none */
-#define QNDA_MIPRELSTOP 7002      /* relative MIP gap */
-#define QNDA_MIPABSSTOP 7003      /* absolute MIP gap */
-#define QNDA_FEASTOL 7004         /* primal feasibility tolerance */
-#define QNDA_OPTIMALITYTOL 7005   /* dual feasibility (optimality) tolerance */
-#define QNDA_MIPTOL 7006          /* integrality tolerance */
-#define QNDA_MIPCUTOFF 7007       /* objective cutoff */
-#define QNDA_BARGAPSTOP 7008      /* barrier relative gap */
-#define QNDA_INFINITYCTRL 7009    /* bound magnitude treated as infinite */
+#define QNDA_TIMELIMIT 7001     /* seconds; <= 0 or >= 1e20 means none */
+#define QNDA_MIPRELSTOP 7002    /* relative MIP gap */
+#define QNDA_MIPABSSTOP 7003    /* absolute MIP gap */
+#define QNDA_FEASTOL 7004       /* primal feasibility tolerance */
+#define QNDA_OPTIMALITYTOL 7005 /* dual feasibility (optimality) tolerance */
+#define QNDA_MIPTOL 7006        /* integrality tolerance */
+#define QNDA_MIPCUTOFF 7007     /* objective cutoff */
+#define QNDA_BARGAPSTOP 7008    /* barrier relative gap */
+#define QNDA_INFINITYCTRL 7009  /* bound magnitude treated as infinite */
 
 /* String controls */
 #define QNDA_LOGFILE 6001
-#define QNDA_SOLVERNAME 6002      /* LP/MIP/QP engine; "highs" */
+#define QNDA_SOLVERNAME 6002 /* LP/MIP/QP engine; "highs" */
 
 /* ------------------------------------------------------------------------
  * Environment
@@ -236,8 +237,7 @@ QNDA_API int QNDAenablemessages(int enable);
 /* Message handlers.  msgtype: 1 information, 2 (unused), 3 warning, 4 error;
  * msg is NULL with msgtype < 0 to say "flush".  prob is NULL for messages of
  * the environment.  Handlers with a higher priority run first. */
-typedef void (*QNDAmsghandler)(QNDAprob prob, void *data, const char *msg, int len,
-                               int msgtype);
+typedef void (*QNDAmsghandler)(QNDAprob prob, void *data, const char *msg, int len, int msgtype);
 QNDA_API int QNDA_ge_addcbmsghandler(QNDAmsghandler handler, void *data, int priority);
 /* NULL handler removes every handler; NULL data removes every data of handler */
 QNDA_API int QNDA_ge_removecbmsghandler(QNDAmsghandler handler, void *data);
@@ -260,11 +260,9 @@ QNDA_API int QNDAcopyprob(QNDAprob dest, QNDAprob src, const char *name);
 QNDA_API int QNDAcopycontrols(QNDAprob dest, QNDAprob src);
 QNDA_API int QNDAsetprobname(QNDAprob prob, const char *name);
 QNDA_API int QNDAgetprobname(QNDAprob prob, char *name, int maxbytes, int *nbytes);
-QNDA_API int QNDAgetlasterror(QNDAprob prob, int *msgcode, char *msg, int maxbytes,
-                              int *nbytes);
+QNDA_API int QNDAgetlasterror(QNDAprob prob, int *msgcode, char *msg, int maxbytes, int *nbytes);
 /* Messages of one problem (in addition to the environment's handlers). */
-QNDA_API int QNDAaddcbmessage(QNDAprob prob, QNDAmsghandler handler, void *data,
-                              int priority);
+QNDA_API int QNDAaddcbmessage(QNDAprob prob, QNDAmsghandler handler, void *data, int priority);
 QNDA_API int QNDAremovecbmessage(QNDAprob prob, QNDAmsghandler handler, void *data);
 /* Stops a running optimisation with the reason (a QNDA_STOP_* code); safe to
  * call from any thread, and before a solve starts (it then stops at once). */
@@ -315,9 +313,8 @@ QNDA_API int QNDAgetstrattrib(QNDAprob prob, int id, char *value, int maxbytes, 
  * ---------------------------------------------------------------------- */
 QNDA_API int QNDAloadlp(QNDAprob prob, const char *probname, int ncols, int nrows,
                         const char *rowtype, const double *rhs, const double *range,
-                        const double *obj, const int *start, const int *collen,
-                        const int *rowind, const double *rowcoef, const double *lb,
-                        const double *ub);
+                        const double *obj, const int *start, const int *collen, const int *rowind,
+                        const double *rowcoef, const double *lb, const double *ub);
 QNDA_API int QNDAloadlp64(QNDAprob prob, const char *probname, int ncols, int nrows,
                           const char *rowtype, const double *rhs, const double *range,
                           const double *obj, const QNDAint64 *start, const int *collen,
@@ -325,10 +322,9 @@ QNDA_API int QNDAloadlp64(QNDAprob prob, const char *probname, int ncols, int nr
                           const double *ub);
 QNDA_API int QNDAloadqp(QNDAprob prob, const char *probname, int ncols, int nrows,
                         const char *rowtype, const double *rhs, const double *range,
-                        const double *obj, const int *start, const int *collen,
-                        const int *rowind, const double *rowcoef, const double *lb,
-                        const double *ub, int nobjqcoefs, const int *objqcol1,
-                        const int *objqcol2, const double *objqcoef);
+                        const double *obj, const int *start, const int *collen, const int *rowind,
+                        const double *rowcoef, const double *lb, const double *ub, int nobjqcoefs,
+                        const int *objqcol1, const int *objqcol2, const double *objqcoef);
 QNDA_API int QNDAloadqp64(QNDAprob prob, const char *probname, int ncols, int nrows,
                           const char *rowtype, const double *rhs, const double *range,
                           const double *obj, const QNDAint64 *start, const int *collen,
@@ -339,27 +335,25 @@ QNDA_API int QNDAloadglobal(QNDAprob prob, const char *probname, int ncols, int 
                             const char *rowtype, const double *rhs, const double *range,
                             const double *obj, const int *start, const int *collen,
                             const int *rowind, const double *rowcoef, const double *lb,
-                            const double *ub, int nentities, int nsets,
-                            const char *coltype, const int *entind, const double *limit,
-                            const char *settype, const int *setstart, const int *setind,
-                            const double *refval);
+                            const double *ub, int nentities, int nsets, const char *coltype,
+                            const int *entind, const double *limit, const char *settype,
+                            const int *setstart, const int *setind, const double *refval);
 QNDA_API int QNDAloadglobal64(QNDAprob prob, const char *probname, int ncols, int nrows,
                               const char *rowtype, const double *rhs, const double *range,
                               const double *obj, const QNDAint64 *start, const int *collen,
                               const int *rowind, const double *rowcoef, const double *lb,
-                              const double *ub, int nentities, int nsets,
-                              const char *coltype, const int *entind, const double *limit,
-                              const char *settype, const QNDAint64 *setstart,
-                              const int *setind, const double *refval);
+                              const double *ub, int nentities, int nsets, const char *coltype,
+                              const int *entind, const double *limit, const char *settype,
+                              const QNDAint64 *setstart, const int *setind, const double *refval);
 QNDA_API int QNDAloadqglobal(QNDAprob prob, const char *probname, int ncols, int nrows,
                              const char *rowtype, const double *rhs, const double *range,
                              const double *obj, const int *start, const int *collen,
                              const int *rowind, const double *rowcoef, const double *lb,
                              const double *ub, int nobjqcoefs, const int *objqcol1,
-                             const int *objqcol2, const double *objqcoef, int nentities,
-                             int nsets, const char *coltype, const int *entind,
-                             const double *limit, const char *settype, const int *setstart,
-                             const int *setind, const double *refval);
+                             const int *objqcol2, const double *objqcoef, int nentities, int nsets,
+                             const char *coltype, const int *entind, const double *limit,
+                             const char *settype, const int *setstart, const int *setind,
+                             const double *refval);
 QNDA_API int QNDAloadqglobal64(QNDAprob prob, const char *probname, int ncols, int nrows,
                                const char *rowtype, const double *rhs, const double *range,
                                const double *obj, const QNDAint64 *start, const int *collen,
@@ -367,52 +361,43 @@ QNDA_API int QNDAloadqglobal64(QNDAprob prob, const char *probname, int ncols, i
                                const double *ub, QNDAint64 nobjqcoefs, const int *objqcol1,
                                const int *objqcol2, const double *objqcoef, int nentities,
                                int nsets, const char *coltype, const int *entind,
-                               const double *limit, const char *settype,
-                               const QNDAint64 *setstart, const int *setind,
-                               const double *refval);
+                               const double *limit, const char *settype, const QNDAint64 *setstart,
+                               const int *setind, const double *refval);
 QNDA_API int QNDAloadqcqp(QNDAprob prob, const char *probname, int ncols, int nrows,
                           const char *rowtype, const double *rhs, const double *range,
-                          const double *obj, const int *start, const int *collen,
-                          const int *rowind, const double *rowcoef, const double *lb,
-                          const double *ub, int nobjqcoefs, const int *objqcol1,
-                          const int *objqcol2, const double *objqcoef, int nqrows,
-                          const int *qrowind, const int *nrowqcoefs, const int *rowqcol1,
-                          const int *rowqcol2, const double *rowqcoef);
+                          const double *obj, const int *start, const int *collen, const int *rowind,
+                          const double *rowcoef, const double *lb, const double *ub, int nobjqcoefs,
+                          const int *objqcol1, const int *objqcol2, const double *objqcoef,
+                          int nqrows, const int *qrowind, const int *nrowqcoefs,
+                          const int *rowqcol1, const int *rowqcol2, const double *rowqcoef);
 QNDA_API int QNDAloadqcqp64(QNDAprob prob, const char *probname, int ncols, int nrows,
                             const char *rowtype, const double *rhs, const double *range,
                             const double *obj, const QNDAint64 *start, const int *collen,
                             const int *rowind, const double *rowcoef, const double *lb,
                             const double *ub, QNDAint64 nobjqcoefs, const int *objqcol1,
                             const int *objqcol2, const double *objqcoef, int nqrows,
-                            const int *qrowind, const QNDAint64 *nrowqcoefs,
-                            const int *rowqcol1, const int *rowqcol2,
-                            const double *rowqcoef);
+                            const int *qrowind, const QNDAint64 *nrowqcoefs, const int *rowqcol1,
+                            const int *rowqcol2, const double *rowqcoef);
 QNDA_API int QNDAloadqcqpglobal(QNDAprob prob, const char *probname, int ncols, int nrows,
                                 const char *rowtype, const double *rhs, const double *range,
                                 const double *obj, const int *start, const int *collen,
                                 const int *rowind, const double *rowcoef, const double *lb,
                                 const double *ub, int nobjqcoefs, const int *objqcol1,
                                 const int *objqcol2, const double *objqcoef, int nqrows,
-                                const int *qrowind, const int *nrowqcoefs,
-                                const int *rowqcol1, const int *rowqcol2,
-                                const double *rowqcoef, int nentities, int nsets,
-                                const char *coltype, const int *entind, const double *limit,
-                                const char *settype, const int *setstart, const int *setind,
-                                const double *refval);
-QNDA_API int QNDAloadqcqpglobal64(QNDAprob prob, const char *probname, int ncols,
-                                  int nrows, const char *rowtype, const double *rhs,
-                                  const double *range, const double *obj,
-                                  const QNDAint64 *start, const int *collen,
-                                  const int *rowind, const double *rowcoef,
-                                  const double *lb, const double *ub, QNDAint64 nobjqcoefs,
-                                  const int *objqcol1, const int *objqcol2,
-                                  const double *objqcoef, int nqrows, const int *qrowind,
-                                  const QNDAint64 *nrowqcoefs, const int *rowqcol1,
-                                  const int *rowqcol2, const double *rowqcoef,
-                                  int nentities, int nsets, const char *coltype,
-                                  const int *entind, const double *limit,
-                                  const char *settype, const QNDAint64 *setstart,
-                                  const int *setind, const double *refval);
+                                const int *qrowind, const int *nrowqcoefs, const int *rowqcol1,
+                                const int *rowqcol2, const double *rowqcoef, int nentities,
+                                int nsets, const char *coltype, const int *entind,
+                                const double *limit, const char *settype, const int *setstart,
+                                const int *setind, const double *refval);
+QNDA_API int QNDAloadqcqpglobal64(
+    QNDAprob prob, const char *probname, int ncols, int nrows, const char *rowtype,
+    const double *rhs, const double *range, const double *obj, const QNDAint64 *start,
+    const int *collen, const int *rowind, const double *rowcoef, const double *lb, const double *ub,
+    QNDAint64 nobjqcoefs, const int *objqcol1, const int *objqcol2, const double *objqcoef,
+    int nqrows, const int *qrowind, const QNDAint64 *nrowqcoefs, const int *rowqcol1,
+    const int *rowqcol2, const double *rowqcoef, int nentities, int nsets, const char *coltype,
+    const int *entind, const double *limit, const char *settype, const QNDAint64 *setstart,
+    const int *setind, const double *refval);
 
 /* ------------------------------------------------------------------------
  * Adding and deleting
@@ -433,8 +418,8 @@ QNDA_API int QNDAaddcols64(QNDAprob prob, int ncols, QNDAint64 ncoefs, const dou
                            const QNDAint64 *start, const int *rowind, const double *rowcoef,
                            const double *lb, const double *ub);
 /* Adds quadratic terms to row `row`. */
-QNDA_API int QNDAaddqmatrix(QNDAprob prob, int row, int ncoefs, const int *col1,
-                            const int *col2, const double *coef);
+QNDA_API int QNDAaddqmatrix(QNDAprob prob, int row, int ncoefs, const int *col1, const int *col2,
+                            const double *coef);
 QNDA_API int QNDAaddqmatrix64(QNDAprob prob, int row, QNDAint64 ncoefs, const int *col1,
                               const int *col2, const double *coef);
 /* Names rows (type 1), columns (2) or sets (3) first..last from a packed list. */
@@ -460,23 +445,22 @@ QNDA_API int QNDAdelcols(QNDAprob prob, int ncols, const int *colind);
 QNDA_API int QNDAdelsets(QNDAprob prob, int nsets, const int *setind);
 /* Indicator rows: complement 1 makes row rowind[k] active when binary column
  * colind[k] is 1, -1 when it is 0, and 0 makes the row an ordinary row. */
-QNDA_API int QNDAsetindicators(QNDAprob prob, int nrows, const int *rowind,
-                               const int *colind, const int *complement);
-QNDA_API int QNDAgetindicators(QNDAprob prob, int *colind, int *complement, int first,
-                               int last);
+QNDA_API int QNDAsetindicators(QNDAprob prob, int nrows, const int *rowind, const int *colind,
+                               const int *complement);
+QNDA_API int QNDAgetindicators(QNDAprob prob, int *colind, int *complement, int first, int last);
 
 /* ------------------------------------------------------------------------
  * Changing
  * ---------------------------------------------------------------------- */
 /* bndtype: 'U' upper, 'L' lower, 'B' both.  Bounds of binary columns are
  * clipped into [0, 1]. */
-QNDA_API int QNDAchgbounds(QNDAprob prob, int nbounds, const int *colind,
-                           const char *bndtype, const double *bndval);
+QNDA_API int QNDAchgbounds(QNDAprob prob, int nbounds, const int *colind, const char *bndtype,
+                           const double *bndval);
 QNDA_API int QNDAchgcoef(QNDAprob prob, int row, int col, double coef);
 QNDA_API int QNDAchgmcoef(QNDAprob prob, int ncoefs, const int *rowind, const int *colind,
                           const double *rowcoef);
-QNDA_API int QNDAchgmcoef64(QNDAprob prob, QNDAint64 ncoefs, const int *rowind,
-                            const int *colind, const double *rowcoef);
+QNDA_API int QNDAchgmcoef64(QNDAprob prob, QNDAint64 ncoefs, const int *rowind, const int *colind,
+                            const double *rowcoef);
 /* Changing a column to 'B' clips its bounds into [0, 1]. */
 QNDA_API int QNDAchgcoltype(QNDAprob prob, int ncols, const int *colind, const char *coltype);
 QNDA_API int QNDAchgglblimit(QNDAprob prob, int ncols, const int *colind, const double *limit);
@@ -486,16 +470,15 @@ QNDA_API int QNDAchgobj(QNDAprob prob, int ncols, const int *colind, const doubl
 QNDA_API int QNDAchgqobj(QNDAprob prob, int col1, int col2, double coef);
 QNDA_API int QNDAchgmqobj(QNDAprob prob, int ncoefs, const int *col1, const int *col2,
                           const double *coef);
-QNDA_API int QNDAchgmqobj64(QNDAprob prob, QNDAint64 ncoefs, const int *col1,
-                            const int *col2, const double *coef);
+QNDA_API int QNDAchgmqobj64(QNDAprob prob, QNDAint64 ncoefs, const int *col1, const int *col2,
+                            const double *coef);
 QNDA_API int QNDAchgqrowcoeff(QNDAprob prob, int row, int col1, int col2, double coef);
 QNDA_API int QNDAchgrhs(QNDAprob prob, int nrows, const int *rowind, const double *rhs);
 /* Makes the rows ranged ('R') with range r >= 0, keeping the bound each had:
  * an 'L' or 'E' row with rhs b becomes b - r <= a'x <= b, a 'G' row b becomes
  * b <= a'x <= b + r (its rhs turns into b + r), an 'R' row keeps its rhs.
  * Free rows cannot take a range. */
-QNDA_API int QNDAchgrhsrange(QNDAprob prob, int nrows, const int *rowind,
-                             const double *range);
+QNDA_API int QNDAchgrhsrange(QNDAprob prob, int nrows, const int *rowind, const double *range);
 QNDA_API int QNDAchgrowtype(QNDAprob prob, int nrows, const int *rowind, const char *rowtype);
 /* 1 minimise, -1 maximise */
 QNDA_API int QNDAchgobjsense(QNDAprob prob, int sense);
@@ -524,26 +507,24 @@ QNDA_API int QNDAgetqobj(QNDAprob prob, int col1, int col2, double *coef);
  * columns first..last, row-major like getrows64. */
 QNDA_API int QNDAgetmqobj64(QNDAprob prob, QNDAint64 *start, int *colind, double *objqcoef,
                             QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last);
-QNDA_API int QNDAgetmqobj(QNDAprob prob, int *start, int *colind, double *objqcoef,
-                          int maxcoefs, int *ncoefs, int first, int last);
+QNDA_API int QNDAgetmqobj(QNDAprob prob, int *start, int *colind, double *objqcoef, int maxcoefs,
+                          int *ncoefs, int first, int last);
 QNDA_API int QNDAgetqrowcoeff(QNDAprob prob, int row, int col1, int col2, double *coef);
 /* Quadratic part of one row, upper triangle, columns first..last. */
-QNDA_API int QNDAgetqrowqmatrix(QNDAprob prob, int row, int *start, int *colind,
-                                double *rowqcoef, int maxcoefs, int *ncoefs, int first,
-                                int last);
+QNDA_API int QNDAgetqrowqmatrix(QNDAprob prob, int row, int *start, int *colind, double *rowqcoef,
+                                int maxcoefs, int *ncoefs, int first, int last);
 /* All triplets of one row; arrays may be NULL to ask for the count. */
-QNDA_API int QNDAgetqrowqmatrixtriplets(QNDAprob prob, int row, int *ncoefs, int *col1,
-                                        int *col2, double *coef);
+QNDA_API int QNDAgetqrowqmatrixtriplets(QNDAprob prob, int row, int *ncoefs, int *col1, int *col2,
+                                        double *coef);
 /* Rows with quadratic terms (qrowind may be NULL). */
 QNDA_API int QNDAgetqrows(QNDAprob prob, int *nrows, int *qrowind);
 /* Entities (the columns that are not 'C', in column order, with their types
  * and thresholds) and sets.  Any output may be NULL; counts are always set.
  * settype has nsets entries, start nsets + 1; setcols and refval are written
  * only when maxsetelems is at least the number of set members. */
-QNDA_API int QNDAgetglobal64(QNDAprob prob, int *nentities, int *nsets, char *coltype,
-                             int *colind, double *limit, char *settype, QNDAint64 *start,
-                             int *setcols, double *refval, QNDAint64 maxsetelems,
-                             QNDAint64 *nsetelems);
+QNDA_API int QNDAgetglobal64(QNDAprob prob, int *nentities, int *nsets, char *coltype, int *colind,
+                             double *limit, char *settype, QNDAint64 *start, int *setcols,
+                             double *refval, QNDAint64 maxsetelems, QNDAint64 *nsetelems);
 
 /* ------------------------------------------------------------------------
  * Optimisation and results
@@ -556,16 +537,15 @@ QNDA_API int QNDAgetglobal64(QNDAprob prob, int *nentities, int *nsets, char *co
 QNDA_API int QNDAlpoptimize(QNDAprob prob, const char *flags);
 QNDA_API int QNDAmipoptimize(QNDAprob prob, const char *flags);
 /* Any output may be NULL. */
-QNDA_API int QNDAgetlpsol(QNDAprob prob, double *x, double *slack, double *duals,
-                          double *djs);
+QNDA_API int QNDAgetlpsol(QNDAprob prob, double *x, double *slack, double *duals, double *djs);
 QNDA_API int QNDAgetmipsol(QNDAprob prob, double *x, double *slack);
 QNDA_API int QNDAgetpresolvesol(QNDAprob prob, double *x, double *slack, double *duals,
                                 double *djs);
 /* Basis statuses (QNDA_AT_LOWER ...); either may be NULL. */
 QNDA_API int QNDAgetbasis(QNDAprob prob, int *rowstat, int *colstat);
 QNDA_API int QNDAloadbasis(QNDAprob prob, const int *rowstat, const int *colstat);
-QNDA_API int QNDAloadlpsol(QNDAprob prob, const double *x, const double *slack,
-                           const double *duals, const double *djs, int *status);
+QNDA_API int QNDAloadlpsol(QNDAprob prob, const double *x, const double *slack, const double *duals,
+                           const double *djs, int *status);
 /* A MIP start: a value per column, used by the next mipoptimize. */
 QNDA_API int QNDAloadmipsol(QNDAprob prob, const double *x, int *status);
 

@@ -24,52 +24,53 @@ typedef struct qslp_problem_s *QSLPprob;
 #define QSLP_CAINFO_CONTROL 16
 
 /* Integer attributes */
-#define QSLP_ORIGINALROWS 11999   /* rows of the nonlinear problem (the main problem's) */
-#define QSLP_ORIGINALCOLS 12000   /* columns of the nonlinear problem (likewise) */
-#define QSLP_CONSTANTCOL 12013    /* index of the designated constant column */
+#define QSLP_ORIGINALROWS 11999      /* rows of the nonlinear problem (the main problem's) */
+#define QSLP_ORIGINALCOLS 12000      /* columns of the nonlinear problem (likewise) */
+#define QSLP_CONSTANTCOL 12013       /* index of the designated constant column */
 #define QSLP_NONLINEAREQROWS 12016   /* equality rows with nonlinear coefficients */
 #define QSLP_NONLINEARINEQROWS 12026 /* other rows with nonlinear coefficients */
-#define QSLP_NLPSTATUS 12044      /* one of QSLP_NLPSTATUS_* */
-#define QSLP_STOPSTATUS 12045     /* one of QNDA_STOP_* */
-#define QSLP_ITER 12046           /* iterations of the last nonlinear solve */
-#define QSLP_COEFFICIENTS 12047   /* nonlinear coefficients */
-#define QSLP_USERFUNCS 12048      /* user functions defined */
-#define QSLP_ALGORITHMUSED 12049  /* QSLP_ALG_* of the last nonlinear solve */
+#define QSLP_NLPSTATUS 12044         /* one of QSLP_NLPSTATUS_* */
+#define QSLP_STOPSTATUS 12045        /* one of QNDA_STOP_* */
+#define QSLP_ITER 12046              /* iterations of the last nonlinear solve */
+#define QSLP_COEFFICIENTS 12047      /* nonlinear coefficients */
+#define QSLP_USERFUNCS 12048         /* user functions defined */
+#define QSLP_ALGORITHMUSED 12049     /* QSLP_ALG_* of the last nonlinear solve */
 /* Double attributes */
 #define QSLP_OBJVAL 12179
 #define QSLP_SOLVETIME 12180
-#define QSLP_MAXVIOLATION 12181   /* largest row or bound violation of the solution */
+#define QSLP_MAXVIOLATION 12181 /* largest row or bound violation of the solution */
 /* Pointer attributes */
-#define QSLP_QNDAPROB 12601       /* the main problem behind a nonlinear one */
+#define QSLP_QNDAPROB 12601 /* the main problem behind a nonlinear one */
 
 /* Double controls */
-#define QSLP_OBJSENSE 12146       /* 1.0 minimise, -1.0 maximise */
-#define QSLP_FEASTOL 12147        /* absolute tolerance on row and bound violations */
-#define QSLP_OPTTOL 12148         /* optimality (dual) tolerance */
-#define QSLP_TIMELIMIT 12149      /* seconds; <= 0: none */
-#define QSLP_ATOL_VAR 12150       /* absolute tolerance on the last step of a variable */
-#define QSLP_RTOL_VAR 12151       /* relative tolerance on the last step of a variable */
-#define QSLP_ATOL_OBJ 12152       /* absolute tolerance on the objective's change */
-#define QSLP_RTOL_OBJ 12153       /* relative tolerance on the objective's change */
-#define QSLP_RTOL_ROW 12154       /* relative tolerance on row violations */
-#define QSLP_DELTA0 12155         /* first step bound; 0: from the variables' sizes */
-#define QSLP_DELTAMIN 12156       /* smallest step bound before giving up */
-#define QSLP_PENALTY0 12157       /* first weight of the penalty error vectors */
+#define QSLP_OBJSENSE 12146  /* 1.0 minimise, -1.0 maximise */
+#define QSLP_FEASTOL 12147   /* absolute tolerance on row and bound violations */
+#define QSLP_OPTTOL 12148    /* optimality (dual) tolerance */
+#define QSLP_TIMELIMIT 12149 /* seconds; <= 0: none */
+#define QSLP_ATOL_VAR 12150  /* absolute tolerance on the last step of a variable */
+#define QSLP_RTOL_VAR 12151  /* relative tolerance on the last step of a variable */
+#define QSLP_ATOL_OBJ 12152  /* absolute tolerance on the objective's change */
+#define QSLP_RTOL_OBJ 12153  /* relative tolerance on the objective's change */
+#define QSLP_RTOL_ROW 12154  /* relative tolerance on row violations */
+#define QSLP_DELTA0 12155    /* first step bound; 0: from the variables' sizes */
+#define QSLP_DELTAMIN 12156  /* smallest step bound before giving up */
+#define QSLP_PENALTY0 12157  /* first weight of the penalty error vectors */
 /* Integer controls */
 #define QSLP_ITERLIMIT 12401
-#define QSLP_LOGLEVEL 12402       /* 0 silent, 1 summary, 2 a line per iteration */
-#define QSLP_ALGORITHM 12403      /* QSLP_ALG_*; the default is QSLP_ALG_AUTO */
-#define QSLP_STEPBOUNDS 12404     /* QSLP_STEPBOUNDS_* */
-#define QSLP_SLPCURVATURE 12405   /* 1: SLP steps see the Lagrangian's curvature (QP steps) */
-#define QSLP_AUTOINIT 12415       /* 0: do not fill the nonlinear problem from the
+#define QSLP_LOGLEVEL 12402     /* 0 silent, 1 summary, 2 a line per iteration */
+#define QSLP_ALGORITHM 12403    /* QSLP_ALG_*; the default is QSLP_ALG_AUTO */
+#define QSLP_STEPBOUNDS 12404   /* QSLP_STEPBOUNDS_* */
+#define QSLP_SLPCURVATURE 12405 /* 1: SLP steps see the Lagrangian's curvature (QP steps) */
+#define QSLP_AUTOINIT \
+  12415 /* 0: do not fill the nonlinear problem from the
                                      main one when it is created */
 /* String controls */
-#define QSLP_SOLVERNAME 12701     /* the interior-point engine: "ipopt" */
+#define QSLP_SOLVERNAME 12701 /* the interior-point engine: "ipopt" */
 
 /* Values of QSLP_ALGORITHM */
-#define QSLP_ALG_AUTO 0           /* the interior-point engine when present, else SLP */
-#define QSLP_ALG_SLP 1            /* successive linear programming on the LP engine */
-#define QSLP_ALG_IPOPT 2          /* interior point (Ipopt), exact second derivatives */
+#define QSLP_ALG_AUTO 0  /* the interior-point engine when present, else SLP */
+#define QSLP_ALG_SLP 1   /* successive linear programming on the LP engine */
+#define QSLP_ALG_IPOPT 2 /* interior point (Ipopt), exact second derivatives */
 
 /* Values of QSLP_STEPBOUNDS */
 #define QSLP_STEPBOUNDS_NONE 0     /* no step bounds (variables must be bounded) */
@@ -86,16 +87,16 @@ typedef struct qslp_problem_s *QSLPprob;
 #define QSLP_NLPSTATUS_UNFINISHED 6
 
 /* Formula tokens: types */
-#define QSLP_TOK_EOF 0     /* end of formula */
-#define QSLP_TOK_CON 1     /* constant; value: the number */
-#define QSLP_TOK_STRING 5  /* string table entry (user function definitions) */
-#define QSLP_TOK_COL 10    /* column; value: its index */
-#define QSLP_TOK_FUN 11    /* user function; value: its index (from 1) */
-#define QSLP_TOK_IFUN 12   /* built-in function; value: QSLP_IFUN_* */
-#define QSLP_TOK_LB 22     /* "("; in parsed form the start of a function's arguments */
-#define QSLP_TOK_RB 23     /* ")" (infix form only) */
-#define QSLP_TOK_DEL 24    /* "," (infix form only) */
-#define QSLP_TOK_OP 31     /* operator; value: QSLP_OP_* */
+#define QSLP_TOK_EOF 0    /* end of formula */
+#define QSLP_TOK_CON 1    /* constant; value: the number */
+#define QSLP_TOK_STRING 5 /* string table entry (user function definitions) */
+#define QSLP_TOK_COL 10   /* column; value: its index */
+#define QSLP_TOK_FUN 11   /* user function; value: its index (from 1) */
+#define QSLP_TOK_IFUN 12  /* built-in function; value: QSLP_IFUN_* */
+#define QSLP_TOK_LB 22    /* "("; in parsed form the start of a function's arguments */
+#define QSLP_TOK_RB 23    /* ")" (infix form only) */
+#define QSLP_TOK_DEL 24   /* "," (infix form only) */
+#define QSLP_TOK_OP 31    /* operator; value: QSLP_OP_* */
 /* Operators */
 #define QSLP_OP_UMINUS 1
 #define QSLP_OP_EXPONENT 2
@@ -221,9 +222,8 @@ QNDA_API int QSLPgetcoefformula(QSLPprob prob, int row, int col, char *formula, 
                                 int *nbytes);
 /* Every coefficient: rows, columns, factors, and the parsed formulas as in
  * QSLPaddcoefs.  Any output may be NULL; *ncoefs and *ntokens count them. */
-QNDA_API int QSLPgetcoefs(QSLPprob prob, int *ncoefs, int *rowindex, int *colindex,
-                          double *factor, int *start, int maxtokens, int *ntokens, int *type,
-                          double *value);
+QNDA_API int QSLPgetcoefs(QSLPprob prob, int *ncoefs, int *rowindex, int *colindex, double *factor,
+                          int *start, int maxtokens, int *ntokens, int *type, double *value);
 /* Value of coefficient's formula (times its factor) at x. */
 QNDA_API int QSLPevaluatecoef(QSLPprob prob, int row, int col, const double *x, double *result);
 

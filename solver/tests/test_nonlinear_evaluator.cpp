@@ -50,33 +50,66 @@ class Generator {
 
   void emit(Formula &f, int depth) {
     if (depth == 0 || pick(10) < 2) {
-      if (pick(4) == 0) f.push_back({QSLP_TOK_CON, num()});
-      else f.push_back({QSLP_TOK_COL, double(pick(kCols))});
+      if (pick(4) == 0)
+        f.push_back({QSLP_TOK_CON, num()});
+      else
+        f.push_back({QSLP_TOK_COL, double(pick(kCols))});
       return;
     }
     const int d = depth - 1;
     switch (pick(15)) {
-      case 0: emit(f, d); emit(f, d); op(f, QSLP_OP_PLUS); break;
-      case 1: emit(f, d); emit(f, d); op(f, QSLP_OP_MINUS); break;
+      case 0:
+        emit(f, d);
+        emit(f, d);
+        op(f, QSLP_OP_PLUS);
+        break;
+      case 1:
+        emit(f, d);
+        emit(f, d);
+        op(f, QSLP_OP_MINUS);
+        break;
       case 2:
-      case 3: emit(f, d); emit(f, d); op(f, QSLP_OP_MULTIPLY); break;
-      case 4: emit(f, d); positive(f, d); op(f, QSLP_OP_DIVIDE); break;
+      case 3:
+        emit(f, d);
+        emit(f, d);
+        op(f, QSLP_OP_MULTIPLY);
+        break;
+      case 4:
+        emit(f, d);
+        positive(f, d);
+        op(f, QSLP_OP_DIVIDE);
+        break;
       case 5:  // constant exponent, integer or not
         positive(f, d);
         f.push_back({QSLP_TOK_CON, pick(2) ? 3.0 : 0.5});
         op(f, QSLP_OP_EXPONENT);
         break;
-      case 6: positive(f, d); emit(f, d); op(f, QSLP_OP_EXPONENT); break;  // variable exponent
-      case 7: emit(f, d); op(f, QSLP_OP_UMINUS); break;
-      case 8: fn(f, QSLP_IFUN_SIN, d); break;
-      case 9: fn(f, QSLP_IFUN_COS, d); break;
+      case 6:
+        positive(f, d);
+        emit(f, d);
+        op(f, QSLP_OP_EXPONENT);
+        break;  // variable exponent
+      case 7:
+        emit(f, d);
+        op(f, QSLP_OP_UMINUS);
+        break;
+      case 8:
+        fn(f, QSLP_IFUN_SIN, d);
+        break;
+      case 9:
+        fn(f, QSLP_IFUN_COS, d);
+        break;
       case 10:  // exp(sin(e)) stays small
         f.push_back({QSLP_TOK_LB, 0});
         fn(f, QSLP_IFUN_SIN, d);
         f.push_back({QSLP_TOK_IFUN, double(QSLP_IFUN_EXP)});
         break;
-      case 11: fn(f, QSLP_IFUN_ARCTAN, d); break;
-      case 12: fn(f, QSLP_IFUN_ERF, d); break;
+      case 11:
+        fn(f, QSLP_IFUN_ARCTAN, d);
+        break;
+      case 12:
+        fn(f, QSLP_IFUN_ERF, d);
+        break;
       case 13:
         f.push_back({QSLP_TOK_LB, 0});
         positive(f, d);
@@ -93,7 +126,9 @@ class Generator {
   std::mt19937 rng_;
 };
 
-double full_value(const Tape &t, const std::vector<double> &x) { return t.value(x.data(), nullptr); }
+double full_value(const Tape &t, const std::vector<double> &x) {
+  return t.value(x.data(), nullptr);
+}
 
 TEST(Evaluator, GradientsAndHessiansMatchFiniteDifferences) {
   Generator gen(20240611u);
@@ -124,7 +159,8 @@ TEST(Evaluator, GradientsAndHessiansMatchFiniteDifferences) {
       xp[cols[a]] += step;
       xm[cols[a]] -= step;
       const double fd = (full_value(tape, xp) - full_value(tape, xm)) / (2 * step);
-      EXPECT_NEAR(g[a], fd, 1e-5 * (1 + std::fabs(fd))) << "trial " << trial << " column " << cols[a];
+      EXPECT_NEAR(g[a], fd, 1e-5 * (1 + std::fabs(fd)))
+          << "trial " << trial << " column " << cols[a];
       // ... and of gradients for the Hessian.
       const double hstep = 1e-5;
       xp = x;
@@ -148,9 +184,14 @@ TEST(Evaluator, GradientsAndHessiansMatchFiniteDifferences) {
 
 // Hand-worked: f = x * y^2 + sin(x) at (x, y) = (2, 3).
 TEST(Evaluator, KnownDerivatives) {
-  const Formula f = {{QSLP_TOK_COL, 0}, {QSLP_TOK_COL, 1}, {QSLP_TOK_CON, 2},
-                     {QSLP_TOK_OP, QSLP_OP_EXPONENT}, {QSLP_TOK_OP, QSLP_OP_MULTIPLY},
-                     {QSLP_TOK_LB, 0}, {QSLP_TOK_COL, 0}, {QSLP_TOK_IFUN, QSLP_IFUN_SIN},
+  const Formula f = {{QSLP_TOK_COL, 0},
+                     {QSLP_TOK_COL, 1},
+                     {QSLP_TOK_CON, 2},
+                     {QSLP_TOK_OP, QSLP_OP_EXPONENT},
+                     {QSLP_TOK_OP, QSLP_OP_MULTIPLY},
+                     {QSLP_TOK_LB, 0},
+                     {QSLP_TOK_COL, 0},
+                     {QSLP_TOK_IFUN, QSLP_IFUN_SIN},
                      {QSLP_TOK_OP, QSLP_OP_PLUS}};
   const Tape t(f);
   const double x[2] = {2.0, 3.0};

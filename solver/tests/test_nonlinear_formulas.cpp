@@ -56,25 +56,26 @@ TEST_P(FormulaRoundTrip, TextToTokensAndBackKeepsTheMeaning) {
 
 INSTANTIATE_TEST_SUITE_P(
     Texts, FormulaRoundTrip,
-    ::testing::Values(RoundTrip{"x + y * z", "x + y * z"}, RoundTrip{"(x + y) * z", "(x + y) * z"},
-                      RoundTrip{"x - (y - z)", "x - (y - z)"}, RoundTrip{"x - y - z", "x - y - z"},
-                      RoundTrip{"x / (y * z)", "x / (y * z)"}, RoundTrip{"-x^2", "-x ^ 2"},
-                      RoundTrip{"(-x)^2", "(-x) ^ 2"}, RoundTrip{"x^y^z", "x ^ y ^ z"},
-                      RoundTrip{"(x^y)^z", "(x ^ y) ^ z"}, RoundTrip{"2 ** -x", "2 ^ (-x)"},
-                      RoundTrip{"sin(y)/z", "sin(y) / z"},
-                      RoundTrip{"MAX(x, y, 3)", "max(x, y, 3)"},
-                      RoundTrip{"log(x) + log10(y)", "ln(x) + log10(y)"},
-                      RoundTrip{"exp(-x*y)", "exp(-x * y)"},
-                      RoundTrip{"1.5e-7 * x + .25", "1.5e-07 * x + 0.25"},
-                      RoundTrip{"-(x + y)", "-(x + y)"}, RoundTrip{"+x - -y", "x - -y"},
-                      RoundTrip{"abs(sign(x)) * atan(z)", "abs(sign(x)) * arctan(z)"},
-                      RoundTrip{"0.1", "0.1"}));
+    ::testing::Values(
+        RoundTrip{"x + y * z", "x + y * z"}, RoundTrip{"(x + y) * z", "(x + y) * z"},
+        RoundTrip{"x - (y - z)", "x - (y - z)"}, RoundTrip{"x - y - z", "x - y - z"},
+        RoundTrip{"x / (y * z)", "x / (y * z)"}, RoundTrip{"-x^2", "-x ^ 2"},
+        RoundTrip{"(-x)^2", "(-x) ^ 2"}, RoundTrip{"x^y^z", "x ^ y ^ z"},
+        RoundTrip{"(x^y)^z", "(x ^ y) ^ z"}, RoundTrip{"2 ** -x", "2 ^ (-x)"},
+        RoundTrip{"sin(y)/z", "sin(y) / z"}, RoundTrip{"MAX(x, y, 3)", "max(x, y, 3)"},
+        RoundTrip{"log(x) + log10(y)", "ln(x) + log10(y)"}, RoundTrip{"exp(-x*y)", "exp(-x * y)"},
+        RoundTrip{"1.5e-7 * x + .25", "1.5e-07 * x + 0.25"}, RoundTrip{"-(x + y)", "-(x + y)"},
+        RoundTrip{"+x - -y", "x - -y"},
+        RoundTrip{"abs(sign(x)) * atan(z)", "abs(sign(x)) * arctan(z)"}, RoundTrip{"0.1", "0.1"}));
 
 TEST_F(Formulas, ParsedFormHasArgumentStartsAndColumns) {
   // sin(y)/z: argument start, y, sin, z, divide, end.
-  const std::vector<std::pair<int, double>> want = {
-      {QSLP_TOK_LB, 0}, {QSLP_TOK_COL, 1}, {QSLP_TOK_IFUN, QSLP_IFUN_SIN}, {QSLP_TOK_COL, 2},
-      {QSLP_TOK_OP, QSLP_OP_DIVIDE}, {QSLP_TOK_EOF, 0}};
+  const std::vector<std::pair<int, double>> want = {{QSLP_TOK_LB, 0},
+                                                    {QSLP_TOK_COL, 1},
+                                                    {QSLP_TOK_IFUN, QSLP_IFUN_SIN},
+                                                    {QSLP_TOK_COL, 2},
+                                                    {QSLP_TOK_OP, QSLP_OP_DIVIDE},
+                                                    {QSLP_TOK_EOF, 0}};
   EXPECT_EQ(parse("sin(y)/z"), want);
 }
 
@@ -140,9 +141,10 @@ TEST_F(Formulas, ValidityOfParsedTokens) {
       {{QSLP_TOK_COL, QSLP_TOK_COL, QSLP_TOK_EOF}, {0, 1, 0}, false, "2 items left"},
       {{QSLP_TOK_COL, QSLP_TOK_OP, QSLP_TOK_EOF}, {0, QSLP_OP_PLUS, 0}, false, "operand missing"},
       {{QSLP_TOK_COL, QSLP_TOK_EOF}, {7, 0}, false, "column 7 out of range"},
-      {{QSLP_TOK_COL, QSLP_TOK_IFUN, QSLP_TOK_EOF}, {0, QSLP_IFUN_SIN, 0}, false,
-       "argument start"},
-      {{QSLP_TOK_LB, QSLP_TOK_COL, QSLP_TOK_FUN, QSLP_TOK_EOF}, {0, 0, 3, 0}, false,
+      {{QSLP_TOK_COL, QSLP_TOK_IFUN, QSLP_TOK_EOF}, {0, QSLP_IFUN_SIN, 0}, false, "argument start"},
+      {{QSLP_TOK_LB, QSLP_TOK_COL, QSLP_TOK_FUN, QSLP_TOK_EOF},
+       {0, 0, 3, 0},
+       false,
        "unknown user function"},
       {{QSLP_TOK_RB, QSLP_TOK_EOF}, {0, 0}, false, "cannot appear in a parsed formula"},
       {{QSLP_TOK_EOF}, {0}, false, "empty formula"},
@@ -164,11 +166,13 @@ TEST_F(Formulas, EvaluationFollowsTheUsualMeaning) {
     const char *text;
     double want;
   };
-  for (Case c : {Case{"x + y * z", 0.5 + 2.0 * -1.5}, Case{"-y ^ 2", -4.0}, Case{"y ^ 3 ^ 0.5", std::pow(2.0, std::sqrt(3.0))},
-                 Case{"max(x, y, z) - min(x, y, z)", 3.5}, Case{"ln(y) + log10(100)", std::log(2.0) + 2},
-                 Case{"erf(x) + erfc(x) + sqrt(y*y)", 3.0}, Case{"abs(z) * sign(z)", -1.5},
-                 Case{"arcsin(x) + arccos(x) + arctan(1) * 4", std::acos(-1.0) / 2 + std::acos(-1.0)},
-                 Case{"tan(x) - sin(x) / cos(x) + exp(0)", 1.0}, Case{"z ^ 2", 2.25}}) {
+  for (Case c :
+       {Case{"x + y * z", 0.5 + 2.0 * -1.5}, Case{"-y ^ 2", -4.0},
+        Case{"y ^ 3 ^ 0.5", std::pow(2.0, std::sqrt(3.0))},
+        Case{"max(x, y, z) - min(x, y, z)", 3.5}, Case{"ln(y) + log10(100)", std::log(2.0) + 2},
+        Case{"erf(x) + erfc(x) + sqrt(y*y)", 3.0}, Case{"abs(z) * sign(z)", -1.5},
+        Case{"arcsin(x) + arccos(x) + arctan(1) * 4", std::acos(-1.0) / 2 + std::acos(-1.0)},
+        Case{"tan(x) - sin(x) / cos(x) + exp(0)", 1.0}, Case{"z ^ 2", 2.25}}) {
     const auto tokens = parse(c.text);
     std::vector<int> type;
     std::vector<double> value;
@@ -212,9 +216,9 @@ TEST_F(Formulas, CoefficientsStoreFactorsAndFormulas) {
 
   // All coefficients back as parsed tokens.
   int ncoefs = 0, ntokens = 0;
-  ASSERT_EQ(QSLPgetcoefs(s, &ncoefs, nullptr, nullptr, nullptr, nullptr, 0, &ntokens, nullptr,
-                         nullptr),
-            0);
+  ASSERT_EQ(
+      QSLPgetcoefs(s, &ncoefs, nullptr, nullptr, nullptr, nullptr, 0, &ntokens, nullptr, nullptr),
+      0);
   EXPECT_EQ(ncoefs, 3);
   std::vector<int> rows(ncoefs), colsv(ncoefs), start(ncoefs + 1), type(ntokens);
   std::vector<double> fac(ncoefs), value(ntokens);

@@ -10,8 +10,7 @@ namespace {
 class Quadratic : public qtest::Prob {
  protected:
   void qrow(int row, std::vector<int> c1, std::vector<int> c2, std::vector<double> v) {
-    ASSERT_EQ(QNDAaddqmatrix(p, row, static_cast<int>(v.size()), c1.data(), c2.data(), v.data()),
-              0)
+    ASSERT_EQ(QNDAaddqmatrix(p, row, static_cast<int>(v.size()), c1.data(), c2.data(), v.data()), 0)
         << last_error();
   }
   void qobj(std::vector<int> c1, std::vector<int> c2, std::vector<double> v) {

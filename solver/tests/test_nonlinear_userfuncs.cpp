@@ -86,14 +86,13 @@ TEST_P(UserFuncModel, MinimumOfABowl) {
   if (d) EXPECT_GT(rec.flagged, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, UserFuncModel,
-    ::testing::Values(Case{false, QSLP_ALG_SLP}, Case{true, QSLP_ALG_SLP},
-                      Case{false, QSLP_ALG_IPOPT}, Case{true, QSLP_ALG_IPOPT}),
-    [](const ::testing::TestParamInfo<Case> &i) {
-      return std::string(i.param.derivatives ? "Derivatives" : "ValueOnly") +
-             (i.param.algorithm == QSLP_ALG_SLP ? "Slp" : "Ipopt");
-    });
+INSTANTIATE_TEST_SUITE_P(Kinds, UserFuncModel,
+                         ::testing::Values(Case{false, QSLP_ALG_SLP}, Case{true, QSLP_ALG_SLP},
+                                           Case{false, QSLP_ALG_IPOPT}, Case{true, QSLP_ALG_IPOPT}),
+                         [](const ::testing::TestParamInfo<Case> &i) {
+                           return std::string(i.param.derivatives ? "Derivatives" : "ValueOnly") +
+                                  (i.param.algorithm == QSLP_ALG_SLP ? "Slp" : "Ipopt");
+                         });
 
 TEST_F(UserFuncs, TextNamesAndEvaluation) {
   Record rec;

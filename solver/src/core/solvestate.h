@@ -21,12 +21,12 @@ struct SolveState : SolveCounters {
   int lp_status = QNDA_LP_UNSTARTED;
   int mip_status = QNDA_MIP_NOT_LOADED;
   int stop_status = QNDA_STOP_NONE;
-  int algorithm = 0;         // QNDA_LPALGORITHM value used by the last LP solve
-  bool was_mip = false;      // the last solve ran the MIP search
-  bool has_solution = false; // x and slack hold a primal solution
-  bool local_only = false;   // ... which is only known to be locally optimal
-  bool has_duals = false;    // duals and djs hold a dual solution
-  bool model_changed = true; // the model changed since the last solve
+  int algorithm = 0;          // QNDA_LPALGORITHM value used by the last LP solve
+  bool was_mip = false;       // the last solve ran the MIP search
+  bool has_solution = false;  // x and slack hold a primal solution
+  bool local_only = false;    // ... which is only known to be locally optimal
+  bool has_duals = false;     // duals and djs hold a dual solution
+  bool model_changed = true;  // the model changed since the last solve
 
   double lp_obj = 0.0, mip_obj = 0.0, obj = 0.0, best_bound = 0.0, rel_gap = 0.0;
   double solve_time = 0.0;
@@ -34,7 +34,7 @@ struct SolveState : SolveCounters {
   // On the columns and rows of the problem as loaded (never the
   // reformulated ones).
   std::vector<double> x, slack, duals, djs;
-  std::vector<int> rowstat, colstat; // QNDA_AT_LOWER ...; empty: no basis
+  std::vector<int> rowstat, colstat;  // QNDA_AT_LOWER ...; empty: no basis
 
   // Starting points given by the user for the next optimisation; dropped
   // when the model changes shape.

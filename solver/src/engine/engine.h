@@ -74,7 +74,7 @@ struct EngineResult : SolveCounters {
   double solve_time = 0.0;
   // simplex_iter, barrier_iter, nodes, mip_sols, max_primal_infeas and
   // max_dual_infeas: of SolveCounters.
-  int algorithm = 0;  // QNDA_LPALGORITHM value that solved the LP
+  int algorithm = 0;        // QNDA_LPALGORITHM value that solved the LP
   bool local_only = false;  // a non-convex model: the optimum may be local
 };
 

@@ -20,10 +20,10 @@ class NlpProblem {
 
   int n = 0, m = 0;
   std::vector<double> xl, xu, gl, gu;
-  std::vector<double> x0;         // starting point, within the bounds
-  std::vector<int> jrow, jcol;    // Jacobian structure
-  std::vector<int> hrow, hcol;    // Hessian structure, hrow >= hcol
-  std::vector<char> linear_row;   // 1: g_i is linear (its Jacobian is constant)
+  std::vector<double> x0;           // starting point, within the bounds
+  std::vector<int> jrow, jcol;      // Jacobian structure
+  std::vector<int> hrow, hcol;      // Hessian structure, hrow >= hcol
+  std::vector<char> linear_row;     // 1: g_i is linear (its Jacobian is constant)
   std::vector<char> nonlinear_col;  // 1: the column appears in a nonlinear term
   bool objective_linear = false;
 
@@ -32,7 +32,7 @@ class NlpProblem {
   virtual bool eval_g(const double *x, double *g) = 0;
   virtual bool eval_jac(const double *x, double *values) = 0;  // in jrow/jcol order
   virtual bool eval_hess(const double *x, double obj_factor, const double *lambda,
-                         double *values) = 0;                  // in hrow/hcol order
+                         double *values) = 0;  // in hrow/hcol order
   // False when the Hessian is not available (the engine approximates it).
   virtual bool has_hessian() const { return true; }
 };
@@ -42,9 +42,9 @@ struct NlpSettings {
   double time_limit = 0.0;  // <= 0: none
   double feas_tol = 1e-6;
   double opt_tol = 1e-6;
-  int log_level = 1;        // 0 silent, 1 summary, 2 a line per iteration
-  std::function<bool()> stop;                     // polled; true stops
-  std::function<void(const std::string &)> log;   // one line of the log
+  int log_level = 1;                             // 0 silent, 1 summary, 2 a line per iteration
+  std::function<bool()> stop;                    // polled; true stops
+  std::function<void(const std::string &)> log;  // one line of the log
 };
 
 enum class NlpStatus {

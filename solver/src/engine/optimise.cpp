@@ -372,7 +372,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   st.was_mip = search;
 
   const int log_level = s.log_level;
-  const char *what = search ? (quadratic_route ? "MIQP" : "MIP")
+  const char *what = search                    ? (quadratic_route ? "MIQP" : "MIP")
                      : fm.has_quadratic_rows() ? "QCQP"
                      : fm.has_quadratic()      ? "QP"
                                                : "LP";
@@ -412,11 +412,11 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     r.status = EngineStatus::Interrupted;
   } else if (quadratic_route) {
     if (log_level >= 1)
-      emit_messagef(&prob, MSG_INFO, "%s", search
-                        ? "Quadratic parts with discrete columns: outer approximation on the "
-                          "MIP engine, continuous problems by the interior-point engine"
-                        : "Quadratic rows or a non-convex objective: the interior-point engine "
-                          "(locally optimal)");
+      emit_messagef(&prob, MSG_INFO, "%s",
+                    search ? "Quadratic parts with discrete columns: outer approximation on the "
+                             "MIP engine, continuous problems by the interior-point engine"
+                           : "Quadratic rows or a non-convex objective: the interior-point engine "
+                             "(locally optimal)");
     solve_quadratic(fm, s, start, hooks, r);
   } else {
     engine->solve(fm, s, start, hooks, r);

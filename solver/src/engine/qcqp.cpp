@@ -29,8 +29,8 @@ class QuadNlp : public NlpProblem {
     xl = fm.lb;
     xu = fm.ub;
     for (int j = 0; j < n; ++j) {
-      if (fm.has_integers() && (fm.kind[j] == ColKind::SemiContinuous ||
-                                fm.kind[j] == ColKind::SemiInteger))
+      if (fm.has_integers() &&
+          (fm.kind[j] == ColKind::SemiContinuous || fm.kind[j] == ColKind::SemiInteger))
         xl[j] = std::min(0.0, xl[j]);  // the relaxation reaches 0
       if (!fix.empty() && !std::isnan(fix[j])) xl[j] = xu[j] = fix[j];
     }
@@ -157,8 +157,7 @@ class QuadNlp : public NlpProblem {
     }
     return true;
   }
-  bool eval_hess(const double *, double obj_factor, const double *lambda,
-                 double *values) override {
+  bool eval_hess(const double *, double obj_factor, const double *lambda, double *values) override {
     std::fill(values, values + hrow.size(), 0.0);
     if (fm_.has_quadratic())
       for (int j = 0; j < n; ++j)
@@ -234,14 +233,21 @@ void take_point(QuadNlp &p, const std::vector<double> &x, double sense, const Nl
 
 EngineStatus status_of(NlpStatus s) {
   switch (s) {
-    case NlpStatus::LocalOptimum: return EngineStatus::Optimal;
+    case NlpStatus::LocalOptimum:
+      return EngineStatus::Optimal;
     case NlpStatus::LocallyInfeasible:
-    case NlpStatus::Infeasible: return EngineStatus::Infeasible;
-    case NlpStatus::Unbounded: return EngineStatus::Unbounded;
-    case NlpStatus::IterationLimit: return EngineStatus::IterationLimit;
-    case NlpStatus::TimeLimit: return EngineStatus::TimeLimit;
-    case NlpStatus::Interrupted: return EngineStatus::Interrupted;
-    default: return EngineStatus::Error;
+    case NlpStatus::Infeasible:
+      return EngineStatus::Infeasible;
+    case NlpStatus::Unbounded:
+      return EngineStatus::Unbounded;
+    case NlpStatus::IterationLimit:
+      return EngineStatus::IterationLimit;
+    case NlpStatus::TimeLimit:
+      return EngineStatus::TimeLimit;
+    case NlpStatus::Interrupted:
+      return EngineStatus::Interrupted;
+    default:
+      return EngineStatus::Error;
   }
 }
 
@@ -375,9 +381,9 @@ void solve_quadratic(FlatModel &fm, const EngineSettings &s, const EngineStart &
   const auto t0 = std::chrono::steady_clock::now();
   auto time_left = [&] {
     if (s.time_limit <= 0) return 0.0;
-    return std::max(1e-3, s.time_limit - std::chrono::duration<double>(
-                                             std::chrono::steady_clock::now() - t0)
-                                             .count());
+    return std::max(
+        1e-3, s.time_limit -
+                  std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count());
   };
   if (!ipopt_available())
     fail(QNDA_ERR_UNSUPPORTED,
@@ -399,8 +405,8 @@ void solve_quadratic(FlatModel &fm, const EngineSettings &s, const EngineStart &
   if (!search || nr.status != NlpStatus::LocalOptimum) {
     r.status = status_of(nr.status);
     if (r.status == EngineStatus::Error) r.message = nr.message;
-    if (!search && nr.has_point && (r.status == EngineStatus::Optimal ||
-                                    r.status == EngineStatus::Unbounded))
+    if (!search && nr.has_point &&
+        (r.status == EngineStatus::Optimal || r.status == EngineStatus::Unbounded))
       take_point(relax, nr.x, sense, &nr, r);
     r.best_bound = r.objective;
     r.solve_time = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
@@ -468,12 +474,17 @@ void solve_quadratic(FlatModel &fm, const EngineSettings &s, const EngineStart &
     for (int j = 0; j < n; ++j) {
       if (!fm.has_integers()) break;
       switch (fm.kind[j]) {
-        case ColKind::Integer: fix[j] = std::round(xm[j]); break;
-        case ColKind::SemiInteger: fix[j] = std::fabs(xm[j]) < 0.5 ? 0.0 : std::round(xm[j]); break;
+        case ColKind::Integer:
+          fix[j] = std::round(xm[j]);
+          break;
+        case ColKind::SemiInteger:
+          fix[j] = std::fabs(xm[j]) < 0.5 ? 0.0 : std::round(xm[j]);
+          break;
         case ColKind::SemiContinuous:
           if (std::fabs(xm[j]) <= 1e-9) fix[j] = 0.0;
           break;
-        default: break;
+        default:
+          break;
       }
     }
     QuadNlp sub(fm, fix);
@@ -495,8 +506,9 @@ void solve_quadratic(FlatModel &fm, const EngineSettings &s, const EngineStart &
   }
   if (!best.empty()) take_point(relax, best, sense, nullptr, r);
   r.best_bound = r.status == EngineStatus::Optimal ? r.objective : bound;
-  r.rel_gap = best.empty() ? kInf
-                           : std::fabs(best_obj - r.best_bound) / std::max(1e-10, std::fabs(best_obj));
+  r.rel_gap = best.empty()
+                  ? kInf
+                  : std::fabs(best_obj - r.best_bound) / std::max(1e-10, std::fabs(best_obj));
   r.solve_time = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
 }
 

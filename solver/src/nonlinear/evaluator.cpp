@@ -17,18 +17,45 @@ int as_int(double v) { return static_cast<int>(std::lround(v)); }
 // Value, first and second derivative of a built-in function of one argument.
 void unary(int code, double a, double &v, double &d1, double &d2) {
   switch (code) {
-    case QSLP_IFUN_LN: v = std::log(a); d1 = 1.0 / a; d2 = -d1 * d1; return;
+    case QSLP_IFUN_LN:
+      v = std::log(a);
+      d1 = 1.0 / a;
+      d2 = -d1 * d1;
+      return;
     case QSLP_IFUN_LOG10:
       v = std::log10(a);
       d1 = 1.0 / (a * kLn10);
       d2 = -1.0 / (a * a * kLn10);
       return;
-    case QSLP_IFUN_EXP: v = std::exp(a); d1 = d2 = v; return;
-    case QSLP_IFUN_ABS: v = std::fabs(a); d1 = a > 0 ? 1.0 : a < 0 ? -1.0 : 0.0; d2 = 0; return;
-    case QSLP_IFUN_SQRT: v = std::sqrt(a); d1 = 0.5 / v; d2 = -0.25 / (v * a); return;
-    case QSLP_IFUN_SIN: v = std::sin(a); d1 = std::cos(a); d2 = -v; return;
-    case QSLP_IFUN_COS: v = std::cos(a); d1 = -std::sin(a); d2 = -v; return;
-    case QSLP_IFUN_TAN: v = std::tan(a); d1 = 1.0 + v * v; d2 = 2.0 * v * d1; return;
+    case QSLP_IFUN_EXP:
+      v = std::exp(a);
+      d1 = d2 = v;
+      return;
+    case QSLP_IFUN_ABS:
+      v = std::fabs(a);
+      d1 = a > 0 ? 1.0 : a < 0 ? -1.0 : 0.0;
+      d2 = 0;
+      return;
+    case QSLP_IFUN_SQRT:
+      v = std::sqrt(a);
+      d1 = 0.5 / v;
+      d2 = -0.25 / (v * a);
+      return;
+    case QSLP_IFUN_SIN:
+      v = std::sin(a);
+      d1 = std::cos(a);
+      d2 = -v;
+      return;
+    case QSLP_IFUN_COS:
+      v = std::cos(a);
+      d1 = -std::sin(a);
+      d2 = -v;
+      return;
+    case QSLP_IFUN_TAN:
+      v = std::tan(a);
+      d1 = 1.0 + v * v;
+      d2 = 2.0 * v * d1;
+      return;
     case QSLP_IFUN_ARCSIN:
     case QSLP_IFUN_ARCCOS: {
       const double s = code == QSLP_IFUN_ARCSIN ? 1.0 : -1.0;
@@ -45,7 +72,10 @@ void unary(int code, double a, double &v, double &d1, double &d2) {
       d2 = -2.0 * a / (q * q);
       return;
     }
-    case QSLP_IFUN_SIGN: v = a > 0 ? 1.0 : a < 0 ? -1.0 : 0.0; d1 = d2 = 0; return;
+    case QSLP_IFUN_SIGN:
+      v = a > 0 ? 1.0 : a < 0 ? -1.0 : 0.0;
+      d1 = d2 = 0;
+      return;
     case QSLP_IFUN_ERF:
     case QSLP_IFUN_ERFC: {
       const double s = code == QSLP_IFUN_ERF ? 1.0 : -1.0;
@@ -54,7 +84,8 @@ void unary(int code, double a, double &v, double &d1, double &d2) {
       d2 = -2.0 * a * d1;
       return;
     }
-    default: fail(QNDA_ERR_INTERNAL, "built-in function %d has no evaluation", code);
+    default:
+      fail(QNDA_ERR_INTERNAL, "built-in function %d has no evaluation", code);
   }
 }
 
@@ -81,7 +112,9 @@ Tape::Tape(const Formula &parsed) {
   };
   for (const Token &t : parsed) {
     switch (t.type) {
-      case QSLP_TOK_CON: add(CON, 0, t.value, 0); break;
+      case QSLP_TOK_CON:
+        add(CON, 0, t.value, 0);
+        break;
       case QSLP_TOK_COL: {
         const int slot = static_cast<int>(
             std::lower_bound(cols_.begin(), cols_.end(), as_int(t.value)) - cols_.begin());
@@ -89,7 +122,9 @@ Tape::Tape(const Formula &parsed) {
         nodes_.back().var = true;
         break;
       }
-      case QSLP_TOK_LB: marks.push_back(static_cast<int>(st.size())); break;
+      case QSLP_TOK_LB:
+        marks.push_back(static_cast<int>(st.size()));
+        break;
       case QSLP_TOK_OP: {
         const int op = as_int(t.value);
         add(OP, op, 0.0, op == QSLP_OP_UMINUS ? 1 : 2);
@@ -102,7 +137,8 @@ Tape::Tape(const Formula &parsed) {
         add(t.type == QSLP_TOK_IFUN ? IFUN : UFUN, as_int(t.value), 0.0, nargs);
         break;
       }
-      default: break;
+      default:
+        break;
     }
   }
   if (st.size() != 1) fail(QNDA_ERR_INTERNAL, "formula compiled to %zu values", st.size());
@@ -124,8 +160,11 @@ void Tape::local(const Node &n, const UserCaller *uf, bool second) const {
   if (second) std::fill(h, h + k * k, 0.0);
   double &v = val_[&n - nodes_.data()];
   switch (n.kind) {
-    case CON: v = n.c; return;
-    case COL: return;  // set by forward
+    case CON:
+      v = n.c;
+      return;
+    case COL:
+      return;  // set by forward
     case OP: {
       if (n.code == QSLP_OP_UMINUS) {
         v = -arg(0);
@@ -134,8 +173,16 @@ void Tape::local(const Node &n, const UserCaller *uf, bool second) const {
       }
       const double a = arg(0), b = arg(1);
       switch (n.code) {
-        case QSLP_OP_PLUS: v = a + b; g[0] = 1; g[1] = 1; return;
-        case QSLP_OP_MINUS: v = a - b; g[0] = 1; g[1] = -1; return;
+        case QSLP_OP_PLUS:
+          v = a + b;
+          g[0] = 1;
+          g[1] = 1;
+          return;
+        case QSLP_OP_MINUS:
+          v = a - b;
+          g[0] = 1;
+          g[1] = -1;
+          return;
         case QSLP_OP_MULTIPLY:
           v = a * b;
           g[0] = b;
@@ -174,7 +221,8 @@ void Tape::local(const Node &n, const UserCaller *uf, bool second) const {
           }
           return;
         }
-        default: fail(QNDA_ERR_INTERNAL, "operator %d has no evaluation", n.code);
+        default:
+          fail(QNDA_ERR_INTERNAL, "operator %d has no evaluation", n.code);
       }
     }
     case IFUN: {
@@ -210,7 +258,8 @@ void Tape::local(const Node &n, const UserCaller *uf, bool second) const {
           for (int r = 0; r < k; ++r) h[r * k + q] = (gp[r] - gm[r]) / (2.0 * step);
         }
         for (int q = 0; q < k; ++q)
-          for (int r = 0; r < q; ++r) h[q * k + r] = h[r * k + q] = 0.5 * (h[q * k + r] + h[r * k + q]);
+          for (int r = 0; r < q; ++r)
+            h[q * k + r] = h[r * k + q] = 0.5 * (h[q * k + r] + h[r * k + q]);
       }
       return;
     }
@@ -219,8 +268,10 @@ void Tape::local(const Node &n, const UserCaller *uf, bool second) const {
 
 void Tape::forward(const double *x, const UserCaller *uf, bool second) const {
   for (const Node &n : nodes_) {
-    if (n.kind == COL) val_[&n - nodes_.data()] = x[cols_[n.code]];
-    else local(n, uf, second);
+    if (n.kind == COL)
+      val_[&n - nodes_.data()] = x[cols_[n.code]];
+    else
+      local(n, uf, second);
   }
 }
 
@@ -305,7 +356,8 @@ double Tape::hessian(const double *x, const UserCaller *uf, double *g, double *h
   }
   // Equal in exact arithmetic; made equal in floating point too.
   for (size_t a = 0; a < nc; ++a)
-    for (size_t b = 0; b < a; ++b) h[a * nc + b] = h[b * nc + a] = 0.5 * (h[a * nc + b] + h[b * nc + a]);
+    for (size_t b = 0; b < a; ++b)
+      h[a * nc + b] = h[b * nc + a] = 0.5 * (h[a * nc + b] + h[b * nc + a]);
   return val_.back();
 }
 

@@ -51,11 +51,11 @@ class Tape {
   enum Kind : char { CON, COL, OP, IFUN, UFUN };
   struct Node {
     Kind kind;
-    int code;        // operator, built-in code, user function index, or column slot
-    double c;        // constant
-    int arg0, nargs; // into args_
-    int loc0;        // into the partials' scratch: nargs first, then nargs^2 second
-    bool var;        // depends on a column
+    int code;         // operator, built-in code, user function index, or column slot
+    double c;         // constant
+    int arg0, nargs;  // into args_
+    int loc0;         // into the partials' scratch: nargs first, then nargs^2 second
+    bool var;         // depends on a column
   };
 
   void forward(const double *x, const UserCaller *uf, bool second) const;

@@ -14,12 +14,14 @@ namespace qnda {
 namespace {
 
 constexpr BuiltinInfo kBuiltins[] = {
-    {QSLP_IFUN_LOG10, "log10", 1}, {QSLP_IFUN_LN, "ln", 1},         {QSLP_IFUN_EXP, "exp", 1},
-    {QSLP_IFUN_ABS, "abs", 1},     {QSLP_IFUN_SQRT, "sqrt", 1},     {QSLP_IFUN_SIN, "sin", 1},
-    {QSLP_IFUN_COS, "cos", 1},     {QSLP_IFUN_TAN, "tan", 1},       {QSLP_IFUN_ARCSIN, "arcsin", 1},
-    {QSLP_IFUN_ARCCOS, "arccos", 1}, {QSLP_IFUN_ARCTAN, "arctan", 1}, {QSLP_IFUN_MIN, "min", -1},
-    {QSLP_IFUN_MAX, "max", -1},    {QSLP_IFUN_SIGN, "sign", 1},     {QSLP_IFUN_ERF, "erf", 1},
-    {QSLP_IFUN_ERFC, "erfc", 1},
+    {QSLP_IFUN_LOG10, "log10", 1},   {QSLP_IFUN_LN, "ln", 1},
+    {QSLP_IFUN_EXP, "exp", 1},       {QSLP_IFUN_ABS, "abs", 1},
+    {QSLP_IFUN_SQRT, "sqrt", 1},     {QSLP_IFUN_SIN, "sin", 1},
+    {QSLP_IFUN_COS, "cos", 1},       {QSLP_IFUN_TAN, "tan", 1},
+    {QSLP_IFUN_ARCSIN, "arcsin", 1}, {QSLP_IFUN_ARCCOS, "arccos", 1},
+    {QSLP_IFUN_ARCTAN, "arctan", 1}, {QSLP_IFUN_MIN, "min", -1},
+    {QSLP_IFUN_MAX, "max", -1},      {QSLP_IFUN_SIGN, "sign", 1},
+    {QSLP_IFUN_ERF, "erf", 1},       {QSLP_IFUN_ERFC, "erfc", 1},
 };
 
 // Other spellings accepted in text.
@@ -27,30 +29,43 @@ struct Alias {
   const char *name;
   int code;
 };
-constexpr Alias kAliases[] = {{"log", QSLP_IFUN_LN},        {"asin", QSLP_IFUN_ARCSIN},
-                              {"acos", QSLP_IFUN_ARCCOS},   {"atan", QSLP_IFUN_ARCTAN}};
+constexpr Alias kAliases[] = {{"log", QSLP_IFUN_LN},
+                              {"asin", QSLP_IFUN_ARCSIN},
+                              {"acos", QSLP_IFUN_ARCCOS},
+                              {"atan", QSLP_IFUN_ARCTAN}};
 
 // Binding strength of operators (higher binds tighter); atoms are 5.
 int op_prec(int op) {
   switch (op) {
     case QSLP_OP_PLUS:
-    case QSLP_OP_MINUS: return 1;
+    case QSLP_OP_MINUS:
+      return 1;
     case QSLP_OP_MULTIPLY:
-    case QSLP_OP_DIVIDE: return 2;
-    case QSLP_OP_UMINUS: return 3;
-    case QSLP_OP_EXPONENT: return 4;
-    default: return -1;
+    case QSLP_OP_DIVIDE:
+      return 2;
+    case QSLP_OP_UMINUS:
+      return 3;
+    case QSLP_OP_EXPONENT:
+      return 4;
+    default:
+      return -1;
   }
 }
 
 const char *op_text(int op) {
   switch (op) {
-    case QSLP_OP_PLUS: return "+";
-    case QSLP_OP_MINUS: return "-";
-    case QSLP_OP_MULTIPLY: return "*";
-    case QSLP_OP_DIVIDE: return "/";
-    case QSLP_OP_EXPONENT: return "^";
-    default: return "-";
+    case QSLP_OP_PLUS:
+      return "+";
+    case QSLP_OP_MINUS:
+      return "-";
+    case QSLP_OP_MULTIPLY:
+      return "*";
+    case QSLP_OP_DIVIDE:
+      return "/";
+    case QSLP_OP_EXPONENT:
+      return "^";
+    default:
+      return "-";
   }
 }
 
@@ -141,14 +156,17 @@ class Parser {
         return;
       }
       case QSLP_TOK_FUN:
-      case QSLP_TOK_IFUN: call(*t); return;
+      case QSLP_TOK_IFUN:
+        call(*t);
+        return;
       case QSLP_TOK_LB:
         ++pos_;
         expr(1);
         if (!next_is(QSLP_TOK_RB)) bad("missing \")\"");
         ++pos_;
         return;
-      default: bad("operand expected");
+      default:
+        bad("operand expected");
     }
   }
 
@@ -182,8 +200,7 @@ class Parser {
   void check_function(const Token &f) const {
     if (f.type == QSLP_TOK_IFUN && !builtin_by_code(index_of(f.value)))
       bad("unknown built-in function");
-    if (f.type == QSLP_TOK_FUN &&
-        (index_of(f.value) < 1 || index_of(f.value) > scope_.nuserfuncs))
+    if (f.type == QSLP_TOK_FUN && (index_of(f.value) < 1 || index_of(f.value) > scope_.nuserfuncs))
       bad("unknown user function");
   }
 
@@ -229,12 +246,14 @@ Piece unparse(const Formula &parsed, const NameScope *scope) {
         break;
       case QSLP_TOK_COL: {
         const int j = index_of(t.value);
-        std::string name = scope && scope->column_name ? scope->column_name(j)
-                                                       : "C" + std::to_string(j);
+        std::string name =
+            scope && scope->column_name ? scope->column_name(j) : "C" + std::to_string(j);
         st.push_back({name, {t}, 5});
         break;
       }
-      case QSLP_TOK_LB: marks.push_back(st.size()); break;
+      case QSLP_TOK_LB:
+        marks.push_back(st.size());
+        break;
       case QSLP_TOK_FUN:
       case QSLP_TOK_IFUN: {
         if (marks.empty() || marks.back() > st.size())
@@ -248,8 +267,8 @@ Piece unparse(const Formula &parsed, const NameScope *scope) {
           call.text = b ? b->name : "?";
         } else {
           const int k = index_of(t.value);
-          call.text = scope && scope->userfunc_name ? scope->userfunc_name(k)
-                                                    : "F" + std::to_string(k);
+          call.text =
+              scope && scope->userfunc_name ? scope->userfunc_name(k) : "F" + std::to_string(k);
         }
         call.infix.push_back(t);
         call.text += "(";
@@ -292,7 +311,8 @@ Piece unparse(const Formula &parsed, const NameScope *scope) {
         st.push_back(std::move(r));
         break;
       }
-      default: fail(QNDA_ERR_ARGUMENT, "token type %d cannot appear in a parsed formula", t.type);
+      default:
+        fail(QNDA_ERR_ARGUMENT, "token type %d cannot appear in a parsed formula", t.type);
     }
   }
   if (st.size() != 1 || !marks.empty())
@@ -372,7 +392,8 @@ Formula lex_formula(const std::string &text, const NameScope &scope) {
         if (after_value()) out.push_back({QSLP_TOK_OP, QSLP_OP_PLUS});
         break;  // a unary plus changes nothing
       case '-':
-        out.push_back({QSLP_TOK_OP, after_value() ? double(QSLP_OP_MINUS) : double(QSLP_OP_UMINUS)});
+        out.push_back(
+            {QSLP_TOK_OP, after_value() ? double(QSLP_OP_MINUS) : double(QSLP_OP_UMINUS)});
         break;
       case '*':
         if (s[i + 1] == '*') {
@@ -382,12 +403,23 @@ Formula lex_formula(const std::string &text, const NameScope &scope) {
           out.push_back({QSLP_TOK_OP, QSLP_OP_MULTIPLY});
         }
         break;
-      case '/': out.push_back({QSLP_TOK_OP, QSLP_OP_DIVIDE}); break;
-      case '^': out.push_back({QSLP_TOK_OP, QSLP_OP_EXPONENT}); break;
-      case '(': out.push_back({QSLP_TOK_LB, 0.0}); break;
-      case ')': out.push_back({QSLP_TOK_RB, 0.0}); break;
-      case ',': out.push_back({QSLP_TOK_DEL, 0.0}); break;
-      default: fail(QNDA_ERR_ARGUMENT, "unexpected character '%c' at position %zu", c, at(i));
+      case '/':
+        out.push_back({QSLP_TOK_OP, QSLP_OP_DIVIDE});
+        break;
+      case '^':
+        out.push_back({QSLP_TOK_OP, QSLP_OP_EXPONENT});
+        break;
+      case '(':
+        out.push_back({QSLP_TOK_LB, 0.0});
+        break;
+      case ')':
+        out.push_back({QSLP_TOK_RB, 0.0});
+        break;
+      case ',':
+        out.push_back({QSLP_TOK_DEL, 0.0});
+        break;
+      default:
+        fail(QNDA_ERR_ARGUMENT, "unexpected character '%c' at position %zu", c, at(i));
     }
     ++i;
   }
@@ -434,12 +466,14 @@ void check_parsed(const Formula &parsed, const NameScope &scope) {
       case QSLP_TOK_COL: {
         const int j = index_of(t.value);
         if (j < 0 || j >= scope.ncols)
-          fail(QNDA_ERR_ARGUMENT, "column %d out of range [0, %d] at token %zu", j,
-               scope.ncols - 1, pos);
+          fail(QNDA_ERR_ARGUMENT, "column %d out of range [0, %d] at token %zu", j, scope.ncols - 1,
+               pos);
         st.push_back('v');
         break;
       }
-      case QSLP_TOK_LB: st.push_back('m'); break;
+      case QSLP_TOK_LB:
+        st.push_back('m');
+        break;
       case QSLP_TOK_OP: {
         const int op = index_of(t.value);
         if (!is_op(op)) fail(QNDA_ERR_ARGUMENT, "unknown operator %g at token %zu", t.value, pos);
@@ -454,7 +488,8 @@ void check_parsed(const Formula &parsed, const NameScope &scope) {
         int arity = -1;
         if (t.type == QSLP_TOK_IFUN) {
           const BuiltinInfo *b = builtin_by_code(index_of(t.value));
-          if (!b) fail(QNDA_ERR_ARGUMENT, "unknown built-in function %g at token %zu", t.value, pos);
+          if (!b)
+            fail(QNDA_ERR_ARGUMENT, "unknown built-in function %g at token %zu", t.value, pos);
           arity = b->arity;
         } else if (index_of(t.value) < 1 || index_of(t.value) > scope.nuserfuncs) {
           fail(QNDA_ERR_ARGUMENT, "unknown user function %g at token %zu", t.value, pos);
@@ -478,8 +513,7 @@ void check_parsed(const Formula &parsed, const NameScope &scope) {
     }
   }
   if (st.size() != 1 || st[0] != 'v')
-    fail(QNDA_ERR_ARGUMENT, "malformed formula: %zu items left on the stack at its end",
-         st.size());
+    fail(QNDA_ERR_ARGUMENT, "malformed formula: %zu items left on the stack at its end", st.size());
 }
 
 std::vector<int> formula_columns(const Formula &parsed) {

@@ -38,9 +38,9 @@ const BuiltinInfo *builtin_by_name(const std::string &name);
 
 // How names in text are resolved and printed: columns and user functions.
 struct NameScope {
-  std::function<int(const std::string &)> column;     // -1: unknown
+  std::function<int(const std::string &)> column;  // -1: unknown
   std::function<std::string(int)> column_name;
-  std::function<int(const std::string &)> userfunc;   // -1: unknown
+  std::function<int(const std::string &)> userfunc;  // -1: unknown
   std::function<std::string(int)> userfunc_name;
   int ncols = 0;
   int nuserfuncs = 0;

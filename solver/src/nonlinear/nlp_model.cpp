@@ -26,7 +26,9 @@ NameScope scope_of(const qslp_problem_s &p) {
   s.column = [m](const std::string &name) {
     return m ? m->find_name(QNDA_NAMES_COLUMNS, name.c_str()) : -1;
   };
-  s.column_name = [m](int j) { return m ? m->name(QNDA_NAMES_COLUMNS, j) : "C" + std::to_string(j); };
+  s.column_name = [m](int j) {
+    return m ? m->name(QNDA_NAMES_COLUMNS, j) : "C" + std::to_string(j);
+  };
   const auto *uf = &p.nl.userfuncs;
   s.userfunc = [uf](const std::string &name) {
     for (size_t k = 0; k < uf->size(); ++k)
@@ -127,7 +129,8 @@ NlpModel::NlpModel(qslp_problem_s &p) : p_(p), caller_(p) {
   obj_const_ = mm.obj_constant();
   for (const auto &t : mm.qobj().terms()) obj_.quad.push_back({t.i, t.j, t.v, -1, -1, -1});
   for (const auto &qr : mm.qrows())
-    for (const auto &t : qr.second.terms()) rows_[qr.first].quad.push_back({t.i, t.j, t.v, -1, -1, -1});
+    for (const auto &t : qr.second.terms())
+      rows_[qr.first].quad.push_back({t.i, t.j, t.v, -1, -1, -1});
 
   // Nonlinear coefficients.
   nonlinear_col.assign(n, 0);
@@ -140,8 +143,9 @@ NlpModel::NlpModel(qslp_problem_s &p) : p_(p), caller_(p) {
            col);
     for (const Token &t : c.second.formula) {
       if (t.type == QSLP_TOK_COL && (t.value < 0 || t.value >= n))
-        fail(QNDA_ERR_INDEX, "a formula of row %d refers to column %g, which the problem no longer has",
-             row, t.value);
+        fail(QNDA_ERR_INDEX,
+             "a formula of row %d refers to column %g, which the problem no longer has", row,
+             t.value);
       if (t.type == QSLP_TOK_FUN) {
         const int k = static_cast<int>(t.value);
         if (k < 1 || k > static_cast<int>(p.nl.userfuncs.size()) || !p.nl.userfuncs[k - 1].address)
@@ -154,7 +158,8 @@ NlpModel::NlpModel(qslp_problem_s &p) : p_(p), caller_(p) {
     t.col = col == kConstantCol ? -1 : col;
     t.factor = c.second.factor;
     t.ext = t.tape->columns();
-    if (t.col >= 0 && !std::binary_search(t.ext.begin(), t.ext.end(), t.col)) t.ext.push_back(t.col);
+    if (t.col >= 0 && !std::binary_search(t.ext.begin(), t.ext.end(), t.col))
+      t.ext.push_back(t.col);
     for (int j : t.ext) nonlinear_col[j] = 1;
     (row == kObjectiveRow ? obj_ : rows_[row]).terms.push_back(std::move(t));
   }
@@ -239,7 +244,8 @@ bool NlpModel::term_derivs(Term &t, const double *x, double w, double *dense, do
   if (!std::isfinite(f)) return false;
   const double xc = t.col >= 0 ? x[t.col] : 1.0;
   int pc = -1;
-  if (t.col >= 0) pc = static_cast<int>(std::find(t.ext.begin(), t.ext.end(), t.col) - t.ext.begin());
+  if (t.col >= 0)
+    pc = static_cast<int>(std::find(t.ext.begin(), t.ext.end(), t.col) - t.ext.begin());
   for (int q = 0; q < k; ++q) ge[q] = t.factor * xc * gf[q];
   if (pc >= 0) ge[pc] += t.factor * f;
   for (int q = 0; q < e; ++q) {
@@ -327,8 +333,7 @@ bool NlpModel::eval_jac(const double *x, double *values) {
   return true;
 }
 
-bool NlpModel::eval_hess(const double *x, double obj_factor, const double *lambda,
-                         double *values) {
+bool NlpModel::eval_hess(const double *x, double obj_factor, const double *lambda, double *values) {
   std::fill(values, values + hrow.size(), 0.0);
   auto add_row = [&](Row &r, double w) {
     if (w == 0.0) return true;

@@ -48,8 +48,7 @@ class NlpModel : public NlpProblem {
   bool eval_grad(const double *x, double *grad) override;
   bool eval_g(const double *x, double *g) override;
   bool eval_jac(const double *x, double *values) override;
-  bool eval_hess(const double *x, double obj_factor, const double *lambda,
-                 double *values) override;
+  bool eval_hess(const double *x, double obj_factor, const double *lambda, double *values) override;
   bool has_hessian() const override { return !has_user_functions; }
 
   // The user's objective at x (sense undone).

@@ -388,7 +388,8 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
     // Convergence, judged on the step the LP proposes at the current point.
     bool small_step = true;
     for (int j = 0; j < n && small_step; ++j)
-      small_step = std::fabs(trial.x[j] - cur.x[j]) <= o.atol_var + o.rtol_var * std::fabs(cur.x[j]);
+      small_step =
+          std::fabs(trial.x[j] - cur.x[j]) <= o.atol_var + o.rtol_var * std::fabs(cur.x[j]);
     const double ftol = o.atol_obj + o.rtol_obj * std::fabs(cur.f);
     // A small step or a small predicted decrease proves little while the
     // step bounds cut the step problem's own optimum off.
@@ -422,8 +423,8 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
       }
       big_delta = largest_delta();
     }
-    log(2, "%5d %18.10g %10.3e %10.3e %10.3e %9.2e%s", it + 1, cur.f, viol.sum, stepmax,
-        big_delta, penalty, accepted ? "" : " R");
+    log(2, "%5d %18.10g %10.3e %10.3e %10.3e %9.2e%s", it + 1, cur.f, viol.sum, stepmax, big_delta,
+        penalty, accepted ? "" : " R");
 
     // The penalty must exceed the multipliers, and grows while the point
     // stays infeasible though the LP cannot do better.

@@ -39,7 +39,8 @@ const char *slp_type_name(int t) {
 
 int slp_slot(int id, int type, bool control) {
   int k = slp_index(id);
-  if (k < 0) fail(QNDA_ERR_UNKNOWNID, "unknown nonlinear %s id %d", control ? "control" : "attribute", id);
+  if (k < 0)
+    fail(QNDA_ERR_UNKNOWNID, "unknown nonlinear %s id %d", control ? "control" : "attribute", id);
   const SlpCaInfo &c = kSlpTable[k];
   if (c.control != control)
     fail(QNDA_ERR_UNKNOWNID, "%d (%s) is %s", id, c.name,
@@ -96,7 +97,8 @@ int QSLPcreateprob(QSLPprob *prob, QNDAprob *qprob) {
     QNDAprob main = *qprob;
     bool own = false;
     if (!main) {  // no main problem given: make one, owned by the nonlinear one
-      if (QNDAcreateprob(&main) != 0) fail(QNDA_ERR_NOTINIT, "%s", global_error().message().c_str());
+      if (QNDAcreateprob(&main) != 0)
+        fail(QNDA_ERR_NOTINIT, "%s", global_error().message().c_str());
       own = true;
       *qprob = main;
     } else if (!main->valid()) {
@@ -187,8 +189,8 @@ int QSLPsetdblcontrol(QSLPprob prob, int id, double value) {
     int k = slp_slot(id, QNDA_TYPE_DOUBLE, true);
     const SlpCaInfo &c = kSlpTable[k];
     if (std::isnan(value) || value < c.min || value > c.max)
-      fail(QNDA_ERR_VALUE, "value %g of control %s out of its range [%g, %g]", value, c.name,
-           c.min, c.max);
+      fail(QNDA_ERR_VALUE, "value %g of control %s out of its range [%g, %g]", value, c.name, c.min,
+           c.max);
     if (id == QSLP_OBJSENSE && value != 1.0 && value != -1.0)
       fail(QNDA_ERR_VALUE, "objective sense %g must be 1.0 (minimise) or -1.0 (maximise)", value);
     prob->controls.num[k] = value;
@@ -234,17 +236,38 @@ int QSLPgetintattrib(QSLPprob prob, int id, int *value) {
     check_array(value, "value");
     switch (id) {
       case QSLP_ORIGINALROWS:
-      case QSLP_ORIGINALCOLS: *value = main_count(*prob, id); break;
-      case QSLP_NLPSTATUS: *value = prob->nlp_status; break;
-      case QSLP_ITER: *value = prob->iterations; break;
-      case QSLP_COEFFICIENTS: *value = static_cast<int>(prob->nl.coefs.size()); break;
-      case QSLP_USERFUNCS: *value = static_cast<int>(prob->nl.userfuncs.size()); break;
-      case QSLP_CONSTANTCOL: *value = kConstantCol; break;
-      case QSLP_NONLINEAREQROWS: *value = nonlinear_rows(*prob, true); break;
-      case QSLP_NONLINEARINEQROWS: *value = nonlinear_rows(*prob, false); break;
-      case QSLP_ALGORITHMUSED: *value = prob->algorithm_used; break;
-      case QSLP_STOPSTATUS: *value = prob->stop_status; break;
-      default: *value = 0;
+      case QSLP_ORIGINALCOLS:
+        *value = main_count(*prob, id);
+        break;
+      case QSLP_NLPSTATUS:
+        *value = prob->nlp_status;
+        break;
+      case QSLP_ITER:
+        *value = prob->iterations;
+        break;
+      case QSLP_COEFFICIENTS:
+        *value = static_cast<int>(prob->nl.coefs.size());
+        break;
+      case QSLP_USERFUNCS:
+        *value = static_cast<int>(prob->nl.userfuncs.size());
+        break;
+      case QSLP_CONSTANTCOL:
+        *value = kConstantCol;
+        break;
+      case QSLP_NONLINEAREQROWS:
+        *value = nonlinear_rows(*prob, true);
+        break;
+      case QSLP_NONLINEARINEQROWS:
+        *value = nonlinear_rows(*prob, false);
+        break;
+      case QSLP_ALGORITHMUSED:
+        *value = prob->algorithm_used;
+        break;
+      case QSLP_STOPSTATUS:
+        *value = prob->stop_status;
+        break;
+      default:
+        *value = 0;
     }
   });
 }
@@ -262,7 +285,8 @@ int QSLPgetdblattrib(QSLPprob prob, int id, double *value) {
 
 int QSLPgetptrattrib(QSLPprob prob, int id, void **value) {
   return slp_guard(prob, "QSLPgetptrattrib", [&] {
-    if (id != QSLP_QNDAPROB) fail(QNDA_ERR_UNKNOWNID, "unknown nonlinear pointer attribute id %d", id);
+    if (id != QSLP_QNDAPROB)
+      fail(QNDA_ERR_UNKNOWNID, "unknown nonlinear pointer attribute id %d", id);
     check_array(value, "value");
     *value = prob->main;
   });

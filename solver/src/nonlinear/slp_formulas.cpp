@@ -75,7 +75,8 @@ void add_coefs(qslp_problem_s &p, int ncoefs, const int *rows, const int *cols,
     c.factor = factor ? factor[k] : 1.0;
     if (!std::isfinite(c.factor)) fail(QNDA_ERR_ARGUMENT, "factor %d is not finite", k);
     try {
-      c.formula = parsed_from(p, parsed, type + start[k], value + start[k], start[k + 1] - start[k]);
+      c.formula =
+          parsed_from(p, parsed, type + start[k], value + start[k], start[k + 1] - start[k]);
     } catch (const Error &e) {
       fail(e.code, "formula %d (row %d, column %d): %s", k, rows[k], cols[k], e.what());
     }
@@ -106,8 +107,8 @@ using namespace qnda;
 
 extern "C" {
 
-int QSLPpreparseformula(QSLPprob prob, const char *formula, int maxtokens, int *ntokens,
-                        int *type, double *value) {
+int QSLPpreparseformula(QSLPprob prob, const char *formula, int maxtokens, int *ntokens, int *type,
+                        double *value) {
   return slp_guard(prob, "QSLPpreparseformula", [&] {
     check_array(formula, "formula");
     check_main(*prob);
@@ -142,8 +143,8 @@ int QSLPformulatext(QSLPprob prob, const int *type, const double *value, char *t
   });
 }
 
-int QSLPvalidformula(QSLPprob prob, const int *type, const double *value, int *valid,
-                     char *message, int maxbytes, int *nbytes) {
+int QSLPvalidformula(QSLPprob prob, const int *type, const double *value, int *valid, char *message,
+                     int maxbytes, int *nbytes) {
   return slp_guard(prob, "QSLPvalidformula", [&] {
     check_main(*prob);
     check_array(valid, "valid");
@@ -187,8 +188,8 @@ int QSLPloadcoefs(QSLPprob prob, int ncoefs, const int *rowindex, const int *col
   });
 }
 
-int QSLPchgcoef(QSLPprob prob, int row, int col, const double *factor, int parsed,
-                const int *type, const double *value) {
+int QSLPchgcoef(QSLPprob prob, int row, int col, const double *factor, int parsed, const int *type,
+                const double *value) {
   return slp_guard(prob, "QSLPchgcoef", [&] {
     check_main(*prob);
     check_coef_place(*prob, row, col);
@@ -374,15 +375,13 @@ int QSLPaddnames(QSLPprob prob, int type, const char *names, int first, int last
 }
 
 int QSLPchguserfuncaddress(QSLPprob prob, int index, void *address) {
-  return slp_guard(prob, "QSLPchguserfuncaddress", [&] {
-    prob->nl.userfuncs[user_index(*prob, index)].address = address;
-  });
+  return slp_guard(prob, "QSLPchguserfuncaddress",
+                   [&] { prob->nl.userfuncs[user_index(*prob, index)].address = address; });
 }
 
 int QSLPsetuserfuncobject(QSLPprob prob, int index, void *object) {
-  return slp_guard(prob, "QSLPsetuserfuncobject", [&] {
-    prob->nl.userfuncs[user_index(*prob, index)].object = object;
-  });
+  return slp_guard(prob, "QSLPsetuserfuncobject",
+                   [&] { prob->nl.userfuncs[user_index(*prob, index)].object = object; });
 }
 
 int QSLPgetuserfuncobject(QSLPprob prob, int index, void **object) {
@@ -396,9 +395,12 @@ int QSLPgetfuncobject(QSLPfuncctx ctx, int which, void **object) {
   return run_guarded(global_error(), "QSLPgetfuncobject", [&] {
     check_array(ctx, "ctx");
     check_array(object, "object");
-    if (which == QSLP_FUNCOBJ_SLPPROB) *object = ctx->prob;
-    else if (which == QSLP_FUNCOBJ_QNDAPROB) *object = ctx->prob->main;
-    else fail(QNDA_ERR_ARGUMENT, "object kind %d (known: 1, 2)", which);
+    if (which == QSLP_FUNCOBJ_SLPPROB)
+      *object = ctx->prob;
+    else if (which == QSLP_FUNCOBJ_QNDAPROB)
+      *object = ctx->prob->main;
+    else
+      fail(QNDA_ERR_ARGUMENT, "object kind %d (known: 1, 2)", which);
   });
 }
 

@@ -104,13 +104,26 @@ void nlp_optimize(qslp_problem_s &p) {
       p.nlp_status = nlrows == 0 && model.objective_linear ? QSLP_NLPSTATUS_OPTIMAL
                                                            : QSLP_NLPSTATUS_LOCALLY_OPTIMAL;
       break;
-    case NlpStatus::LocallyInfeasible: p.nlp_status = QSLP_NLPSTATUS_LOCALLY_INFEASIBLE; break;
-    case NlpStatus::Infeasible: p.nlp_status = QSLP_NLPSTATUS_INFEASIBLE; break;
-    case NlpStatus::Unbounded: p.nlp_status = QSLP_NLPSTATUS_UNBOUNDED; break;
-    case NlpStatus::IterationLimit: p.stop_status = QNDA_STOP_ITERLIMIT; break;
-    case NlpStatus::TimeLimit: p.stop_status = QNDA_STOP_TIMELIMIT; break;
-    case NlpStatus::Interrupted: p.stop_status = reason ? reason.load() : QNDA_STOP_USER; break;
-    default: break;
+    case NlpStatus::LocallyInfeasible:
+      p.nlp_status = QSLP_NLPSTATUS_LOCALLY_INFEASIBLE;
+      break;
+    case NlpStatus::Infeasible:
+      p.nlp_status = QSLP_NLPSTATUS_INFEASIBLE;
+      break;
+    case NlpStatus::Unbounded:
+      p.nlp_status = QSLP_NLPSTATUS_UNBOUNDED;
+      break;
+    case NlpStatus::IterationLimit:
+      p.stop_status = QNDA_STOP_ITERLIMIT;
+      break;
+    case NlpStatus::TimeLimit:
+      p.stop_status = QNDA_STOP_TIMELIMIT;
+      break;
+    case NlpStatus::Interrupted:
+      p.stop_status = reason ? reason.load() : QNDA_STOP_USER;
+      break;
+    default:
+      break;
   }
   if (p.nlp_status == QSLP_NLPSTATUS_UNSTARTED) p.nlp_status = QSLP_NLPSTATUS_UNFINISHED;
   p.iterations = r.iterations;
@@ -140,7 +153,8 @@ void nlp_optimize(qslp_problem_s &p) {
                   status_text(p.nlp_status), p.objval, p.iterations, p.solvetime);
   flush_messages(main);
   if (r.status == NlpStatus::Error)
-    fail(QNDA_ERR_ENGINE, "%s", r.message.empty() ? "the nonlinear engine failed" : r.message.c_str());
+    fail(QNDA_ERR_ENGINE, "%s",
+         r.message.empty() ? "the nonlinear engine failed" : r.message.c_str());
 }
 
 }  // namespace
@@ -176,7 +190,8 @@ int QSLPinterrupt(QSLPprob prob, int reason) {
 
 int QSLPsetinitialvalues(QSLPprob prob, int n, const int *cols, const double *values) {
   return slp_guard(prob, "QSLPsetinitialvalues", [&] {
-    if (!prob->main || !prob->main->valid()) fail(QNDA_ERR_STATE, "the main problem has been destroyed");
+    if (!prob->main || !prob->main->valid())
+      fail(QNDA_ERR_STATE, "the main problem has been destroyed");
     const int nc = prob->main->model.ncols();
     check_count(n, "n");
     if (n > 0) check_array(values, "values");

@@ -70,9 +70,7 @@ class Adapter : public Ipopt::TNLP {
   }
 
   bool eval_f(Index, const Number *x, bool, Number &f) override { return p_.eval_f(x, f); }
-  bool eval_grad_f(Index, const Number *x, bool, Number *g) override {
-    return p_.eval_grad(x, g);
-  }
+  bool eval_grad_f(Index, const Number *x, bool, Number *g) override { return p_.eval_grad(x, g); }
   bool eval_g(Index, const Number *x, bool, Index, Number *g) override { return p_.eval_g(x, g); }
 
   bool eval_jac_g(Index, const Number *x, bool, Index, Index nele, Index *irow, Index *jcol,
@@ -101,11 +99,13 @@ class Adapter : public Ipopt::TNLP {
 
   bool intermediate_callback(Ipopt::AlgorithmMode, Index iter, Number obj, Number inf_pr,
                              Number inf_du, Number mu, Number, Number, Number, Number, Index,
-                             const Ipopt::IpoptData *, Ipopt::IpoptCalculatedQuantities *) override {
+                             const Ipopt::IpoptData *,
+                             Ipopt::IpoptCalculatedQuantities *) override {
     iterations = iter;
     if (s_.log_level >= 2 && s_.log) {
       char line[160];
-      std::snprintf(line, sizeof line, "IPM %4d  obj %16.9g  primal inf %.2e  dual inf %.2e  mu %.1e",
+      std::snprintf(line, sizeof line,
+                    "IPM %4d  obj %16.9g  primal inf %.2e  dual inf %.2e  mu %.1e",
                     static_cast<int>(iter), obj, inf_pr, inf_du, mu);
       s_.log(line);
     }
@@ -129,9 +129,8 @@ class Adapter : public Ipopt::TNLP {
   }
 
   void finalize_solution(Ipopt::SolverReturn, Index n, const Number *x, const Number *zl,
-                         const Number *zu, Index m, const Number *g, const Number *lambda,
-                         Number f, const Ipopt::IpoptData *,
-                         Ipopt::IpoptCalculatedQuantities *) override {
+                         const Number *zu, Index m, const Number *g, const Number *lambda, Number f,
+                         const Ipopt::IpoptData *, Ipopt::IpoptCalculatedQuantities *) override {
     r_.has_point = x != nullptr;
     if (!x) return;
     r_.x.assign(x, x + n);
@@ -169,11 +168,21 @@ void ipopt_solve(NlpProblem &p, const NlpSettings &s, NlpResult &r) {
   r.iterations = a->iterations;
   switch (st) {
     case Ipopt::Solve_Succeeded:
-    case Ipopt::Solved_To_Acceptable_Level: r.status = NlpStatus::LocalOptimum; break;
-    case Ipopt::Infeasible_Problem_Detected: r.status = NlpStatus::LocallyInfeasible; break;
-    case Ipopt::Diverging_Iterates: r.status = NlpStatus::Unbounded; break;
-    case Ipopt::Maximum_Iterations_Exceeded: r.status = NlpStatus::IterationLimit; break;
-    case Ipopt::Maximum_CpuTime_Exceeded: r.status = NlpStatus::TimeLimit; break;
+    case Ipopt::Solved_To_Acceptable_Level:
+      r.status = NlpStatus::LocalOptimum;
+      break;
+    case Ipopt::Infeasible_Problem_Detected:
+      r.status = NlpStatus::LocallyInfeasible;
+      break;
+    case Ipopt::Diverging_Iterates:
+      r.status = NlpStatus::Unbounded;
+      break;
+    case Ipopt::Maximum_Iterations_Exceeded:
+      r.status = NlpStatus::IterationLimit;
+      break;
+    case Ipopt::Maximum_CpuTime_Exceeded:
+      r.status = NlpStatus::TimeLimit;
+      break;
     case Ipopt::User_Requested_Stop:
       r.status = a->unbounded   ? NlpStatus::Unbounded
                  : a->timed_out ? NlpStatus::TimeLimit
@@ -181,8 +190,8 @@ void ipopt_solve(NlpProblem &p, const NlpSettings &s, NlpResult &r) {
       break;
     case Ipopt::Search_Direction_Becomes_Too_Small:
       // Converged as far as the arithmetic allows when the point is feasible.
-      r.status = r.has_point && r.max_violation <= s.feas_tol ? NlpStatus::LocalOptimum
-                                                              : NlpStatus::Error;
+      r.status =
+          r.has_point && r.max_violation <= s.feas_tol ? NlpStatus::LocalOptimum : NlpStatus::Error;
       break;
     default:
       r.status = NlpStatus::Error;
