@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <utility>
 
 #include "core/error.h"
 #include "engine/convexity.h"
@@ -232,23 +233,18 @@ void take_point(QuadNlp &p, const std::vector<double> &x, double sense, const Nl
 }
 
 EngineStatus status_of(NlpStatus s) {
-  switch (s) {
-    case NlpStatus::LocalOptimum:
-      return EngineStatus::Optimal;
-    case NlpStatus::LocallyInfeasible:
-    case NlpStatus::Infeasible:
-      return EngineStatus::Infeasible;
-    case NlpStatus::Unbounded:
-      return EngineStatus::Unbounded;
-    case NlpStatus::IterationLimit:
-      return EngineStatus::IterationLimit;
-    case NlpStatus::TimeLimit:
-      return EngineStatus::TimeLimit;
-    case NlpStatus::Interrupted:
-      return EngineStatus::Interrupted;
-    default:
-      return EngineStatus::Error;
-  }
+  static constexpr std::pair<NlpStatus, EngineStatus> kMap[] = {
+      {NlpStatus::LocalOptimum, EngineStatus::Optimal},
+      {NlpStatus::LocallyInfeasible, EngineStatus::Infeasible},
+      {NlpStatus::Infeasible, EngineStatus::Infeasible},
+      {NlpStatus::Unbounded, EngineStatus::Unbounded},
+      {NlpStatus::IterationLimit, EngineStatus::IterationLimit},
+      {NlpStatus::TimeLimit, EngineStatus::TimeLimit},
+      {NlpStatus::Interrupted, EngineStatus::Interrupted},
+  };
+  for (const auto &m : kMap)
+    if (m.first == s) return m.second;
+  return EngineStatus::Error;
 }
 
 // The MIP master: fm's linear part with its quadratic rows freed, an

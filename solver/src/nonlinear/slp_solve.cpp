@@ -24,6 +24,21 @@ const char *status_text(int s) {
   return s >= 0 && s <= 6 ? names[s] : "unknown";
 }
 
+// The nonlinear status and stop reason of each outcome of an engine.
+struct Outcome {
+  NlpStatus engine;
+  int status, stop;
+};
+constexpr Outcome kOutcomes[] = {
+    {NlpStatus::LocalOptimum, QSLP_NLPSTATUS_LOCALLY_OPTIMAL, QNDA_STOP_NONE},
+    {NlpStatus::LocallyInfeasible, QSLP_NLPSTATUS_LOCALLY_INFEASIBLE, QNDA_STOP_NONE},
+    {NlpStatus::Infeasible, QSLP_NLPSTATUS_INFEASIBLE, QNDA_STOP_NONE},
+    {NlpStatus::Unbounded, QSLP_NLPSTATUS_UNBOUNDED, QNDA_STOP_NONE},
+    {NlpStatus::IterationLimit, QSLP_NLPSTATUS_UNFINISHED, QNDA_STOP_ITERLIMIT},
+    {NlpStatus::TimeLimit, QSLP_NLPSTATUS_UNFINISHED, QNDA_STOP_TIMELIMIT},
+    {NlpStatus::Interrupted, QSLP_NLPSTATUS_UNFINISHED, QNDA_STOP_USER},
+};
+
 // The algorithm QSLP_ALG_AUTO stands for: the interior-point engine, which
 // needs far fewer iterations on curved problems, when it was built in.
 int chosen_algorithm(const qslp_problem_s &p) {
@@ -98,34 +113,16 @@ void nlp_optimize(qslp_problem_s &p) {
   }
   p.interrupt.store(0);
 
-  switch (r.status) {
-    case NlpStatus::LocalOptimum:
-      // A problem without nonlinear parts is an LP: its optimum is global.
-      p.nlp_status = nlrows == 0 && model.objective_linear ? QSLP_NLPSTATUS_OPTIMAL
-                                                           : QSLP_NLPSTATUS_LOCALLY_OPTIMAL;
-      break;
-    case NlpStatus::LocallyInfeasible:
-      p.nlp_status = QSLP_NLPSTATUS_LOCALLY_INFEASIBLE;
-      break;
-    case NlpStatus::Infeasible:
-      p.nlp_status = QSLP_NLPSTATUS_INFEASIBLE;
-      break;
-    case NlpStatus::Unbounded:
-      p.nlp_status = QSLP_NLPSTATUS_UNBOUNDED;
-      break;
-    case NlpStatus::IterationLimit:
-      p.stop_status = QNDA_STOP_ITERLIMIT;
-      break;
-    case NlpStatus::TimeLimit:
-      p.stop_status = QNDA_STOP_TIMELIMIT;
-      break;
-    case NlpStatus::Interrupted:
-      p.stop_status = reason ? reason.load() : QNDA_STOP_USER;
-      break;
-    default:
-      break;
-  }
-  if (p.nlp_status == QSLP_NLPSTATUS_UNSTARTED) p.nlp_status = QSLP_NLPSTATUS_UNFINISHED;
+  p.nlp_status = QSLP_NLPSTATUS_UNFINISHED;
+  for (const Outcome &o : kOutcomes)
+    if (o.engine == r.status) {
+      p.nlp_status = o.status;
+      p.stop_status = o.stop;
+    }
+  // A problem without nonlinear parts is an LP: its optimum is global.
+  if (r.status == NlpStatus::LocalOptimum && nlrows == 0 && model.objective_linear)
+    p.nlp_status = QSLP_NLPSTATUS_OPTIMAL;
+  if (r.status == NlpStatus::Interrupted && reason) p.stop_status = reason.load();
   p.iterations = r.iterations;
 
   if (r.has_point && static_cast<int>(r.x.size()) == model.n) {

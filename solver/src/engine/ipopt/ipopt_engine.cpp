@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <limits>
 #include <mutex>
+#include <utility>
 
 #include "core/error.h"
 #include "engine/nlp.h"
@@ -166,36 +167,28 @@ void ipopt_solve(NlpProblem &p, const NlpSettings &s, NlpResult &r) {
   Ipopt::SmartPtr<Ipopt::TNLP> nlp = a;
   const Ipopt::ApplicationReturnStatus st = app->OptimizeTNLP(nlp);
   r.iterations = a->iterations;
-  switch (st) {
-    case Ipopt::Solve_Succeeded:
-    case Ipopt::Solved_To_Acceptable_Level:
-      r.status = NlpStatus::LocalOptimum;
-      break;
-    case Ipopt::Infeasible_Problem_Detected:
-      r.status = NlpStatus::LocallyInfeasible;
-      break;
-    case Ipopt::Diverging_Iterates:
-      r.status = NlpStatus::Unbounded;
-      break;
-    case Ipopt::Maximum_Iterations_Exceeded:
-      r.status = NlpStatus::IterationLimit;
-      break;
-    case Ipopt::Maximum_CpuTime_Exceeded:
-      r.status = NlpStatus::TimeLimit;
-      break;
-    case Ipopt::User_Requested_Stop:
-      r.status = a->unbounded   ? NlpStatus::Unbounded
-                 : a->timed_out ? NlpStatus::TimeLimit
-                                : NlpStatus::Interrupted;
-      break;
-    case Ipopt::Search_Direction_Becomes_Too_Small:
-      // Converged as far as the arithmetic allows when the point is feasible.
-      r.status =
-          r.has_point && r.max_violation <= s.feas_tol ? NlpStatus::LocalOptimum : NlpStatus::Error;
-      break;
-    default:
-      r.status = NlpStatus::Error;
-      r.message = "Ipopt stopped with return status " + std::to_string(static_cast<int>(st));
+  // Outcomes that say it all; the others need a look at the run.
+  static constexpr std::pair<Ipopt::ApplicationReturnStatus, NlpStatus> kPlain[] = {
+      {Ipopt::Solve_Succeeded, NlpStatus::LocalOptimum},
+      {Ipopt::Solved_To_Acceptable_Level, NlpStatus::LocalOptimum},
+      {Ipopt::Infeasible_Problem_Detected, NlpStatus::LocallyInfeasible},
+      {Ipopt::Diverging_Iterates, NlpStatus::Unbounded},
+      {Ipopt::Maximum_Iterations_Exceeded, NlpStatus::IterationLimit},
+      {Ipopt::Maximum_CpuTime_Exceeded, NlpStatus::TimeLimit},
+  };
+  r.status = NlpStatus::Error;
+  for (const auto &o : kPlain)
+    if (o.first == st) r.status = o.second;
+  if (st == Ipopt::User_Requested_Stop) {
+    r.status = a->unbounded   ? NlpStatus::Unbounded
+               : a->timed_out ? NlpStatus::TimeLimit
+                              : NlpStatus::Interrupted;
+  } else if (st == Ipopt::Search_Direction_Becomes_Too_Small && r.has_point &&
+             r.max_violation <= s.feas_tol) {
+    // Converged as far as the arithmetic allows: the point is feasible.
+    r.status = NlpStatus::LocalOptimum;
+  } else if (r.status == NlpStatus::Error) {
+    r.message = "Ipopt stopped with return status " + std::to_string(static_cast<int>(st));
   }
 }
 
