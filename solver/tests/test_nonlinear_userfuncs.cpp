@@ -107,8 +107,13 @@ TEST_F(UserFuncs, TextNamesAndEvaluation) {
   int n = 0, type[16];
   double value[16];
   ASSERT_EQ(QSLPparsecformula(s, "bowl(x, y)", 16, &n, type, value), 0) << error();
-  EXPECT_EQ(type[n - 2], QSLP_TOK_FUN);
-  EXPECT_EQ(value[n - 2], k);
+  // Arguments last first: start, y, x, bowl, end.
+  ASSERT_EQ(n, 5);
+  EXPECT_EQ(type[1], QSLP_TOK_COL);
+  EXPECT_EQ(value[1], 1);
+  EXPECT_EQ(value[2], 0);
+  EXPECT_EQ(type[3], QSLP_TOK_FUN);
+  EXPECT_EQ(value[3], k);
   const double at[2] = {3.0, 0.0};
   double v = 0;
   ASSERT_EQ(QSLPevaluateformula(s, type, value, at, &v), 0) << error();

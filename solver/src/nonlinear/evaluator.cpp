@@ -240,10 +240,15 @@ void Tape::local(const Node &n, const UserCaller *uf, bool second) const {
       return;
     }
     case UFUN: {
+      // Parsed formulas give a user function's arguments last first: the
+      // node's argument q is the function's input k - 1 - q.
+      auto slot = [k](int q) { return k - 1 - q; };
       in_.resize(k);
-      for (int q = 0; q < k; ++q) in_[q] = arg(q);
+      for (int q = 0; q < k; ++q) in_[q] = arg(slot(q));
       if (!uf) fail(QNDA_ERR_STATE, "user function %d called without its definitions", n.code);
-      v = uf->call(n.code, in_.data(), k, g);
+      std::vector<double> gin(k);
+      v = uf->call(n.code, in_.data(), k, gin.data());
+      for (int q = 0; q < k; ++q) g[slot(q)] = gin[q];
       if (second) {
         // Central differences of the partials: user functions give first
         // derivatives at most.
@@ -255,7 +260,7 @@ void Tape::local(const Node &n, const UserCaller *uf, bool second) const {
           p[q] = in_[q] - step;
           uf->call(n.code, p.data(), k, gm.data());
           p[q] = in_[q];
-          for (int r = 0; r < k; ++r) h[r * k + q] = (gp[r] - gm[r]) / (2.0 * step);
+          for (int r = 0; r < k; ++r) h[slot(r) * k + slot(q)] = (gp[r] - gm[r]) / (2.0 * step);
         }
         for (int q = 0; q < k; ++q)
           for (int r = 0; r < q; ++r)

@@ -177,13 +177,24 @@ class Parser {
     ++pos_;
     out_.push_back({QSLP_TOK_LB, 0.0});
     int nargs = 0;
+    std::vector<size_t> starts;  // of each argument's tokens in out_
     if (!next_is(QSLP_TOK_RB)) {
       for (;;) {
+        starts.push_back(out_.size());
         expr(1);
         ++nargs;
         if (!next_is(QSLP_TOK_DEL)) break;
         ++pos_;
       }
+    }
+    if (f.type == QSLP_TOK_FUN && nargs > 1) {
+      // A user function's arguments go last first.
+      Formula args(out_.begin() + starts[0], out_.end());
+      out_.resize(starts[0]);
+      starts.push_back(starts[0] + args.size());
+      for (size_t a = starts.size() - 1; a-- > 0;)
+        out_.insert(out_.end(), args.begin() + (starts[a] - starts[0]),
+                    args.begin() + (starts[a + 1] - starts[0]));
     }
     if (!next_is(QSLP_TOK_RB)) bad("missing \")\" after the arguments of a function");
     ++pos_;
@@ -273,12 +284,13 @@ Piece unparse(const Formula &parsed, const NameScope *scope) {
         call.infix.push_back(t);
         call.text += "(";
         call.infix.push_back({QSLP_TOK_LB, 0.0});
+        const bool reversed = t.type == QSLP_TOK_FUN;  // user functions: last first
         for (size_t k = m; k < st.size(); ++k) {
           if (k > m) {
             call.text += ", ";
             call.infix.push_back({QSLP_TOK_DEL, 0.0});
           }
-          append(call, st[k], false);
+          append(call, st[reversed ? st.size() - 1 - (k - m) : k], false);
         }
         call.text += ")";
         call.infix.push_back({QSLP_TOK_RB, 0.0});

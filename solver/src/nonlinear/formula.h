@@ -6,7 +6,9 @@
 //     and argument separators; a function token comes before its "(";
 //   - parsed (reverse Polish): operands before their operator; a function's
 //     arguments are opened by an argument-start token (QSLP_TOK_LB), so
-//     functions may take any number of arguments.
+//     functions may take any number of arguments.  A user function's
+//     arguments come last first (the first is nearest the function token),
+//     the order in which the modelling layer writes them.
 // Both end with QSLP_TOK_EOF.  Text goes to infix tokens (the lexer), infix
 // to parsed (a precedence-climbing parser), and parsed back to text with the
 // fewest brackets that keep the meaning.
