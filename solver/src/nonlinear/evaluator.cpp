@@ -153,7 +153,7 @@ Tape::Tape(const Formula &parsed) {
 // Value of node n from its arguments, and its local partials: first in
 // loc_[loc0 ..], with `second` the Hessian after them (row-major).
 void Tape::local(const Node &n, const UserCaller *uf, bool second) const {
-  double *g = &loc_[n.loc0];
+  double *g = loc_.data() + n.loc0;
   double *h = g + n.nargs;
   const int k = n.nargs;
   auto arg = [&](int q) { return val_[args_[n.arg0 + q]]; };
@@ -292,7 +292,7 @@ void Tape::reverse(std::vector<double> &adj) const {
   for (size_t i = nodes_.size(); i-- > 0;) {
     const Node &n = nodes_[i];
     if (adj[i] == 0.0) continue;
-    const double *g = &loc_[n.loc0];
+    const double *g = loc_.data() + n.loc0;
     for (int q = 0; q < n.nargs; ++q)
       if (nodes_[args_[n.arg0 + q]].var) adj[args_[n.arg0 + q]] += adj[i] * g[q];
   }
@@ -328,7 +328,7 @@ double Tape::hessian(const double *x, const UserCaller *uf, double *g, double *h
         continue;
       }
       double d = 0.0;
-      const double *lg = &loc_[n.loc0];
+      const double *lg = loc_.data() + n.loc0;
       for (int q = 0; q < n.nargs; ++q) d += lg[q] * dval_[args_[n.arg0 + q]];
       dval_[i] = d;
     }
@@ -337,7 +337,7 @@ double Tape::hessian(const double *x, const UserCaller *uf, double *g, double *h
     for (size_t i = nn; i-- > 0;) {
       const Node &n = nodes_[i];
       if (n.nargs == 0) continue;
-      const double *lg = &loc_[n.loc0];
+      const double *lg = loc_.data() + n.loc0;
       const double *lh = lg + n.nargs;
       for (int q = 0; q < n.nargs; ++q) {
         const int a = args_[n.arg0 + q];
