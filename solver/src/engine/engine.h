@@ -81,7 +81,6 @@ struct EngineResult : SolveCounters {
   // The engine took the model as changes to the one it kept (it started from
   // its last basis unless a start overrode it).
   bool warm = false;
-  int algorithm = 0;        // QNDA_LPALGORITHM value that solved the LP
   bool local_only = false;  // a non-convex model: the optimum may be local
 };
 
