@@ -1,8 +1,9 @@
 // The model as an engine sees it: only continuous, integer, semi-continuous
 // and semi-integer columns, two-sided rows, a column-wise matrix, a quadratic
-// objective and quadratic parts of rows (which only engine/qcqp.cpp takes).  Built from the model store by reformulate.cpp; the
-// first orig_cols columns and orig_rows rows are the user's, the rest were
-// added by the reformulation and are never reported.
+// objective and quadratic parts of rows (which only engine/qcqp.cpp takes).
+// Built from the model store by reformulate.cpp; the first orig_cols columns
+// and orig_rows rows are the user's, the rest were added by the reformulation
+// and are never reported.
 #pragma once
 
 #include <cstdint>
