@@ -47,7 +47,12 @@ static PyMethodDef quendamod_methods[] =
      {"user", KWFUNC(quendamod_user), KW, "Expression computed by a user function"},
      {"getlasterror", quendamod_getlasterror, METH_NOARGS,
       "Last error of the library environment: (code, message)"},
-     {"getversion", quendamod_getversion, METH_NOARGS, "Library version"},
+     {"getversion", quendamod_getversion, METH_NOARGS,
+      "getversion() -> str: version of the solver library, e.g. '34.01.00'"},
+     {"getbuildinfo", quendamod_getbuildinfo, METH_NOARGS,
+      "getbuildinfo() -> dict: the package version, the solver library's version and the "
+      "engines in this build, as {'version': str, 'library': str, 'engines': {name: "
+      "{'version': str, 'problems': tuple}}}"},
      {"getcheckedmode", quendamod_getcheckedmode, METH_NOARGS,
       "Whether the library checks the arguments of its calls"},
      {"setcheckedmode", KWFUNC(quendamod_setcheckedmode), KW,
@@ -186,6 +191,8 @@ PyInit_quendalib(void)
     if (quenda_add_constants(m) < 0)
         goto error;
     if (quendamod_add(m, "controls", qnda_py_env.ctrl) < 0)
+        goto error;
+    if (PyModule_AddStringConstant(m, "__version__", quenda_package_version) < 0)
         goto error;
     return m;
 

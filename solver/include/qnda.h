@@ -562,6 +562,16 @@ QNDA_API int QNDAreadslxsol(QNDAprob prob, const char *filename, const char *fla
 QNDA_API int QNDAwritebasis(QNDAprob prob, const char *filename, const char *flags);
 QNDA_API int QNDAreadbasis(QNDAprob prob, const char *filename, const char *flags);
 
+/* ------------------------------------------------------------------------
+ * Build information
+ * ---------------------------------------------------------------------- */
+/* What this build contains, one line per part, fields separated by tabs:
+ *   "library\tlibqnda\t34.01.00\t"
+ *   "engine\t<name>\t<version>\t<problem classes, space-separated>"
+ * String convention of the last-error functions: nbytes gets the size
+ * needed (with the terminating NUL); info may be NULL to ask for it. */
+QNDA_API int QNDAgetbuildinfo(char *info, int maxbytes, int *nbytes);
+
 #ifdef __cplusplus
 }
 #endif

@@ -144,7 +144,9 @@ void load(qnda_problem_s *prob, const LoadArgs<Idx> &a) {
 
 // The argument groups of the load functions as lists of (type, name): one
 // list makes both the parameters of a function and the copy of its
-// arguments into LoadArgs.
+// arguments into LoadArgs.  (clang-format 18 does not settle on a layout of
+// these lists: each run rewraps them, so they are laid out by hand.)
+// clang-format off
 #define LOAD_COMMON(X, Idx)                                                                      \
   X(const char *, probname)                                                                      \
   X(int, ncols)                                                                                  \
@@ -164,6 +166,7 @@ void load(qnda_problem_s *prob, const LoadArgs<Idx> &a) {
   X(const char *, coltype) X(const int *, entind) X(const double *, limit)     \
       X(const char *, settype) X(const Idx *, setstart) X(const int *, setind) \
           X(const double *, refval)
+// clang-format on
 
 #define LOAD_PARAM(T, name) , T name
 #define LOAD_STORE(T, name) a.name = name;
