@@ -11,6 +11,7 @@ HIGHS_ROOT = $(shell PYTHON=$(PY) bash scripts/build_highs.sh)
 NP1_TESTS := tests/algebra
 
 .PHONY: all setup build example test test-cpp test-py test-np1 wheel-check lint format \
+  typecheck stubs \
   bench bench-setup clean
 
 all: build
@@ -42,6 +43,15 @@ test-np1:
 # The wheel a user builds, installed alone into a fresh environment.
 wheel-check: setup
 	QUENDA_HIGHS_ROOT=$(HIGHS_ROOT) PY=$(PY) bash scripts/wheel_check.sh
+
+# The stubs against the examples and the overloads' typing test (the stubs
+# are installed with the module by `build`).
+typecheck: build
+	$(PY) -m mypy --strict examples tests/typing stubs/quendalib-stubs/__init__.pyi
+
+# Regenerates the type stubs after a change of the module's public names.
+stubs: build
+	PYTHONPATH=$(BUILD_DIR)/python $(PY) scripts/gen_stubs.py
 
 # The format check, the layer and cycle checks and the duplicate count.
 lint: setup
