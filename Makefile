@@ -11,7 +11,7 @@ HIGHS_ROOT = $(shell PYTHON=$(PY) bash scripts/build_highs.sh)
 NP1_TESTS := tests/algebra
 
 .PHONY: all setup build example test test-cpp test-py test-np1 wheel-check lint format \
-  typecheck stubs \
+  typecheck \
   bench bench-setup clean
 
 all: build
@@ -44,14 +44,10 @@ test-np1:
 wheel-check: setup
 	QUENDA_HIGHS_ROOT=$(HIGHS_ROOT) PY=$(PY) bash scripts/wheel_check.sh
 
-# The stubs against the examples and the overloads' typing test (the stubs
-# are installed with the module by `build`).
+# The stubs against the examples and the overloads' typing test (the build
+# generates the stubs and installs them with the module).
 typecheck: build
-	$(PY) -m mypy --strict examples tests/typing stubs/quendalib-stubs/__init__.pyi
-
-# Regenerates the type stubs after a change of the module's public names.
-stubs: build
-	PYTHONPATH=$(BUILD_DIR)/python $(PY) scripts/gen_stubs.py
+	$(PY) -m mypy --strict examples tests/typing $(BUILD_DIR)/python/quendalib-stubs/__init__.pyi
 
 # The format check, the layer and cycle checks and the duplicate count.
 lint: setup

@@ -70,6 +70,8 @@ static PyMethodDef quendamod_methods[] =
      {"init", quendamod_init, METH_NOARGS, "Start (or restart) the library session"},
      {"free", quendamod_free, METH_NOARGS, "End the library session"},
      {"vars", KWFUNC(quendamod_vars), KW, "Create an indexed collection of variables"},
+     {"_unpickle", problem_unpickle, METH_VARARGS,
+      "_unpickle(kind, args): rebuild a pickled problem or modelling object"},
      {"_sigint_roundtrip", quendamod__sigint_roundtrip, METH_NOARGS,
       "Test hook: hand SIGINT to the library and back"},
      {NULL, NULL, 0, NULL}};
@@ -137,6 +139,8 @@ PyInit_quendalib(void)
         if (PyType_Ready(t) < 0)
             goto error;
     }
+    if (problem_pickle_init() < 0) /* keys the readied types */
+        goto error;
 
     m = PyModule_Create2(&quendamod_def, PYTHON_API_VERSION);
     if (m == NULL)

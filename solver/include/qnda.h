@@ -572,6 +572,17 @@ QNDA_API int QNDAreadbasis(QNDAprob prob, const char *filename, const char *flag
  * needed (with the terminating NUL); info may be NULL to ask for it. */
 QNDA_API int QNDAgetbuildinfo(char *info, int maxbytes, int *nbytes);
 
+/* ------------------------------------------------------------------------
+ * Saved results
+ * ---------------------------------------------------------------------- */
+/* The results of the last optimisation (statuses, objective values,
+ * solution, duals, basis, counters) as bytes of this library's own format;
+ * with the model written to a file, a problem's whole state.  buf NULL asks
+ * for the size only.  Loading checks the bytes against the problem's rows
+ * and columns and replaces its results (its starting points stay). */
+QNDA_API int QNDAsavesolvestate(QNDAprob prob, void *buf, QNDAint64 maxbytes, QNDAint64 *nbytes);
+QNDA_API int QNDAloadsolvestate(QNDAprob prob, const void *buf, QNDAint64 nbytes);
+
 #ifdef __cplusplus
 }
 #endif
