@@ -73,6 +73,43 @@ def entry(out, directive, name, fn, obj, indent, kind):
     out.append("")
 
 
+SYMBOLS = {"__add__": "x + y", "__radd__": "y + x", "__sub__": "x - y", "__rsub__": "y - x",
+           "__mul__": "x * y", "__rmul__": "y * x", "__truediv__": "x / y",
+           "__rtruediv__": "y / x", "__pow__": "x ** y", "__rpow__": "y ** x",
+           "__le__": "x <= y", "__ge__": "x >= y", "__eq__": "x == y", "__ne__": "x != y",
+           "__neg__": "-x", "__pos__": "+x"}
+
+
+def operators(out, cls, classes):
+    """The operator overloads of cls and its bases, as a table."""
+    rows, seen, todo = [], set(), [cls]
+    while todo:
+        c = todo.pop(0)
+        aliases = {}
+        for sub in c.body:
+            if isinstance(sub, ast.Assign):
+                aliases[sub.targets[0].id] = sub.value.id
+        for sub in c.body:
+            if isinstance(sub, ast.FunctionDef) and sub.name in SYMBOLS and sub.name not in seen:
+                names = [sub.name] + [a for a, b in aliases.items() if b == sub.name]
+                for name in names:
+                    operand = (ast.unparse(sub.args.args[1].annotation)
+                               if len(sub.args.args) > 1 else "")
+                    rows.append((SYMBOLS[name], operand, ast.unparse(sub.returns)))
+        seen.update(sub.name for sub in c.body if isinstance(sub, ast.FunctionDef))
+        seen.update(aliases)
+        todo += [classes[ast.unparse(b)] for b in c.bases if ast.unparse(b) in classes]
+    if not rows:
+        return
+    out += ["   Operators (``x`` of this type; the first row that matches ``y`` applies):", "",
+            "   .. list-table::", "      :header-rows: 1", "",
+            "      * - expression", "        - y", "        - result"]
+    for sym, operand, result in rows:
+        out += [f"      * - ``{sym}``", f"        - ``{operand}``" if operand else "        -",
+                f"        - ``{result}``"]
+    out.append("")
+
+
 def escape(line):
     for ch in ("*", "`", "|", "_"):
         line = line.replace(ch, "\\" + ch)
@@ -82,6 +119,7 @@ def escape(line):
 def write_reference(app):
     tree = stub_tree()
     funcs, classes, consts = {}, {}, []
+    every = {n.name: n for n in tree.body if isinstance(n, ast.ClassDef)}
     for node in tree.body:
         if isinstance(node, ast.FunctionDef):
             funcs.setdefault(node.name, []).append(node)
@@ -95,7 +133,11 @@ def write_reference(app):
            "Functions", "---------", ""]
     for name, fn in sorted(funcs.items()):
         entry(out, "function", name, fn, getattr(quendalib, name), 0, "function")
-    out += ["Types", "-----", ""]
+    out += ["Types", "-----", "", "The operator tables use these names of the stubs:", ""]
+    for node in tree.body:
+        if isinstance(node, ast.Assign) and node.targets[0].id.startswith("_"):
+            out.append(f"- ``{node.targets[0].id}`` = ``{ast.unparse(node.value)}``")
+    out.append("")
     for name, cls in sorted(classes.items()):
         runtime = getattr(quendalib, name, None)
         if runtime is None and name in hidden:
@@ -115,6 +157,7 @@ def write_reference(app):
                 methods.setdefault(sub.name, []).append(sub)
             elif isinstance(sub, ast.AnnAssign):
                 attrs.append((sub.target.id, ast.unparse(sub.annotation)))
+        operators(out, cls, every)
         for attr, ann in attrs:
             out += [f"   .. py:attribute:: {attr}", f"      :type: {ann}", ""]
         for mname, fn in sorted(methods.items()):
