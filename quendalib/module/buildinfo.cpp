@@ -83,6 +83,5 @@ quendamod_getbuildinfo(PyObject *self, PyObject *noargs)
                         library.c_str(), "engines", engines);
 done:
     Py_XDECREF(engines);
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }
