@@ -50,10 +50,11 @@ def test_round_trip_keeps_model_results_and_objects(kind):
     assert p2.getObjVal() == pytest.approx(p.getObjVal())
 
 
-def test_objects_before_their_problem_still_belong_to_it():
+@pytest.mark.parametrize("protocol", [0, 2, pickle.HIGHEST_PROTOCOL])
+def test_objects_before_their_problem_still_belong_to_it(protocol):
     p, (x, y), _ = small("lp")
     p.solve()
-    y2, p2, x2 = pickle.loads(pickle.dumps((y, p, x)))
+    y2, p2, x2 = pickle.loads(pickle.dumps((y, p, x), protocol=protocol))
     assert p2.getSolution(x2, y2) == p.getSolution(x, y)
 
 
