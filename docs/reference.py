@@ -120,9 +120,16 @@ def write_reference(app):
     tree = stub_tree()
     funcs, classes, consts = {}, {}, []
     every = {n.name: n for n in tree.body if isinstance(n, ast.ClassDef)}
+    defs = {}
     for node in tree.body:
         if isinstance(node, ast.FunctionDef):
+            defs.setdefault(node.name, []).append(node)
+    for node in tree.body:
+        if isinstance(node, ast.FunctionDef) and not node.name.startswith("_"):
             funcs.setdefault(node.name, []).append(node)
+        elif isinstance(node, ast.Assign) and isinstance(node.value, ast.Name) \
+                and node.value.id in defs:
+            funcs[node.targets[0].id] = defs[node.value.id]  # sin = _unary
         elif isinstance(node, ast.ClassDef) and not node.name.startswith("_"):
             classes[node.name] = node
         elif isinstance(node, ast.AnnAssign) and not node.target.id.startswith("_"):
@@ -168,6 +175,18 @@ def write_reference(app):
         value = getattr(quendalib, name, None)
         shown = repr(value) if isinstance(value, (int, float, str)) else "..."
         out += [f".. py:data:: {name}", f"   :type: {ann}", f"   :value: {shown}", ""]
+    # Every public name of the module and of its types has its entry.
+    documented = set(funcs) | set(classes) | {n for n, _ in consts}
+    missing = {n for n in dir(quendalib) if not n.startswith("_")} - documented
+    for name, cls in classes.items():
+        runtime = getattr(quendalib, name, None)
+        names = {sub.name for sub in cls.body if isinstance(sub, ast.FunctionDef)} | {
+            sub.target.id for sub in cls.body if isinstance(sub, ast.AnnAssign)}
+        if runtime is not None:
+            missing |= {f"{name}.{m}" for m in dir(runtime)
+                        if not m.startswith("_") and m not in names}
+    if missing:
+        raise RuntimeError(f"reference: no entry for {sorted(missing)}")
     target = pathlib.Path(app.srcdir) / "_generated" / "reference.rst"
     target.parent.mkdir(exist_ok=True)
     text = "\n".join(out) + "\n"

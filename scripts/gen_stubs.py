@@ -120,6 +120,11 @@ def overlay_parts():
             classes[node.name] = (bases, members)
         elif isinstance(node, ast.FunctionDef):
             funcs.setdefault(node.name, []).append(text(node))
+        elif (isinstance(node, ast.Assign) and isinstance(node.value, ast.Name)
+              and not node.targets[0].id.startswith("_")):
+            # sin = cos = _unary: module functions that share one signature
+            for t in node.targets:
+                funcs[t.id] = [f"{t.id} = {node.value.id}"]
         else:
             lead.append(text(node))
     return lead, classes, funcs
@@ -178,6 +183,10 @@ def generate(q):
         out += render_class(n, t, oclasses, None) + [""]
     for n, t in classes:
         out += render_class(n, t, oclasses, None) + [""]
+    # The overlay's helper functions (shared signatures) before their users.
+    for n, texts in ofuncs.items():
+        if n.startswith("_"):
+            out += texts
     for n in oclasses:
         if not n.startswith("_") and n not in published and n not in hidden:
             sys.exit(f"gen_stubs: the overlay defines class {n}, which the module does not have")
@@ -190,7 +199,7 @@ def generate(q):
         out += docstring_line(f.__doc__, "    ")
         out.append("    ...")
     for n in ofuncs:
-        if n not in dict(funcs):
+        if not n.startswith("_") and n not in dict(funcs):
             sys.exit(f"gen_stubs: the overlay defines function {n}, which the module does not have")
     out += [""] + consts
     return "\n".join(out) + "\n"

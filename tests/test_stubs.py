@@ -7,6 +7,7 @@ import importlib.util
 import operator
 import pathlib
 
+import numpy as np
 import pytest
 
 import quendalib as quenda
@@ -148,3 +149,18 @@ def test_reflected_overloads(right, method):
         want = declared(right, method, type(num).__name__)
         if want is not None:
             assert type(op(num, a[right])).__name__ == want, (num, method, right)
+
+
+ALIASED = sorted(n.targets[0].id for n in TREE.body
+                 if isinstance(n, ast.Assign) and not n.targets[0].id.startswith("_"))
+
+
+@pytest.mark.parametrize("name", ALIASED)
+def test_shared_signatures_give_runtime_types(name):
+    # sin = _unary and the like: a number gives a float, an expression a
+    # formula, an array an array.
+    fn = getattr(quenda, name)
+    x = quenda.var()
+    assert type(fn(0.5)).__name__ == "float"
+    assert type(fn(x + 1)).__name__ == "nonlinear"
+    assert type(fn(np.array([x, x], dtype=object))).__name__ == "ndarray"
