@@ -182,7 +182,7 @@ def write_reference(app):
         runtime = getattr(quendalib, name, None)
         names = {sub.name for sub in cls.body if isinstance(sub, ast.FunctionDef)} | {
             sub.target.id for sub in cls.body if isinstance(sub, ast.AnnAssign)}
-        if runtime is not None:
+        if runtime is not None and not issubclass(runtime, BaseException):
             missing |= {f"{name}.{m}" for m in dir(runtime)
                         if not m.startswith("_") and m not in names}
     if missing:
