@@ -164,6 +164,9 @@ def write_reference(app):
                 methods.setdefault(sub.name, []).append(sub)
             elif isinstance(sub, ast.AnnAssign):
                 attrs.append((sub.target.id, ast.unparse(sub.annotation)))
+            elif isinstance(sub, ast.Assign) and sub.value.id in methods:
+                for t in sub.targets:  # getDual = getSolution: the same signatures
+                    methods[t.id] = methods[sub.value.id]
         operators(out, cls, every)
         for attr, ann in attrs:
             out += [f"   .. py:attribute:: {attr}", f"      :type: {ann}", ""]
@@ -181,7 +184,8 @@ def write_reference(app):
     for name, cls in classes.items():
         runtime = getattr(quendalib, name, None)
         names = {sub.name for sub in cls.body if isinstance(sub, ast.FunctionDef)} | {
-            sub.target.id for sub in cls.body if isinstance(sub, ast.AnnAssign)}
+            sub.target.id for sub in cls.body if isinstance(sub, ast.AnnAssign)} | {
+            t.id for sub in cls.body if isinstance(sub, ast.Assign) for t in sub.targets}
         if runtime is not None and not issubclass(runtime, BaseException):
             missing |= {f"{name}.{m}" for m in dir(runtime)
                         if not m.startswith("_") and m not in names}

@@ -116,6 +116,9 @@ def overlay_parts():
                 if key is None:
                     continue
                 members.setdefault(key, []).append(text(sub))
+                if isinstance(sub, ast.Assign):  # a = b = f: a and b are defined
+                    for t in sub.targets[1:]:
+                        members.setdefault(t.id, [])
             bases = [ast.unparse(b) for b in node.bases]
             classes[node.name] = (bases, members)
         elif isinstance(node, ast.FunctionDef):

@@ -33,16 +33,21 @@ def test_stubs_are_those_of_the_module():
     assert (STUBS.parent / "py.typed").exists()
 
 
-def stub_names():
-    names = set(CLASSES)
-    for n in TREE.body:
-        if isinstance(n, ast.FunctionDef):
-            names.add(n.name)
+def defined(body):
+    """The public names a module or class body of the stubs defines."""
+    out = set()
+    for n in body:
+        if isinstance(n, (ast.FunctionDef, ast.ClassDef)):
+            out.add(n.name)
         elif isinstance(n, ast.AnnAssign):
-            names.add(n.target.id)
+            out.add(n.target.id)
         elif isinstance(n, ast.Assign):
-            names.update(t.id for t in n.targets)
-    return {n for n in names if not n.startswith("_")}
+            out.update(t.id for t in n.targets)
+    return {n for n in out if not n.startswith("_")}
+
+
+def stub_names():
+    return defined(TREE.body)
 
 
 def test_module_names_match():
@@ -55,13 +60,7 @@ def test_module_names_match():
 
 
 def members(cls):
-    out = set()
-    for n in cls.body:
-        if isinstance(n, ast.FunctionDef):
-            out.add(n.name)
-        elif isinstance(n, ast.AnnAssign):
-            out.add(n.target.id)
-    return {n for n in out if not n.startswith("_")}
+    return defined(cls.body)
 
 
 @pytest.mark.parametrize("name", ["var", "constraint", "sos", "problem", "branchobj",
@@ -164,3 +163,23 @@ def test_shared_signatures_give_runtime_types(name):
     assert type(fn(0.5)).__name__ == "float"
     assert type(fn(x + 1)).__name__ == "nonlinear"
     assert type(fn(np.array([x, x], dtype=object))).__name__ == "ndarray"
+
+
+@pytest.mark.parametrize("method", ["getSolution", "getDual", "getSlack", "getRCost"])
+def test_value_getters_follow_their_overloads(method):
+    p = quenda.problem()
+    x, y = quenda.var(name="x"), quenda.var()
+    c = quenda.constraint(x + y >= 1)
+    p.addVariable(x, y)
+    p.addConstraint(c)
+    p.setObjective(x + y)
+    p.setControl("outputlog", 0)
+    p.solve()
+    get = getattr(p, method)
+    item = c if method in ("getDual", "getSlack") else x
+    assert type(get()).__name__ == "list"
+    assert type(get(item)).__name__ == "float"
+    assert type(get(0)).__name__ == "float"
+    assert type(get([item])).__name__ == "list"
+    assert type(get(np.array([item], dtype=object))).__name__ == "ndarray"
+    assert type(get({"k": item})).__name__ == "dict"

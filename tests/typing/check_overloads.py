@@ -44,3 +44,7 @@ version: str = quenda.__version__
 info = quenda.getbuildinfo()
 engines: Any = info["engines"]
 n: int = p.getIndex(x)
+value: float = p.getSolution(x)
+values: npt.NDArray[np.float64] = p.getSolution(xs)
+every: list[float] = p.getSolution()
+slack: float = p.getSlack(c1)
