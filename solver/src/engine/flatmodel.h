@@ -5,6 +5,7 @@
 // added by the reformulation and are never reported.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -38,6 +39,11 @@ struct FlatModel {
   // qstart empty when there is none.
   std::vector<int> qstart, qindex;
   std::vector<double> qvalue;
+
+  // Where the user's rows and columns came from, for an engine that keeps
+  // its model between optimisations: Model::epoch, row_ids and col_ids.
+  std::uint64_t epoch = 0;
+  std::vector<int> row_id, col_id;
 
   bool has_integers() const { return !kind.empty(); }
   bool has_quadratic() const { return !qstart.empty(); }

@@ -306,6 +306,19 @@ const char *mip_status_text(int s) {
   return s >= 0 && s <= 7 ? names[s] : "unknown";
 }
 
+// The problem's kept engine when it is the one named, else a new one kept
+// in its place.
+Engine *kept_engine(qnda_problem_s &prob, const std::string &name) {
+  auto *kept = dynamic_cast<Engine *>(prob.engine.get());
+  const char *canonical = engine_name(name);
+  if (kept && canonical && std::strcmp(canonical, kept->name()) == 0) return kept;
+  std::unique_ptr<Engine> engine = make_engine(name);
+  if (!engine)
+    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs)", name.c_str());
+  prob.engine = std::move(engine);
+  return static_cast<Engine *>(prob.engine.get());
+}
+
 }  // namespace
 
 void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
@@ -320,10 +333,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   st.clear_results();
   st.model_changed = false;
 
-  std::unique_ptr<Engine> engine = make_engine(ctl.get_str(QNDA_SOLVERNAME));
-  if (!engine)
-    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs)",
-         ctl.get_str(QNDA_SOLVERNAME).c_str());
+  Engine *engine = kept_engine(prob, ctl.get_str(QNDA_SOLVERNAME));
 
   FlattenOptions fo;
   fo.search = s.mip;

@@ -332,6 +332,9 @@ void flatten(const Model &model, const FlattenOptions &opt, FlatModel &m) {
   m.nrows = m.orig_rows = nr;
   m.sense = model.obj_sense();
   m.obj_constant = model.obj_constant();
+  m.epoch = model.epoch();
+  m.row_id = model.row_ids();
+  m.col_id = model.col_ids();
   m.obj = model.obj();
   m.lb.resize(n);
   m.ub.resize(n);
