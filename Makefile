@@ -11,6 +11,7 @@ HIGHS_ROOT = $(shell PYTHON=$(PY) bash scripts/build_highs.sh)
 NP1_TESTS := tests/algebra
 
 .PHONY: all setup build example test test-cpp test-py test-np1 wheel-check lint format \
+  typecheck docs \
   bench bench-setup clean
 
 all: build
@@ -42,6 +43,18 @@ test-np1:
 # The wheel a user builds, installed alone into a fresh environment.
 wheel-check: setup
 	QUENDA_HIGHS_ROOT=$(HIGHS_ROOT) PY=$(PY) bash scripts/wheel_check.sh
+
+# The stubs against the examples and the overloads' typing test (the build
+# generates the stubs and installs them with the module).
+typecheck: build
+	$(PY) -m mypy --strict examples tests/typing $(BUILD_DIR)/python/quendalib-stubs/__init__.pyi
+
+# The guides and the reference (from the docstrings and the stubs) with
+# Sphinx; a warning fails the build.
+docs: build
+	$(PY) -m pip install --quiet -r docs/requirements.txt
+	$(PY) -m sphinx -W --keep-going -q -b html docs build/docs
+	@echo "docs: build/docs/index.html"
 
 # The format check, the layer and cycle checks and the duplicate count.
 lint: setup

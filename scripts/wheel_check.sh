@@ -20,3 +20,10 @@ echo "wheel: $wheel"
 cd "$out"
 venv/bin/python -c 'import quendalib, sys; print("imported", quendalib.__file__)'
 venv/bin/python ../../examples/production_planning.py
+# The type stubs come with the wheel, where type checkers look for them.
+venv/bin/python - <<'EOF2'
+import pathlib, sysconfig
+stubs = pathlib.Path(sysconfig.get_paths()["purelib"]) / "quendalib-stubs"
+assert (stubs / "__init__.pyi").is_file() and (stubs / "py.typed").is_file(), stubs
+print("stubs:", stubs)
+EOF2

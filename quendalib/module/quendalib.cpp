@@ -47,7 +47,12 @@ static PyMethodDef quendamod_methods[] =
      {"user", KWFUNC(quendamod_user), KW, "Expression computed by a user function"},
      {"getlasterror", quendamod_getlasterror, METH_NOARGS,
       "Last error of the library environment: (code, message)"},
-     {"getversion", quendamod_getversion, METH_NOARGS, "Library version"},
+     {"getversion", quendamod_getversion, METH_NOARGS,
+      "getversion() -> str: version of the solver library, e.g. '34.01.00'"},
+     {"getbuildinfo", quendamod_getbuildinfo, METH_NOARGS,
+      "getbuildinfo() -> dict: the package version, the solver library's version and the "
+      "engines in this build, as {'version': str, 'library': str, 'engines': {name: "
+      "{'version': str, 'problems': tuple}}}"},
      {"getcheckedmode", quendamod_getcheckedmode, METH_NOARGS,
       "Whether the library checks the arguments of its calls"},
      {"setcheckedmode", KWFUNC(quendamod_setcheckedmode), KW,
@@ -65,6 +70,8 @@ static PyMethodDef quendamod_methods[] =
      {"init", quendamod_init, METH_NOARGS, "Start (or restart) the library session"},
      {"free", quendamod_free, METH_NOARGS, "End the library session"},
      {"vars", KWFUNC(quendamod_vars), KW, "Create an indexed collection of variables"},
+     {"_unpickle", problem_unpickle, METH_VARARGS,
+      "_unpickle(kind, args): rebuild a pickled problem or modelling object"},
      {"_sigint_roundtrip", quendamod__sigint_roundtrip, METH_NOARGS,
       "Test hook: hand SIGINT to the library and back"},
      {NULL, NULL, 0, NULL}};
@@ -132,6 +139,8 @@ PyInit_quendalib(void)
         if (PyType_Ready(t) < 0)
             goto error;
     }
+    if (problem_pickle_init() < 0) /* keys the readied types */
+        goto error;
 
     m = PyModule_Create2(&quendamod_def, PYTHON_API_VERSION);
     if (m == NULL)
@@ -186,6 +195,8 @@ PyInit_quendalib(void)
     if (quenda_add_constants(m) < 0)
         goto error;
     if (quendamod_add(m, "controls", qnda_py_env.ctrl) < 0)
+        goto error;
+    if (PyModule_AddStringConstant(m, "__version__", quenda_package_version) < 0)
         goto error;
     return m;
 

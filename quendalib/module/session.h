@@ -119,6 +119,11 @@ PyObject *quendamod_init(PyObject *self, PyObject *noargs);
 PyObject *quendamod_free(PyObject *self, PyObject *noargs);
 PyObject *quendamod_getbanner(PyObject *self, PyObject *args, PyObject *kwargs);
 PyObject *quendamod_getversion(PyObject *self, PyObject *noargs);
+/* {"version", "library", "engines": {name: {"version", "problems"}}}
+ * (module/buildinfo.cpp). */
+PyObject *quendamod_getbuildinfo(PyObject *self, PyObject *noargs);
+/* The package version of pyproject.toml (quendalib.__version__). */
+extern const char *const quenda_package_version;
 PyObject *quendamod_getlasterror(PyObject *self, PyObject *noargs);
 PyObject *quendamod_setcheckedmode(PyObject *self, PyObject *args, PyObject *kwargs);
 PyObject *quendamod_getcheckedmode(PyObject *self, PyObject *noargs);

@@ -171,8 +171,7 @@ files_new_column(PyObject *name, double lb, double ub, char t, uint32_t *id)
     return (PyObject *)v;
 }
 
-/* A constraint with no body and free bounds.  New reference or NULL. */
-static PyObject *
+PyObject *
 files_new_constraint(PyObject *name)
 {
     constraint_object *c =
@@ -259,8 +258,7 @@ done:
     return ret;
 }
 
-/* A set of type 1 with no members.  New reference or NULL. */
-static PyObject *
+PyObject *
 files_new_sos(PyObject *name)
 {
     sos_object *s = (sos_object *)quenda_SOSType.tp_alloc(&quenda_SOSType, 0);

@@ -10,6 +10,7 @@
 #include "problem/control.h"
 #include "problem/maps.h"
 #include "problem/object.h"
+#include "problem/pickle.h"
 #include "problem/split.h"
 
 /* Bare instance: handles NULL, callbacks empty, counters initial.  New

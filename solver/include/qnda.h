@@ -563,6 +563,27 @@ QNDA_API int QNDAreadslxsol(QNDAprob prob, const char *filename, const char *fla
 QNDA_API int QNDAwritebasis(QNDAprob prob, const char *filename, const char *flags);
 QNDA_API int QNDAreadbasis(QNDAprob prob, const char *filename, const char *flags);
 
+/* ------------------------------------------------------------------------
+ * Build information
+ * ---------------------------------------------------------------------- */
+/* What this build contains, one line per part, fields separated by tabs:
+ *   "library\tlibqnda\t34.01.00\t"
+ *   "engine\t<name>\t<version>\t<problem classes, space-separated>"
+ * String convention of the last-error functions: nbytes gets the size
+ * needed (with the terminating NUL); info may be NULL to ask for it. */
+QNDA_API int QNDAgetbuildinfo(char *info, int maxbytes, int *nbytes);
+
+/* ------------------------------------------------------------------------
+ * Saved results
+ * ---------------------------------------------------------------------- */
+/* The results of the last optimisation (statuses, objective values,
+ * solution, duals, basis, counters) as bytes of this library's own format;
+ * with the model written to a file, a problem's whole state.  buf NULL asks
+ * for the size only.  Loading checks the bytes against the problem's rows
+ * and columns and replaces its results (its starting points stay). */
+QNDA_API int QNDAsavesolvestate(QNDAprob prob, void *buf, QNDAint64 maxbytes, QNDAint64 *nbytes);
+QNDA_API int QNDAloadsolvestate(QNDAprob prob, const void *buf, QNDAint64 nbytes);
+
 #ifdef __cplusplus
 }
 #endif

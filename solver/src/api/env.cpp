@@ -7,11 +7,8 @@
 
 #include "api/guard.h"
 #include "core/messages.h"
+#include "engine/engine.h"
 #include "qnda.h"
-
-// The engine's version, from its C interface (no engine headers outside the
-// engine adapter).
-extern "C" const char *Highs_version(void);
 
 using namespace qnda;
 
@@ -50,10 +47,25 @@ int QNDAgetversionnumbers(int *major, int *minor, int *build) {
 int QNDAgetbanner(char *banner) {
   return guard_env("QNDAgetbanner", [&] {
     check_array(banner, "banner");
+    std::string highs;
+    for (const EngineInfo &e : engine_list())
+      if (e.name == "highs") highs = e.version;
     std::snprintf(banner, QNDA_MAXBANNERLENGTH,
                   "quendalib solver library libqnda %02d.%02d.%02d\n"
                   "LP, MIP and QP engine: HiGHS %s",
-                  QNDA_VERSION_MAJOR, QNDA_VERSION_MINOR, QNDA_VERSION_BUILD, Highs_version());
+                  QNDA_VERSION_MAJOR, QNDA_VERSION_MINOR, QNDA_VERSION_BUILD, highs.c_str());
+  });
+}
+
+int QNDAgetbuildinfo(char *info, int maxbytes, int *nbytes) {
+  return guard_env("QNDAgetbuildinfo", [&] {
+    if (info && maxbytes <= 0) fail(QNDA_ERR_ARGUMENT, "maxbytes must be positive");
+    char version[QNDA_MAXVERSIONLENGTH];
+    QNDAgetversion(version);
+    std::string text = std::string("library\tlibqnda\t") + version + "\t\n";
+    for (const EngineInfo &e : engine_list())
+      text += "engine\t" + e.name + "\t" + e.version + "\t" + e.problems + "\n";
+    copy_out(text, info, maxbytes, nbytes);
   });
 }
 

@@ -114,6 +114,13 @@ std::unique_ptr<Engine> make_engine(const std::string &name);
 // The name() of the engine make_engine(name) makes; NULL when none.
 const char *engine_name(const std::string &name);
 
+// The engines linked into this build, with the version each reports of
+// itself and the problem classes it solves.
+struct EngineInfo {
+  std::string name, version, problems;
+};
+std::vector<EngineInfo> engine_list();
+
 // Model files in formats an engine reads and writes better than we do (the
 // LP format).  A FileModel is the plain content of such a file.
 struct FileModel {

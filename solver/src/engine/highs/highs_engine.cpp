@@ -497,4 +497,11 @@ std::unique_ptr<Engine> make_engine(const std::string &name) {
   return nullptr;
 }
 
+std::vector<EngineInfo> engine_list() {
+  // HConfig.h's macros: the version of the sources we compiled against.
+  std::string v = std::to_string(HIGHS_VERSION_MAJOR) + "." + std::to_string(HIGHS_VERSION_MINOR) +
+                  "." + std::to_string(HIGHS_VERSION_PATCH);
+  return {{"highs", v, "LP MIP QP"}};
+}
+
 }  // namespace qnda
