@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/codetext.h"
 #include "core/error.h"
 
 namespace qnda {
@@ -22,20 +23,6 @@ const std::array<int, kCaCount> &by_id() {
     return o;
   }();
   return order;
-}
-
-const char *type_name(int type) {
-  switch (type) {
-    case QNDA_TYPE_INT:
-      return "integer";
-    case QNDA_TYPE_INT64:
-      return "64-bit integer";
-    case QNDA_TYPE_DOUBLE:
-      return "double";
-    case QNDA_TYPE_STRING:
-      return "string";
-  }
-  return "undefined";
 }
 
 }  // namespace
@@ -78,8 +65,8 @@ int Controls::slot(int id, int want, bool for_set) const {
   bool ok = c.type == want || (want == QNDA_TYPE_INT && c.type == QNDA_TYPE_INT64) ||
             (want == QNDA_TYPE_INT64 && c.type == QNDA_TYPE_INT);
   if (!ok)
-    fail(QNDA_ERR_TYPE, "control %d (%s) is of type %s, not %s", id, c.name, type_name(c.type),
-         type_name(want));
+    fail(QNDA_ERR_TYPE, "control %d (%s) is of type %s, not %s", id, c.name,
+         value_type_name(c.type), value_type_name(want));
   return k;
 }
 

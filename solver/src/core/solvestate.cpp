@@ -1,5 +1,7 @@
 #include "core/solvestate.h"
 
+#include <cstddef>
+
 namespace qnda {
 
 void SolveState::clear_results() {
@@ -31,75 +33,57 @@ void SolveState::clear_all() {
   mip_start.clear();
 }
 
-bool solve_int_attrib(const SolveState &s, int id, QNDAint64 *value) {
-  switch (id) {
-    case QNDA_LPSTATUS:
-      *value = s.lp_status;
+namespace {
+
+// The attributes a solve leaves, one row each: the id and how to read it.
+template <class T>
+struct AttribRead {
+  int id;
+  T (*read)(const SolveState &);
+};
+
+template <class T, std::size_t N>
+bool read_attrib(const AttribRead<T> (&table)[N], const SolveState &s, int id, T *value) {
+  for (const AttribRead<T> &a : table) {
+    if (a.id == id) {
+      *value = a.read(s);
       return true;
-    case QNDA_MIPSTATUS:
-      *value = s.mip_status;
-      return true;
-    case QNDA_STOPSTATUS:
-      *value = s.stop_status;
-      return true;
-    case QNDA_SOLSTATUS:
-      *value = s.has_solution ? 1 : 0;
-      return true;
-    case QNDA_LOCALSOLUTION:
-      *value = s.local_only ? 1 : 0;
-      return true;
-    case QNDA_SIMPLEXITER:
-      *value = s.simplex_iter;
-      return true;
-    case QNDA_BARITER:
-      *value = s.barrier_iter;
-      return true;
-    case QNDA_NODES:
-      *value = s.nodes;
-      return true;
-    case QNDA_MIPSOLS:
-      *value = s.mip_sols;
-      return true;
-    case QNDA_PRESOLVESTATE:
-      *value = s.model_changed ? 1 : 0;
-      return true;
-    case QNDA_ALGORITHM_ATTR:
-      *value = s.algorithm;
-      return true;
-    default:
-      return false;
+    }
   }
+  return false;
+}
+
+using S = const SolveState &;
+constexpr AttribRead<QNDAint64> kIntAttribs[] = {
+    {QNDA_LPSTATUS, [](S s) -> QNDAint64 { return s.lp_status; }},
+    {QNDA_MIPSTATUS, [](S s) -> QNDAint64 { return s.mip_status; }},
+    {QNDA_STOPSTATUS, [](S s) -> QNDAint64 { return s.stop_status; }},
+    {QNDA_SOLSTATUS, [](S s) -> QNDAint64 { return s.has_solution ? 1 : 0; }},
+    {QNDA_LOCALSOLUTION, [](S s) -> QNDAint64 { return s.local_only ? 1 : 0; }},
+    {QNDA_SIMPLEXITER, [](S s) -> QNDAint64 { return s.simplex_iter; }},
+    {QNDA_BARITER, [](S s) -> QNDAint64 { return s.barrier_iter; }},
+    {QNDA_NODES, [](S s) -> QNDAint64 { return s.nodes; }},
+    {QNDA_MIPSOLS, [](S s) -> QNDAint64 { return s.mip_sols; }},
+    {QNDA_PRESOLVESTATE, [](S s) -> QNDAint64 { return s.model_changed ? 1 : 0; }},
+    {QNDA_ALGORITHM_ATTR, [](S s) -> QNDAint64 { return s.algorithm; }}};
+constexpr AttribRead<double> kDblAttribs[] = {
+    {QNDA_LPOBJVAL, [](S s) { return s.lp_obj; }},
+    {QNDA_BESTBOUND, [](S s) { return s.best_bound; }},
+    {QNDA_MIPOBJVAL, [](S s) { return s.mip_obj; }},
+    {QNDA_OBJVAL, [](S s) { return s.obj; }},
+    {QNDA_MIPRELGAP, [](S s) { return s.rel_gap; }},
+    {QNDA_SOLVETIME, [](S s) { return s.solve_time; }},
+    {QNDA_MAXPRIMALINFEAS, [](S s) { return s.max_primal_infeas; }},
+    {QNDA_MAXDUALINFEAS, [](S s) { return s.max_dual_infeas; }}};
+
+}  // namespace
+
+bool solve_int_attrib(const SolveState &s, int id, QNDAint64 *value) {
+  return read_attrib(kIntAttribs, s, id, value);
 }
 
 bool solve_dbl_attrib(const SolveState &s, int id, double *value) {
-  switch (id) {
-    case QNDA_LPOBJVAL:
-      *value = s.lp_obj;
-      return true;
-    case QNDA_BESTBOUND:
-      *value = s.best_bound;
-      return true;
-    case QNDA_MIPOBJVAL:
-      *value = s.mip_obj;
-      return true;
-    case QNDA_OBJVAL:
-      *value = s.obj;
-      return true;
-    case QNDA_MIPRELGAP:
-      *value = s.rel_gap;
-      return true;
-    case QNDA_SOLVETIME:
-      *value = s.solve_time;
-      return true;
-    case QNDA_MAXPRIMALINFEAS:
-      *value = s.max_primal_infeas;
-      return true;
-    case QNDA_MAXDUALINFEAS:
-      *value = s.max_dual_infeas;
-      return true;
-    default:
-      return false;
-  }
+  return read_attrib(kDblAttribs, s, id, value);
 }
 
 }  // namespace qnda

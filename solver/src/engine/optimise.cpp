@@ -9,6 +9,7 @@
 #include <mutex>
 #include <string>
 
+#include "core/codetext.h"
 #include "core/error.h"
 #include "core/messages.h"
 #include "model/problem.h"
@@ -182,24 +183,12 @@ BasisStat col_stat_to_engine(int s) {
 }
 
 const char *stop_text(int stop) {
-  switch (stop) {
-    case QNDA_STOP_TIMELIMIT:
-      return "time limit reached";
-    case QNDA_STOP_CTRLC:
-      return "interrupted by Ctrl-C";
-    case QNDA_STOP_NODELIMIT:
-      return "node limit reached";
-    case QNDA_STOP_ITERLIMIT:
-      return "iteration limit reached";
-    case QNDA_STOP_MIPGAP:
-      return "MIP gap reached";
-    case QNDA_STOP_SOLLIMIT:
-      return "solution limit reached";
-    case QNDA_STOP_USER:
-      return "interrupted by the user";
-    default:
-      return "interrupted";
-  }
+  static constexpr CodeText kStops[] = {
+      {QNDA_STOP_TIMELIMIT, "time limit reached"}, {QNDA_STOP_CTRLC, "interrupted by Ctrl-C"},
+      {QNDA_STOP_NODELIMIT, "node limit reached"}, {QNDA_STOP_ITERLIMIT, "iteration limit reached"},
+      {QNDA_STOP_MIPGAP, "MIP gap reached"},       {QNDA_STOP_SOLLIMIT, "solution limit reached"},
+      {QNDA_STOP_USER, "interrupted by the user"}};
+  return code_text(kStops, stop, "interrupted");
 }
 
 void fill_results(const Model &model, const EngineResult &r, bool rows_rewritten, SolveState &st) {

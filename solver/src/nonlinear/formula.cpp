@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "core/codetext.h"
 #include "core/error.h"
 
 namespace qnda {
@@ -53,20 +54,12 @@ int op_prec(int op) {
 }
 
 const char *op_text(int op) {
-  switch (op) {
-    case QSLP_OP_PLUS:
-      return "+";
-    case QSLP_OP_MINUS:
-      return "-";
-    case QSLP_OP_MULTIPLY:
-      return "*";
-    case QSLP_OP_DIVIDE:
-      return "/";
-    case QSLP_OP_EXPONENT:
-      return "^";
-    default:
-      return "-";
-  }
+  static constexpr CodeText kOps[] = {{QSLP_OP_PLUS, "+"},
+                                      {QSLP_OP_MINUS, "-"},
+                                      {QSLP_OP_MULTIPLY, "*"},
+                                      {QSLP_OP_DIVIDE, "/"},
+                                      {QSLP_OP_EXPONENT, "^"}};
+  return code_text(kOps, op, "-");
 }
 
 bool is_op(int op) { return op_prec(op) > 0; }

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "core/codetext.h"
 #include "nonlinear/slp_guard.h"
 #include "qslp.h"
 
@@ -33,10 +34,6 @@ void SlpControls::reset() {
 
 namespace {
 
-const char *slp_type_name(int t) {
-  return t == QNDA_TYPE_INT ? "integer" : t == QNDA_TYPE_DOUBLE ? "double" : "string";
-}
-
 int slp_slot(int id, int type, bool control) {
   int k = slp_index(id);
   if (k < 0)
@@ -46,8 +43,8 @@ int slp_slot(int id, int type, bool control) {
     fail(QNDA_ERR_UNKNOWNID, "%d (%s) is %s", id, c.name,
          c.control ? "a control, not an attribute" : "an attribute, not a control");
   if (c.type != type)
-    fail(QNDA_ERR_TYPE, "%d (%s) is of type %s, not %s", id, c.name, slp_type_name(c.type),
-         slp_type_name(type));
+    fail(QNDA_ERR_TYPE, "%d (%s) is of type %s, not %s", id, c.name, value_type_name(c.type),
+         value_type_name(type));
   return k;
 }
 
