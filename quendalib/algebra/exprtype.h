@@ -63,3 +63,12 @@ int expr_kind(PyObject *obj);
 /* The default name of an object: prefix followed by the identity number
  * ("C12", "R3"), without going through the format machinery. */
 PyObject *quenda_id_name(char prefix, uint32_t id);
+
+/* A name slot that NULL means the default name (prefix and identity
+ * number), made when asked for rather than kept by every object: the
+ * name, a new reference or NULL. */
+static inline PyObject *
+quenda_name_or_default(PyObject *name, char prefix, uint32_t id)
+{
+    return name != NULL ? Py_NewRef(name) : quenda_id_name(prefix, id);
+}

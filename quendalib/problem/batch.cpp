@@ -8,6 +8,7 @@
 #include "module/npy.h"
 #include "module/session.h"
 
+#include <stdio.h>
 #include <string.h>
 
 /* ------------------------------------------------------------------ */
@@ -25,6 +26,16 @@ names_reserve(reg_names *nm, size_t more)
         return -1;
     nm->cap = cap;
     return 0;
+}
+
+const char *
+name_or_default(PyObject *obj, char prefix, uint32_t id, char (&buf)[16], size_t maxlen,
+                size_t *len, const char *msg)
+{
+    if (obj != NULL)
+        return name_text(obj, maxlen, len, msg);
+    *len = (size_t)snprintf(buf, sizeof buf, "%c%u", prefix, (unsigned)id);
+    return buf;
 }
 
 const char *
