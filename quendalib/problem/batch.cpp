@@ -3,12 +3,12 @@
 #include "problem/batch.h"
 
 #include "algebra/constraint.h"
+#include "algebra/exprtype.h"
 #include "algebra/sos.h"
 #include "algebra/var.h"
 #include "module/npy.h"
 #include "module/session.h"
 
-#include <stdio.h>
 #include <string.h>
 
 /* ------------------------------------------------------------------ */
@@ -34,8 +34,7 @@ name_or_default(PyObject *obj, char prefix, uint32_t id, char (&buf)[16], size_t
 {
     if (obj != NULL)
         return name_text(obj, maxlen, len, msg);
-    *len = (size_t)snprintf(buf, sizeof buf, "%c%u", prefix, (unsigned)id);
-    return buf;
+    return quenda_id_text(prefix, id, buf, len);
 }
 
 const char *
