@@ -54,8 +54,10 @@ var_init(PyObject *self, PyObject *args, PyObject *kwds)
     v->vartype = 0;
     v->id = qnda_py_env.varcounter++;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwds, "|Odddl", (char **)kwlist, &name, &lb, &ub,
-                                     &threshold, &vartype))
+    /* var() without arguments, the commonest call, skips the parser. */
+    bool plain = PyTuple_GET_SIZE(args) == 0 && (kwds == NULL || PyDict_GET_SIZE(kwds) == 0);
+    if (!plain && !PyArg_ParseTupleAndKeywords(args, kwds, "|Odddl", (char **)kwlist, &name, &lb,
+                                               &ub, &threshold, &vartype))
         return -1;
     if (lb > ub + 1e-6) {
         quenda_model_error("Variable has empty feasible set: lower bound > upper bound");
