@@ -55,7 +55,7 @@ enum {
 typedef struct {
     PyObject_HEAD
     uint32_t id;    /* identity number, never changes */
-    PyObject *name; /* owned: str (or bytes); NULL only while being built */
+    PyObject *name; /* owned: str (or bytes); NULL: the default name C<id> */
     double lb;
     double ub;
     double threshold;

@@ -25,8 +25,8 @@ constraint_new_bare(void)
     c->body = NULL;
     c->lb = -QUENDA_INFINITY;
     c->ub = QUENDA_INFINITY;
-    c->name = quenda_id_name('R', c->id);
-    return quenda_keep_if((PyObject *)c, c->name != NULL);
+    c->name = NULL; /* the default name, made when asked for */
+    return (PyObject *)c;
 }
 
 static void
@@ -296,13 +296,9 @@ constraint_init(PyObject *self, PyObject *args, PyObject *kwds)
     if (!PyArg_ParseTupleAndKeywords(args, kwds, "|OOddldO", (char **)kwlist, &src, &body, &lb, &ub,
                                      &sense, &rhs, &name))
         return -1;
-    if (name == NULL || name == Py_None)
-        name = quenda_id_name('R', c->id);
-    else
-        Py_INCREF(name);
-    if (name == NULL)
-        return -1;
-    Py_XSETREF(c->name, name);
+    if (name == Py_None)
+        name = NULL; /* the default name, made when asked for */
+    Py_XSETREF(c->name, Py_XNewRef(name));
 
     if (body != NULL && body != Py_None && is_ndarray(body)) {
         PyArrayObject *arr = (PyArrayObject *)body;
@@ -391,11 +387,13 @@ constraint_copy(PyObject *self, PyObject *unused)
     res = constraint_new_bare();
     if (res == NULL)
         goto error;
-    name = PyUnicode_FromFormat("R%u_copy_%S", (unsigned)CON(res)->id,
-                                src->name != NULL ? src->name : Py_None);
+    name = quenda_name_or_default(src->name, 'R', src->id);
     if (name == NULL)
         goto error;
-    Py_SETREF(CON(res)->name, name);
+    Py_XSETREF(CON(res)->name, PyUnicode_FromFormat("R%u_copy_%S", (unsigned)CON(res)->id, name));
+    Py_DECREF(name);
+    if (CON(res)->name == NULL)
+        goto error;
     CON(res)->body = body; /* steals */
     CON(res)->lb = src->lb;
     CON(res)->ub = src->ub;
@@ -421,9 +419,25 @@ static PyMethodDef constraint_methods[] = {{"copy", constraint_copy, METH_NOARGS
                                             "Return a copy of the constraint as a new object"},
                                            {NULL, NULL, 0, NULL}};
 
+static PyObject *
+constraint_get_name(PyObject *self, void *)
+{
+    return quenda_name_or_default(CON(self)->name, 'R', CON(self)->id);
+}
+
+static int
+constraint_set_name(PyObject *self, PyObject *value, void *)
+{
+    Py_XSETREF(CON(self)->name, Py_XNewRef(value));
+    return 0;
+}
+
+static PyGetSetDef constraint_getset[] = {{(char *)"name", constraint_get_name, constraint_set_name,
+                                           (char *)"Constraint name", NULL},
+                                          {NULL}};
+
 static PyMemberDef constraint_members[] =
-    {{"name", T_OBJECT, offsetof(constraint_object, name), 0, "Constraint name"},
-     {"body", T_OBJECT, offsetof(constraint_object, body), 0, "Constraint body"},
+    {{"body", T_OBJECT, offsetof(constraint_object, body), 0, "Constraint body"},
      {"lb", T_DOUBLE, offsetof(constraint_object, lb), 0, "Lower bound"},
      {"ub", T_DOUBLE, offsetof(constraint_object, ub), 0, "Upper bound"},
      {NULL}};
@@ -433,7 +447,8 @@ PyTypeObject quenda_constraintType =
                       "Class for constraints of an optimization problem", Py_tp_dealloc,
                       constraint_dealloc, Py_tp_repr, constraint_str, Py_tp_str, constraint_str,
                       Py_tp_methods, constraint_methods, Py_tp_members, constraint_members,
-                      Py_tp_init, constraint_init, Py_tp_new, PyType_GenericNew);
+                      Py_tp_getset, constraint_getset, Py_tp_init, constraint_init, Py_tp_new,
+                      PyType_GenericNew);
 
 /* ------------------------------------------------------------ registration */
 

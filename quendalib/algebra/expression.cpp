@@ -202,7 +202,7 @@ PyObject *
 expression_copy(PyObject *obj, double factor)
 {
     PyObject *res = NULL;
-    int kind = getExprType(obj);
+    int kind = Py_TYPE(obj) == &quenda_expressionType ? EXPR_EXPRESSION : getExprType(obj);
     if (kind < 0)
         return NULL;
     if (kind == EXPR_NONLINEAR && factor != 0.0)
@@ -375,6 +375,16 @@ error:
 static PyObject *
 expression_sum_slot(PyObject *a, PyObject *b, double sign)
 {
+    /* expression +- term, the step of every sum written out term by term:
+     * straight to the copy, without classifying the operands twice. */
+    PyTypeObject *tb = Py_TYPE(b);
+    if (Py_TYPE(a) == &quenda_expressionType &&
+        (tb == &quenda_lintermType || tb == &quenda_varType || tb == &PyFloat_Type)) {
+        PyObject *res = expression_copy(a, 1.0);
+        if (res != NULL && expression_accumulate_msg(res, b, sign, "Error adding expressions") < 0)
+            Py_CLEAR(res);
+        return res;
+    }
     if (is_ndarray(b))
         return sign > 0 ? PyNumber_Add(b, a) : algebra_array_sub(b, a);
     if (is_ndarray(a))

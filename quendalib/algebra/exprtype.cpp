@@ -225,11 +225,7 @@ PyObject *
 quenda_id_name(char prefix, uint32_t id)
 {
     char buf[16];
-    char *p = buf + sizeof buf;
-    do {
-        *--p = (char)('0' + id % 10);
-        id /= 10;
-    } while (id != 0);
-    *--p = prefix;
-    return PyUnicode_FromStringAndSize(p, buf + sizeof buf - p);
+    size_t len;
+    const char *p = quenda_id_text(prefix, id, buf, &len);
+    return PyUnicode_FromStringAndSize(p, (Py_ssize_t)len);
 }

@@ -63,3 +63,27 @@ int expr_kind(PyObject *obj);
 /* The default name of an object: prefix followed by the identity number
  * ("C12", "R3"), without going through the format machinery. */
 PyObject *quenda_id_name(char prefix, uint32_t id);
+
+/* The same text written into buf (no terminating zero): its start; *len
+ * receives its length. */
+static inline const char *
+quenda_id_text(char prefix, uint32_t id, char (&buf)[16], size_t *len)
+{
+    char *p = buf + sizeof buf;
+    do {
+        *--p = (char)('0' + id % 10);
+        id /= 10;
+    } while (id != 0);
+    *--p = prefix;
+    *len = (size_t)(buf + sizeof buf - p);
+    return p;
+}
+
+/* A name slot that NULL means the default name (prefix and identity
+ * number), made when asked for rather than kept by every object: the
+ * name, a new reference or NULL. */
+static inline PyObject *
+quenda_name_or_default(PyObject *name, char prefix, uint32_t id)
+{
+    return name != NULL ? Py_NewRef(name) : quenda_id_name(prefix, id);
+}

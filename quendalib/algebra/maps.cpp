@@ -326,6 +326,18 @@ map_delete(quadmap *m)
     quadmap_free(&m);
 }
 
+static linmap *linmap_pooled(void);
+static inline linmap *
+map_fresh(linmap *)
+{
+    return linmap_pooled();
+}
+static inline quadmap *
+map_fresh(quadmap *)
+{
+    return new quadmap;
+}
+
 /* A normalised copy with every entry times factor; NULL on failure. */
 template<class Map>
 static Map *
@@ -334,7 +346,7 @@ map_copy_scaled(Map *m, double factor)
     Map *c = NULL;
     try {
         map_normalize(m);
-        c = new Map;
+        c = map_fresh(m);
         c->e.reserve(m->e.size());
         for (const auto &x : m->e) {
             typename Map::entry_type y;
@@ -359,6 +371,17 @@ map_copy_scaled(Map *m, double factor)
 #define LINMAP_POOL_CAP 64
 static linmap *linmap_pool[LINMAP_POOL];
 static int linmap_pool_n;
+
+/* An empty map from the pool (its buffer kept), or a new one; throws
+ * std::bad_alloc.  Copies take their maps here too: a sum built with
+ * binary operators frees one map and copies one at every step. */
+static linmap *
+linmap_pooled(void)
+{
+    if (linmap_pool_n > 0)
+        return linmap_pool[--linmap_pool_n];
+    return new linmap;
+}
 
 linmap *
 linmap_new(void)

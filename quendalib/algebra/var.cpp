@@ -37,8 +37,7 @@ var_base_new(void)
     var_object *v = (var_object *)var_new_bare();
     if (v == NULL)
         return NULL;
-    v->name = quenda_id_name('C', v->id);
-    return quenda_keep_if((PyObject *)v, v->name != NULL);
+    return (PyObject *)v; /* the default name is made when asked for */
 }
 
 static int
@@ -55,8 +54,10 @@ var_init(PyObject *self, PyObject *args, PyObject *kwds)
     v->vartype = 0;
     v->id = qnda_py_env.varcounter++;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwds, "|Odddl", (char **)kwlist, &name, &lb, &ub,
-                                     &threshold, &vartype))
+    /* var() without arguments, the commonest call, skips the parser. */
+    bool plain = PyTuple_GET_SIZE(args) == 0 && (kwds == NULL || PyDict_GET_SIZE(kwds) == 0);
+    if (!plain && !PyArg_ParseTupleAndKeywords(args, kwds, "|Odddl", (char **)kwlist, &name, &lb,
+                                               &ub, &threshold, &vartype))
         return -1;
     if (lb > ub + 1e-6) {
         quenda_model_error("Variable has empty feasible set: lower bound > upper bound");
@@ -69,9 +70,7 @@ var_init(PyObject *self, PyObject *args, PyObject *kwds)
             ub = 1.0;
     }
     if (name == NULL || name == Py_None) {
-        name = quenda_id_name('C', v->id);
-        if (name == NULL)
-            return -1;
+        name = NULL; /* the default name, made when asked for */
     } else if (PyUnicode_Check(name) || PyBytes_Check(name)) {
         Py_INCREF(name);
     } else {
@@ -115,12 +114,12 @@ const char *
 var_name_text(PyObject *var)
 {
     var_object *v = (var_object *)var;
-    if (v->name != NULL) {
-        if (PyUnicode_Check(v->name))
-            return PyUnicode_AsUTF8(v->name);
-        if (PyBytes_Check(v->name))
-            return PyBytes_AS_STRING(v->name);
-    }
+    if (v->name == NULL && (v->name = quenda_id_name('C', v->id)) == NULL)
+        return NULL;
+    if (PyUnicode_Check(v->name))
+        return PyUnicode_AsUTF8(v->name);
+    if (PyBytes_Check(v->name))
+        return PyBytes_AS_STRING(v->name);
     PyErr_SetString(PyExc_TypeError, "variable without a printable name");
     return NULL;
 }
@@ -285,9 +284,27 @@ static PyNumberMethods var_as_number =
     algebra_number_methods(var_addsub<ALG_ADD>, var_addsub<ALG_SUB>, var_mul, var_div, var_pow,
                            var_neg, var_abs, term_iadd, term_isub, term_imul, term_idiv, term_ipow);
 
+/* The name: the default one ("C" and the identity number) is not kept,
+ * a million variables would hold a million strings the library holds too. */
+static PyObject *
+var_get_name(PyObject *self, void *)
+{
+    return quenda_name_or_default(((var_object *)self)->name, 'C', VAR_ID(self));
+}
+
+static int
+var_set_name(PyObject *self, PyObject *value, void *)
+{
+    Py_XSETREF(((var_object *)self)->name, Py_XNewRef(value));
+    return 0;
+}
+
+static PyGetSetDef var_getset[] = {{(char *)"name", var_get_name, var_set_name,
+                                    (char *)"Name of the variable", NULL},
+                                   {NULL}};
+
 static PyMemberDef var_members[] =
-    {{"name", T_OBJECT, offsetof(var_object, name), 0, "Name of the variable"},
-     {"lb", T_DOUBLE, offsetof(var_object, lb), 0, "Lower bound"},
+    {{"lb", T_DOUBLE, offsetof(var_object, lb), 0, "Lower bound"},
      {"ub", T_DOUBLE, offsetof(var_object, ub), 0, "Upper bound"},
      {"threshold", T_DOUBLE, offsetof(var_object, threshold), 0,
       "Threshold (for partially integers)"},
@@ -301,8 +318,8 @@ PyTypeObject quenda_varType =
                       "Class for variables of an optimization problem", Py_tp_dealloc, var_dealloc,
                       Py_tp_repr, var_str, QUENDA_TP_AS_NUMBER, &var_as_number, Py_tp_hash,
                       var_hash, Py_tp_str, var_str, Py_tp_richcompare, algebra_richcompare,
-                      Py_tp_members, var_members, Py_tp_init, var_init, Py_tp_new,
-                      PyType_GenericNew);
+                      Py_tp_members, var_members, Py_tp_getset, var_getset, Py_tp_init, var_init,
+                      Py_tp_new, PyType_GenericNew);
 
 /* ------------------------------------------------------------ registration */
 

@@ -3,6 +3,7 @@
 #include "problem/batch.h"
 
 #include "algebra/constraint.h"
+#include "algebra/exprtype.h"
 #include "algebra/sos.h"
 #include "algebra/var.h"
 #include "module/npy.h"
@@ -25,6 +26,15 @@ names_reserve(reg_names *nm, size_t more)
         return -1;
     nm->cap = cap;
     return 0;
+}
+
+const char *
+name_or_default(PyObject *obj, char prefix, uint32_t id, char (&buf)[16], size_t maxlen,
+                size_t *len, const char *msg)
+{
+    if (obj != NULL)
+        return name_text(obj, maxlen, len, msg);
+    return quenda_id_text(prefix, id, buf, len);
 }
 
 const char *

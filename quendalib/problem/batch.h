@@ -52,6 +52,10 @@ int names_reserve(reg_names *nm, size_t more);
  * is not a string. */
 const char *name_text(PyObject *obj, size_t maxlen, size_t *len, const char *msg);
 void names_put(reg_names *nm, const char *s, size_t len);
+/* name_text of an object's name slot, where NULL stands for the default
+ * name (prefix and identity number), written into buf. */
+const char *name_or_default(PyObject *obj, char prefix, uint32_t id, char (&buf)[16], size_t maxlen,
+                            size_t *len, const char *msg);
 
 /* Takes the objects of lst from index from on back out of the registry:
  * their map entries (map may be NULL) are erased and the list is cut. */

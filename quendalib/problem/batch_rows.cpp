@@ -129,6 +129,7 @@ con_step(void *ctx, PyObject *obj)
     constraint_object *c = (constraint_object *)obj;
     int64_t nl, nq;
     const char *name;
+    char dflt[16];
     size_t len;
     double rhs, range = 0.0;
     char type = 'N';
@@ -150,8 +151,8 @@ con_step(void *ctx, PyObject *obj)
                         "Constraints with a nonlinear part cannot be added to a problem yet");
         return -1;
     }
-    name = name_text(c->name, QNDA_MAXNAMELENGTH - 1, &len,
-                     "Invalid constraint name (must be a string)");
+    name = name_or_default(c->name, 'R', c->id, dflt, QNDA_MAXNAMELENGTH - 1, &len,
+                           "Invalid constraint name (must be a string)");
     if (name == NULL)
         return -1;
     splitExpr_count(c->body, &nl, &nq);

@@ -90,7 +90,9 @@ var_step(void *ctx, PyObject *obj)
     }
     if ((c = var_letter(v)) == 0)
         return -1;
-    name = name_text(v->name, REG_VARNAME_MAX, &len, "Invalid variable name (must be a string)");
+    char dflt[16];
+    name = name_or_default(v->name, 'C', v->id, dflt, REG_VARNAME_MAX, &len,
+                           "Invalid variable name (must be a string)");
     if (name == NULL)
         return -1;
     if (colbatch_reserve(b) != 0 || names_reserve(&b->names, len + 1) != 0) {

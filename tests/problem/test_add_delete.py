@@ -608,3 +608,31 @@ class TestReferences:
                 pass
 
         assert heap_growth(once, 20, 200) < 64 * 1024
+
+
+class TestDefaultNames:
+    """Default names are made on demand, never kept by the objects: what the
+    library, the file and the attribute show must still agree."""
+
+    def test_file_and_attribute_agree(self, prob, tmp_path):
+        x, y = quenda.var(), quenda.var(name="y")
+        z = quenda.var()
+        z.name = "zz"
+        del z.name                      # back to the default name
+        prob.addVariable([x, y, z])
+        c, d = x + y <= 1, quenda.constraint(body=x - z, lb=0, name=None)
+        src = x >= 0
+        e = src.copy()
+        prob.addConstraint([c, d, e])
+        cols, *_, rnames, _, _, _ = linear_model(prob, tmp_path)
+        assert cols == [x.name, "y", z.name] == [str(x), "y", f"C{hash(z)}"]
+        assert rnames == [c.name, d.name, e.name] == [str(c), str(d), str(e)]
+        assert e.name.endswith("_copy_" + src.name) and src.name == f"R{src.name[1:]}"
+
+    def test_names_cost_no_references(self):
+        v = quenda.var()
+        c = v <= 1
+        before = sys.getrefcount(v), sys.getrefcount(c)
+        for _ in range(1000):
+            assert v.name == str(v) and c.name == str(c)
+        assert (sys.getrefcount(v), sys.getrefcount(c)) == before
