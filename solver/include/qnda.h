@@ -196,10 +196,11 @@ typedef struct qnda_problem_s *QNDAprob;
 #define QNDA_BARITERLIMIT 8010
 #define QNDA_CROSSOVER 8011
 #define QNDA_KEEPNROWS \
-  8035 /* 1 (default) keeps free ('N') rows passed to the
+  8035                   /* 1 (default) keeps free ('N') rows passed to the
                                      load functions; 0 drops them while loading (the
                                      rows after them close up).  Rows added later and
                                      the objective row of a read file are unaffected. */
+#define QNDA_MAXIIS 8060 /* most subsystems QNDAiisall finds (0: no limit) */
 /* 64-bit integer controls */
 #define QNDA_MAXNODE 8101
 
@@ -561,6 +562,64 @@ QNDA_API int QNDAwriteslxsol(QNDAprob prob, const char *filename, const char *fl
 QNDA_API int QNDAreadslxsol(QNDAprob prob, const char *filename, const char *flags);
 QNDA_API int QNDAwritebasis(QNDAprob prob, const char *filename, const char *flags);
 QNDA_API int QNDAreadbasis(QNDAprob prob, const char *filename, const char *flags);
+
+/* ------------------------------------------------------------------------
+ * Analysis: irreducible infeasible subsystems, repairs, sensitivity
+ *
+ * A subsystem's members are rows and single column bounds.  The search
+ * calls return 0 and set *status: 0 a new subsystem was found, 1 the
+ * problem is feasible or no further subsystem exists, 2 the search
+ * failed.  Subsystems are numbered from 1 in the order found; they are
+ * forgotten when the model changes.
+ * ---------------------------------------------------------------------- */
+QNDA_API int QNDAiisfirst(QNDAprob prob, int mode, int *status); /* mode 0 any, 1 irreducible */
+QNDA_API int QNDAiisnext(QNDAprob prob, int *status);
+QNDA_API int QNDAiisall(QNDAprob prob, int *status); /* up to QNDA_MAXIIS */
+QNDA_API int QNDAiisclear(QNDAprob prob);
+/* Per subsystem (count entries each, any array may be NULL): rows, bounds,
+ * the least sum and count of violations it needs with unit weights. */
+QNDA_API int QNDAiisstatus(QNDAprob prob, int *count, int *rowsizes, int *colsizes,
+                           double *suminfeas, int *numinfeas);
+/* Marks the members of subsystem num that are in no other one found. */
+QNDA_API int QNDAiisisolations(QNDAprob prob, int num);
+/* type 0: the subsystem as an LP file; 1: a CSV list of its members. */
+QNDA_API int QNDAiiswrite(QNDAprob prob, int num, const char *filename, int type,
+                          const char *flags);
+/* Subsystem num: its rows and bounds (constrainttype: row letter;
+ * colbndtype 'L' or 'U'), Farkas multipliers (duals of rows, rdcs of
+ * bounds; zero on a MIP) and isolation marks (0, 1, or -1 until
+ * QNDAiisisolations).  rownumber/colnumber receive the counts; every array
+ * may be NULL. */
+QNDA_API int QNDAgetiisdata(QNDAprob prob, int num, int *rownumber, int *colnumber, int *miisrow,
+                            int *miiscol, char *constrainttype, char *colbndtype, double *duals,
+                            double *rdcs, char *isolationrows, char *isolationcols);
+/* Repairs.  Weights per row (lrp: the <= side, grp: the >= side) and per
+ * column bound; 0 keeps the item hard.  phase2 'n' stops at the least
+ * weighted violation, 'o' then optimises the original objective with the
+ * violation at most (1 + delta) times that least.  *status: 0 repaired,
+ * 1 no repair exists, 2 phase 2 unbounded, 3 phase 2 failed (phase-1
+ * point kept), 4 engine error, 6 stopped by a limit.  The repaired point
+ * is the problem's solution afterwards.  flags: d, p or b for the LP
+ * algorithm. */
+QNDA_API int QNDArepairweightedinfeas(QNDAprob prob, int *status, const double *lrp,
+                                      const double *grp, const double *lbp, const double *ubp,
+                                      char phase2, double delta, const char *flags);
+/* The same with limits on each violation (NULL arrays, or entries of
+ * 1e20 and more: none). */
+QNDA_API int QNDArepairweightedinfeasbounds(QNDAprob prob, int *status, const double *lrp,
+                                            const double *grp, const double *lbp, const double *ubp,
+                                            const double *lrb, const double *grb, const double *lbb,
+                                            const double *ubb, char phase2, double delta,
+                                            const char *flags);
+/* Uniform weights.  penalty 'c' rows only, 'b' bounds only, 'n' both;
+ * phase2 as above; globalflags 'n' (integrality kept; the only one). */
+QNDA_API int QNDArepairinfeas(QNDAprob prob, int *status, char penalty, char phase2,
+                              char globalflags, double lrp, double grp, double lbp, double ubp,
+                              double delta);
+/* Ranges of objective coefficients and of row right-hand sides over which
+ * the optimal basis of the LP stays optimal. */
+QNDA_API int QNDAobjsa(QNDAprob prob, int n, const int *colind, double *lower, double *upper);
+QNDA_API int QNDArhssa(QNDAprob prob, int n, const int *rowind, double *lower, double *upper);
 
 #ifdef __cplusplus
 }

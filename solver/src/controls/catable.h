@@ -71,6 +71,9 @@ constexpr CaInfo kCaTable[] = {
     QNDA_CA_INT(QNDA_KEEPNROWS, "keepnrows", 1, 0, 1,
                 "1 keeps free ('N') rows given to the load functions as rows of the problem; "
                 "0 drops them while loading (the rows after them close up)."),
+    QNDA_CA_INT(QNDA_MAXIIS, "maxiis", 20, 0, kI32,
+                "Most infeasible subsystems one search for all of them finds; 0 means no "
+                "limit."),
     QNDA_CA_INT64(QNDA_MAXNODE, "maxnode", kI32, 0, kI64,
                   "Most branch-and-bound nodes of one MIP solve."),
     QNDA_CA_DBL(QNDA_TIMELIMIT, "timelimit", 0.0, -kNoBound, kNoBound,

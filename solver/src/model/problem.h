@@ -5,6 +5,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 #include "controls/controls.h"
@@ -14,6 +15,12 @@
 #include "core/solvestate.h"
 #include "model/model.h"
 #include "qnda.h"
+
+namespace qnda {
+// Results of the analyses of analysis/ (infeasible subsystems ...), kept
+// until the model changes.
+struct AnalysisState;
+}  // namespace qnda
 
 struct qnda_problem_s {
   static constexpr unsigned kMagic = 0x51444e41u;  // "ANDQ"
@@ -30,6 +37,7 @@ struct qnda_problem_s {
   std::atomic<int> interrupt{0};
   // Handlers of this problem's messages (QNDAaddcbmessage).
   qnda::HandlerList handlers;
+  std::shared_ptr<qnda::AnalysisState> analysis;
 
   qnda_problem_s() = default;
   qnda_problem_s(const qnda_problem_s &) = delete;
@@ -42,7 +50,10 @@ struct qnda_problem_s {
   bool valid() const { return magic == kMagic; }
   // Every change of the model goes through here: results of earlier solves
   // no longer describe it.
-  void model_changed() { solve.invalidate(); }
+  void model_changed() {
+    solve.invalidate();
+    analysis.reset();
+  }
 };
 
 namespace qnda {

@@ -1,0 +1,117 @@
+// The engine's analysis calls: deletion-filter IIS, ranging and the
+// feasibility relaxation, each on an instance of its own.
+#include <cmath>
+#include <utility>
+
+#include "core/error.h"
+#include "engine/engine.h"
+#include "engine/highs/highs_common.h"
+#include "lp_data/HighsIis.h"
+#include "qnda.h"
+
+namespace qnda {
+namespace {
+
+// A quiet instance holding a copy of m, with the tolerances and limits of s.
+void load(Highs &h, const FlatModel &m, const EngineSettings &s, bool keep_integrality) {
+  h.setOptionValue("output_flag", false);
+  h.setOptionValue("primal_feasibility_tolerance", s.feas_tol);
+  h.setOptionValue("dual_feasibility_tolerance", s.opt_tol);
+  h.setOptionValue("mip_feasibility_tolerance", s.mip_tol);
+  h.setOptionValue("random_seed", s.random_seed);
+  if (s.time_limit > 0 && s.time_limit < 1e20) h.setOptionValue("time_limit", s.time_limit);
+  FlatModel copy = m;
+  HighsModel hm;
+  move_into(copy, hm, keep_integrality);
+  if (h.passModel(std::move(hm)) == HighsStatus::kError)
+    fail(QNDA_ERR_ENGINE, "the engine refused the model");
+}
+
+double or_inf(double v) { return std::fabs(v) >= kHighsInf ? (v > 0 ? INFINITY : -INFINITY) : v; }
+
+}  // namespace
+
+void engine_lp_iis(const FlatModel &m, const EngineSettings &s, EngineIis &out) {
+  out = EngineIis();
+  Highs h;
+  load(h, m, s, false);
+  // The engine's default only tries cheap tests; ask for the elastic LP
+  // followed by its deletion filter.
+  h.setOptionValue("iis_strategy", kIisStrategyFromLp | kIisStrategyIrreducible);
+  HighsIis iis;
+  if (h.getIis(iis) == HighsStatus::kError || !iis.valid_) return;
+  out.rows.assign(iis.row_index_.begin(), iis.row_index_.end());
+  out.cols.assign(iis.col_index_.begin(), iis.col_index_.end());
+  out.found = !out.rows.empty() || !out.cols.empty();
+}
+
+bool engine_lp_dual_ray(const FlatModel &m, const EngineSettings &s, std::vector<double> &rows) {
+  Highs h;
+  load(h, m, s, false);
+  h.setOptionValue("presolve", "off");  // the ray is of the model as given
+  h.run();
+  if (h.getModelStatus() != HighsModelStatus::kInfeasible) return false;
+  bool has = false;
+  rows.assign(m.nrows, 0.0);
+  if (h.getDualRay(has, rows.data()) != HighsStatus::kOk || !has) return false;
+  return true;
+}
+
+void engine_lp_ranging(const FlatModel &m, const EngineSettings &s, EngineRanging &out) {
+  Highs h;
+  load(h, m, s, false);
+  h.run();
+  if (h.getModelStatus() != HighsModelStatus::kOptimal || !h.getBasis().valid)
+    fail(QNDA_ERR_STATE, "the LP has no optimal basis (status: %s)",
+         h.modelStatusToString(h.getModelStatus()).c_str());
+  HighsRanging r;
+  if (h.getRanging(r) != HighsStatus::kOk || !r.valid)
+    fail(QNDA_ERR_ENGINE, "the engine could not range the LP");
+  out.cost_lo.resize(m.ncols);
+  out.cost_up.resize(m.ncols);
+  for (int j = 0; j < m.ncols; ++j) {
+    out.cost_lo[j] = or_inf(r.col_cost_dn.value_[j]);
+    out.cost_up[j] = or_inf(r.col_cost_up.value_[j]);
+  }
+  out.rhs_lo.resize(m.nrows);
+  out.rhs_up.resize(m.nrows);
+  for (int i = 0; i < m.nrows; ++i) {
+    out.rhs_lo[i] = or_inf(r.row_bound_dn.value_[i]);
+    out.rhs_up[i] = or_inf(r.row_bound_up.value_[i]);
+  }
+}
+
+void engine_feasibility_relaxation(const FlatModel &m, const EngineSettings &s,
+                                   const std::vector<double> &col_lo_w,
+                                   const std::vector<double> &col_up_w,
+                                   const std::vector<double> &row_w, EngineResult &r) {
+  r = EngineResult();
+  Highs h;
+  load(h, m, s, true);
+  const HighsStatus st =
+      h.feasibilityRelaxation(-1, -1, -1, col_lo_w.data(), col_up_w.data(), row_w.data());
+  const HighsModelStatus ms = h.getModelStatus();
+  const HighsSolution &sol = h.getSolution();
+  // The engine puts the user's model back after solving the relaxation,
+  // which leaves the model status unset; the relaxed point stays.
+  const bool solved = ms == HighsModelStatus::kOptimal ||
+                      (ms == HighsModelStatus::kNotset && st != HighsStatus::kError);
+  if (solved && sol.value_valid) {
+    r.status = EngineStatus::Optimal;
+    r.has_primal = true;
+    r.col_value = sol.col_value;
+    r.row_activity = sol.row_value;
+    r.objective = h.getInfo().objective_function_value;
+  } else if (ms == HighsModelStatus::kInfeasible) {
+    r.status = EngineStatus::Infeasible;
+  } else if (ms == HighsModelStatus::kTimeLimit) {
+    r.status = EngineStatus::TimeLimit;
+  } else {
+    r.status = EngineStatus::Error;
+    r.message = st == HighsStatus::kError
+                    ? "the engine's feasibility relaxation failed"
+                    : "feasibility relaxation ended: " + h.modelStatusToString(ms);
+  }
+}
+
+}  // namespace qnda
