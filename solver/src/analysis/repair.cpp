@@ -87,6 +87,20 @@ double violation(const FlatModel &m, const Sides &s, const std::vector<double> &
   return v;
 }
 
+bool hard_violated(const FlatModel &m, const Sides &s, const std::vector<double> &x,
+                   const std::vector<double> &act, double tol) {
+  auto out = [tol](double v, double b) { return v > tol * std::max(1.0, std::fabs(b)); };
+  for (int i = 0; i < m.nrows; ++i) {
+    if (s.row_lo_w[i] <= 0 && out(m.rowlo[i] - act[i], m.rowlo[i])) return true;
+    if (s.row_up_w[i] <= 0 && out(act[i] - m.rowup[i], m.rowup[i])) return true;
+  }
+  for (int j = 0; j < m.ncols; ++j) {
+    if (s.col_lo_w[j] <= 0 && out(m.lb[j] - x[j], m.lb[j])) return true;
+    if (s.col_up_w[j] <= 0 && out(x[j] - m.ub[j], m.ub[j])) return true;
+  }
+  return false;
+}
+
 // Appends a column (objective c, bounds [0, cap]) with entries in rows.
 void add_col(FlatModel &e, double c, double cap, std::vector<std::pair<int, double>> entries) {
   e.obj.push_back(c);
@@ -252,6 +266,9 @@ int repair(qnda_problem_s &prob, const RepairWeights &w, char phase2, double del
   std::vector<double> act(m.nrows, 0.0);
   for (int j = 0; j < m.ncols; ++j)
     for (int k = m.start[j]; k < m.start[j + 1]; ++k) act[m.index[k]] += m.value[k] * x[j];
+  // The engine returns a point even when the hard items alone admit none;
+  // such a point breaks one of them.
+  if (hard_violated(m, sd, x, act, prob.controls.get_dbl(QNDA_FEASTOL))) return 1;
   const double best = violation(m, sd, x, act);
   int status = 0;
   if (phase2 == 'o') {
