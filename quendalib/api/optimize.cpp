@@ -1,0 +1,173 @@
+/* Starting the library's algorithms directly (lpoptimize, mipoptimize) and
+ * the file and state methods of a problem.  The optimisations release the
+ * interpreter lock and hand SIGINT to the library, so Ctrl-C stops the
+ * solve rather than raising KeyboardInterrupt in an interpreter that is
+ * not running; callbacks take the lock back themselves. */
+#include "api/analysis.h"
+
+#include "module/session.h"
+
+QNDAprob
+api_handle(PyObject *self)
+{
+    QNDAprob prob = ((problem_s *)self)->prob;
+    if (prob == NULL)
+        PyErr_SetString(quenda_ModelError, "Problem not initialized");
+    return prob;
+}
+
+int
+api_check_outlist(PyObject *obj, const char *keyword)
+{
+    if (obj == NULL || obj == Py_None || PyList_Check(obj))
+        return 0;
+    PyErr_Format(quenda_InterfaceError, "Argument %s must be a list", keyword);
+    return -1;
+}
+
+static PyObject *
+api_optimize(PyObject *self, PyObject *args, PyObject *kwargs, int mip)
+{
+    static const char *kwlist[] = {"flags", NULL};
+    const char *flags = "";
+    PyObject *res = NULL;
+    QNDAprob prob;
+    PyThreadState *ts;
+    int rc;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|s", (char **)kwlist, &flags))
+        return NULL;
+    if ((prob = api_handle(self)) == NULL)
+        return NULL;
+    ts = PyEval_SaveThread();
+    setSigIntHandler();
+    rc = mip ? QNDAmipoptimize(prob, flags) : QNDAlpoptimize(prob, flags);
+    resetSigIntHandler();
+    PyEval_RestoreThread(ts);
+    /* A callback's exception wins over the library's code: it is the cause. */
+    if (rc == 0 && !PyErr_Occurred())
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+static PyObject *
+QNDA_PY_lpoptimize(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    return api_optimize(self, args, kwargs, 0);
+}
+
+static PyObject *
+QNDA_PY_mipoptimize(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    return api_optimize(self, args, kwargs, 1);
+}
+
+static PyObject *
+QNDA_PY_interrupt(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"reason", NULL};
+    long reason;
+    PyObject *res = NULL;
+    QNDAprob prob;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "l", (char **)kwlist, &reason))
+        return NULL;
+    if ((prob = api_handle(self)) == NULL)
+        return NULL;
+    if (reason < INT_MIN || reason > INT_MAX)
+        PyErr_SetString(PyExc_OverflowError, "reason out of range");
+    else if (QNDAinterrupt(prob, (int)reason) == 0)
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+/* ------------------------------------------------------------------ */
+/* Files: one routine for the methods that pass a name and flags on       */
+
+typedef int (*file_call)(QNDAprob, const char *, const char *);
+
+static PyObject *
+api_file(PyObject *self, PyObject *args, PyObject *kwargs, const char *format, file_call call)
+{
+    static const char *kwlist[] = {"filename", "flags", NULL};
+    const char *filename = "", *flags = "";
+    PyObject *res = NULL;
+    QNDAprob prob;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, format, (char **)kwlist, &filename, &flags))
+        return NULL;
+    if ((prob = api_handle(self)) == NULL)
+        return NULL;
+    if (call(prob, filename, flags) == 0)
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+#define API_FILE_METHOD(name, format)                                                              \
+    static PyObject *QNDA_PY_##name(PyObject *self, PyObject *args, PyObject *kwargs)              \
+    {                                                                                              \
+        return api_file(self, args, kwargs, format, QNDA##name);                                   \
+    }
+
+API_FILE_METHOD(writesol, "s|s")
+API_FILE_METHOD(writeprtsol, "s|s")
+API_FILE_METHOD(writeslxsol, "s|s")
+API_FILE_METHOD(readslxsol, "s|s")
+API_FILE_METHOD(readbasis, "s|s")
+API_FILE_METHOD(writebasis, "|ss")
+
+static PyObject *
+QNDA_PY_setprobname(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"probname", NULL};
+    const char *name;
+    PyObject *res = NULL;
+    QNDAprob prob;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s", (char **)kwlist, &name))
+        return NULL;
+    if ((prob = api_handle(self)) == NULL)
+        return NULL;
+    if (QNDAsetprobname(prob, name) == 0)
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+static PyObject *
+QNDA_PY_setlogfile(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"filename", NULL};
+    const char *filename;
+    PyObject *res = NULL;
+    QNDAprob prob;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s", (char **)kwlist, &filename))
+        return NULL;
+    if ((prob = api_handle(self)) == NULL)
+        return NULL;
+    if (QNDAsetstrcontrol(prob, QNDA_LOGFILE, filename) == 0)
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+#define API_METHOD(name, doc)                                                                      \
+    {#name, (PyCFunction)(void (*)(void))QNDA_PY_##name, METH_VARARGS | METH_KEYWORDS, doc}
+
+PyMethodDef api_optimize_methods[] =
+    {API_METHOD(lpoptimize, "lpoptimize(flags=''): solves the LP (or the MIP's relaxation)"),
+     API_METHOD(mipoptimize, "mipoptimize(flags=''): solves the MIP"),
+     API_METHOD(interrupt, "interrupt(reason): asks a running optimisation to stop"),
+     API_METHOD(writesol, "writesol(filename, flags=''): writes the solution as CSV"),
+     API_METHOD(writeprtsol, "writeprtsol(filename, flags=''): writes a printable solution"),
+     API_METHOD(writeslxsol, "writeslxsol(filename, flags=''): writes the solution as .slx"),
+     API_METHOD(readslxsol, "readslxsol(filename, flags=''): reads a .slx solution as a start"),
+     API_METHOD(writebasis, "writebasis(filename='', flags=''): writes the basis"),
+     API_METHOD(readbasis, "readbasis(filename, flags=''): reads a basis as a start"),
+     API_METHOD(setprobname, "setprobname(probname): renames the problem"),
+     API_METHOD(setlogfile, "setlogfile(filename): copies the problem's log to a file"),
+     {NULL, NULL, 0, NULL}};
