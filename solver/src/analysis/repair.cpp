@@ -286,8 +286,9 @@ int repair(qnda_problem_s &prob, const RepairWeights &w, char phase2, double del
       status = 3;  // keeps the phase-1 point
   }
   store_point(prob, m, x, mip);
-  emit_messagef(&prob, MSG_INFO, "Repair: weighted violation %.10g%s", best,
-                phase2 == 'o' ? " (phase 2 on the original objective)" : "");
+  if (prob.controls.get_int(QNDA_LOGLEVEL) >= 1)
+    emit_messagef(&prob, MSG_INFO, "Repair: weighted violation %.10g%s", best,
+                  phase2 == 'o' ? " (phase 2 on the original objective)" : "");
   return status;
 }
 

@@ -86,8 +86,17 @@ void engine_feasibility_relaxation(const FlatModel &m, const EngineSettings &s,
                                    const std::vector<double> &col_up_w,
                                    const std::vector<double> &row_w, EngineResult &r) {
   r = EngineResult();
+  // Only the violation counts, minimised: the model's own objective and
+  // sense would mix into the engine's elastic problem.
+  FlatModel plain = m;
+  plain.sense = 1;
+  plain.obj.assign(plain.ncols, 0.0);
+  plain.obj_constant = 0.0;
+  plain.qstart.clear();
+  plain.qindex.clear();
+  plain.qvalue.clear();
   Highs h;
-  load(h, m, s, true);
+  load(h, plain, s, true);
   const HighsStatus st =
       h.feasibilityRelaxation(-1, -1, -1, col_lo_w.data(), col_up_w.data(), row_w.data());
   const HighsModelStatus ms = h.getModelStatus();

@@ -1,0 +1,91 @@
+"""The library's optimisations called directly, interruption, and the
+solution and basis files."""
+import os
+import signal
+
+import pytest
+
+import quendalib as quenda
+
+INSTANCES = os.path.join(os.path.dirname(__file__), "..", "data")
+
+
+def read(name):
+    p = quenda.problem()
+    p.setControl("loglevel", 0)
+    p.read(os.path.join(INSTANCES, name))
+    return p
+
+
+@pytest.mark.parametrize("name,method,objective", [
+    ("afiro.mps", "lpoptimize", -464.75314286),
+    ("small_mip.mps", "mipoptimize", 3.2368421),
+])
+def test_direct_optimisation(name, method, objective):
+    p = read(name)
+    assert getattr(p, method)() is None
+    assert p.getObjVal() == pytest.approx(objective, rel=1e-6)
+    assert signal.getsignal(signal.SIGINT) is signal.default_int_handler
+
+
+def test_relaxation_of_mip_by_lpoptimize():
+    p = read("small_mip.mps")
+    p.lpoptimize("")
+    assert p.getAttrib("lpstatus") == 1
+    assert p.getObjVal() <= 3.2368421 + 1e-9
+
+
+def test_interrupt_before_solve_stops_it():
+    p = read("afiro.mps")
+    p.interrupt(quenda.stop_user)
+    p.lpoptimize()
+    assert p.getAttrib("stopstatus") == quenda.stop_user
+
+
+@pytest.mark.parametrize("call,exc", [
+    (lambda p: p.lpoptimize("zz"), quenda.SolverError),
+    (lambda p: p.lpoptimize(3), TypeError),
+    (lambda p: p.interrupt("x"), TypeError),
+    (lambda p: p.readbasis("/nonexistent.bas"), quenda.SolverError),
+    (lambda p: p.writesol(None), TypeError),
+])
+def test_bad_input(call, exc):
+    with pytest.raises(exc):
+        call(read("afiro.mps"))
+
+
+def test_basis_round_trip_solves_warm(tmp_path):
+    p = read("afiro.mps")
+    p.lpoptimize()
+    bas = str(tmp_path / "afiro.bas")
+    p.writebasis(bas, "")
+    q = read("afiro.mps")
+    q.readbasis(bas, "")
+    q.lpoptimize()
+    assert q.getObjVal() == pytest.approx(p.getObjVal(), rel=1e-9)
+    assert q.getAttrib("simplexiter") == 0
+
+
+def test_solution_files(tmp_path):
+    p = read("afiro.mps")
+    p.lpoptimize()
+    for method, fn in [("writesol", "s.csv"), ("writeprtsol", "s.prt"), ("writeslxsol", "s.slx")]:
+        getattr(p, method)(str(tmp_path / fn))
+        assert os.path.getsize(tmp_path / fn) > 0
+    q = read("afiro.mps")
+    q.readslxsol(str(tmp_path / "s.slx"))
+    q.lpoptimize()
+    assert q.getObjVal() == pytest.approx(p.getObjVal(), rel=1e-9)
+
+
+def test_name_and_log_file(tmp_path):
+    p = read("afiro.mps")
+    p.setprobname("renamed")
+    assert p.name() == "renamed"
+    log = tmp_path / "run.log"
+    p.setControl("loglevel", 1)
+    p.setControl("outputlog", 0)
+    p.setlogfile(str(log))
+    p.lpoptimize()
+    del p
+    assert "LP status: optimal" in log.read_text()
