@@ -158,6 +158,81 @@ QNDA_PY_rhssa(PyObject *self, PyObject *args, PyObject *kwargs)
     return sens_ranges(self, args, kwargs, CONV_ROW, QNDArhssa);
 }
 
+/* strongbranch(mbndind, cbndtype, dbndval, itrlimit, dsbobjval,
+ * msbstatus): the objective and LP status of each candidate bound change
+ * into the two lists. */
+static PyObject *
+QNDA_PY_strongbranch(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"mbndind",   "cbndtype",  "dbndval", "itrlimit",
+                                   "dsbobjval", "msbstatus", NULL};
+    PyObject *ind_o, *type_o, *val_o, *objs, *stats, *res = NULL;
+    int itrlimit, *ind = NULL, *st = NULL;
+    char *types = NULL;
+    double *vals = NULL, *obj = NULL;
+    QNDAint64 n = -1;
+    QNDAprob prob;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OOOiOO", (char **)kwlist, &ind_o, &type_o,
+                                     &val_o, &itrlimit, &objs, &stats))
+        return NULL;
+    if (api_check_outlist(objs, "dsbobjval") < 0 || api_check_outlist(stats, "msbstatus") < 0)
+        return NULL;
+    if ((prob = api_handle(self)) == NULL)
+        return NULL;
+    if (conv_obj2arr(self, &n, ind_o, (void **)&ind, CONV_COL) < 0 ||
+        conv_obj2arr(self, &n, type_o, (void **)&types, CONV_CHAR) < 0 ||
+        conv_obj2arr(self, &n, val_o, (void **)&vals, CONV_DOUBLE) < 0)
+        goto done;
+    if (ind == NULL || types == NULL || vals == NULL) {
+        PyErr_SetString(quenda_InterfaceError,
+                        "Must provide arguments mbndind, cbndtype and dbndval");
+        goto done;
+    }
+    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap,
+                                         (size_t)(n > 0 ? n : 1) * sizeof(double),
+                                         (void **)&obj) != 0 ||
+        qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap,
+                                         (size_t)(n > 0 ? n : 1) * sizeof(int),
+                                         (void **)&st) != 0) {
+        PyErr_NoMemory();
+        goto done;
+    }
+    if (QNDAstrongbranch(prob, (int)n, ind, types, vals, itrlimit, obj, st) != 0)
+        goto done;
+    if (conv_arr2obj(self, n, obj, &objs, CONV_DOUBLE) < 0 ||
+        conv_arr2obj(self, n, st, &stats, CONV_INT) < 0)
+        goto done;
+    res = Py_NewRef(Py_None);
+done:
+    conv_free((void **)&ind, n, CONV_COL);
+    conv_free((void **)&types, n, CONV_CHAR);
+    conv_free((void **)&vals, n, CONV_DOUBLE);
+    conv_free((void **)&obj, n, CONV_DOUBLE);
+    conv_free((void **)&st, n, CONV_INT);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+static PyObject *
+QNDA_PY_basisstability(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"type", "norm", "ifscaled", NULL};
+    int type, norm, scaled;
+    double value = 0.0;
+    PyObject *res = NULL;
+    QNDAprob prob;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "iii", (char **)kwlist, &type, &norm, &scaled))
+        return NULL;
+    if ((prob = api_handle(self)) == NULL)
+        return NULL;
+    if (QNDAbasisstability(prob, type, norm, scaled, &value) == 0)
+        res = PyFloat_FromDouble(value);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
 #define SENS_METHOD(name, doc)                                                                     \
     {#name, (PyCFunction)(void (*)(void))QNDA_PY_##name, METH_VARARGS | METH_KEYWORDS, doc}
 
@@ -173,4 +248,9 @@ PyMethodDef api_sensitivity_methods[] =
                  "with limits on each violation"),
      SENS_METHOD(objsa, "objsa(mindex, lower, upper): ranges of objective coefficients"),
      SENS_METHOD(rhssa, "rhssa(mindex, lower, upper): ranges of right-hand sides"),
+     SENS_METHOD(strongbranch,
+                 "strongbranch(mbndind, cbndtype, dbndval, itrlimit, dsbobjval, msbstatus): "
+                 "objective and LP status of each candidate bound change"),
+     SENS_METHOD(basisstability, "basisstability(type, norm, ifscaled): condition number "
+                                 "estimate of the optimal basis"),
      {NULL, NULL, 0, NULL}};

@@ -620,6 +620,15 @@ QNDA_API int QNDArepairinfeas(QNDAprob prob, int *status, char penalty, char pha
  * the optimal basis of the LP stays optimal. */
 QNDA_API int QNDAobjsa(QNDAprob prob, int n, const int *colind, double *lower, double *upper);
 QNDA_API int QNDArhssa(QNDAprob prob, int n, const int *rowind, double *lower, double *upper);
+/* Strong branching on the LP relaxation: each bound change (bndtype 'L',
+ * 'U' or 'B') solved by the dual simplex from the optimal basis, at most
+ * itrlimit iterations (<= 0: no limit); objective and QNDA_LP_* status per
+ * candidate (either array may be NULL). */
+QNDA_API int QNDAstrongbranch(QNDAprob prob, int nbounds, const int *colind, const char *bndtype,
+                              const double *bndval, int itrlimit, double *objval, int *status);
+/* Condition number estimate of the LP's optimal basis: type 0 (the basis),
+ * norm 1 (||B||_1 ||B^-1||_1, Hager's estimator), ifscaled 0. */
+QNDA_API int QNDAbasisstability(QNDAprob prob, int type, int norm, int ifscaled, double *value);
 
 #ifdef __cplusplus
 }

@@ -118,3 +118,53 @@ TEST_F(Ranging, RhsRangesByHand) {
 }
 
 }  // namespace
+
+namespace {
+
+class Branching : public qtest::Prob {
+ protected:
+  // max 3x + 2y: x + y <= 4, x + 3y <= 9, x <= 3; optimum (3, 1).
+  void SetUp() override {
+    qtest::Prob::SetUp();
+    load({3, 2}, {{1, 1}, {1, 3}, {1, 0}}, "LLL", {4, 9, 3});
+    ASSERT_EQ(QNDAchgobjsense(p, -1), 0);
+  }
+};
+
+TEST_F(Branching, BasisConditionByHand) {
+  // Basis columns x, y and the slack of row 1: ||B||_1 = 4, ||B^-1||_1 = 4.
+  double v = 0;
+  ASSERT_EQ(QNDAbasisstability(p, 0, 1, 0, &v), 0) << last_error();
+  EXPECT_NEAR(v, 16.0, 1e-9);
+  EXPECT_NE(QNDAbasisstability(p, 1, 1, 0, &v), 0);
+  EXPECT_NE(QNDAbasisstability(p, 0, 2, 0, &v), 0);
+}
+
+TEST_F(Branching, StrongBranchAgreesWithChildSolves) {
+  const int cols[] = {0, 1, 0, 1};
+  const char types[] = {'U', 'L', 'B', 'L'};
+  const double vals[] = {2, 2, 0, 5};
+  double obj[4];
+  int status[4];
+  ASSERT_EQ(QNDAstrongbranch(p, 4, cols, types, vals, 1000, obj, status), 0) << last_error();
+  for (int k = 0; k < 4; ++k) {
+    QNDAprob q = nullptr;
+    ASSERT_EQ(QNDAcreateprob(&q), 0);
+    ASSERT_EQ(QNDAcopyprob(q, p, "child"), 0);
+    QNDAsetintcontrol(q, QNDA_OUTPUTLOG, 0);
+    ASSERT_EQ(QNDAchgbounds(q, 1, &cols[k], &types[k], &vals[k]), 0);
+    ASSERT_EQ(QNDAlpoptimize(q, ""), 0);
+    int st = -1;
+    double o = 0;
+    QNDAgetintattrib(q, QNDA_LPSTATUS, &st);
+    QNDAgetdblattrib(q, QNDA_LPOBJVAL, &o);
+    EXPECT_EQ(status[k], st) << k;
+    if (st == QNDA_LP_OPTIMAL) EXPECT_NEAR(obj[k], o, 1e-7) << k;
+    QNDAdestroyprob(q);
+  }
+  EXPECT_EQ(status[3], QNDA_LP_INFEAS);  // y >= 5 breaks x + y <= 4
+  const char bad = 'Q';
+  EXPECT_NE(QNDAstrongbranch(p, 1, cols, &bad, vals, 10, obj, status), 0);
+}
+
+}  // namespace

@@ -83,10 +83,10 @@ class TestRepair:
             call(conflict[0])
 
 
-@pytest.fixture
-def lp():
+def make_lp(xb=(0, quenda.infinity), yb=(0, quenda.infinity)):
     """max 3x + 2y: x + y <= 4, x + 3y <= 9, x <= 3; optimum (3, 1)."""
-    x, y = quenda.var(name="x"), quenda.var(name="y")
+    x = quenda.var(name="x", lb=xb[0], ub=xb[1])
+    y = quenda.var(name="y", lb=yb[0], ub=yb[1])
     rows = [quenda.constraint(x + y <= 4), quenda.constraint(x + 3 * y <= 9),
             quenda.constraint(x <= 3)]
     p = quiet(quenda.problem())
@@ -94,6 +94,11 @@ def lp():
     p.addConstraint(rows)
     p.setObjective(3 * x + 2 * y, sense=quenda.maximize)
     return p, x, y, rows
+
+
+@pytest.fixture
+def lp():
+    return make_lp()
 
 
 class TestRanging:
@@ -127,3 +132,39 @@ class TestRanging:
         p2.setObjective(z)
         with pytest.raises(quenda.SolverError, match="discrete"):
             p2.objsa([z], [], [])
+
+
+class TestBranchingAndStability:
+    def test_strongbranch_matches_child_solves(self, lp):
+        p, x, y, _ = lp
+        objs, stats = [], []
+        inf = quenda.infinity
+        # (variable, side, value, the child's bounds of x and y)
+        cands = [(x, "U", 2.0, (0, 2), (0, inf)), (y, "L", 2.0, (0, inf), (2, inf)),
+                 (y, "L", 5.0, (0, inf), (5, inf))]
+        p.strongbranch([c[0] for c in cands], [c[1] for c in cands], [c[2] for c in cands], 100,
+                       objs, stats)
+        assert stats == [1, 1, 2]
+        for (_, _, _, xb, yb), obj, st in zip(cands, objs, stats):
+            child = make_lp(xb, yb)[0]
+            child.solve()
+            if st == 1:
+                assert child.getObjVal() == pytest.approx(obj)
+            else:
+                assert child.getProbStatusString() == "lp_infeas"
+
+    def test_basisstability_by_hand(self, lp):
+        p = lp[0]
+        # basis x, y and the slack of row 1: ||B||_1 = ||B^-1||_1 = 4
+        assert p.basisstability(0, 1, 0) == pytest.approx(16.0)
+        with pytest.raises(quenda.SolverError, match="norm"):
+            p.basisstability(0, 2, 0)
+
+    def test_strongbranch_bad_input(self, lp):
+        p, x, _, _ = lp
+        with pytest.raises(quenda.ModelError, match="Mismatched"):
+            p.strongbranch([x], ["U", "L"], [1.0], 10, [], [])
+        with pytest.raises(quenda.SolverError, match="bound type"):
+            p.strongbranch([x], ["Q"], [1.0], 10, [], [])
+        with pytest.raises(quenda.InterfaceError):
+            p.strongbranch([x], ["U"], [1.0], 10, {}, [])

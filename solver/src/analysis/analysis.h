@@ -37,7 +37,7 @@ void analysis_model(const qnda_problem_s &prob, FlatModel &out);
 EngineSettings analysis_settings(const qnda_problem_s &prob, bool mip);
 // An engine solve of m (consumed); throws when the engine fails.
 void analysis_solve(const qnda_problem_s &prob, FlatModel &m, const EngineSettings &s,
-                    EngineResult &r);
+                    EngineResult &r, const EngineStart &start = EngineStart());
 
 // The state of prob's analyses, made on first use.
 AnalysisState &analysis_state(qnda_problem_s &prob);
@@ -76,5 +76,15 @@ int repair(qnda_problem_s &prob, const RepairWeights &w, char phase2, double del
 // Sensitivity of the LP at its optimum.
 void objective_ranges(qnda_problem_s &prob, int n, const int *cols, double *lower, double *upper);
 void rhs_ranges(qnda_problem_s &prob, int n, const int *rows, double *lower, double *upper);
+
+// Strong branching: each candidate bound change (type 'L', 'U' or 'B' on
+// column cols[k] to vals[k]) solved by the dual simplex from the optimal
+// basis of the LP relaxation, at most itrlimit iterations each (<= 0: no
+// limit); the objective and the LP status (QNDA_LP_*) per candidate.
+void strong_branch(qnda_problem_s &prob, int n, const int *cols, const char *types,
+                   const double *vals, int itrlimit, double *objval, int *status);
+
+// The 1-norm condition number estimate of the optimal basis of the LP.
+double basis_stability(qnda_problem_s &prob, int type, int norm, int scaled);
 
 }  // namespace qnda

@@ -37,12 +37,12 @@ EngineSettings analysis_settings(const qnda_problem_s &prob, bool mip) {
 }
 
 void analysis_solve(const qnda_problem_s &prob, FlatModel &m, const EngineSettings &s,
-                    EngineResult &r) {
+                    EngineResult &r, const EngineStart &start) {
   std::unique_ptr<Engine> engine = make_engine(prob.controls.get_str(QNDA_SOLVERNAME));
   if (!engine)
     fail(QNDA_ERR_UNSUPPORTED, "no engine named \"%s\"",
          prob.controls.get_str(QNDA_SOLVERNAME).c_str());
-  engine->solve(m, s, EngineStart(), EngineHooks(), r);
+  engine->solve(m, s, start, EngineHooks(), r);
   if (r.status == EngineStatus::Error || r.status == EngineStatus::NonConvex)
     fail(QNDA_ERR_ENGINE, "%s", r.message.empty() ? "the engine failed" : r.message.c_str());
 }

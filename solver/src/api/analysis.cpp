@@ -165,4 +165,24 @@ int QNDArhssa(QNDAprob prob, int n, const int *rowind, double *lower, double *up
   });
 }
 
+int QNDAstrongbranch(QNDAprob prob, int nbounds, const int *colind, const char *bndtype,
+                     const double *bndval, int itrlimit, double *objval, int *status) {
+  return guard(prob, "QNDAstrongbranch", [&] {
+    if (nbounds < 0) fail(QNDA_ERR_ARGUMENT, "negative count %d", nbounds);
+    if (nbounds > 0) {
+      need(colind, "colind");
+      need(bndtype, "bndtype");
+      need(bndval, "bndval");
+    }
+    strong_branch(*prob, nbounds, colind, bndtype, bndval, itrlimit, objval, status);
+  });
+}
+
+int QNDAbasisstability(QNDAprob prob, int type, int norm, int ifscaled, double *value) {
+  return guard(prob, "QNDAbasisstability", [&] {
+    need(value, "value");
+    *value = basis_stability(*prob, type, norm, ifscaled);
+  });
+}
+
 }  // extern "C"

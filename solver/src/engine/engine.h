@@ -148,6 +148,12 @@ struct EngineRanging {
 };
 void engine_lp_ranging(const FlatModel &m, const EngineSettings &s, EngineRanging &out);
 
+// Estimate of the 1-norm condition number ||B||_1 ||B^-1||_1 of the
+// optimal basis of the LP m, ||B^-1||_1 by Hager's estimator (Higham's
+// refinement) on the engine's basis solves.  Throws when m has no optimal
+// basis.
+double engine_basis_condition(const FlatModel &m, const EngineSettings &s);
+
 // The engine's feasibility relaxation: minimises the weighted violation of
 // rows and column bounds (a negative weight keeps the item hard), integral
 // columns staying integral.  result holds the relaxed point (has_primal)
