@@ -155,6 +155,40 @@ QNDA_PY_setlogfile(PyObject *self, PyObject *args, PyObject *kwargs)
     return res;
 }
 
+static PyObject *
+QNDA_PY_save(PyObject *self, PyObject *unused)
+{
+    PyObject *res = NULL;
+    QNDAprob prob = api_handle(self);
+    if (prob == NULL)
+        return NULL;
+    if (QNDAsave(prob) == 0)
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+/* restore(probname, flags=''): the model is replaced whole, so the
+ * registry of modelling objects is rebuilt as after a read. */
+static PyObject *
+QNDA_PY_restore(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"probname", "flags", NULL};
+    const char *name, *flags = "";
+    PyObject *res = NULL;
+    QNDAprob prob;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s|s", (char **)kwlist, &name, &flags))
+        return NULL;
+    if ((prob = api_handle(self)) == NULL)
+        return NULL;
+    if (problem_registry_empty((problem_s *)self) == 0 && QNDArestore(prob, name, flags) == 0 &&
+        problem_registry_reload(self) == 0)
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
 #define API_METHOD(name, doc)                                                                      \
     {#name, (PyCFunction)(void (*)(void))QNDA_PY_##name, METH_VARARGS | METH_KEYWORDS, doc}
 
@@ -168,6 +202,9 @@ PyMethodDef api_optimize_methods[] =
      API_METHOD(readslxsol, "readslxsol(filename, flags=''): reads a .slx solution as a start"),
      API_METHOD(writebasis, "writebasis(filename='', flags=''): writes the basis"),
      API_METHOD(readbasis, "readbasis(filename, flags=''): reads a basis as a start"),
+     {"save", (PyCFunction)QNDA_PY_save, METH_NOARGS,
+      "save(): writes the problem with its controls, basis and solution to <name>.svf"},
+     API_METHOD(restore, "restore(probname, flags=''): reads a problem saved by save()"),
      API_METHOD(setprobname, "setprobname(probname): renames the problem"),
      API_METHOD(setlogfile, "setlogfile(filename): copies the problem's log to a file"),
      {NULL, NULL, 0, NULL}};

@@ -260,9 +260,8 @@ problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
     static const char *kwlist[] = {"filename", "options", NULL};
     problem_s *p = (problem_s *)self;
     const char *filename = NULL, *options = "";
-    namechunk nc = {NULL, 0, NULL};
     PyObject *res = NULL;
-    int ncols = 0, nrows = 0, nsets = 0, rc;
+    int rc;
 
     if (problem_registry_empty(p) != 0)
         goto done;
@@ -275,8 +274,21 @@ problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
     Py_BEGIN_ALLOW_THREADS
     rc = QNDAreadprob(p->prob, filename, options);
     Py_END_ALLOW_THREADS
-    if (rc != 0)
+    if (rc != 0 || problem_registry_reload(self) != 0)
         goto done;
+    res = Py_NewRef(Py_None);
+done:
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+int
+problem_registry_reload(PyObject *self)
+{
+    problem_s *p = (problem_s *)self;
+    namechunk nc = {NULL, 0, NULL};
+    int ncols = 0, nrows = 0, nsets = 0, rc = -1;
+
     if (QNDAgetintattrib(p->prob, FILES_ATTR_COLS, &ncols) != 0 ||
         QNDAgetintattrib(p->prob, FILES_ATTR_ROWS, &nrows) != 0 ||
         QNDAgetintattrib(p->prob, FILES_ATTR_SETS, &nsets) != 0)
@@ -284,16 +296,15 @@ problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
     if (files_read_columns(p, &nc, ncols) != 0 || files_read_rows(p, &nc, nrows) != 0 ||
         files_read_sets(p, &nc, nsets) != 0)
         goto done;
-    /* what the file holds is linear or quadratic: nothing is left of a
+    /* what the library holds is linear or quadratic: nothing is left of a
      * nonlinear part the problem had before */
     p->n_nlcons = 0;
     p->nl_obj = 0;
     p->obj_col = p->obj_row = -1;
-    res = Py_NewRef(Py_None);
+    rc = 0;
 done:
     qarr_free(&nc.buf);
-    setQndaErrIfNull(self, res);
-    return res;
+    return rc;
 }
 
 static PyObject *

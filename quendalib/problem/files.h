@@ -5,3 +5,8 @@
 
 /* read(filename, options=""), write(filename, options=""). */
 extern PyMethodDef problem_files_methods[];
+
+/* After the library's model was replaced whole (a file read, a restore),
+ * fills the emptied registry (problem_registry_empty) with objects for its
+ * columns, rows and sets.  0, or -1 with an exception set. */
+int problem_registry_reload(PyObject *self);

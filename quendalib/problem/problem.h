@@ -8,6 +8,7 @@
 
 #include "problem/conv.h"
 #include "problem/control.h"
+#include "problem/files.h"
 #include "problem/maps.h"
 #include "problem/object.h"
 #include "problem/split.h"

@@ -626,6 +626,11 @@ QNDA_API int QNDArhssa(QNDAprob prob, int n, const int *rowind, double *lower, d
  * candidate (either array may be NULL). */
 QNDA_API int QNDAstrongbranch(QNDAprob prob, int nbounds, const int *colind, const char *bndtype,
                               const double *bndval, int itrlimit, double *objval, int *status);
+/* The whole problem (controls, model, basis, solution) into <name>.svf, and
+ * back into prob from <probname>.svf; the restored problem starts from the
+ * saved basis.  No flags are known. */
+QNDA_API int QNDAsave(QNDAprob prob);
+QNDA_API int QNDArestore(QNDAprob prob, const char *probname, const char *flags);
 /* Condition number estimate of the LP's optimal basis: type 0 (the basis),
  * norm 1 (||B||_1 ||B^-1||_1, Hager's estimator), ifscaled 0. */
 QNDA_API int QNDAbasisstability(QNDAprob prob, int type, int norm, int ifscaled, double *value);

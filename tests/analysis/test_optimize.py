@@ -89,3 +89,35 @@ def test_name_and_log_file(tmp_path):
     p.lpoptimize()
     del p
     assert "LP status: optimal" in log.read_text()
+
+
+def test_save_restore_round_trip(tmp_path, monkeypatch):
+    monkeypatch.chdir(tmp_path)
+    p = read("afiro.mps")
+    p.setControl("feastol", 1e-8)
+    p.setprobname("saved")
+    p.lpoptimize()
+    p.save()
+    assert (tmp_path / "saved.svf").exists()
+    q = quenda.problem()
+    q.restore("saved")
+    assert q.getControl("feastol") == 1e-8 and q.getControl("loglevel") == 0
+    assert len(q.getVariable()) == p.getAttrib("cols")
+    assert [c.name for c in q.getConstraint()] == [c.name for c in p.getConstraint()]
+    q.lpoptimize()
+    assert q.getObjVal() == pytest.approx(p.getObjVal(), rel=1e-9)
+    assert q.getAttrib("simplexiter") == 0  # warm from the saved basis
+
+
+@pytest.mark.parametrize("content,match", [
+    ("nonsense\n", "not a saved problem"),
+    ("QNDA save 1\npart model 999\nshort", "cut short"),
+    ("QNDA save 1\nwhat 1\n", "unknown entry"),
+])
+def test_restore_refuses_bad_files(tmp_path, monkeypatch, content, match):
+    monkeypatch.chdir(tmp_path)
+    (tmp_path / "bad.svf").write_text(content)
+    with pytest.raises(quenda.SolverError, match=match):
+        quenda.problem().restore("bad")
+    with pytest.raises(quenda.SolverError):
+        quenda.problem().restore("missing")
