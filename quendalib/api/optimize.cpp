@@ -83,6 +83,66 @@ QNDA_PY_interrupt(PyObject *self, PyObject *args, PyObject *kwargs)
     return res;
 }
 
+/* tune(flags=''): the SIGINT handler goes in before the flags are parsed;
+ * the lock is released once they are (parsing needs it). */
+static PyObject *
+QNDA_PY_tune(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"flags", NULL};
+    const char *flags = "";
+    PyObject *res = NULL;
+    QNDAprob prob;
+    PyThreadState *ts;
+    int rc;
+
+    setSigIntHandler();
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|s", (char **)kwlist, &flags) ||
+        (prob = api_handle(self)) == NULL) {
+        resetSigIntHandler();
+        return NULL;
+    }
+    ts = PyEval_SaveThread();
+    rc = QNDAtune(prob, flags);
+    resetSigIntHandler();
+    PyEval_RestoreThread(ts);
+    if (rc == 0 && !PyErr_Occurred())
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+typedef int (*method_call)(QNDAprob, const char *);
+
+static PyObject *
+api_method_file(PyObject *self, PyObject *args, PyObject *kwargs, method_call call)
+{
+    static const char *kwlist[] = {"methodfile", NULL};
+    const char *filename;
+    PyObject *res = NULL;
+    QNDAprob prob;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s", (char **)kwlist, &filename))
+        return NULL;
+    if ((prob = api_handle(self)) == NULL)
+        return NULL;
+    if (call(prob, filename) == 0)
+        res = Py_NewRef(Py_None);
+    setQndaErrIfNull(self, res);
+    return res;
+}
+
+static PyObject *
+QNDA_PY_tunerwritemethod(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    return api_method_file(self, args, kwargs, QNDAtunerwritemethod);
+}
+
+static PyObject *
+QNDA_PY_tunerreadmethod(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    return api_method_file(self, args, kwargs, QNDAtunerreadmethod);
+}
+
 /* ------------------------------------------------------------------ */
 /* Files: one routine for the methods that pass a name and flags on       */
 
@@ -195,6 +255,9 @@ QNDA_PY_restore(PyObject *self, PyObject *args, PyObject *kwargs)
 PyMethodDef api_optimize_methods[] =
     {API_METHOD(lpoptimize, "lpoptimize(flags=''): solves the LP (or the MIP's relaxation)"),
      API_METHOD(mipoptimize, "mipoptimize(flags=''): solves the MIP"),
+     API_METHOD(tune, "tune(flags=''): solves under candidate settings and keeps the fastest"),
+     API_METHOD(tunerwritemethod, "tunerwritemethod(methodfile): writes the tuned settings"),
+     API_METHOD(tunerreadmethod, "tunerreadmethod(methodfile): applies settings from a file"),
      API_METHOD(interrupt, "interrupt(reason): asks a running optimisation to stop"),
      API_METHOD(writesol, "writesol(filename, flags=''): writes the solution as CSV"),
      API_METHOD(writeprtsol, "writeprtsol(filename, flags=''): writes a printable solution"),

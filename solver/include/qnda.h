@@ -214,6 +214,7 @@ typedef struct qnda_problem_s *QNDAprob;
 #define QNDA_MIPCUTOFF 7007     /* objective cutoff */
 #define QNDA_BARGAPSTOP 7008    /* barrier relative gap */
 #define QNDA_INFINITYCTRL 7009  /* bound magnitude treated as infinite */
+#define QNDA_TUNERMAXTIME 7060  /* seconds the tuner may take */
 
 /* String controls */
 #define QNDA_LOGFILE 6001
@@ -626,6 +627,13 @@ QNDA_API int QNDArhssa(QNDAprob prob, int n, const int *rowind, double *lower, d
  * candidate (either array may be NULL). */
 QNDA_API int QNDAstrongbranch(QNDAprob prob, int nbounds, const int *colind, const char *bndtype,
                               const double *bndval, int itrlimit, double *objval, int *status);
+/* The tuner: solves the problem under candidate settings of lpalgorithm,
+ * presolve and scaling within tunermaxtime seconds and applies the fastest
+ * that reaches the same result (docs/analysis.md); flags 'l' tunes the LP
+ * relaxation.  A method file holds name=value lines of those controls. */
+QNDA_API int QNDAtune(QNDAprob prob, const char *flags);
+QNDA_API int QNDAtunerwritemethod(QNDAprob prob, const char *methodfile);
+QNDA_API int QNDAtunerreadmethod(QNDAprob prob, const char *methodfile);
 /* The whole problem (controls, model, basis, solution) into <name>.svf, and
  * back into prob from <probname>.svf; the restored problem starts from the
  * saved basis.  No flags are known. */

@@ -121,3 +121,37 @@ def test_restore_refuses_bad_files(tmp_path, monkeypatch, content, match):
         quenda.problem().restore("bad")
     with pytest.raises(quenda.SolverError):
         quenda.problem().restore("missing")
+
+
+@pytest.mark.parametrize("name,solve", [("afiro.mps", "lpoptimize"),
+                                        ("small_mip.mps", "mipoptimize")])
+def test_tuned_method_reapplied_gives_the_same_result(tmp_path, name, solve):
+    p = read(name)
+    p.setControl("tunermaxtime", 30)
+    getattr(p, solve)()
+    objective = p.getObjVal()
+    p.tune()
+    assert p.getObjVal() == pytest.approx(objective, rel=1e-6)
+    method = tmp_path / "method.txt"
+    p.tunerwritemethod(str(method))
+    q = read(name)
+    q.tunerreadmethod(str(method))
+    for control in ("lpalgorithm", "presolve", "scaling"):
+        assert q.getControl(control) == p.getControl(control)
+    getattr(q, solve)()
+    assert q.getObjVal() == pytest.approx(objective, rel=1e-6)
+
+
+@pytest.mark.parametrize("text,match", [
+    ("feastol=1\n", "not a control of tuner methods"),
+    ("lpalgorithm=9\n", "out of its range"),
+    ("presolve\n", "no '='"),
+    ("presolve=x\n", "bad value"),
+])
+def test_bad_method_files(tmp_path, text, match):
+    f = tmp_path / "m.txt"
+    f.write_text(text)
+    p = read("afiro.mps")
+    with pytest.raises(quenda.SolverError, match=match):
+        p.tunerreadmethod(str(f))
+    assert p.getControl("lpalgorithm") == 1

@@ -87,4 +87,9 @@ void strong_branch(qnda_problem_s &prob, int n, const int *cols, const char *typ
 // The 1-norm condition number estimate of the optimal basis of the LP.
 double basis_stability(qnda_problem_s &prob, int type, int norm, int scaled);
 
+// The tuner (analysis/tune.cpp) and its method files.
+void tune(qnda_problem_s &prob, const char *flags);
+void tuner_write_method(const qnda_problem_s &prob, const char *filename);
+void tuner_read_method(qnda_problem_s &prob, const char *filename);
+
 }  // namespace qnda

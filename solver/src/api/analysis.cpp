@@ -185,4 +185,22 @@ int QNDAbasisstability(QNDAprob prob, int type, int norm, int ifscaled, double *
   });
 }
 
+int QNDAtune(QNDAprob prob, const char *flags) {
+  return guard(prob, "QNDAtune", [&] { tune(*prob, flags); });
+}
+
+int QNDAtunerwritemethod(QNDAprob prob, const char *methodfile) {
+  return guard(prob, "QNDAtunerwritemethod", [&] {
+    need(methodfile, "methodfile");
+    tuner_write_method(*prob, methodfile);
+  });
+}
+
+int QNDAtunerreadmethod(QNDAprob prob, const char *methodfile) {
+  return guard(prob, "QNDAtunerreadmethod", [&] {
+    need(methodfile, "methodfile");
+    tuner_read_method(*prob, methodfile);
+  });
+}
+
 }  // extern "C"

@@ -98,6 +98,8 @@ constexpr CaInfo kCaTable[] = {
                 "Relative duality gap at which the barrier stops."),
     QNDA_CA_DBL(QNDA_INFINITYCTRL, "infinity", 1e20, 1e10, 1e300,
                 "Bounds and right-hand sides of this magnitude or more count as infinite."),
+    QNDA_CA_DBL(QNDA_TUNERMAXTIME, "tunermaxtime", 60.0, 0.0, kNoBound,
+                "Seconds the tuner may spend solving candidate settings."),
     QNDA_CA_STR(QNDA_LOGFILE, "logfile", "",
                 "File that receives a copy of the problem's log; empty means none."),
     QNDA_CA_STR(QNDA_SOLVERNAME, "solvername", "highs",
