@@ -25,23 +25,33 @@ api_check_outlist(PyObject *obj, const char *keyword)
     return -1;
 }
 
+typedef int (*flags_call)(QNDAprob, const char *);
+
+/* The long calls: flags parsed, the lock released and SIGINT handed to the
+ * library around call.  tune installs the handler before it parses (the
+ * handler_first order), the optimisations once the lock is released. */
 static PyObject *
-api_optimize(PyObject *self, PyObject *args, PyObject *kwargs, int mip)
+api_long_call(PyObject *self, PyObject *args, PyObject *kwargs, flags_call call, int handler_first)
 {
     static const char *kwlist[] = {"flags", NULL};
     const char *flags = "";
     PyObject *res = NULL;
-    QNDAprob prob;
+    QNDAprob prob = NULL;
     PyThreadState *ts;
     int rc;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|s", (char **)kwlist, &flags))
+    if (handler_first)
+        setSigIntHandler();
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|s", (char **)kwlist, &flags) ||
+        (prob = api_handle(self)) == NULL) {
+        if (handler_first)
+            resetSigIntHandler();
         return NULL;
-    if ((prob = api_handle(self)) == NULL)
-        return NULL;
+    }
     ts = PyEval_SaveThread();
-    setSigIntHandler();
-    rc = mip ? QNDAmipoptimize(prob, flags) : QNDAlpoptimize(prob, flags);
+    if (!handler_first)
+        setSigIntHandler();
+    rc = call(prob, flags);
     resetSigIntHandler();
     PyEval_RestoreThread(ts);
     /* A callback's exception wins over the library's code: it is the cause. */
@@ -54,13 +64,13 @@ api_optimize(PyObject *self, PyObject *args, PyObject *kwargs, int mip)
 static PyObject *
 QNDA_PY_lpoptimize(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return api_optimize(self, args, kwargs, 0);
+    return api_long_call(self, args, kwargs, QNDAlpoptimize, 0);
 }
 
 static PyObject *
 QNDA_PY_mipoptimize(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return api_optimize(self, args, kwargs, 1);
+    return api_long_call(self, args, kwargs, QNDAmipoptimize, 0);
 }
 
 static PyObject *
@@ -88,35 +98,16 @@ QNDA_PY_interrupt(PyObject *self, PyObject *args, PyObject *kwargs)
 static PyObject *
 QNDA_PY_tune(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {"flags", NULL};
-    const char *flags = "";
-    PyObject *res = NULL;
-    QNDAprob prob;
-    PyThreadState *ts;
-    int rc;
-
-    setSigIntHandler();
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|s", (char **)kwlist, &flags) ||
-        (prob = api_handle(self)) == NULL) {
-        resetSigIntHandler();
-        return NULL;
-    }
-    ts = PyEval_SaveThread();
-    rc = QNDAtune(prob, flags);
-    resetSigIntHandler();
-    PyEval_RestoreThread(ts);
-    if (rc == 0 && !PyErr_Occurred())
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    return api_long_call(self, args, kwargs, QNDAtune, 1);
 }
 
-typedef int (*method_call)(QNDAprob, const char *);
+typedef int (*string_call)(QNDAprob, const char *);
 
+/* The methods that pass one string (keyword kw) to the library. */
 static PyObject *
-api_method_file(PyObject *self, PyObject *args, PyObject *kwargs, method_call call)
+api_string(PyObject *self, PyObject *args, PyObject *kwargs, const char *kw, string_call call)
 {
-    static const char *kwlist[] = {"methodfile", NULL};
+    const char *kwlist[] = {kw, NULL};
     const char *filename;
     PyObject *res = NULL;
     QNDAprob prob;
@@ -134,13 +125,13 @@ api_method_file(PyObject *self, PyObject *args, PyObject *kwargs, method_call ca
 static PyObject *
 QNDA_PY_tunerwritemethod(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return api_method_file(self, args, kwargs, QNDAtunerwritemethod);
+    return api_string(self, args, kwargs, "methodfile", QNDAtunerwritemethod);
 }
 
 static PyObject *
 QNDA_PY_tunerreadmethod(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return api_method_file(self, args, kwargs, QNDAtunerreadmethod);
+    return api_string(self, args, kwargs, "methodfile", QNDAtunerreadmethod);
 }
 
 /* ------------------------------------------------------------------ */
@@ -182,37 +173,19 @@ API_FILE_METHOD(writebasis, "|ss")
 static PyObject *
 QNDA_PY_setprobname(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {"probname", NULL};
-    const char *name;
-    PyObject *res = NULL;
-    QNDAprob prob;
+    return api_string(self, args, kwargs, "probname", QNDAsetprobname);
+}
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s", (char **)kwlist, &name))
-        return NULL;
-    if ((prob = api_handle(self)) == NULL)
-        return NULL;
-    if (QNDAsetprobname(prob, name) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+static int
+api_setlogfile(QNDAprob prob, const char *filename)
+{
+    return QNDAsetstrcontrol(prob, QNDA_LOGFILE, filename);
 }
 
 static PyObject *
 QNDA_PY_setlogfile(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {"filename", NULL};
-    const char *filename;
-    PyObject *res = NULL;
-    QNDAprob prob;
-
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s", (char **)kwlist, &filename))
-        return NULL;
-    if ((prob = api_handle(self)) == NULL)
-        return NULL;
-    if (QNDAsetstrcontrol(prob, QNDA_LOGFILE, filename) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    return api_string(self, args, kwargs, "filename", api_setlogfile);
 }
 
 static PyObject *

@@ -4,6 +4,7 @@
 
 #include "analysis/analysis.h"
 #include "core/error.h"
+#include "engine/optimise.h"
 
 namespace qnda {
 namespace {
@@ -13,26 +14,6 @@ FlatModel relaxation(qnda_problem_s &prob) {
   analysis_model(prob, m);
   if (m.has_quadratic()) fail(QNDA_ERR_UNSUPPORTED, "this analysis needs a linear objective");
   return m;
-}
-
-int lp_status(EngineStatus s) {
-  switch (s) {
-    case EngineStatus::Optimal:
-      return QNDA_LP_OPTIMAL;
-    case EngineStatus::Infeasible:
-    case EngineStatus::InfeasibleOrUnbounded:
-      return QNDA_LP_INFEAS;
-    case EngineStatus::Unbounded:
-      return QNDA_LP_UNBOUNDED;
-    case EngineStatus::Cutoff:
-      return QNDA_LP_CUTOFF;
-    case EngineStatus::IterationLimit:
-    case EngineStatus::TimeLimit:
-    case EngineStatus::Interrupted:
-      return QNDA_LP_UNFINISHED;
-    default:
-      return QNDA_LP_UNSOLVED;
-  }
 }
 
 }  // namespace
@@ -66,7 +47,7 @@ void strong_branch(qnda_problem_s &prob, int n, const int *cols, const char *typ
     if (types[k] != 'L') child.ub[j] = vals[k];
     EngineResult r;
     analysis_solve(prob, child, s, r, start);
-    const int st = lp_status(r.status);
+    const int st = lp_status_from(r.status);
     if (status) status[k] = st;
     if (objval)
       objval[k] = st == QNDA_LP_INFEAS || st == QNDA_LP_UNSOLVED ? none

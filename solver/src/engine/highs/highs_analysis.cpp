@@ -28,6 +28,15 @@ void load(Highs &h, const FlatModel &m, const EngineSettings &s, bool keep_integ
     fail(QNDA_ERR_ENGINE, "the engine refused the model");
 }
 
+// Solves the LP m in h; throws unless it ends optimal with a basis.
+void solve_to_basis(Highs &h, const FlatModel &m, const EngineSettings &s) {
+  load(h, m, s, false);
+  h.run();
+  if (h.getModelStatus() != HighsModelStatus::kOptimal || !h.getBasis().valid)
+    fail(QNDA_ERR_STATE, "the LP has no optimal basis (status: %s)",
+         h.modelStatusToString(h.getModelStatus()).c_str());
+}
+
 double or_inf(double v) { return std::fabs(v) >= kHighsInf ? (v > 0 ? INFINITY : -INFINITY) : v; }
 
 }  // namespace
@@ -60,11 +69,7 @@ bool engine_lp_dual_ray(const FlatModel &m, const EngineSettings &s, std::vector
 
 void engine_lp_ranging(const FlatModel &m, const EngineSettings &s, EngineRanging &out) {
   Highs h;
-  load(h, m, s, false);
-  h.run();
-  if (h.getModelStatus() != HighsModelStatus::kOptimal || !h.getBasis().valid)
-    fail(QNDA_ERR_STATE, "the LP has no optimal basis (status: %s)",
-         h.modelStatusToString(h.getModelStatus()).c_str());
+  solve_to_basis(h, m, s);
   HighsRanging r;
   if (h.getRanging(r) != HighsStatus::kOk || !r.valid)
     fail(QNDA_ERR_ENGINE, "the engine could not range the LP");
@@ -84,11 +89,7 @@ void engine_lp_ranging(const FlatModel &m, const EngineSettings &s, EngineRangin
 
 double engine_basis_condition(const FlatModel &m, const EngineSettings &s) {
   Highs h;
-  load(h, m, s, false);
-  h.run();
-  if (h.getModelStatus() != HighsModelStatus::kOptimal || !h.getBasis().valid)
-    fail(QNDA_ERR_STATE, "the LP has no optimal basis (status: %s)",
-         h.modelStatusToString(h.getModelStatus()).c_str());
+  solve_to_basis(h, m, s);
   const int n = m.nrows;
   if (n == 0) return 0.0;
   std::vector<HighsInt> basic(n);
