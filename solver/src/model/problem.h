@@ -20,6 +20,13 @@ namespace qnda {
 // Results of the analyses of analysis/ (infeasible subsystems ...), kept
 // until the model changes.
 struct AnalysisState;
+// An engine instance a problem keeps between optimisations, so that the next
+// one starts from where the last ended (engine/engine.h derives the engines
+// from it).  Never shared: a copied problem starts without one.
+class KeptEngine {
+ public:
+  virtual ~KeptEngine() = default;
+};
 }  // namespace qnda
 
 struct qnda_problem_s {
@@ -38,6 +45,8 @@ struct qnda_problem_s {
   // Handlers of this problem's messages (QNDAaddcbmessage).
   qnda::HandlerList handlers;
   std::shared_ptr<qnda::AnalysisState> analysis;
+  // The engine of the last optimisation with its model and basis.
+  std::unique_ptr<qnda::KeptEngine> engine;
 
   qnda_problem_s() = default;
   qnda_problem_s(const qnda_problem_s &) = delete;
