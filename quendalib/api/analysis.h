@@ -15,6 +15,16 @@ QNDAprob api_handle(PyObject *self);
  * other object fails with InterfaceError.  0, or -1 with an exception. */
 int api_check_outlist(PyObject *obj, const char *keyword);
 
+/* None when rc is 0, else NULL with the library's error: the tail of the
+ * methods that only call the library. */
+PyObject *api_none_if(PyObject *self, int rc);
+/* A method without arguments calling call on the problem's handle. */
+PyObject *api_noargs(PyObject *self, int (*call)(QNDAprob));
+
+/* A method of one integer argument (keyword kw) passed to call. */
+PyObject *api_int_call(PyObject *self, PyObject *args, PyObject *kwargs, const char *kw,
+                       int (*call)(QNDAprob, int));
+
 extern PyMethodDef api_optimize_methods[];
 extern PyMethodDef api_iis_methods[];
 extern PyMethodDef api_sensitivity_methods[];

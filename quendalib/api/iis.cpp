@@ -5,35 +5,12 @@
 
 #include "module/session.h"
 
-/* A zeroed buffer from the library's allocator; NULL with MemoryError. */
-static void *
-iis_alloc(size_t bytes)
-{
-    void *p = NULL;
-    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap, bytes ? bytes : 1, &p) !=
-            0 ||
-        p == NULL) {
-        PyErr_NoMemory();
-        return NULL;
-    }
-    memset(p, 0, bytes ? bytes : 1);
-    return p;
-}
-
-static void
-iis_free(void *pp)
-{
-    if (*(void **)pp != NULL)
-        qo_MemoryAllocator_Free_Untyped(qo_MemoryAllocator_DefaultHeap, (void **)pp);
-}
-
 /* A search: the status as an int, or NULL. */
 static PyObject *
 iis_status_result(PyObject *self, int rc, const int *status)
 {
     PyObject *res = rc == 0 ? PyLong_FromLong(*status) : NULL;
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyObject *
@@ -50,38 +27,27 @@ QNDA_PY_iisfirst(PyObject *self, PyObject *args, PyObject *kwargs)
     return iis_status_result(self, QNDAiisfirst(prob, mode, &status), &status);
 }
 
+/* iisnext() and iisall(): a search without arguments. */
 static PyObject *
-QNDA_PY_iisnext(PyObject *self, PyObject *unused)
+iis_search(PyObject *self, int (*call)(QNDAprob, int *))
 {
     int status = 2;
     QNDAprob prob = api_handle(self);
     if (prob == NULL)
         return NULL;
-    return iis_status_result(self, QNDAiisnext(prob, &status), &status);
+    return iis_status_result(self, call(prob, &status), &status);
 }
 
-static PyObject *
-QNDA_PY_iisall(PyObject *self, PyObject *unused)
-{
-    int status = 2;
-    QNDAprob prob = api_handle(self);
-    if (prob == NULL)
-        return NULL;
-    return iis_status_result(self, QNDAiisall(prob, &status), &status);
-}
+/* The methods without arguments, each one library call. */
+#define IIS_NOARGS(name, call)                                                                     \
+    static PyObject *QNDA_PY_##name(PyObject *self, PyObject *unused)                              \
+    {                                                                                              \
+        return call;                                                                               \
+    }
 
-static PyObject *
-QNDA_PY_iisclear(PyObject *self, PyObject *unused)
-{
-    PyObject *res = NULL;
-    QNDAprob prob = api_handle(self);
-    if (prob == NULL)
-        return NULL;
-    if (QNDAiisclear(prob) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
-}
+IIS_NOARGS(iisnext, iis_search(self, QNDAiisnext))
+IIS_NOARGS(iisall, iis_search(self, QNDAiisall))
+IIS_NOARGS(iisclear, api_noargs(self, QNDAiisclear))
 
 /* iisstatus(rowsizes, colsizes, suminfeas, numinfeas): fills the lists,
  * one entry per subsystem found, and returns how many there are. */
@@ -104,10 +70,10 @@ QNDA_PY_iisstatus(PyObject *self, PyObject *args, PyObject *kwargs)
         return NULL;
     if (QNDAiisstatus(prob, &count, NULL, NULL, NULL, NULL) != 0)
         goto done;
-    if ((rows = (int *)iis_alloc(count * sizeof(int))) == NULL ||
-        (cols = (int *)iis_alloc(count * sizeof(int))) == NULL ||
-        (num = (int *)iis_alloc(count * sizeof(int))) == NULL ||
-        (sum = (double *)iis_alloc(count * sizeof(double))) == NULL)
+    if ((rows = (int *)qarr_alloc(count * sizeof(int))) == NULL ||
+        (cols = (int *)qarr_alloc(count * sizeof(int))) == NULL ||
+        (num = (int *)qarr_alloc(count * sizeof(int))) == NULL ||
+        (sum = (double *)qarr_alloc(count * sizeof(double))) == NULL)
         goto done;
     /* The violation measures cost a solve per subsystem: only when asked. */
     if (QNDAiisstatus(prob, &count, rows, cols, out[2] != Py_None ? sum : NULL,
@@ -120,30 +86,17 @@ QNDA_PY_iisstatus(PyObject *self, PyObject *args, PyObject *kwargs)
         goto done;
     res = PyLong_FromLong(count);
 done:
-    iis_free(&rows);
-    iis_free(&cols);
-    iis_free(&num);
-    iis_free(&sum);
-    setQndaErrIfNull(self, res);
-    return res;
+    qarr_free(&rows);
+    qarr_free(&cols);
+    qarr_free(&num);
+    qarr_free(&sum);
+    return quenda_result(self, res);
 }
 
 static PyObject *
 QNDA_PY_iisisolations(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {"num", NULL};
-    int num;
-    PyObject *res = NULL;
-    QNDAprob prob;
-
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "i", (char **)kwlist, &num))
-        return NULL;
-    if ((prob = api_handle(self)) == NULL)
-        return NULL;
-    if (QNDAiisisolations(prob, num) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    return api_int_call(self, args, kwargs, "num", QNDAiisisolations);
 }
 
 static PyObject *
@@ -152,7 +105,6 @@ QNDA_PY_iiswrite(PyObject *self, PyObject *args, PyObject *kwargs)
     static const char *kwlist[] = {"num", "fn", "type", "typeflags", NULL};
     int num, type;
     const char *fn, *flags;
-    PyObject *res = NULL;
     QNDAprob prob;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "isis", (char **)kwlist, &num, &fn, &type,
@@ -160,10 +112,7 @@ QNDA_PY_iiswrite(PyObject *self, PyObject *args, PyObject *kwargs)
         return NULL;
     if ((prob = api_handle(self)) == NULL)
         return NULL;
-    if (QNDAiiswrite(prob, num, fn, type, flags) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    return api_none_if(self, QNDAiiswrite(prob, num, fn, type, flags));
 }
 
 /* getiisdata(num, miisrow, miiscol, constrainttype, colbndtype, duals,
@@ -197,7 +146,7 @@ QNDA_PY_getiisdata(PyObject *self, PyObject *args, PyObject *kwargs)
         const size_t size = kinds[k] == CONV_DOUBLE                        ? sizeof(double)
                             : kinds[k] == CONV_ROW || kinds[k] == CONV_COL ? sizeof(int)
                                                                            : sizeof(char);
-        if (out[k] != NULL && out[k] != Py_None && (arr[k] = iis_alloc(n * size)) == NULL)
+        if (out[k] != NULL && out[k] != Py_None && (arr[k] = qarr_alloc(n * size)) == NULL)
             goto done;
     }
     if (QNDAgetiisdata(prob, num, &nrows, &ncols, (int *)arr[0], (int *)arr[1], (char *)arr[2],
@@ -210,9 +159,8 @@ QNDA_PY_getiisdata(PyObject *self, PyObject *args, PyObject *kwargs)
     res = Py_NewRef(Py_None);
 done:
     for (int k = 0; k < 8; k++)
-        iis_free(&arr[k]);
-    setQndaErrIfNull(self, res);
-    return res;
+        qarr_free(&arr[k]);
+    return quenda_result(self, res);
 }
 
 #define IIS_METHOD(name, flags, doc)                                                               \

@@ -30,6 +30,19 @@ typedef int (*flags_call)(QNDAprob, const char *);
 /* The long calls: flags parsed, the lock released and SIGINT handed to the
  * library around call.  tune installs the handler before it parses (the
  * handler_first order), the optimisations once the lock is released. */
+PyObject *
+api_none_if(PyObject *self, int rc)
+{
+    return quenda_result(self, rc == 0 ? Py_NewRef(Py_None) : NULL);
+}
+
+PyObject *
+api_noargs(PyObject *self, int (*call)(QNDAprob))
+{
+    QNDAprob prob = api_handle(self);
+    return prob == NULL ? NULL : api_none_if(self, call(prob));
+}
+
 static PyObject *
 api_long_call(PyObject *self, PyObject *args, PyObject *kwargs, flags_call call, int handler_first)
 {
@@ -57,8 +70,7 @@ api_long_call(PyObject *self, PyObject *args, PyObject *kwargs, flags_call call,
     /* A callback's exception wins over the library's code: it is the cause. */
     if (rc == 0 && !PyErr_Occurred())
         res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyObject *
@@ -73,24 +85,29 @@ QNDA_PY_mipoptimize(PyObject *self, PyObject *args, PyObject *kwargs)
     return api_long_call(self, args, kwargs, QNDAmipoptimize, 0);
 }
 
-static PyObject *
-QNDA_PY_interrupt(PyObject *self, PyObject *args, PyObject *kwargs)
+PyObject *
+api_int_call(PyObject *self, PyObject *args, PyObject *kwargs, const char *kw,
+             int (*call)(QNDAprob, int))
 {
-    static const char *kwlist[] = {"reason", NULL};
-    long reason;
-    PyObject *res = NULL;
+    const char *kwlist[] = {kw, NULL};
+    long value;
     QNDAprob prob;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "l", (char **)kwlist, &reason))
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "l", (char **)kwlist, &value))
         return NULL;
     if ((prob = api_handle(self)) == NULL)
         return NULL;
-    if (reason < INT_MIN || reason > INT_MAX)
-        PyErr_SetString(PyExc_OverflowError, "reason out of range");
-    else if (QNDAinterrupt(prob, (int)reason) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    if (value < INT_MIN || value > INT_MAX) {
+        PyErr_Format(PyExc_OverflowError, "%s out of range", kw);
+        return NULL;
+    }
+    return api_none_if(self, call(prob, (int)value));
+}
+
+static PyObject *
+QNDA_PY_interrupt(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    return api_int_call(self, args, kwargs, "reason", QNDAinterrupt);
 }
 
 /* tune(flags=''): the SIGINT handler goes in before the flags are parsed;
@@ -109,17 +126,13 @@ api_string(PyObject *self, PyObject *args, PyObject *kwargs, const char *kw, str
 {
     const char *kwlist[] = {kw, NULL};
     const char *filename;
-    PyObject *res = NULL;
     QNDAprob prob;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s", (char **)kwlist, &filename))
         return NULL;
     if ((prob = api_handle(self)) == NULL)
         return NULL;
-    if (call(prob, filename) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    return api_none_if(self, call(prob, filename));
 }
 
 static PyObject *
@@ -144,17 +157,13 @@ api_file(PyObject *self, PyObject *args, PyObject *kwargs, const char *format, f
 {
     static const char *kwlist[] = {"filename", "flags", NULL};
     const char *filename = "", *flags = "";
-    PyObject *res = NULL;
     QNDAprob prob;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, format, (char **)kwlist, &filename, &flags))
         return NULL;
     if ((prob = api_handle(self)) == NULL)
         return NULL;
-    if (call(prob, filename, flags) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    return api_none_if(self, call(prob, filename, flags));
 }
 
 #define API_FILE_METHOD(name, format)                                                              \
@@ -191,14 +200,7 @@ QNDA_PY_setlogfile(PyObject *self, PyObject *args, PyObject *kwargs)
 static PyObject *
 QNDA_PY_save(PyObject *self, PyObject *unused)
 {
-    PyObject *res = NULL;
-    QNDAprob prob = api_handle(self);
-    if (prob == NULL)
-        return NULL;
-    if (QNDAsave(prob) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    return api_noargs(self, QNDAsave);
 }
 
 /* restore(probname, flags=''): the model is replaced whole, so the
@@ -208,18 +210,14 @@ QNDA_PY_restore(PyObject *self, PyObject *args, PyObject *kwargs)
 {
     static const char *kwlist[] = {"probname", "flags", NULL};
     const char *name, *flags = "";
-    PyObject *res = NULL;
     QNDAprob prob;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s|s", (char **)kwlist, &name, &flags))
         return NULL;
-    if ((prob = api_handle(self)) == NULL)
+    if ((prob = api_handle(self)) == NULL || problem_registry_empty((problem_s *)self) != 0)
         return NULL;
-    if (problem_registry_empty((problem_s *)self) == 0 && QNDArestore(prob, name, flags) == 0 &&
-        problem_registry_reload(self) == 0)
-        res = Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    return api_none_if(self,
+                       QNDArestore(prob, name, flags) == 0 ? problem_registry_reload(self) : -1);
 }
 
 #define API_METHOD(name, doc)                                                                      \

@@ -27,8 +27,7 @@ QNDA_PY_repairinfeas(PyObject *self, PyObject *args, PyObject *kwargs)
     rc = QNDArepairinfeas(prob, &status, (char)pflags, (char)oflags, (char)gflags, lrp, grp, lbp,
                           ubp, delta);
     res = rc == 0 ? PyLong_FromLong(status) : NULL;
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 /* The eight weight and limit arrays of the weighted repairs (the limits
@@ -59,8 +58,7 @@ sens_repair(PyObject *self, PyObject *const in[8], int phase2, double delta, con
 done:
     for (k = 0; k < 8; k++)
         conv_free((void **)&arr[k], 0, CONV_DOUBLE);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyObject *
@@ -123,15 +121,9 @@ sens_ranges(PyObject *self, PyObject *args, PyObject *kwargs, int kind, range_ca
     }
     if (conv_obj2arr(self, &n, mindex, (void **)&ind, kind) < 0)
         goto done;
-    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap,
-                                         (size_t)(n > 0 ? n : 1) * sizeof(double),
-                                         (void **)&lo) != 0 ||
-        qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap,
-                                         (size_t)(n > 0 ? n : 1) * sizeof(double),
-                                         (void **)&up) != 0) {
-        PyErr_NoMemory();
+    if ((lo = (double *)qarr_alloc((size_t)n * sizeof(double))) == NULL ||
+        (up = (double *)qarr_alloc((size_t)n * sizeof(double))) == NULL)
         goto done;
-    }
     if (call(prob, (int)n, ind, lo, up) != 0)
         goto done;
     if (conv_arr2obj(self, n, lo, &lower, CONV_DOUBLE) < 0 ||
@@ -142,8 +134,7 @@ done:
     conv_free((void **)&ind, n, kind);
     conv_free((void **)&lo, n, CONV_DOUBLE);
     conv_free((void **)&up, n, CONV_DOUBLE);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyObject *
@@ -189,15 +180,9 @@ QNDA_PY_strongbranch(PyObject *self, PyObject *args, PyObject *kwargs)
                         "Must provide arguments mbndind, cbndtype and dbndval");
         goto done;
     }
-    if (qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap,
-                                         (size_t)(n > 0 ? n : 1) * sizeof(double),
-                                         (void **)&obj) != 0 ||
-        qo_MemoryAllocator_Alloc_Untyped(qo_MemoryAllocator_DefaultHeap,
-                                         (size_t)(n > 0 ? n : 1) * sizeof(int),
-                                         (void **)&st) != 0) {
-        PyErr_NoMemory();
+    if ((obj = (double *)qarr_alloc((size_t)n * sizeof(double))) == NULL ||
+        (st = (int *)qarr_alloc((size_t)n * sizeof(int))) == NULL)
         goto done;
-    }
     if (QNDAstrongbranch(prob, (int)n, ind, types, vals, itrlimit, obj, st) != 0)
         goto done;
     if (conv_arr2obj(self, n, obj, &objs, CONV_DOUBLE) < 0 ||
@@ -210,8 +195,7 @@ done:
     conv_free((void **)&vals, n, CONV_DOUBLE);
     conv_free((void **)&obj, n, CONV_DOUBLE);
     conv_free((void **)&st, n, CONV_INT);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyObject *
@@ -220,17 +204,15 @@ QNDA_PY_basisstability(PyObject *self, PyObject *args, PyObject *kwargs)
     static const char *kwlist[] = {"type", "norm", "ifscaled", NULL};
     int type, norm, scaled;
     double value = 0.0;
-    PyObject *res = NULL;
     QNDAprob prob;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "iii", (char **)kwlist, &type, &norm, &scaled))
         return NULL;
     if ((prob = api_handle(self)) == NULL)
         return NULL;
-    if (QNDAbasisstability(prob, type, norm, scaled, &value) == 0)
-        res = PyFloat_FromDouble(value);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, QNDAbasisstability(prob, type, norm, scaled, &value) == 0
+                                   ? PyFloat_FromDouble(value)
+                                   : NULL);
 }
 
 #define SENS_METHOD(name, doc)                                                                     \

@@ -6,6 +6,7 @@
 
 #include <Python.h>
 
+#include "problem/alloc.h"
 #include "problem/conv.h"
 #include "problem/control.h"
 #include "problem/files.h"

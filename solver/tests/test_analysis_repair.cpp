@@ -121,17 +121,7 @@ TEST_F(Ranging, RhsRangesByHand) {
 
 namespace {
 
-class Branching : public qtest::Prob {
- protected:
-  // max 3x + 2y: x + y <= 4, x + 3y <= 9, x <= 3; optimum (3, 1).
-  void SetUp() override {
-    qtest::Prob::SetUp();
-    load({3, 2}, {{1, 1}, {1, 3}, {1, 0}}, "LLL", {4, 9, 3});
-    ASSERT_EQ(QNDAchgobjsense(p, -1), 0);
-  }
-};
-
-TEST_F(Branching, BasisConditionByHand) {
+TEST_F(Ranging, BasisConditionByHand) {
   // Basis columns x, y and the slack of row 1: ||B||_1 = 4, ||B^-1||_1 = 4.
   double v = 0;
   ASSERT_EQ(QNDAbasisstability(p, 0, 1, 0, &v), 0) << last_error();
@@ -140,7 +130,7 @@ TEST_F(Branching, BasisConditionByHand) {
   EXPECT_NE(QNDAbasisstability(p, 0, 2, 0, &v), 0);
 }
 
-TEST_F(Branching, StrongBranchAgreesWithChildSolves) {
+TEST_F(Ranging, StrongBranchAgreesWithChildSolves) {
   const int cols[] = {0, 1, 0, 1};
   const char types[] = {'U', 'L', 'B', 'L'};
   const double vals[] = {2, 2, 0, 5};

@@ -131,15 +131,15 @@ FlatModel elastic(const FlatModel &m, const Sides &s, bool phase1, double budget
     e.qvalue.clear();
   }
   std::vector<std::pair<int, double>> budget_row;  // (column, weight)
+  // A violation column of weight w (<= 0: none) in row r with sign.
+  auto violation_col = [&](double w, double cap, int r, double sign) {
+    if (w <= 0) return;
+    budget_row.push_back({e.ncols, w});
+    add_col(e, phase1 ? w : 0.0, cap, {{r, sign}});
+  };
   for (int i = 0; i < m.nrows; ++i) {
-    if (s.row_lo_w[i] > 0) {
-      budget_row.push_back({e.ncols, s.row_lo_w[i]});
-      add_col(e, phase1 ? s.row_lo_w[i] : 0.0, s.row_lo_cap[i], {{i, 1.0}});
-    }
-    if (s.row_up_w[i] > 0) {
-      budget_row.push_back({e.ncols, s.row_up_w[i]});
-      add_col(e, phase1 ? s.row_up_w[i] : 0.0, s.row_up_cap[i], {{i, -1.0}});
-    }
+    violation_col(s.row_lo_w[i], s.row_lo_cap[i], i, 1.0);
+    violation_col(s.row_up_w[i], s.row_up_cap[i], i, -1.0);
   }
   for (int j = 0; j < m.ncols; ++j) {
     if (s.col_lo_w[j] <= 0 && s.col_up_w[j] <= 0) continue;
@@ -154,14 +154,8 @@ FlatModel elastic(const FlatModel &m, const Sides &s, bool phase1, double budget
     e.index.insert(e.index.begin() + e.start[j + 1], r);
     e.value.insert(e.value.begin() + e.start[j + 1], 1.0);
     for (int k = j + 1; k <= e.ncols; ++k) ++e.start[k];
-    if (s.col_lo_w[j] > 0) {
-      budget_row.push_back({e.ncols, s.col_lo_w[j]});
-      add_col(e, phase1 ? s.col_lo_w[j] : 0.0, s.col_lo_cap[j], {{r, 1.0}});
-    }
-    if (s.col_up_w[j] > 0) {
-      budget_row.push_back({e.ncols, s.col_up_w[j]});
-      add_col(e, phase1 ? s.col_up_w[j] : 0.0, s.col_up_cap[j], {{r, -1.0}});
-    }
+    violation_col(s.col_lo_w[j], s.col_lo_cap[j], r, 1.0);
+    violation_col(s.col_up_w[j], s.col_up_cap[j], r, -1.0);
   }
   if (!phase1) {
     const int r = e.nrows++;

@@ -25,32 +25,33 @@ double finite(double v) {
 
 }  // namespace
 
-void objective_ranges(qnda_problem_s &prob, int n, const int *cols, double *lower, double *upper) {
-  const int ncols = prob.model.ncols();
+namespace {
+
+// The ranges of n columns (rows false) or rows into lower and upper.
+void ranges(qnda_problem_s &prob, bool rows, int n, const int *ind, double *lower, double *upper) {
+  const int count = rows ? prob.model.nrows() : prob.model.ncols();
   for (int k = 0; k < n; ++k)
-    if (cols[k] < 0 || cols[k] >= ncols)
-      fail(QNDA_ERR_INDEX, "column %d out of range [0, %d)", cols[k], ncols);
+    if (ind[k] < 0 || ind[k] >= count)
+      fail(QNDA_ERR_INDEX, "%s %d out of range [0, %d)", rows ? "row" : "column", ind[k], count);
   EngineRanging rg;
   ranging_of(prob, rg);
-  // The engine ranges the minimisation it solves; a maximisation's
-  // coefficients were not negated, so its ranges read the same.
+  // The engine ranges the problem in its own sense, as the user gave it.
+  const std::vector<double> &lo = rows ? rg.rhs_lo : rg.cost_lo;
+  const std::vector<double> &up = rows ? rg.rhs_up : rg.cost_up;
   for (int k = 0; k < n; ++k) {
-    if (lower) lower[k] = finite(rg.cost_lo[cols[k]]);
-    if (upper) upper[k] = finite(rg.cost_up[cols[k]]);
+    if (lower) lower[k] = finite(lo[ind[k]]);
+    if (upper) upper[k] = finite(up[ind[k]]);
   }
 }
 
+}  // namespace
+
+void objective_ranges(qnda_problem_s &prob, int n, const int *cols, double *lower, double *upper) {
+  ranges(prob, false, n, cols, lower, upper);
+}
+
 void rhs_ranges(qnda_problem_s &prob, int n, const int *rows, double *lower, double *upper) {
-  const int nrows = prob.model.nrows();
-  for (int k = 0; k < n; ++k)
-    if (rows[k] < 0 || rows[k] >= nrows)
-      fail(QNDA_ERR_INDEX, "row %d out of range [0, %d)", rows[k], nrows);
-  EngineRanging rg;
-  ranging_of(prob, rg);
-  for (int k = 0; k < n; ++k) {
-    if (lower) lower[k] = finite(rg.rhs_lo[rows[k]]);
-    if (upper) upper[k] = finite(rg.rhs_up[rows[k]]);
-  }
+  ranges(prob, true, n, rows, lower, upper);
 }
 
 }  // namespace qnda
