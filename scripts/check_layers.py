@@ -28,7 +28,8 @@ SOLVER = {
     "engine": ["include", "core", "controls", "model"],
     "nonlinear": ["include", "core", "controls", "model", "engine"],
     "io": ["include", "core", "controls", "model", "engine"],
-    "api": ["include", "core", "controls", "model", "engine", "io", "nonlinear"],
+    "analysis": ["include", "core", "controls", "model", "engine"],
+    "api": ["include", "core", "controls", "model", "engine", "io", "nonlinear", "analysis"],
 }
 
 # api/, callbacks/ and nonlinear/ stand side by side: each may use the

@@ -6,6 +6,8 @@
  * object (and, for a branching object, its problem). */
 #include "api/api.h"
 
+#include "api/analysis.h"
+
 #include "module/session.h"
 
 /* The type object of a handle: only a name, size, dealloc, repr and doc. */
@@ -130,6 +132,9 @@ PyTypeObject quenda_branchobjType =
 int
 api_init(void)
 {
+    if (problem_add_methods(api_optimize_methods) < 0 || problem_add_methods(api_iis_methods) < 0 ||
+        problem_add_methods(api_sensitivity_methods) < 0)
+        return -1;
     return quenda_add_error_source(&quenda_branchobjType, branchobj_getlasterror,
                                    "Unidentified error associated with a branching object");
 }

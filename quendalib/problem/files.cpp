@@ -299,15 +299,26 @@ problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
 {
     problem_s *p = (problem_s *)self;
     const char *filename = NULL, *options = "";
-    namechunk nc = {NULL, 0, NULL};
     PyObject *res = NULL;
-    int ncols = 0, nrows = 0, nsets = 0, rc;
+    int rc;
 
     if (problem_registry_empty(p) != 0 || files_args(p, args, kwargs, &filename, &options) != 0)
         goto done;
     rc = files_unlocked(QNDAreadprob, p, filename, options);
-    if (rc != 0)
+    if (rc != 0 || problem_registry_reload(self) != 0)
         goto done;
+    res = Py_NewRef(Py_None);
+done:
+    return quenda_result(self, res);
+}
+
+int
+problem_registry_reload(PyObject *self)
+{
+    problem_s *p = (problem_s *)self;
+    namechunk nc = {NULL, 0, NULL};
+    int ncols = 0, nrows = 0, nsets = 0, rc = -1;
+
     if (QNDAgetintattrib(p->prob, FILES_ATTR_COLS, &ncols) != 0 ||
         QNDAgetintattrib(p->prob, FILES_ATTR_ROWS, &nrows) != 0 ||
         QNDAgetintattrib(p->prob, FILES_ATTR_SETS, &nsets) != 0)
@@ -315,15 +326,15 @@ problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
     if (files_read_items(p, &nc, ncols, files_columns) != 0 ||
         files_read_items(p, &nc, nrows, files_rows) != 0 || files_read_sets(p, &nc, nsets) != 0)
         goto done;
-    /* what the file holds is linear or quadratic: nothing is left of a
+    /* what the library holds is linear or quadratic: nothing is left of a
      * nonlinear part the problem had before */
     p->n_nlcons = 0;
     p->nl_obj = 0;
     p->obj_col = p->obj_row = -1;
-    res = Py_NewRef(Py_None);
+    rc = 0;
 done:
     qarr_free(&nc.buf);
-    return quenda_result(self, res);
+    return rc;
 }
 
 static PyObject *

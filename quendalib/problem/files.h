@@ -11,3 +11,8 @@ extern PyMethodDef problem_files_methods[];
  * type 1 with no members.  New reference or NULL. */
 PyObject *files_new_constraint(PyObject *name);
 PyObject *files_new_sos(PyObject *name);
+
+/* After the library's model was replaced whole (a file read, a restore),
+ * fills the emptied registry (problem_registry_empty) with objects for its
+ * columns, rows and sets.  0, or -1 with an exception set. */
+int problem_registry_reload(PyObject *self);

@@ -6,8 +6,10 @@
 
 #include <Python.h>
 
+#include "problem/alloc.h"
 #include "problem/conv.h"
 #include "problem/control.h"
+#include "problem/files.h"
 #include "problem/maps.h"
 #include "problem/object.h"
 #include "problem/pickle.h"

@@ -197,10 +197,11 @@ typedef struct qnda_problem_s *QNDAprob;
 #define QNDA_BARITERLIMIT 8010
 #define QNDA_CROSSOVER 8011
 #define QNDA_KEEPNROWS \
-  8035 /* 1 (default) keeps free ('N') rows passed to the
+  8035                   /* 1 (default) keeps free ('N') rows passed to the
                                      load functions; 0 drops them while loading (the
                                      rows after them close up).  Rows added later and
                                      the objective row of a read file are unaffected. */
+#define QNDA_MAXIIS 8060 /* most subsystems QNDAiisall finds (0: no limit) */
 /* 64-bit integer controls */
 #define QNDA_MAXNODE 8101
 
@@ -214,6 +215,7 @@ typedef struct qnda_problem_s *QNDAprob;
 #define QNDA_MIPCUTOFF 7007     /* objective cutoff */
 #define QNDA_BARGAPSTOP 7008    /* barrier relative gap */
 #define QNDA_INFINITYCTRL 7009  /* bound magnitude treated as infinite */
+#define QNDA_TUNERMAXTIME 7060  /* seconds the tuner may take */
 
 /* String controls */
 #define QNDA_LOGFILE 6001
@@ -583,6 +585,85 @@ QNDA_API int QNDAgetbuildinfo(char *info, int maxbytes, int *nbytes);
  * and columns and replaces its results (its starting points stay). */
 QNDA_API int QNDAsavesolvestate(QNDAprob prob, void *buf, QNDAint64 maxbytes, QNDAint64 *nbytes);
 QNDA_API int QNDAloadsolvestate(QNDAprob prob, const void *buf, QNDAint64 nbytes);
+
+/* ------------------------------------------------------------------------
+ * Analysis: irreducible infeasible subsystems, repairs, sensitivity
+ *
+ * A subsystem's members are rows and single column bounds.  The search
+ * calls return 0 and set *status: 0 a new subsystem was found, 1 the
+ * problem is feasible or no further subsystem exists, 2 the search
+ * failed.  Subsystems are numbered from 1 in the order found; they are
+ * forgotten when the model changes.
+ * ---------------------------------------------------------------------- */
+QNDA_API int QNDAiisfirst(QNDAprob prob, int mode, int *status); /* mode 0 any, 1 irreducible */
+QNDA_API int QNDAiisnext(QNDAprob prob, int *status);
+QNDA_API int QNDAiisall(QNDAprob prob, int *status); /* up to QNDA_MAXIIS */
+QNDA_API int QNDAiisclear(QNDAprob prob);
+/* Per subsystem (count entries each, any array may be NULL): rows, bounds,
+ * the least sum and count of violations it needs with unit weights. */
+QNDA_API int QNDAiisstatus(QNDAprob prob, int *count, int *rowsizes, int *colsizes,
+                           double *suminfeas, int *numinfeas);
+/* Marks the members of subsystem num that are in no other one found. */
+QNDA_API int QNDAiisisolations(QNDAprob prob, int num);
+/* type 0: the subsystem as an LP file; 1: a CSV list of its members. */
+QNDA_API int QNDAiiswrite(QNDAprob prob, int num, const char *filename, int type,
+                          const char *flags);
+/* Subsystem num: its rows and bounds (constrainttype: row letter;
+ * colbndtype 'L' or 'U'), Farkas multipliers (duals of rows, rdcs of
+ * bounds; zero on a MIP) and isolation marks (0, 1, or -1 until
+ * QNDAiisisolations).  rownumber/colnumber receive the counts; every array
+ * may be NULL. */
+QNDA_API int QNDAgetiisdata(QNDAprob prob, int num, int *rownumber, int *colnumber, int *miisrow,
+                            int *miiscol, char *constrainttype, char *colbndtype, double *duals,
+                            double *rdcs, char *isolationrows, char *isolationcols);
+/* Repairs.  Weights per row (lrp: the <= side, grp: the >= side) and per
+ * column bound; 0 keeps the item hard.  phase2 'n' stops at the least
+ * weighted violation, 'o' then optimises the original objective with the
+ * violation at most (1 + delta) times that least.  *status: 0 repaired,
+ * 1 no repair exists, 2 phase 2 unbounded, 3 phase 2 failed (phase-1
+ * point kept), 4 engine error, 6 stopped by a limit.  The repaired point
+ * is the problem's solution afterwards.  flags: d, p or b for the LP
+ * algorithm. */
+QNDA_API int QNDArepairweightedinfeas(QNDAprob prob, int *status, const double *lrp,
+                                      const double *grp, const double *lbp, const double *ubp,
+                                      char phase2, double delta, const char *flags);
+/* The same with limits on each violation (NULL arrays, or entries of
+ * 1e20 and more: none). */
+QNDA_API int QNDArepairweightedinfeasbounds(QNDAprob prob, int *status, const double *lrp,
+                                            const double *grp, const double *lbp, const double *ubp,
+                                            const double *lrb, const double *grb, const double *lbb,
+                                            const double *ubb, char phase2, double delta,
+                                            const char *flags);
+/* Uniform weights.  penalty 'c' rows only, 'b' bounds only, 'n' both;
+ * phase2 as above; globalflags 'n' (integrality kept; the only one). */
+QNDA_API int QNDArepairinfeas(QNDAprob prob, int *status, char penalty, char phase2,
+                              char globalflags, double lrp, double grp, double lbp, double ubp,
+                              double delta);
+/* Ranges of objective coefficients and of row right-hand sides over which
+ * the optimal basis of the LP stays optimal. */
+QNDA_API int QNDAobjsa(QNDAprob prob, int n, const int *colind, double *lower, double *upper);
+QNDA_API int QNDArhssa(QNDAprob prob, int n, const int *rowind, double *lower, double *upper);
+/* Strong branching on the LP relaxation: each bound change (bndtype 'L',
+ * 'U' or 'B') solved by the dual simplex from the optimal basis, at most
+ * itrlimit iterations (<= 0: no limit); objective and QNDA_LP_* status per
+ * candidate (either array may be NULL). */
+QNDA_API int QNDAstrongbranch(QNDAprob prob, int nbounds, const int *colind, const char *bndtype,
+                              const double *bndval, int itrlimit, double *objval, int *status);
+/* The tuner: solves the problem under candidate settings of lpalgorithm,
+ * presolve and scaling within tunermaxtime seconds and applies the fastest
+ * that reaches the same result (docs/analysis.md); flags 'l' tunes the LP
+ * relaxation.  A method file holds name=value lines of those controls. */
+QNDA_API int QNDAtune(QNDAprob prob, const char *flags);
+QNDA_API int QNDAtunerwritemethod(QNDAprob prob, const char *methodfile);
+QNDA_API int QNDAtunerreadmethod(QNDAprob prob, const char *methodfile);
+/* The whole problem (controls, model, basis, solution) into <name>.svf, and
+ * back into prob from <probname>.svf; the restored problem starts from the
+ * saved basis.  No flags are known. */
+QNDA_API int QNDAsave(QNDAprob prob);
+QNDA_API int QNDArestore(QNDAprob prob, const char *probname, const char *flags);
+/* Condition number estimate of the LP's optimal basis: type 0 (the basis),
+ * norm 1 (||B||_1 ||B^-1||_1, Hager's estimator), ifscaled 0. */
+QNDA_API int QNDAbasisstability(QNDAprob prob, int type, int norm, int ifscaled, double *value);
 
 #ifdef __cplusplus
 }

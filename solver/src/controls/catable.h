@@ -71,6 +71,9 @@ constexpr CaInfo kCaTable[] = {
     QNDA_CA_INT(QNDA_KEEPNROWS, "keepnrows", 1, 0, 1,
                 "1 keeps free ('N') rows given to the load functions as rows of the problem; "
                 "0 drops them while loading (the rows after them close up)."),
+    QNDA_CA_INT(QNDA_MAXIIS, "maxiis", 20, 0, kI32,
+                "Most infeasible subsystems one search for all of them finds; 0 means no "
+                "limit."),
     QNDA_CA_INT64(QNDA_MAXNODE, "maxnode", kI32, 0, kI64,
                   "Most branch-and-bound nodes of one MIP solve."),
     QNDA_CA_DBL(QNDA_TIMELIMIT, "timelimit", 0.0, -kNoBound, kNoBound,
@@ -95,6 +98,8 @@ constexpr CaInfo kCaTable[] = {
                 "Relative duality gap at which the barrier stops."),
     QNDA_CA_DBL(QNDA_INFINITYCTRL, "infinity", 1e20, 1e10, 1e300,
                 "Bounds and right-hand sides of this magnitude or more count as infinite."),
+    QNDA_CA_DBL(QNDA_TUNERMAXTIME, "tunermaxtime", 60.0, 0.0, kNoBound,
+                "Seconds the tuner may spend solving candidate settings."),
     QNDA_CA_STR(QNDA_LOGFILE, "logfile", "",
                 "File that receives a copy of the problem's log; empty means none."),
     QNDA_CA_STR(QNDA_SOLVERNAME, "solvername", "highs",

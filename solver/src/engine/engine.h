@@ -136,4 +136,47 @@ struct FileModel {
 void engine_read_lp_file(const std::string &path, FileModel &out);
 void engine_write_lp_file(const std::string &path, const FileModel &in);
 
+// ----------------------------------------------------------------------
+// Analysis on one model (engine/<name>/*_analysis.cpp).  Each call builds
+// its own engine instance from the FlatModel and throws qnda::Error when
+// the engine fails; infeasibility is reported, never thrown.
+
+// An infeasible subsystem of the continuous relaxation of m as the engine's
+// deletion filter finds it: rows and columns whose bounds take part.
+// found is false when the engine finds none (m feasible, or it gave up).
+struct EngineIis {
+  bool found = false;
+  std::vector<int> rows, cols;
+};
+void engine_lp_iis(const FlatModel &m, const EngineSettings &s, EngineIis &out);
+
+// A dual ray of the infeasible LP m (its row multipliers); false when the
+// engine has none (m feasible, or the ray could not be found).
+bool engine_lp_dual_ray(const FlatModel &m, const EngineSettings &s, std::vector<double> &rows);
+
+// Ranging of an LP at its optimal basis: for each column the interval of
+// its cost, for each row the interval of its active bound, over which the
+// basis stays optimal (+-inf when unlimited).  Throws when m is not solved
+// to optimality.
+struct EngineRanging {
+  std::vector<double> cost_lo, cost_up;  // per column
+  std::vector<double> rhs_lo, rhs_up;    // per row
+};
+void engine_lp_ranging(const FlatModel &m, const EngineSettings &s, EngineRanging &out);
+
+// Estimate of the 1-norm condition number ||B||_1 ||B^-1||_1 of the
+// optimal basis of the LP m, ||B^-1||_1 by Hager's estimator (Higham's
+// refinement) on the engine's basis solves.  Throws when m has no optimal
+// basis.
+double engine_basis_condition(const FlatModel &m, const EngineSettings &s);
+
+// The engine's feasibility relaxation: minimises the weighted violation of
+// rows and column bounds (a negative weight keeps the item hard), integral
+// columns staying integral.  result holds the relaxed point (has_primal)
+// and status Optimal, Infeasible (hard items alone infeasible) or another.
+void engine_feasibility_relaxation(const FlatModel &m, const EngineSettings &s,
+                                   const std::vector<double> &col_lo_w,
+                                   const std::vector<double> &col_up_w,
+                                   const std::vector<double> &row_w, EngineResult &result);
+
 }  // namespace qnda

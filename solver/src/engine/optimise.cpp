@@ -311,6 +311,8 @@ Engine *kept_engine(qnda_problem_s &prob, const std::string &name) {
 
 }  // namespace
 
+int lp_status_from(EngineStatus s) { return lp_status_of(s); }
+
 void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const auto t0 = std::chrono::steady_clock::now();
   const Flags f = parse_flags(flags, mip);

@@ -3,9 +3,14 @@
 // log routing, and the results mapped back onto the problem's SolveState.
 #pragma once
 
+#include "engine/engine.h"
+
 struct qnda_problem_s;
 
 namespace qnda {
+
+// The QNDA_LP_* status an LP solve ending in s leaves.
+int lp_status_from(EngineStatus s);
 
 // mip: QNDAmipoptimize (else QNDAlpoptimize).  Throws qnda::Error; an
 // infeasible, unbounded or stopped solve is not an error.

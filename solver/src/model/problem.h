@@ -17,6 +17,9 @@
 #include "qnda.h"
 
 namespace qnda {
+// Results of the analyses of analysis/ (infeasible subsystems ...), kept
+// until the model changes.
+struct AnalysisState;
 // An engine instance a problem keeps between optimisations, so that the next
 // one starts from where the last ended (engine/engine.h derives the engines
 // from it).  Never shared: a copied problem starts without one.
@@ -41,6 +44,7 @@ struct qnda_problem_s {
   std::atomic<int> interrupt{0};
   // Handlers of this problem's messages (QNDAaddcbmessage).
   qnda::HandlerList handlers;
+  std::shared_ptr<qnda::AnalysisState> analysis;
   // The engine of the last optimisation with its model and basis.
   std::unique_ptr<qnda::KeptEngine> engine;
 
@@ -55,7 +59,10 @@ struct qnda_problem_s {
   bool valid() const { return magic == kMagic; }
   // Every change of the model goes through here: results of earlier solves
   // no longer describe it.
-  void model_changed() { solve.invalidate(); }
+  void model_changed() {
+    solve.invalidate();
+    analysis.reset();
+  }
 };
 
 namespace qnda {
