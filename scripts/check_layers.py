@@ -23,12 +23,13 @@ SOURCE = (".c", ".cc", ".cpp", ".h", ".hh", ".hpp")
 SOLVER = {
     "include": [],
     "core": ["include"],
+    "callbacks": ["include", "core"],
     "controls": ["include", "core"],
-    "model": ["include", "core", "controls"],
-    "engine": ["include", "core", "controls", "model"],
-    "nonlinear": ["include", "core", "controls", "model", "engine"],
-    "io": ["include", "core", "controls", "model", "engine"],
-    "api": ["include", "core", "controls", "model", "engine", "io", "nonlinear"],
+    "model": ["include", "core", "callbacks", "controls"],
+    "engine": ["include", "core", "callbacks", "controls", "model"],
+    "nonlinear": ["include", "core", "callbacks", "controls", "model", "engine"],
+    "io": ["include", "core", "callbacks", "controls", "model", "engine"],
+    "api": ["include", "core", "callbacks", "controls", "model", "engine", "io", "nonlinear"],
 }
 
 # api/, callbacks/ and nonlinear/ stand side by side: each may use the

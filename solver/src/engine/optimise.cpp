@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstring>
 #include <initializer_list>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -308,6 +309,71 @@ const char *mip_status_text(int s) {
 
 }  // namespace
 
+// How a MIP start fares against the model the engine gets: 1 feasible, 4
+// infeasible, 5 of the wrong length (the codes of usersolnotify).
+int mip_start_status(const FlatModel &fm, const std::vector<double> &x, double tol) {
+  if (static_cast<int>(x.size()) < fm.orig_cols) return 5;
+  for (int j = 0; j < fm.orig_cols; ++j) {
+    if (x[j] < fm.lb[j] - tol || x[j] > fm.ub[j] + tol) {
+      const bool semi = fm.has_integers() && (fm.kind[j] == ColKind::SemiContinuous ||
+                                              fm.kind[j] == ColKind::SemiInteger);
+      if (!(semi && std::fabs(x[j]) <= tol)) return 4;
+    }
+    if (fm.has_integers() && fm.kind[j] != ColKind::Continuous &&
+        std::fabs(x[j] - std::round(x[j])) > tol)
+      return 4;
+  }
+  if (fm.ncols > fm.orig_cols) return 1;  // the reformulation's columns are the engine's to fill
+  std::vector<double> act(fm.nrows, 0.0);
+  for (int j = 0; j < fm.ncols; ++j)
+    for (int k = fm.start[j]; k < fm.start[j + 1]; ++k) act[fm.index[k]] += fm.value[k] * x[j];
+  for (int i = 0; i < fm.nrows; ++i)
+    if (act[i] < fm.rowlo[i] - tol * (1 + std::fabs(fm.rowlo[i])) ||
+        act[i] > fm.rowup[i] + tol * (1 + std::fabs(fm.rowup[i])))
+      return 4;
+  return 1;
+}
+
+// The callbacks of this optimisation, or NULL when none is registered.
+// Fails when a kind is registered that the engine cannot fire.
+std::unique_ptr<CallbackDispatch> make_dispatch(qnda_problem_s &prob, const FlatModel &fm,
+                                                bool search, const EngineStart &start,
+                                                std::atomic<int> &reason) {
+  const unsigned kinds = prob.callbacks.registered();
+  if (!kinds) return nullptr;
+  if (search) {
+    for (CbKind k : {CB_PRENODE, CB_OPTNODE, CB_NEWNODE, CB_INFNODE, CB_NODECUTOFF, CB_PREINTSOL,
+                     CB_CHGBRANCHOBJECT})
+      if (kinds & (1u << k))
+        fail(QNDA_ERR_UNSUPPORTED,
+             "the %s callback needs an engine that exposes its branch-and-bound; the "
+             "highs engine does not",
+             cb_kind_name(k));
+  }
+  const Model &model = prob.model;
+  // Read once here: events may come from several threads at once.
+  const SparseMatrix::Csc a = model.csc();
+  CallbackDispatch::FillSolution fill = [&model, a](const double *x, SolveState &st) {
+    const int n = model.ncols(), m = model.nrows();
+    st.x.assign(x, x + n);
+    std::vector<double> act(m, 0.0);
+    for (int j = 0; j < n; ++j)
+      for (QNDAint64 k = a.start[j]; k < a.start[j + 1]; ++k) act[a.index[k]] += a.value[k] * x[j];
+    st.slack.resize(m);
+    for (int i = 0; i < m; ++i) st.slack[i] = model.rhs()[i] - act[i];
+  };
+  CallbackDispatch::Interrupt interrupt = [&prob, &reason](int why) {
+    int expected = 0;
+    if (reason.compare_exchange_strong(expected, why)) prob.interrupt.store(why);
+  };
+  auto d = std::unique_ptr<CallbackDispatch>(
+      new CallbackDispatch(&prob, prob.callbacks, fm.sense, fill, interrupt));
+  if (search && !start.mip_start.empty())
+    d->usersolnotify("mipstart",
+                     mip_start_status(fm, start.mip_start, prob.controls.get_dbl(QNDA_FEASTOL)));
+  return d;
+}
+
 void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const auto t0 = std::chrono::steady_clock::now();
   const Flags f = parse_flags(flags, mip);
@@ -399,6 +465,9 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   hooks.log = [&prob](int type, const std::string &line) {
     emit_message(&prob, type, line.c_str());
   };
+
+  std::unique_ptr<CallbackDispatch> events = make_dispatch(prob, fm, search, start, reason);
+  hooks.events = events.get();
 
   EngineResult r;
   if (int pending = prob.interrupt.load()) {
@@ -500,6 +569,9 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
       emit_messagef(&prob, MSG_INFO, "Stopped: %s", stop_text(st.stop_status));
   }
   flush_messages(&prob);
+  // A message handler may have asked to stop while the summary was written:
+  // that belongs to this optimisation, not to the next one.
+  prob.interrupt.store(0);
 
   if (r.status == EngineStatus::NonConvex) fail(QNDA_ERR_UNSUPPORTED, "%s", r.message.c_str());
   if (r.status == EngineStatus::Error)

@@ -7,6 +7,8 @@
 #include <atomic>
 #include <string>
 
+#include "callbacks/cblists.h"
+#include "callbacks/dispatch.h"
 #include "controls/controls.h"
 #include "core/error.h"
 #include "core/guard.h"
@@ -30,6 +32,8 @@ struct qnda_problem_s {
   std::atomic<int> interrupt{0};
   // Handlers of this problem's messages (QNDAaddcbmessage).
   qnda::HandlerList handlers;
+  // The optimiser callbacks (QNDAaddcb...).
+  qnda::CallbackLists callbacks;
 
   qnda_problem_s() = default;
   qnda_problem_s(const qnda_problem_s &) = delete;
@@ -43,6 +47,12 @@ struct qnda_problem_s {
   // Every change of the model goes through here: results of earlier solves
   // no longer describe it.
   void model_changed() { solve.invalidate(); }
+  // The results the queries answer with: the event's inside a callback on
+  // this thread, else the last solve's.
+  const qnda::SolveState &results() const {
+    const qnda::SolveState *ev = qnda::event_state(this);
+    return ev ? *ev : solve;
+  }
 };
 
 namespace qnda {

@@ -76,11 +76,83 @@ struct CallbackData {
   LineSplitter *log = nullptr;
   std::atomic<long long> improving{0};
   std::atomic<bool> interrupted{false};
+  bool mip = false;
+  // Iteration counts at the last lplog and barrier events.
+  std::atomic<long long> lplog_at{-1}, bar_at{-1};
 };
+
+// Simplex iterations between two lplog events.
+constexpr long long kLpLogInterval = 100;
+
+EventInfo event_info(const HighsCallbackOutput *out, const CallbackData &cb) {
+  EventInfo e;
+  e.running_time = out->running_time;
+  e.simplex_iter = std::max<long long>(0, out->simplex_iteration_count);
+  e.barrier_iter = std::max<long long>(0, out->ipm_iteration_count);
+  if (cb.mip) {
+    e.simplex_iter = std::max<long long>(e.simplex_iter, out->mip_total_lp_iterations);
+    e.nodes = std::max<int64_t>(0, out->mip_node_count);
+    e.mip_sols = cb.improving;
+    e.primal_bound = out->mip_primal_bound;
+    e.dual_bound = out->mip_dual_bound;
+    e.gap = out->mip_gap;
+    e.has_incumbent =
+        std::isfinite(out->mip_primal_bound) && std::fabs(out->mip_primal_bound) < kHighsInf;
+  } else {
+    e.dual_bound = out->objective_function_value;
+  }
+  return e;
+}
+
+// The problem's callbacks at HiGHS's events (events is not NULL).
+void fire_events(int type, const HighsCallbackOutput *out, CallbackData &cb) {
+  CallbackDispatch &ev = *cb.hooks->events;
+  switch (type) {
+    case kCallbackSimplexInterrupt: {
+      if (!ev.wants(CB_LPLOG)) break;
+      const long long it = out->simplex_iteration_count, last = cb.lplog_at;
+      if (last >= 0 && it - last < kLpLogInterval) break;
+      cb.lplog_at = it;
+      ev.log_event(CB_LPLOG, event_info(out, cb));
+      break;
+    }
+    case kCallbackIpmInterrupt: {
+      // HiGHS polls more than once per iteration (and some polls carry no
+      // count): one event per new iteration.
+      const long long it = out->ipm_iteration_count;
+      if (it <= cb.bar_at) break;
+      cb.bar_at = it;
+      EventInfo e = event_info(out, cb);
+      ev.bariteration(e);
+      ev.log_event(CB_BARLOG, e);
+      break;
+    }
+    case kCallbackMipInterrupt:
+      if (ev.gap_active()) ev.gap_event(event_info(out, cb));
+      break;
+    case kCallbackMipImprovingSolution: {
+      EventInfo e = event_info(out, cb);
+      if (static_cast<int>(out->mip_solution.size()) > 0) e.x = out->mip_solution.data();
+      ev.intsol(e);
+      if (ev.gap_active()) ev.gap_event(e);
+      break;
+    }
+    case kCallbackMipLogging:
+      ev.log_event(CB_GLOBALLOG, event_info(out, cb));
+      break;
+    case kCallbackMipGetCutPool:
+      ev.log_event(CB_CUTLOG, event_info(out, cb));
+      break;
+    default:
+      break;
+  }
+}
 
 void highs_callback(int type, const std::string &message, const HighsCallbackOutput *out,
                     HighsCallbackInput *in, void *user) {
   auto *cb = static_cast<CallbackData *>(user);
+  if (type == kCallbackMipImprovingSolution) ++cb->improving;
+  if (cb->hooks->events && type != kCallbackLogging) fire_events(type, out, *cb);
   switch (type) {
     case kCallbackLogging:
       cb->log->add(out->log_type, message);
@@ -92,9 +164,6 @@ void highs_callback(int type, const std::string &message, const HighsCallbackOut
         cb->interrupted = true;
         in->user_interrupt = true;
       }
-      break;
-    case kCallbackMipImprovingSolution:
-      ++cb->improving;
       break;
     default:
       break;
@@ -243,14 +312,21 @@ class HighsEngine final : public Engine {
     h.startCallback(kCallbackIpmInterrupt);
     h.startCallback(kCallbackMipInterrupt);
     h.startCallback(kCallbackMipImprovingSolution);
+    if (hooks.events && hooks.events->wants(CB_GLOBALLOG)) h.startCallback(kCallbackMipLogging);
+    if (hooks.events && hooks.events->wants(CB_CUTLOG)) h.startCallback(kCallbackMipGetCutPool);
 
     const int ncols = m.ncols, nrows = m.nrows;
     const bool mip = s.mip && m.has_integers();
+    cb.mip = mip;
     const bool qp = m.has_quadratic();
     const double offset = m.obj_constant;
     HighsModel hm;
     move_into(m, hm, s.mip);
     apply_settings(h, s, mip, qp);
+    // HiGHS reports its MIP log lines only while it logs (the lines of a
+    // silent run are dropped by the splitter).
+    if (mip && hooks.events && hooks.events->wants(CB_GLOBALLOG))
+      h.setOptionValue("output_flag", true);
     prepare_threads(h, s.threads);
     if (h.passModel(std::move(hm)) == HighsStatus::kError) {
       log.flush();
