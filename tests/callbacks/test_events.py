@@ -136,13 +136,90 @@ def test_bad_tuple_results_interrupt(kind, result, message, capsys):
     assert p.attributes.stopstatus == STOP_USER
 
 
-@pytest.mark.parametrize("kind", ["optnode", "prenode", "preintsol", "newnode", "infnode",
-                                  "nodecutoff", "chgbranchobject"])
-def test_node_kinds_refused_by_the_highs_search(kind):
+@pytest.mark.parametrize("kind", ["prenode", "newnode", "infnode", "nodecutoff",
+                                  "chgbranchobject"])
+def test_node_kinds_no_engine_serves_yet_are_refused(kind):
     p = read("egout.mps")
     getattr(p, "addcb" + kind)(lambda *a: None)
     with pytest.raises(quenda.SolverError, match=kind + " callback needs an engine"):
         p.solve()
+
+
+def test_optnode_moves_the_search_to_cbc_and_sees_each_node_relaxation(capfd):
+    p, x, rows = knapsacks()
+    p.solve()
+    best = p.getObjVal()
+    seen = []
+
+    def f(prob, data):
+        sol = prob.getSolution(x)
+        assert all(-1e-9 <= s <= 1 + 1e-9 for s in sol)
+        seen.append(prob.attributes.nodes)
+
+    p.addcboptnode(f)
+    p.setControl("loglevel", 1)
+    p.solve()
+    assert "Solving MIP with cbc" in capfd.readouterr().out
+    assert p.getObjVal() == pytest.approx(best)
+    assert len(seen) > 1 and seen == sorted(seen)
+
+
+def test_optnode_declaring_every_node_infeasible_leaves_no_solution():
+    p, _, _ = knapsacks()
+    p.addcboptnode(lambda prob, data: 1)
+    p.solve()
+    assert p.getProbStatusString() in ("mip_infeas", "mip_no_sol_found")
+
+
+def test_preintsol_rejection_excludes_solutions():
+    p, x, _ = knapsacks()
+    seen = []
+
+    def f(prob, data, soltype, cutoff):
+        sol = prob.getSolution(x)
+        assert all(abs(s - round(s)) < 1e-6 for s in sol)
+        seen.append(cutoff)
+        return (1 if sol[0] > 0.5 else 0), None
+
+    p.addcbpreintsol(f)
+    p.solve()
+    assert seen and p.getSolution(x[0]) < 0.5
+    q, y, _ = knapsacks()
+    q.addConstraint(y[0] == 0)
+    q.solve()
+    assert p.getObjVal() == pytest.approx(q.getObjVal())
+
+
+def test_preintsol_new_cutoff_prunes_the_search():
+    p, x, _ = knapsacks()
+    calls = []
+
+    def f(prob, data, soltype, cutoff):
+        calls.append(cutoff)
+        return None, 1e6  # no solution can beat this: the rest of the tree is pruned
+
+    p.addcbpreintsol(f)
+    p.solve()
+    assert len(calls) == 1
+
+
+@pytest.mark.parametrize("result", [None, (1,), ("a", None), (None, "b")])
+def test_preintsol_bad_result_interrupts(result, capsys):
+    p, _, _ = knapsacks()
+    p.addcbpreintsol(lambda *a: result)
+    p.solve()
+    assert ("Problem in PreIntSol callback: must return tuple of two elements, both being a "
+            "number or None.") in capsys.readouterr().err
+    assert p.attributes.stopstatus == STOP_USER
+
+
+@pytest.mark.parametrize("kind", ["optnode", "preintsol"])
+def test_node_kind_exception_reaches_the_caller(kind):
+    p, _, _ = knapsacks()
+    getattr(p, "addcb" + kind)(lambda *a: [][1])
+    with pytest.raises(IndexError):
+        p.solve()
+    assert p.attributes.stopstatus == STOP_USER
 
 
 def test_callbacks_during_a_solve_on_another_thread():

@@ -51,7 +51,9 @@ int QNDAgetpresolvesol(QNDAprob prob, double *x, double *slack, double *duals, d
 int QNDAgetmipsol(QNDAprob prob, double *x, double *slack) {
   return guard(prob, "QNDAgetmipsol", [&] {
     const SolveState &st = prob->results();
-    const bool mip_sol = st.mip_status == QNDA_MIP_OPTIMAL || st.mip_status == QNDA_MIP_SOLUTION;
+    // Inside a callback the event's solution (a node's relaxation too) is the answer.
+    const bool mip_sol = st.mip_status == QNDA_MIP_OPTIMAL || st.mip_status == QNDA_MIP_SOLUTION ||
+                         event_state(prob) != nullptr;
     if (!mip_sol || !st.has_solution)
       fail(QNDA_ERR_STATE, "no MIP solution available (run mipoptimize first)");
     copy_vec(st.x, x);

@@ -111,6 +111,24 @@ void CallbackDispatch::usersolnotify(const char *name, int status) {
     reinterpret_cast<QNDAcb_usersolnotify>(c.fn)(prob_, c.data, name, status);
 }
 
+void CallbackDispatch::optnode(const EventInfo &e, int *infeasible) {
+  if (!lists_.any(CB_OPTNODE)) return;
+  Scope scope(*this, e);
+  for (const CbEntry &c : lists_.snapshot(CB_OPTNODE)) {
+    reinterpret_cast<QNDAcb_optnode>(c.fn)(prob_, c.data, infeasible);
+    if (*infeasible) return;
+  }
+}
+
+void CallbackDispatch::preintsol(const EventInfo &e, int soltype, int *reject, double *cutoff) {
+  if (!lists_.any(CB_PREINTSOL)) return;
+  Scope scope(*this, e);
+  for (const CbEntry &c : lists_.snapshot(CB_PREINTSOL)) {
+    reinterpret_cast<QNDAcb_preintsol>(c.fn)(prob_, c.data, soltype, reject, cutoff);
+    if (*reject) return;
+  }
+}
+
 bool CallbackDispatch::targets_met(const EventInfo &e) const {
   if (!targets_set_) return false;
   if (e.has_incumbent) {

@@ -50,6 +50,11 @@ class CallbackDispatch {
   // call, then stops the search when a target is met.
   void gap_event(const EventInfo &e);
   void usersolnotify(const char *name, int status);
+  // Node kinds: e.x is the node's relaxation (optnode) or the candidate
+  // solution (preintsol); the outputs keep their value unless a callback
+  // writes them.
+  void optnode(const EventInfo &e, int *infeasible);
+  void preintsol(const EventInfo &e, int soltype, int *reject, double *cutoff);
   // Whether gap_event has anything to do (a callback, or targets set).
   bool gap_active() const { return wants(CB_GAPNOTIFY) || targets_set_; }
 

@@ -334,21 +334,31 @@ int mip_start_status(const FlatModel &fm, const std::vector<double> &x, double t
   return 1;
 }
 
+// The engine of an optimisation: the control's, except that a search with
+// node callbacks goes to the engine that exposes its nodes.
+std::string engine_for(const qnda_problem_s &prob, bool search) {
+  const unsigned kinds = prob.callbacks.registered();
+  if (search && (kinds & ((1u << CB_OPTNODE) | (1u << CB_PREINTSOL)))) return "cbc";
+  return prob.controls.get_str(QNDA_SOLVERNAME);
+}
+
 // The callbacks of this optimisation, or NULL when none is registered.
 // Fails when a kind is registered that the engine cannot fire.
 std::unique_ptr<CallbackDispatch> make_dispatch(qnda_problem_s &prob, const FlatModel &fm,
-                                                bool search, const EngineStart &start,
+                                                bool search, const char *engine_name,
+                                                const EngineStart &start,
                                                 std::atomic<int> &reason) {
   const unsigned kinds = prob.callbacks.registered();
   if (!kinds) return nullptr;
   if (search) {
+    const bool cbc = std::strcmp(engine_name, "cbc") == 0;
     for (CbKind k : {CB_PRENODE, CB_OPTNODE, CB_NEWNODE, CB_INFNODE, CB_NODECUTOFF, CB_PREINTSOL,
                      CB_CHGBRANCHOBJECT})
-      if (kinds & (1u << k))
+      if ((kinds & (1u << k)) && !(cbc && (k == CB_OPTNODE || k == CB_PREINTSOL)))
         fail(QNDA_ERR_UNSUPPORTED,
-             "the %s callback needs an engine that exposes its branch-and-bound; the "
-             "highs engine does not",
-             cb_kind_name(k));
+             "the %s callback needs an engine that exposes its branch-and-bound; the %s engine "
+             "does not serve it",
+             cb_kind_name(k), engine_name);
   }
   const Model &model = prob.model;
   // Read once here: events may come from several threads at once.
@@ -386,10 +396,11 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   st.clear_results();
   st.model_changed = false;
 
-  std::unique_ptr<Engine> engine = make_engine(ctl.get_str(QNDA_SOLVERNAME));
+  const std::string engine_name = engine_for(prob, s.mip && model.entity_count() > 0);
+  std::unique_ptr<Engine> engine = make_engine(engine_name);
   if (!engine)
-    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs)",
-         ctl.get_str(QNDA_SOLVERNAME).c_str());
+    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs, cbc)",
+         engine_name.c_str());
 
   FlattenOptions fo;
   fo.search = s.mip;
@@ -466,7 +477,8 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     emit_message(&prob, type, line.c_str());
   };
 
-  std::unique_ptr<CallbackDispatch> events = make_dispatch(prob, fm, search, start, reason);
+  std::unique_ptr<CallbackDispatch> events =
+      make_dispatch(prob, fm, search, engine->name(), start, reason);
   hooks.events = events.get();
 
   EngineResult r;

@@ -8,6 +8,7 @@
 
 #include "Highs.h"
 #include "core/messages.h"
+#include "engine/cbc/cbc_engine.h"
 #include "engine/engine.h"
 #include "engine/highs/highs_common.h"
 
@@ -450,6 +451,7 @@ std::unique_ptr<Engine> make_engine(const std::string &name) {
   std::string n;
   for (char c : name) n += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   if (n.empty() || n == "highs") return std::unique_ptr<Engine>(new HighsEngine());
+  if (n == "cbc") return make_cbc_engine();
   return nullptr;
 }
 

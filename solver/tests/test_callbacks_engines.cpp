@@ -1,6 +1,6 @@
-// The optimiser callbacks that the HiGHS engine fires: registration order
-// and removal, the event's results seen through the ordinary queries, and
-// the stops a callback asks for.
+// The optimiser callbacks as the engines fire them (HiGHS, and Cbc for the
+// node kinds): registration order and removal, the event's results seen
+// through the ordinary queries, and the stops a callback asks for.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -148,12 +148,12 @@ TEST_F(Callbacks, GapnotifyTargetStopsTheSearch) {
 
 void never(QNDAprob, void *, int *) {}
 
-TEST_F(Callbacks, NodeKindsAreRefusedByTheHighsSearch) {
+TEST_F(Callbacks, NodeKindsNoEngineServesAreRefused) {
   read("egout.mps");
-  ASSERT_EQ(QNDAaddcboptnode(p, never, nullptr, 0), 0);
+  ASSERT_EQ(QNDAaddcbprenode(p, never, nullptr, 0), 0);
   int code = 0;
   EXPECT_EQ(QNDAmipoptimize(p, ""), QNDA_ERR_UNSUPPORTED);
-  EXPECT_NE(last_error(&code).find("optnode callback"), std::string::npos);
+  EXPECT_NE(last_error(&code).find("prenode callback"), std::string::npos);
   // The relaxation has no nodes: nothing to refuse.
   EXPECT_EQ(QNDAlpoptimize(p, ""), 0);
 }
@@ -182,6 +182,38 @@ TEST_F(Callbacks, UsersolnotifyJudgesTheMipStart) {
 TEST_F(Callbacks, NullFunctionIsRefused) {
   EXPECT_EQ(QNDAaddcbintsol(p, nullptr, nullptr, 0), QNDA_ERR_ARGUMENT);
   EXPECT_EQ(QNDAremovecbintsol(p, nullptr, nullptr), 0);
+}
+
+// The node kinds move a search to the Cbc engine.
+void count_node(QNDAprob prob, void *data, int *) {
+  auto *s = static_cast<Seen *>(data);
+  ++s->calls;
+  int ncols = 0;
+  QNDAgetintattrib(prob, QNDA_COLS, &ncols);
+  std::vector<double> x(ncols);
+  EXPECT_EQ(QNDAgetlpsol(prob, x.data(), nullptr, nullptr, nullptr), 0);
+}
+
+void reject_all(QNDAprob, void *data, int, int *reject, double *) {
+  ++static_cast<Seen *>(data)->calls;
+  *reject = 1;
+}
+
+TEST_F(Callbacks, OptnodeAndPreintsolRunOnCbc) {
+  read("egout.mps");
+  Seen nodes, pre;
+  ASSERT_EQ(QNDAaddcboptnode(p, count_node, &nodes, 0), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+  double obj = 0.0;
+  QNDAgetdblattrib(p, QNDA_MIPOBJVAL, &obj);
+  EXPECT_NEAR(obj, 568.1007, 1e-3);
+  EXPECT_GE(nodes.calls, 1);
+  ASSERT_EQ(QNDAremovecboptnode(p, nullptr, nullptr), 0);
+  ASSERT_EQ(QNDAaddcbpreintsol(p, reject_all, &pre, 0), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+  EXPECT_GE(pre.calls, 1);
+  EXPECT_NE(attr(QNDA_MIPSTATUS), QNDA_MIP_OPTIMAL);
+  EXPECT_NE(attr(QNDA_MIPSTATUS), QNDA_MIP_SOLUTION);
 }
 
 }  // namespace
