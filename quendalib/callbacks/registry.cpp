@@ -100,14 +100,11 @@ removeCallback(problem_s *p, PyObject *function, PyObject *data, int kind, int u
 /* ------------------------------------------------------------------ */
 /* Problem methods                                                      */
 
-/* None after a call that worked, else NULL with the exception raised (the
- * library's last error when Python code raised none). */
+/* None after a call that worked, else NULL with the exception raised. */
 static PyObject *
 cb_result(PyObject *self, int failed)
 {
-    PyObject *res = failed ? NULL : Py_NewRef(Py_None);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, failed ? NULL : Py_NewRef(Py_None));
 }
 
 static PyObject *

@@ -195,7 +195,8 @@ class CbcEngine final : public Engine {
     model.setLogLevel(s.log_level >= 2 ? 1 : 0);
     model.messageHandler()->setLogLevel(s.log_level >= 2 ? 1 : 0);
     if (s.time_limit > 0 && s.time_limit < 1e20) model.setMaximumSeconds(s.time_limit);
-    if (s.max_nodes > 0) model.setMaximumNodes(static_cast<int>(std::min<long long>(s.max_nodes, 2000000000)));
+    if (s.max_nodes > 0)
+      model.setMaximumNodes(static_cast<int>(std::min<long long>(s.max_nodes, 2000000000)));
     if (s.max_mip_sols > 0) model.setMaximumSolutions(static_cast<int>(s.max_mip_sols));
     model.setAllowableFractionGap(std::max(0.0, s.mip_rel_gap));
     model.setAllowableGap(std::max(0.0, s.mip_abs_gap));
