@@ -31,6 +31,7 @@ struct RunState {
   // A cutoff set by preintsol, as a minimisation: Cbc lowers its own after
   // each solution and would forget ours.
   double user_cutoff = INFINITY;
+  double last_sol = INFINITY;  // objective (as a minimisation) of the last intsol
 };
 
 EventInfo event_info(const CbcModel &m, const RunState &rs) {
@@ -63,8 +64,11 @@ class Events final : public CbcEventHandler {
         break;
       case solution:
       case heuristicSolution:
+        // Cbc may report one solution under both events: only improvements count.
+        if (!model_->bestSolution() || !(model_->getObjValue() * rs_->sense < rs_->last_sol)) break;
+        rs_->last_sol = model_->getObjValue() * rs_->sense;
         ++rs_->sols;
-        if (ev && model_->bestSolution()) {
+        if (ev) {
           EventInfo e = event_info(*model_, *rs_);
           e.x = model_->bestSolution();
           ev->intsol(e);
