@@ -17,11 +17,12 @@ def tsp_by_preintsol(cities):
     x = [quenda.var(vartype=quenda.binary) for _ in arcs]
     xa = dict(zip(arcs, x))
     p = quenda.problem()
-    p.setControl("loglevel", 0)
     p.addVariable(x)
-    p.addConstraint(quenda.Sum(xa[i, j] for j in range(n) if j != i) == 1 for i in range(n))
-    p.addConstraint(quenda.Sum(xa[i, j] for i in range(n) if i != j) == 1 for j in range(n))
-    p.setObjective(quenda.Sum(dist[a] * xa[a] for a in arcs))
+    for k in range(n):  # each city left once and entered once
+        p.addConstraint([quenda.Sum(v for (i, _), v in xa.items() if i == k) == 1,
+                         quenda.Sum(v for (_, j), v in xa.items() if j == k) == 1])
+    p.setObjective(quenda.Sum(d * v for d, v in zip(dist.values(), x)))
+    p.setControl("loglevel", 0)
 
     def cycles(values):
         succ = {i: j for (i, j), v in zip(arcs, values) if v > 0.5}
