@@ -581,6 +581,12 @@ QNDA_API int QNDAreadbasis(QNDAprob prob, const char *filename, const char *flag
  * ---------------------------------------------------------------------- */
 typedef struct qnda_branchobj_s *QNDAbranchobject;
 
+/* Integer attribute: the engine of the last optimisation (a MIP search with
+ * an optnode or preintsol callback runs on Cbc). */
+#define QNDA_ENGINE_ATTR 1052
+#define QNDA_ENGINE_HIGHS 1
+#define QNDA_ENGINE_CBC 2
+
 /* Return nonzero to stop the optimisation (stop reason QNDA_STOP_USER). */
 typedef int (*QNDAcb_lplog)(QNDAprob prob, void *data);
 typedef int (*QNDAcb_barlog)(QNDAprob prob, void *data);

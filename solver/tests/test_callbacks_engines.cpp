@@ -208,6 +208,7 @@ TEST_F(Callbacks, OptnodeAndPreintsolRunOnCbc) {
   QNDAgetdblattrib(p, QNDA_MIPOBJVAL, &obj);
   EXPECT_NEAR(obj, 568.1007, 1e-3);
   EXPECT_GE(nodes.calls, 1);
+  EXPECT_EQ(attr(QNDA_ENGINE_ATTR), QNDA_ENGINE_CBC);
   ASSERT_EQ(QNDAremovecboptnode(p, nullptr, nullptr), 0);
   ASSERT_EQ(QNDAaddcbpreintsol(p, reject_all, &pre, 0), 0);
   ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();

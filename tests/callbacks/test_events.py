@@ -149,6 +149,7 @@ def test_optnode_moves_the_search_to_cbc_and_sees_each_node_relaxation(capfd):
     p, x, rows = knapsacks()
     p.solve()
     best = p.getObjVal()
+    assert p.attributes.engine == 1  # HiGHS
     seen = []
 
     def f(prob, data):
@@ -160,6 +161,7 @@ def test_optnode_moves_the_search_to_cbc_and_sees_each_node_relaxation(capfd):
     p.setControl("loglevel", 1)
     p.solve()
     assert "Solving MIP with cbc" in capfd.readouterr().out
+    assert p.attributes.engine == 2  # Cbc
     assert p.getObjVal() == pytest.approx(best)
     assert len(seen) > 1 and seen == sorted(seen)
 

@@ -140,6 +140,9 @@ constexpr CaInfo kCaTable[] = {
     QNDA_AT_INT(QNDA_ALGORITHM_ATTR, "algorithm",
                 "Algorithm of the last LP solve: 2 dual simplex, 3 primal simplex, 4 barrier "
                 "(0 before any)."),
+    QNDA_AT_INT(QNDA_ENGINE_ATTR, "engine",
+                "Engine of the last optimisation: 1 HiGHS, 2 Cbc (a MIP search with node "
+                "callbacks); 0 before any."),
     // --------------------------------------------------- double attributes
     QNDA_AT_DBL(QNDA_LPOBJVAL, "lpobjval", "Objective value of the last LP (or relaxation)."),
     QNDA_AT_DBL(QNDA_BESTBOUND, "bestbound", "Best bound of the last MIP solve."),

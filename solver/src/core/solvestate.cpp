@@ -62,6 +62,9 @@ bool solve_int_attrib(const SolveState &s, int id, QNDAint64 *value) {
     case QNDA_ALGORITHM_ATTR:
       *value = s.algorithm;
       return true;
+    case QNDA_ENGINE_ATTR:
+      *value = s.engine;
+      return true;
     default:
       return false;
   }

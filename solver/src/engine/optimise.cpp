@@ -445,6 +445,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   }
 
   st.was_mip = search;
+  st.engine = std::strcmp(engine->name(), "cbc") == 0 ? QNDA_ENGINE_CBC : QNDA_ENGINE_HIGHS;
 
   const int log_level = s.log_level;
   const char *what = search ? "MIP" : fm.has_quadratic() ? "QP" : "LP";
