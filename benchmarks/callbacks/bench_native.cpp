@@ -14,6 +14,7 @@ namespace {
 long long g_events = 0;
 
 void on_intsol(QNDAprob, void *) { ++g_events; }
+void on_optnode(QNDAprob, void *, int *) { ++g_events; }
 void on_message(QNDAprob, void *, const char *msg, int, int) {
   if (msg) ++g_events;
 }
@@ -45,8 +46,11 @@ int main(int argc, char **argv) {
   QNDAprob p;
   QNDAcreateprob(&p);
   load(p);
-  for (const char *kind : {"intsol", "message"}) {
+  for (const char *kind : {"intsol", "optnode", "message"}) {
     const bool msg = std::strcmp(kind, "message") == 0;
+    const bool node = std::strcmp(kind, "optnode") == 0;
+    // optnode runs on Cbc: the solve without it runs there too.
+    QNDAsetstrcontrol(p, QNDA_SOLVERNAME, node ? "cbc" : "highs");
     QNDAsetintcontrol(p, QNDA_LOGLEVEL, msg ? 1 : 0);
     QNDAsetintcontrol(p, QNDA_OUTPUTLOG, 0);
     double none = 1e30, with = 1e30;
@@ -57,6 +61,8 @@ int main(int argc, char **argv) {
       g_events = 0;
       if (msg)
         QNDAaddcbmessage(p, on_message, nullptr, 0);
+      else if (node)
+        QNDAaddcboptnode(p, on_optnode, nullptr, 0);
       else
         QNDAaddcbintsol(p, on_intsol, nullptr, 0);
       t = run(p, solves);
@@ -64,6 +70,8 @@ int main(int argc, char **argv) {
       events = g_events;
       if (msg)
         QNDAremovecbmessage(p, on_message, nullptr);
+      else if (node)
+        QNDAremovecboptnode(p, on_optnode, nullptr);
       else
         QNDAremovecbintsol(p, on_intsol, nullptr);
     }

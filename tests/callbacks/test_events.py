@@ -257,3 +257,14 @@ def test_view_kept_beyond_the_callback_is_an_empty_shell():
     assert kept and kept[0] is not p
     with pytest.raises(quenda.ModelError, match="Problem not initialized"):
         kept[0].getObjVal()
+
+
+@pytest.mark.parametrize("model, engine", [("egout.mps", 2), ("afiro.mps", 1)])
+def test_solvername_cbc_runs_mip_searches_only(model, engine):
+    p = read(model)
+    p.solve()
+    expected = p.getObjVal()
+    p.setControl("solvername", "cbc")
+    p.solve()
+    assert p.attributes.engine == engine
+    assert p.getObjVal() == pytest.approx(expected, rel=1e-6)

@@ -98,7 +98,8 @@ constexpr CaInfo kCaTable[] = {
     QNDA_CA_STR(QNDA_LOGFILE, "logfile", "",
                 "File that receives a copy of the problem's log; empty means none."),
     QNDA_CA_STR(QNDA_SOLVERNAME, "solvername", "highs",
-                "Engine of LP, MIP and QP solves; \"highs\" is the only one."),
+                "Engine of MIP searches: \"highs\" or \"cbc\" (LP and QP solves always "
+                "run on HiGHS; node callbacks move a search to Cbc)."),
     // -------------------------------------------------- integer attributes
     QNDA_AT_INT(QNDA_ROWS, "rows", "Rows of the problem."),
     QNDA_AT_INT(QNDA_SETS, "sets", "Special ordered sets of the problem."),

@@ -339,7 +339,8 @@ int mip_start_status(const FlatModel &fm, const std::vector<double> &x, double t
 std::string engine_for(const qnda_problem_s &prob, bool search) {
   const unsigned kinds = prob.callbacks.registered();
   if (search && (kinds & ((1u << CB_OPTNODE) | (1u << CB_PREINTSOL)))) return "cbc";
-  return prob.controls.get_str(QNDA_SOLVERNAME);
+  // Cbc is a MIP engine: LPs, QPs and relaxations stay with HiGHS.
+  return search ? prob.controls.get_str(QNDA_SOLVERNAME) : "highs";
 }
 
 // The callbacks of this optimisation, or NULL when none is registered.
