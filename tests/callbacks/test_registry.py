@@ -136,3 +136,48 @@ def test_removal_releases_references():
         p.addcbintsol(f, data)
     p.removecbintsol()
     assert (sys.getrefcount(f), sys.getrefcount(data)) == before
+
+
+@pytest.mark.parametrize("kind", ["intsol", "optnode", "message"])
+def test_events_leak_no_memory_and_no_references(kind):
+    import tracemalloc
+
+    p, x, _ = knapsacks(n=15)
+    p.setControl({"loglevel": 1, "outputlog": 0})
+    data = object()
+    calls = []
+
+    def f(prob, d, *rest):
+        calls.append(len(prob.getSolution(x)) if kind != "message" else rest[0])
+        return None
+
+    getattr(p, "addcb" + kind)(f, data)
+    p.solve()
+    calls.clear()
+    refs = sys.getrefcount(data), sys.getrefcount(f)
+    tracemalloc.start()
+    p.solve()
+    before = tracemalloc.get_traced_memory()[0]
+    for _ in range(5):
+        p.solve()
+        calls.clear()
+    grown = tracemalloc.get_traced_memory()[0] - before
+    tracemalloc.stop()
+    assert (sys.getrefcount(data), sys.getrefcount(f)) == refs
+    print(kind, grown, len(calls))
+    assert grown < 20000
+
+
+def test_a_callback_may_remove_itself_during_the_solve():
+    p, _, _ = knapsacks()
+    calls = []
+
+    def once(prob, data):
+        calls.append(1)
+        p.removecbintsol(once)
+
+    p.addcbintsol(once)
+    p.solve()
+    assert calls == [1]
+    p.solve()
+    assert calls == [1]
