@@ -181,3 +181,23 @@ def test_a_callback_may_remove_itself_during_the_solve():
     assert calls == [1]
     p.solve()
     assert calls == [1]
+
+
+def test_a_callback_may_remove_the_next_one_of_its_kind():
+    p, _, _ = knapsacks()
+    calls = []
+    data = [object()]
+
+    def first(prob, d):
+        if not calls:
+            p.removecbintsol(second)
+        calls.append("first")
+
+    def second(prob, d):
+        calls.append("second")
+
+    p.addcbintsol(first, None, 2)
+    p.addcbintsol(second, data[0], 1)
+    data.clear()  # the registry holds the only reference: removal frees it
+    p.solve()
+    assert calls and set(calls) == {"first"}

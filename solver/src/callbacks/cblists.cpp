@@ -17,17 +17,21 @@ void CallbackLists::add(CbKind k, void (*fn)(), void *data, int priority) {
   auto &l = lists_[k];
   auto pos =
       std::find_if(l.begin(), l.end(), [&](const CbEntry &e) { return e.priority < priority; });
-  l.insert(pos, CbEntry{fn, data, priority});
+  l.insert(pos, CbEntry{fn, data, priority, std::make_shared<std::atomic<bool>>(true)});
   counts_[k].store(static_cast<int>(l.size()));
 }
 
 void CallbackLists::remove(CbKind k, void (*fn)(), void *data) {
   std::lock_guard<std::mutex> lk(mu_);
   auto &l = lists_[k];
-  l.erase(std::remove_if(
-              l.begin(), l.end(),
-              [&](const CbEntry &e) { return !fn || (e.fn == fn && (!data || e.data == data)); }),
-          l.end());
+  std::vector<CbEntry> kept;
+  for (CbEntry &e : l) {
+    if (!fn || (e.fn == fn && (!data || e.data == data)))
+      e.alive->store(false, std::memory_order_release);
+    else
+      kept.push_back(std::move(e));
+  }
+  l.swap(kept);
   counts_[k].store(static_cast<int>(l.size()));
 }
 

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -40,6 +41,10 @@ struct CbEntry {
   void (*fn)();  // the callback, cast back to its kind's type when called
   void *data;
   int priority;
+  // Cleared on removal, so that an event whose snapshot still holds the
+  // entry does not call it once its owner may have freed data.
+  std::shared_ptr<std::atomic<bool>> alive;
+  bool live() const { return alive->load(std::memory_order_acquire); }
 };
 
 class CallbackLists {

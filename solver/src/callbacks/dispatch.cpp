@@ -78,7 +78,7 @@ void CallbackDispatch::log_event(CbKind k, const EventInfo &e) {
   if (!lists_.any(k)) return;
   Scope scope(*this, e);
   for (const CbEntry &c : lists_.snapshot(k))
-    if (reinterpret_cast<QNDAcb_lplog>(c.fn)(prob_, c.data) != 0) {
+    if (c.live() && reinterpret_cast<QNDAcb_lplog>(c.fn)(prob_, c.data) != 0) {
       interrupt_(QNDA_STOP_USER);
       return;
     }
@@ -88,6 +88,7 @@ void CallbackDispatch::bariteration(const EventInfo &e) {
   if (!lists_.any(CB_BARITERATION)) return;
   Scope scope(*this, e);
   for (const CbEntry &c : lists_.snapshot(CB_BARITERATION)) {
+    if (!c.live()) continue;
     int action = 0;
     reinterpret_cast<QNDAcb_bariteration>(c.fn)(prob_, c.data, &action);
     if (action != 0) {
@@ -101,20 +102,21 @@ void CallbackDispatch::intsol(const EventInfo &e) {
   if (!lists_.any(CB_INTSOL)) return;
   Scope scope(*this, e);
   for (const CbEntry &c : lists_.snapshot(CB_INTSOL))
-    reinterpret_cast<QNDAcb_intsol>(c.fn)(prob_, c.data);
+    if (c.live()) reinterpret_cast<QNDAcb_intsol>(c.fn)(prob_, c.data);
 }
 
 void CallbackDispatch::usersolnotify(const char *name, int status) {
   if (!lists_.any(CB_USERSOLNOTIFY)) return;
   Scope scope(*this, EventInfo());
   for (const CbEntry &c : lists_.snapshot(CB_USERSOLNOTIFY))
-    reinterpret_cast<QNDAcb_usersolnotify>(c.fn)(prob_, c.data, name, status);
+    if (c.live()) reinterpret_cast<QNDAcb_usersolnotify>(c.fn)(prob_, c.data, name, status);
 }
 
 void CallbackDispatch::optnode(const EventInfo &e, int *infeasible) {
   if (!lists_.any(CB_OPTNODE)) return;
   Scope scope(*this, e);
   for (const CbEntry &c : lists_.snapshot(CB_OPTNODE)) {
+    if (!c.live()) continue;
     reinterpret_cast<QNDAcb_optnode>(c.fn)(prob_, c.data, infeasible);
     if (*infeasible) return;
   }
@@ -124,6 +126,7 @@ void CallbackDispatch::preintsol(const EventInfo &e, int soltype, int *reject, d
   if (!lists_.any(CB_PREINTSOL)) return;
   Scope scope(*this, e);
   for (const CbEntry &c : lists_.snapshot(CB_PREINTSOL)) {
+    if (!c.live()) continue;
     reinterpret_cast<QNDAcb_preintsol>(c.fn)(prob_, c.data, soltype, reject, cutoff);
     if (*reject) return;
   }
@@ -152,6 +155,7 @@ void CallbackDispatch::gap_event(const EventInfo &e) {
     last_dual_ = e.dual_bound;
     Scope scope(*this, e);
     for (const CbEntry &c : lists_.snapshot(CB_GAPNOTIFY)) {
+      if (!c.live()) continue;
       double t[4] = {targets_[0], targets_[1], targets_[2], targets_[3]};
       reinterpret_cast<QNDAcb_gapnotify>(c.fn)(prob_, c.data, &t[0], &t[1], &t[2], &t[3]);
       for (int i = 0; i < 4; ++i)
