@@ -23,13 +23,15 @@ SOURCE = (".c", ".cc", ".cpp", ".h", ".hh", ".hpp")
 SOLVER = {
     "include": [],
     "core": ["include"],
+    "callbacks": ["include", "core"],
     "controls": ["include", "core"],
-    "model": ["include", "core", "controls"],
-    "engine": ["include", "core", "controls", "model"],
-    "nonlinear": ["include", "core", "controls", "model", "engine"],
-    "io": ["include", "core", "controls", "model", "engine"],
-    "analysis": ["include", "core", "controls", "model", "engine"],
-    "api": ["include", "core", "controls", "model", "engine", "io", "nonlinear", "analysis"],
+    "model": ["include", "core", "callbacks", "controls"],
+    "engine": ["include", "core", "callbacks", "controls", "model"],
+    "nonlinear": ["include", "core", "callbacks", "controls", "model", "engine"],
+    "io": ["include", "core", "callbacks", "controls", "model", "engine"],
+    "analysis": ["include", "core", "callbacks", "controls", "model", "engine"],
+    "api": ["include", "core", "callbacks", "controls", "model", "engine", "io", "nonlinear",
+            "analysis"],
 }
 
 # api/, callbacks/ and nonlinear/ stand side by side: each may use the

@@ -129,6 +129,27 @@ branchobj_dealloc(PyObject *self)
 PyTypeObject quenda_branchobjType =
     HANDLE_TYPE("quenda.branchobj", sizeof(branchobj_s), branchobj_dealloc, 0, "Branching object");
 
+PyObject *
+branchobj_wrap(PyObject *prob, void *handle)
+{
+    branchobj_s *bo = PyObject_New(branchobj_s, &quenda_branchobjType);
+    if (bo == NULL)
+        return NULL;
+    bo->handle = handle;
+    bo->prob = Py_XNewRef(prob);
+    return (PyObject *)bo;
+}
+
+void *
+branchobj_detach(PyObject *self)
+{
+    branchobj_s *bo = (branchobj_s *)self;
+    void *handle = bo->handle;
+    bo->handle = NULL;
+    Py_CLEAR(bo->prob);
+    return handle;
+}
+
 int
 api_init(void)
 {

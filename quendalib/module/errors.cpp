@@ -91,3 +91,52 @@ quendamod_getlasterror(PyObject *self, PyObject *noargs)
 done:
     return quenda_result(NULL, res);
 }
+
+/* ------------------------------------------------------------------ */
+/* The exception of a failed callback.  The library may call back on its
+ * own threads, whose thread states end with the event, so the exception
+ * is moved here and given back to the thread that ran the optimisation
+ * when the call returns.  Only the first one is kept: every later event is
+ * skipped while it waits. */
+
+static PyObject *quenda_cb_type, *quenda_cb_value, *quenda_cb_tb; /* owned, or NULL */
+
+void
+quenda_cb_error_save(void)
+{
+    PyObject *t, *v, *tb;
+    PyErr_Fetch(&t, &v, &tb);
+    if (t == NULL)
+        return;
+    if (quenda_cb_type != NULL) {
+        Py_XDECREF(t);
+        Py_XDECREF(v);
+        Py_XDECREF(tb);
+        return;
+    }
+    quenda_cb_type = t;
+    quenda_cb_value = v;
+    quenda_cb_tb = tb;
+}
+
+int
+quenda_cb_error_pending(void)
+{
+    return quenda_cb_type != NULL || PyErr_Occurred() != NULL;
+}
+
+int
+quenda_cb_error_restore(void)
+{
+    if (quenda_cb_type == NULL)
+        return PyErr_Occurred() != NULL;
+    if (PyErr_Occurred()) {
+        Py_CLEAR(quenda_cb_type);
+        Py_CLEAR(quenda_cb_value);
+        Py_CLEAR(quenda_cb_tb);
+        return 1;
+    }
+    PyErr_Restore(quenda_cb_type, quenda_cb_value, quenda_cb_tb);
+    quenda_cb_type = quenda_cb_value = quenda_cb_tb = NULL;
+    return 1;
+}

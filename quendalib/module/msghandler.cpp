@@ -6,8 +6,9 @@
  * the library with the one trampoline, wrapper_msghandler, so the entry
  * lives as long as its registration.  The library may log from its own
  * threads, so the trampoline takes the interpreter lock itself.  An
- * exception raised by a handler is reported as unraisable (it cannot
- * travel back through the library) and cleared. */
+ * exception raised by a handler waits in the session's callback-error slot
+ * (quenda_cb_error_save) and surfaces when the optimisation call returns;
+ * no handler sees a line while it waits. */
 #include "module/handles.h"
 #include "module/session.h"
 
@@ -21,12 +22,12 @@ wrapper_msghandler(QNDAprob prob, void *data, const char *msg, int len, int msgt
     PyObject *callback = NULL, *udata = NULL, *obj = NULL, *ptr = NULL, *args = NULL;
     PyObject *res = NULL;
 
-    if (PyErr_Occurred())
+    if (quenda_cb_error_pending())
         goto done; /* a pending exception must surface first */
     if (entry == NULL || !PyList_Check(entry) || PyList_GET_SIZE(entry) < 2) {
         PyErr_SetString(PyExc_RuntimeError,
                         "Incorrect general environment message handler detected");
-        PyErr_WriteUnraisable(NULL);
+        quenda_cb_error_save();
         goto done;
     }
     Py_INCREF(entry); /* a handler may remove itself while it runs */
@@ -43,7 +44,7 @@ wrapper_msghandler(QNDAprob prob, void *data, const char *msg, int len, int msgt
     res = PyObject_CallObject(callback, args);
 report:
     if (res == NULL)
-        PyErr_WriteUnraisable(callback);
+        quenda_cb_error_save();
     Py_XDECREF(res);
     Py_XDECREF(args);
     Py_XDECREF(obj);

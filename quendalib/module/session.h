@@ -107,6 +107,16 @@ typedef void (*quenda_lasterror_fn)(PyObject *owner, int *code, char *msg, int m
 int quenda_add_error_source(PyTypeObject *type, quenda_lasterror_fn lasterror,
                             const char *unidentified);
 
+/* The exception of a failed callback (module/errors.cpp), under the
+ * interpreter lock.  save moves the raised exception into the session's
+ * slot (keeping the first); pending says whether one waits there or is
+ * raised; restore raises the waiting one again on the calling thread and
+ * returns 1 when an exception is now raised.  Optimisation calls restore it
+ * when they return. */
+void quenda_cb_error_save(void);
+int quenda_cb_error_pending(void);
+int quenda_cb_error_restore(void);
+
 /* SIGINT hand-over around optimisation calls; both return sigaction's result. */
 int setSigIntHandler(void);
 int resetSigIntHandler(void);
@@ -142,6 +152,12 @@ static inline PyObject *
 Py_NewRef(PyObject *o)
 {
     Py_INCREF(o);
+    return o;
+}
+static inline PyObject *
+Py_XNewRef(PyObject *o)
+{
+    Py_XINCREF(o);
     return o;
 }
 #endif

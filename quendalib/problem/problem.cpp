@@ -279,6 +279,8 @@ problem_copy(PyObject *self, PyObject *noargs)
         goto done;
     if (problem_maps_copy(dst, src) != 0)
         goto done;
+    if (problem_copy_callbacks_hook != NULL && problem_copy_callbacks_hook(dst, src) != 0)
+        goto done;
     for (k = 0; k < 3; k++) {
         PyObject *from = k == 0 ? src->vars : k == 1 ? src->cons : src->sos;
         PyObject *to = k == 0 ? dst->vars : k == 1 ? dst->cons : dst->sos;
@@ -356,6 +358,8 @@ static PyMethodDef problem_life_methods[] = {{"reset", problem_reset, METH_NOARG
 static PyMethodDef problem_methods[PROBLEM_MAXMETHODS + 1];
 static PyMethodDef *problem_extra_tables[PROBLEM_MAXTABLES];
 static int problem_nextra = 0;
+
+int (*problem_copy_callbacks_hook)(problem_s *dst, problem_s *src) = NULL;
 
 int
 problem_add_methods(PyMethodDef *table)

@@ -7,6 +7,7 @@
 #include <Python.h>
 
 #include "problem/alloc.h"
+#include "problem/attribute.h"
 #include "problem/conv.h"
 #include "problem/control.h"
 #include "problem/files.h"
@@ -26,6 +27,10 @@ PyObject *problem_new(void);
  * before the type is readied); the table must live as long as the module.
  * 0, or -1 with an exception set. */
 int problem_add_methods(PyMethodDef *table);
+
+/* Copies the callbacks of src to dst (set by the callback layer; NULL until
+ * then).  0, or -1 with an exception set. */
+extern int (*problem_copy_callbacks_hook)(problem_s *dst, problem_s *src);
 
 /* Gathers the type's method table from the problem's parts; call before
  * readying the type.  0, or -1 with an exception set. */

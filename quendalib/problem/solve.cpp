@@ -267,7 +267,7 @@ problem_solve(PyObject *self, PyObject *args, PyObject *kwargs)
     resetSigIntHandler();
 
     /* A callback's exception wins over the library's code: it is the cause. */
-    if (rc != 0 || PyErr_Occurred())
+    if (quenda_cb_error_restore() || rc != 0)
         goto done;
     res = Py_NewRef(Py_None);
 done:

@@ -665,6 +665,92 @@ QNDA_API int QNDArestore(QNDAprob prob, const char *probname, const char *flags)
  * norm 1 (||B||_1 ||B^-1||_1, Hager's estimator), ifscaled 0. */
 QNDA_API int QNDAbasisstability(QNDAprob prob, int type, int norm, int ifscaled, double *value);
 
+/* ------------------------------------------------------------------------
+ * Callbacks of an optimisation
+ *
+ * Each kind keeps a list per problem: callbacks with a higher priority run
+ * first, equal priorities in the order they were added.  The same function
+ * may be added several times (with the same or other data); removing with
+ * a NULL function removes every callback of the kind, with NULL data every
+ * registration of the function.  Lists may be changed from any thread, also
+ * while an optimisation runs.  Inside a callback, the result queries
+ * (QNDAgetlpsol, QNDAgetmipsol) and the solve attributes of the problem
+ * handed to the callback answer for the event: the solution just found, the
+ * node counts, bounds and gap of the running search.
+ *
+ * Which engine serves which kind: docs/callbacks.md.  A kind the chosen
+ * engine cannot fire makes the optimisation fail with a message rather than
+ * run without it.
+ * ---------------------------------------------------------------------- */
+typedef struct qnda_branchobj_s *QNDAbranchobject;
+
+/* Integer attribute: the engine of the last optimisation (a MIP search with
+ * an optnode or preintsol callback runs on Cbc). */
+#define QNDA_ENGINE_ATTR 1060
+#define QNDA_ENGINE_HIGHS 1
+#define QNDA_ENGINE_CBC 2
+
+/* Return nonzero to stop the optimisation (stop reason QNDA_STOP_USER). */
+typedef int (*QNDAcb_lplog)(QNDAprob prob, void *data);
+typedef int (*QNDAcb_barlog)(QNDAprob prob, void *data);
+typedef int (*QNDAcb_globallog)(QNDAprob prob, void *data);
+typedef int (*QNDAcb_cutlog)(QNDAprob prob, void *data);
+/* *action: 0 continue, nonzero stops the barrier (QNDA_STOP_USER). */
+typedef void (*QNDAcb_bariteration)(QNDAprob prob, void *data, int *action);
+/* An improving MIP solution was found; QNDAgetmipsol gives it. */
+typedef void (*QNDAcb_intsol)(QNDAprob prob, void *data);
+/* Called when the incumbent or the bound of the search moved.  The four
+ * targets (relative gap, absolute gap, objective value, bound) arrive as the
+ * ones in force, an unset one as a value that is never met (+-QNDA_INFINITY);
+ * the running search stops (QNDA_STOP_MIPGAP) as soon as one target is met:
+ * a gap at or below its target, an incumbent at least as good as the
+ * objective target, a bound that reaches the bound target. */
+typedef void (*QNDAcb_gapnotify)(QNDAprob prob, void *data, double *relgaptarget,
+                                 double *absgaptarget, double *objtarget, double *boundtarget);
+/* A user solution (the MIP start of QNDAloadmipsol, named "mipstart") was
+ * looked at: status 1 feasible, 4 infeasible (bounds, rows or integrality
+ * violated), 5 of the wrong length. */
+typedef void (*QNDAcb_usersolnotify)(QNDAprob prob, void *data, const char *solname, int status);
+/* Node events of the branch-and-bound search. */
+typedef void (*QNDAcb_infnode)(QNDAprob prob, void *data);
+typedef void (*QNDAcb_nodecutoff)(QNDAprob prob, void *data, int node);
+typedef void (*QNDAcb_newnode)(QNDAprob prob, void *data, int parentnode, int node, int branch);
+/* *feas: set nonzero to declare the node infeasible. */
+typedef void (*QNDAcb_optnode)(QNDAprob prob, void *data, int *feas);
+typedef void (*QNDAcb_prenode)(QNDAprob prob, void *data, int *nodeinfeas);
+/* soltype 0 from a node relaxation, 1 from a heuristic; *reject nonzero
+ * rejects it; *cutoff may be lowered (raised when maximising). */
+typedef void (*QNDAcb_preintsol)(QNDAprob prob, void *data, int soltype, int *reject,
+                                 double *cutoff);
+typedef void (*QNDAcb_chgbranchobject)(QNDAprob prob, void *data, QNDAbranchobject branch,
+                                       QNDAbranchobject *newbranch);
+/* Worker problems of a parallel search: created and ended. */
+typedef void (*QNDAcb_mipthread)(QNDAprob prob, void *data, QNDAprob threadprob);
+typedef void (*QNDAcb_destroymt)(QNDAprob prob, void *data);
+
+#define QNDA_CALLBACK_PAIR(kind)                                                          \
+  QNDA_API int QNDAaddcb##kind(QNDAprob prob, QNDAcb_##kind f, void *data, int priority); \
+  QNDA_API int QNDAremovecb##kind(QNDAprob prob, QNDAcb_##kind f, void *data);
+QNDA_CALLBACK_PAIR(bariteration)
+QNDA_CALLBACK_PAIR(barlog)
+QNDA_CALLBACK_PAIR(chgbranchobject)
+QNDA_CALLBACK_PAIR(cutlog)
+QNDA_CALLBACK_PAIR(destroymt)
+QNDA_CALLBACK_PAIR(gapnotify)
+QNDA_CALLBACK_PAIR(globallog)
+QNDA_CALLBACK_PAIR(infnode)
+QNDA_CALLBACK_PAIR(intsol)
+QNDA_CALLBACK_PAIR(lplog)
+QNDA_CALLBACK_PAIR(mipthread)
+QNDA_CALLBACK_PAIR(newnode)
+QNDA_CALLBACK_PAIR(nodecutoff)
+QNDA_CALLBACK_PAIR(optnode)
+QNDA_CALLBACK_PAIR(preintsol)
+QNDA_CALLBACK_PAIR(prenode)
+QNDA_CALLBACK_PAIR(usersolnotify)
+#undef QNDA_CALLBACK_PAIR
+/* The message kind is QNDAaddcbmessage / QNDAremovecbmessage above. */
+
 #ifdef __cplusplus
 }
 #endif

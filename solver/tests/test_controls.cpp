@@ -200,7 +200,7 @@ INSTANTIATE_TEST_SUITE_P(
                QNDA_ERR_VALUE,
                "QNDAsetdblcontrol: value nan of control feastol out of its range [1e-10, 1]"},
         BadSet{"engine", [](QNDAprob p) { return QNDAsetstrcontrol(p, QNDA_SOLVERNAME, "xyz"); },
-               QNDA_ERR_VALUE, "QNDAsetstrcontrol: unknown engine \"xyz\" (known: highs)"},
+               QNDA_ERR_VALUE, "QNDAsetstrcontrol: unknown engine \"xyz\" (known: highs, cbc)"},
         BadSet{"null string",
                [](QNDAprob p) { return QNDAsetstrcontrol(p, QNDA_LOGFILE, nullptr); },
                QNDA_ERR_ARGUMENT, "QNDAsetstrcontrol: null value for string control logfile"}),

@@ -81,18 +81,44 @@ def test_remove_by_identity_of_data(lib, handlers):
     assert seen and all(d is d2 for d in seen)
 
 
-def test_exception_in_handler_is_reported_and_cleared(lib, handlers, monkeypatch):
-    reported = []
-    monkeypatch.setattr(sys, "unraisablehook", lambda u: reported.append(u.exc_type))
+def _logging_problem():
+    p = quenda.problem()
+    x = quenda.var()
+    p.addVariable(x)
+    p.addConstraint(x >= 1)
+    p.setObjective(x)
+    p.setControl("loglevel", 1)
+    return p
+
+
+def test_handler_gets_the_log_of_two_problems(handlers):
+    seen = []
+    f = lambda obj, d, ptr, msg, length, msgtype: seen.append(obj)  # noqa: E731
+    quenda.addcbmsghandler(f, None, 0)
+    handlers.append((f, None))
+    p, q = _logging_problem(), _logging_problem()
+    p.solve()
+    q.solve()
+    assert len({repr(o) for o in seen}) == 2
+
+
+def test_exception_in_handler_stops_the_lines_and_reaches_the_solve(handlers):
+    calls = []
 
     def bad(*a):
+        calls.append(a[3])
         raise ValueError("boom")
 
     quenda.addcbmsghandler(bad, None, 0)
     handlers.append((bad, None))
-    _solve_empty(lib)
-    assert reported and set(reported) == {ValueError}
-    assert quenda.getversion()  # nothing left pending
+    p = _logging_problem()
+    with pytest.raises(ValueError, match="boom"):
+        p.solve()
+    assert len(calls) == 1
+    quenda.removecbmsghandler(bad, None)
+    handlers.clear()
+    p.solve()  # nothing left pending
+    assert p.getObjVal() == 1
 
 
 @pytest.mark.parametrize("func, args, message", [

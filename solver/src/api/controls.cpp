@@ -74,7 +74,7 @@ const CaInfo &attribute(int id, bool want_int) {
 QNDAint64 int_attrib(const qnda_problem_s &prob, int id) {
   attribute(id, true);
   QNDAint64 v = 0;
-  if (solve_int_attrib(prob.solve, id, &v)) return v;
+  if (solve_int_attrib(prob.results(), id, &v)) return v;
   const Model &m = prob.model;
   switch (id) {
     case QNDA_ROWS:
@@ -121,7 +121,7 @@ QNDAint64 int_attrib(const qnda_problem_s &prob, int id) {
 double dbl_attrib(const qnda_problem_s &prob, int id) {
   attribute(id, false);
   double v = 0.0;
-  if (solve_dbl_attrib(prob.solve, id, &v)) return v;
+  if (solve_dbl_attrib(prob.results(), id, &v)) return v;
   if (id == QNDA_OBJCONSTANT) return prob.model.obj_constant();
   return 0.0;
 }

@@ -22,7 +22,7 @@ extern "C" {
 
 int QNDAgetlpsol(QNDAprob prob, double *x, double *slack, double *duals, double *djs) {
   return guard(prob, "QNDAgetlpsol", [&] {
-    const SolveState &st = prob->solve;
+    const SolveState &st = prob->results();
     if (x || slack) need_solution(st);
     if ((duals || djs) && !st.has_duals)
       fail(QNDA_ERR_STATE, st.was_mip ? "no dual solution after a MIP search"
@@ -38,7 +38,7 @@ int QNDAgetpresolvesol(QNDAprob prob, double *x, double *slack, double *duals, d
   // Presolve stays inside the engine: the problem seen from outside is the
   // original one, so its solution is the presolved problem's too.
   return guard(prob, "QNDAgetpresolvesol", [&] {
-    const SolveState &st = prob->solve;
+    const SolveState &st = prob->results();
     if (x || slack) need_solution(st);
     if ((duals || djs) && !st.has_duals) fail(QNDA_ERR_STATE, "no dual solution available");
     copy_vec(st.x, x);
@@ -50,8 +50,10 @@ int QNDAgetpresolvesol(QNDAprob prob, double *x, double *slack, double *duals, d
 
 int QNDAgetmipsol(QNDAprob prob, double *x, double *slack) {
   return guard(prob, "QNDAgetmipsol", [&] {
-    const SolveState &st = prob->solve;
-    const bool mip_sol = st.mip_status == QNDA_MIP_OPTIMAL || st.mip_status == QNDA_MIP_SOLUTION;
+    const SolveState &st = prob->results();
+    // Inside a callback the event's solution (a node's relaxation too) is the answer.
+    const bool mip_sol = st.mip_status == QNDA_MIP_OPTIMAL || st.mip_status == QNDA_MIP_SOLUTION ||
+                         event_state(prob) != nullptr;
     if (!mip_sol || !st.has_solution)
       fail(QNDA_ERR_STATE, "no MIP solution available (run mipoptimize first)");
     copy_vec(st.x, x);

@@ -103,7 +103,8 @@ constexpr CaInfo kCaTable[] = {
     QNDA_CA_STR(QNDA_LOGFILE, "logfile", "",
                 "File that receives a copy of the problem's log; empty means none."),
     QNDA_CA_STR(QNDA_SOLVERNAME, "solvername", "highs",
-                "Engine of LP, MIP and QP solves; \"highs\" is the only one."),
+                "Engine of MIP searches: \"highs\" or \"cbc\" (LP and QP solves always "
+                "run on HiGHS; node callbacks move a search to Cbc)."),
     // -------------------------------------------------- integer attributes
     QNDA_AT_INT(QNDA_ROWS, "rows", "Rows of the problem."),
     QNDA_AT_INT(QNDA_SETS, "sets", "Special ordered sets of the problem."),
@@ -147,6 +148,9 @@ constexpr CaInfo kCaTable[] = {
     QNDA_AT_INT(QNDA_ALGORITHM_ATTR, "algorithm",
                 "Algorithm of the last LP solve: 2 dual simplex, 3 primal simplex, 4 barrier "
                 "(0 before any)."),
+    QNDA_AT_INT(QNDA_ENGINE_ATTR, "engine",
+                "Engine of the last optimisation: 1 HiGHS, 2 Cbc (a MIP search with node "
+                "callbacks); 0 before any."),
     // --------------------------------------------------- double attributes
     QNDA_AT_DBL(QNDA_LPOBJVAL, "lpobjval", "Objective value of the last LP (or relaxation)."),
     QNDA_AT_DBL(QNDA_BESTBOUND, "bestbound", "Best bound of the last MIP solve."),

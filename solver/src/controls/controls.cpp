@@ -110,7 +110,8 @@ void Controls::set_str(int id, const char *value) {
   if (id == QNDA_SOLVERNAME) {
     std::string v(value);
     for (char &ch : v) ch = static_cast<char>(std::tolower(static_cast<unsigned char>(ch)));
-    if (v != "highs") fail(QNDA_ERR_VALUE, "unknown engine \"%s\" (known: highs)", value);
+    if (v != "highs" && v != "cbc")
+      fail(QNDA_ERR_VALUE, "unknown engine \"%s\" (known: highs, cbc)", value);
     strs_[k] = v;
     return;
   }

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "callbacks/dispatch.h"
 #include "core/solvestate.h"
 #include "engine/flatmodel.h"
 #include "model/problem.h"
@@ -97,6 +98,9 @@ struct EngineHooks {
   std::function<bool()> stop;
   // One line of the engine's log and its type (MsgType of core/messages.h).
   std::function<void(int msgtype, const std::string &line)> log;
+  // The problem's callbacks; NULL when none is registered, so that a solve
+  // without callbacks does no work for them.
+  CallbackDispatch *events = nullptr;
 };
 
 class Engine : public KeptEngine {

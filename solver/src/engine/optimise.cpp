@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstring>
 #include <initializer_list>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -304,7 +305,8 @@ Engine *kept_engine(qnda_problem_s &prob, const std::string &name) {
   if (kept && canonical && std::strcmp(canonical, kept->name()) == 0) return kept;
   std::unique_ptr<Engine> engine = make_engine(name);
   if (!engine)
-    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs)", name.c_str());
+    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs, cbc)",
+         name.c_str());
   prob.engine = std::move(engine);
   return static_cast<Engine *>(prob.engine.get());
 }
@@ -312,6 +314,82 @@ Engine *kept_engine(qnda_problem_s &prob, const std::string &name) {
 }  // namespace
 
 int lp_status_from(EngineStatus s) { return lp_status_of(s); }
+
+// How a MIP start fares against the model the engine gets: 1 feasible, 4
+// infeasible, 5 of the wrong length (the codes of usersolnotify).
+int mip_start_status(const FlatModel &fm, const std::vector<double> &x, double tol) {
+  if (static_cast<int>(x.size()) < fm.orig_cols) return 5;
+  for (int j = 0; j < fm.orig_cols; ++j) {
+    if (x[j] < fm.lb[j] - tol || x[j] > fm.ub[j] + tol) {
+      const bool semi = fm.has_integers() && (fm.kind[j] == ColKind::SemiContinuous ||
+                                              fm.kind[j] == ColKind::SemiInteger);
+      if (!(semi && std::fabs(x[j]) <= tol)) return 4;
+    }
+    if (fm.has_integers() && fm.kind[j] != ColKind::Continuous &&
+        std::fabs(x[j] - std::round(x[j])) > tol)
+      return 4;
+  }
+  if (fm.ncols > fm.orig_cols) return 1;  // the reformulation's columns are the engine's to fill
+  std::vector<double> act(fm.nrows, 0.0);
+  for (int j = 0; j < fm.ncols; ++j)
+    for (int k = fm.start[j]; k < fm.start[j + 1]; ++k) act[fm.index[k]] += fm.value[k] * x[j];
+  for (int i = 0; i < fm.nrows; ++i)
+    if (act[i] < fm.rowlo[i] - tol * (1 + std::fabs(fm.rowlo[i])) ||
+        act[i] > fm.rowup[i] + tol * (1 + std::fabs(fm.rowup[i])))
+      return 4;
+  return 1;
+}
+
+// The engine of an optimisation: the control's, except that a search with
+// node callbacks goes to the engine that exposes its nodes.
+std::string engine_for(const qnda_problem_s &prob, bool search) {
+  const unsigned kinds = prob.callbacks.registered();
+  if (search && (kinds & ((1u << CB_OPTNODE) | (1u << CB_PREINTSOL)))) return "cbc";
+  // Cbc is a MIP engine: LPs, QPs and relaxations stay with HiGHS.
+  return search ? prob.controls.get_str(QNDA_SOLVERNAME) : "highs";
+}
+
+// The callbacks of this optimisation, or NULL when none is registered.
+// Fails when a kind is registered that the engine cannot fire.
+std::unique_ptr<CallbackDispatch> make_dispatch(qnda_problem_s &prob, const FlatModel &fm,
+                                                bool search, const char *engine_name,
+                                                const EngineStart &start,
+                                                std::atomic<int> &reason) {
+  const unsigned kinds = prob.callbacks.registered();
+  if (!kinds) return nullptr;
+  if (search) {
+    const bool cbc = std::strcmp(engine_name, "cbc") == 0;
+    for (CbKind k : {CB_PRENODE, CB_OPTNODE, CB_NEWNODE, CB_INFNODE, CB_NODECUTOFF, CB_PREINTSOL,
+                     CB_CHGBRANCHOBJECT})
+      if ((kinds & (1u << k)) && !(cbc && (k == CB_OPTNODE || k == CB_PREINTSOL)))
+        fail(QNDA_ERR_UNSUPPORTED,
+             "the %s callback needs an engine that exposes its branch-and-bound; the %s engine "
+             "does not serve it",
+             cb_kind_name(k), engine_name);
+  }
+  const Model &model = prob.model;
+  // Read once here: events may come from several threads at once.
+  const SparseMatrix::Csc a = model.csc();
+  CallbackDispatch::FillSolution fill = [&model, a](const double *x, SolveState &st) {
+    const int n = model.ncols(), m = model.nrows();
+    st.x.assign(x, x + n);
+    std::vector<double> act(m, 0.0);
+    for (int j = 0; j < n; ++j)
+      for (QNDAint64 k = a.start[j]; k < a.start[j + 1]; ++k) act[a.index[k]] += a.value[k] * x[j];
+    st.slack.resize(m);
+    for (int i = 0; i < m; ++i) st.slack[i] = model.rhs()[i] - act[i];
+  };
+  CallbackDispatch::Interrupt interrupt = [&prob, &reason](int why) {
+    int expected = 0;
+    if (reason.compare_exchange_strong(expected, why)) prob.interrupt.store(why);
+  };
+  auto d = std::unique_ptr<CallbackDispatch>(
+      new CallbackDispatch(&prob, prob.callbacks, fm.sense, fill, interrupt));
+  if (search && !start.mip_start.empty())
+    d->usersolnotify("mipstart",
+                     mip_start_status(fm, start.mip_start, prob.controls.get_dbl(QNDA_FEASTOL)));
+  return d;
+}
 
 void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const auto t0 = std::chrono::steady_clock::now();
@@ -325,7 +403,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   st.clear_results();
   st.model_changed = false;
 
-  Engine *engine = kept_engine(prob, ctl.get_str(QNDA_SOLVERNAME));
+  Engine *engine = kept_engine(prob, engine_for(prob, s.mip && model.entity_count() > 0));
 
   FlattenOptions fo;
   fo.search = s.mip;
@@ -371,6 +449,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   }
 
   st.was_mip = search;
+  st.engine = std::strcmp(engine->name(), "cbc") == 0 ? QNDA_ENGINE_CBC : QNDA_ENGINE_HIGHS;
 
   const int log_level = s.log_level;
   const char *what = search                    ? (quadratic_route ? "MIQP" : "MIP")
@@ -405,6 +484,10 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   hooks.log = [&prob](int type, const std::string &line) {
     emit_message(&prob, type, line.c_str());
   };
+
+  std::unique_ptr<CallbackDispatch> events =
+      make_dispatch(prob, fm, search, engine->name(), start, reason);
+  hooks.events = events.get();
 
   EngineResult r;
   if (int pending = prob.interrupt.load()) {
@@ -517,6 +600,9 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
       emit_messagef(&prob, MSG_INFO, "The model is not convex: the solution is locally optimal");
   }
   flush_messages(&prob);
+  // A message handler may have asked to stop while the summary was written:
+  // that belongs to this optimisation, not to the next one.
+  prob.interrupt.store(0);
 
   if (r.status == EngineStatus::NonConvex) fail(QNDA_ERR_UNSUPPORTED, "%s", r.message.c_str());
   if (r.status == EngineStatus::Error)

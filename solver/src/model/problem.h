@@ -8,6 +8,8 @@
 #include <memory>
 #include <string>
 
+#include "callbacks/cblists.h"
+#include "callbacks/dispatch.h"
 #include "controls/controls.h"
 #include "core/error.h"
 #include "core/guard.h"
@@ -45,6 +47,8 @@ struct qnda_problem_s {
   // Handlers of this problem's messages (QNDAaddcbmessage).
   qnda::HandlerList handlers;
   std::shared_ptr<qnda::AnalysisState> analysis;
+  // The optimiser callbacks (QNDAaddcb...).
+  qnda::CallbackLists callbacks;
   // The engine of the last optimisation with its model and basis.
   std::unique_ptr<qnda::KeptEngine> engine;
 
@@ -62,6 +66,12 @@ struct qnda_problem_s {
   void model_changed() {
     solve.invalidate();
     analysis.reset();
+  }
+  // The results the queries answer with: the event's inside a callback on
+  // this thread, else the last solve's.
+  const qnda::SolveState &results() const {
+    const qnda::SolveState *ev = qnda::event_state(this);
+    return ev ? *ev : solve;
   }
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -10,6 +11,7 @@
 
 #include "Highs.h"
 #include "core/messages.h"
+#include "engine/cbc/cbc_engine.h"
 #include "engine/engine.h"
 #include "engine/highs/highs_common.h"
 #include "engine/highs/highs_sync.h"
@@ -81,12 +83,84 @@ struct CallbackData {
   LineSplitter *log = nullptr;
   std::atomic<long long> improving{0};
   std::atomic<bool> interrupted{false};
+  bool mip = false;
+  // Iteration counts at the last lplog and barrier events.
+  std::atomic<long long> lplog_at{-1}, bar_at{-1};
 };
+
+// Simplex iterations between two lplog events.
+constexpr long long kLpLogInterval = 100;
+
+EventInfo event_info(const HighsCallbackOutput *out, const CallbackData &cb) {
+  EventInfo e;
+  e.running_time = out->running_time;
+  e.simplex_iter = std::max<long long>(0, out->simplex_iteration_count);
+  e.barrier_iter = std::max<long long>(0, out->ipm_iteration_count);
+  if (cb.mip) {
+    e.simplex_iter = std::max<long long>(e.simplex_iter, out->mip_total_lp_iterations);
+    e.nodes = std::max<int64_t>(0, out->mip_node_count);
+    e.mip_sols = cb.improving;
+    e.primal_bound = out->mip_primal_bound;
+    e.dual_bound = out->mip_dual_bound;
+    e.gap = out->mip_gap;
+    e.has_incumbent =
+        std::isfinite(out->mip_primal_bound) && std::fabs(out->mip_primal_bound) < kHighsInf;
+  } else {
+    e.dual_bound = out->objective_function_value;
+  }
+  return e;
+}
+
+// The problem's callbacks at HiGHS's events (events is not NULL).
+void fire_events(int type, const HighsCallbackOutput *out, CallbackData &cb) {
+  CallbackDispatch &ev = *cb.hooks->events;
+  switch (type) {
+    case kCallbackSimplexInterrupt: {
+      if (!ev.wants(CB_LPLOG)) break;
+      const long long it = out->simplex_iteration_count, last = cb.lplog_at;
+      if (last >= 0 && it - last < kLpLogInterval) break;
+      cb.lplog_at = it;
+      ev.log_event(CB_LPLOG, event_info(out, cb));
+      break;
+    }
+    case kCallbackIpmInterrupt: {
+      // HiGHS polls more than once per iteration (and some polls carry no
+      // count): one event per new iteration.
+      const long long it = out->ipm_iteration_count;
+      if (it <= cb.bar_at) break;
+      cb.bar_at = it;
+      EventInfo e = event_info(out, cb);
+      ev.bariteration(e);
+      ev.log_event(CB_BARLOG, e);
+      break;
+    }
+    case kCallbackMipInterrupt:
+      if (ev.gap_active()) ev.gap_event(event_info(out, cb));
+      break;
+    case kCallbackMipImprovingSolution: {
+      EventInfo e = event_info(out, cb);
+      if (static_cast<int>(out->mip_solution.size()) > 0) e.x = out->mip_solution.data();
+      ev.intsol(e);
+      if (ev.gap_active()) ev.gap_event(e);
+      break;
+    }
+    case kCallbackMipLogging:
+      ev.log_event(CB_GLOBALLOG, event_info(out, cb));
+      break;
+    case kCallbackMipGetCutPool:
+      ev.log_event(CB_CUTLOG, event_info(out, cb));
+      break;
+    default:
+      break;
+  }
+}
 
 void highs_callback(int type, const std::string &message, const HighsCallbackOutput *out,
                     HighsCallbackInput *in, void *user) {
   auto *cb = static_cast<CallbackData *>(user);
   if (!cb->hooks) return;
+  if (type == kCallbackMipImprovingSolution) ++cb->improving;
+  if (cb->hooks->events && type != kCallbackLogging) fire_events(type, out, *cb);
   switch (type) {
     case kCallbackLogging:
       cb->log->add(out->log_type, message);
@@ -98,9 +172,6 @@ void highs_callback(int type, const std::string &message, const HighsCallbackOut
       // optimisation, which may have been stopped.
       in->user_interrupt = cb->hooks->stop && cb->hooks->stop();
       if (in->user_interrupt) cb->interrupted = true;
-      break;
-    case kCallbackMipImprovingSolution:
-      ++cb->improving;
       break;
     default:
       break;
@@ -237,6 +308,7 @@ class CallbackScope {
   CallbackScope(CallbackData &cb, const EngineHooks &hooks, LineSplitter &log) : cb_(cb) {
     cb.improving = 0;
     cb.interrupted = false;
+    cb.lplog_at = cb.bar_at = -1;
     cb.log = &log;
     cb.hooks = &hooks;
   }
@@ -344,9 +416,15 @@ class HighsEngine final : public Engine {
     LineSplitter log(hooks, s.log_level);
     CallbackData &cb = cb_;
     CallbackScope scope(cb, hooks, log);
+    // The kinds with a cost of their own run only when a callback wants them.
+    const bool globallog = hooks.events && hooks.events->wants(CB_GLOBALLOG);
+    const bool cutlog = hooks.events && hooks.events->wants(CB_CUTLOG);
+    globallog ? h.startCallback(kCallbackMipLogging) : h.stopCallback(kCallbackMipLogging);
+    cutlog ? h.startCallback(kCallbackMipGetCutPool) : h.stopCallback(kCallbackMipGetCutPool);
 
     const int ncols = m.ncols, nrows = m.nrows;
     const bool mip = s.mip && m.has_integers();
+    cb.mip = mip;
     const bool qp = m.has_quadratic();
     const double offset = m.obj_constant;
     // Options of the last optimisation go first: only what differs from
@@ -354,6 +432,10 @@ class HighsEngine final : public Engine {
     if (!fresh_) h.resetOptions();
     fresh_ = false;
     apply_settings(h, s, mip, qp);
+    // HiGHS reports its MIP log lines only while it logs (the lines of a
+    // silent run are dropped by the splitter).
+    if (mip && hooks.events && hooks.events->wants(CB_GLOBALLOG))
+      h.setOptionValue("output_flag", true);
     prepare_threads(h, s.threads);
 
     const std::vector<HighsVarType> integ = engine_integrality(m, s.mip);
@@ -489,11 +571,14 @@ class HighsEngine final : public Engine {
 const char *engine_name(const std::string &name) {
   std::string n;
   for (char c : name) n += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return n.empty() || n == "highs" ? "highs" : nullptr;
+  if (n.empty() || n == "highs") return "highs";
+  return n == "cbc" ? "cbc" : nullptr;
 }
 
 std::unique_ptr<Engine> make_engine(const std::string &name) {
-  if (engine_name(name)) return std::unique_ptr<Engine>(new HighsEngine());
+  const char *n = engine_name(name);
+  if (n && std::strcmp(n, "highs") == 0) return std::unique_ptr<Engine>(new HighsEngine());
+  if (n && std::strcmp(n, "cbc") == 0) return make_cbc_engine();
   return nullptr;
 }
 

@@ -1,0 +1,221 @@
+// The optimiser callbacks as the engines fire them (HiGHS, and Cbc for the
+// node kinds): registration order and removal, the event's results seen
+// through the ordinary queries, and the stops a callback asks for.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "test_fixture.h"
+#include "test_solve_helpers.h"
+
+namespace {
+
+// A problem read from an instance, solving silently.
+class Callbacks : public qtest::OneProblem {
+ protected:
+  void read(const char *file) {
+    ASSERT_EQ(QNDAreadprob(p, qtest::instance(file).c_str(), ""), 0) << last_error();
+    QNDAsetintcontrol(p, QNDA_LOGLEVEL, 0);
+  }
+  int attr(int id) {
+    int v = -1;
+    QNDAgetintattrib(p, id, &v);
+    return v;
+  }
+};
+
+struct Seen {
+  std::vector<int> order;
+  int calls = 0;
+  long long last_nodes = -1;
+  double max_violation = 0.0;
+  int stop_after = -1;  // return "stop" on this call
+};
+
+int count_log(QNDAprob, void *data) {
+  auto *s = static_cast<Seen *>(data);
+  return ++s->calls == s->stop_after ? 1 : 0;
+}
+
+void tagged_intsol(QNDAprob, void *data) {
+  auto *pair = static_cast<std::pair<Seen *, int> *>(data);
+  pair->first->order.push_back(pair->second);
+}
+
+// Checks that the solution of the event satisfies the rows (slack sign).
+void checking_intsol(QNDAprob prob, void *data) {
+  auto *s = static_cast<Seen *>(data);
+  ++s->calls;
+  int ncols = 0, nrows = 0;
+  QNDAgetintattrib(prob, QNDA_COLS, &ncols);
+  QNDAgetintattrib(prob, QNDA_ROWS, &nrows);
+  std::vector<double> x(ncols), slack(nrows), rhs(nrows);
+  std::vector<char> type(nrows);
+  ASSERT_EQ(QNDAgetmipsol(prob, x.data(), slack.data()), 0);
+  QNDAgetrowtype(prob, type.data(), 0, nrows - 1);
+  for (int i = 0; i < nrows; ++i) {
+    double v = 0.0;
+    if (type[i] == 'L') v = std::max(0.0, -slack[i]);
+    if (type[i] == 'G') v = std::max(0.0, slack[i]);
+    if (type[i] == 'E') v = std::fabs(slack[i]);
+    s->max_violation = std::max(s->max_violation, v);
+  }
+  int nodes = 0;
+  QNDAgetintattrib(prob, QNDA_NODES, &nodes);
+  EXPECT_GE(nodes, s->last_nodes);
+  s->last_nodes = nodes;
+}
+
+TEST_F(Callbacks, IntsolSeesFeasibleSolutionsWithGrowingNodeCounts) {
+  read("egout.mps");
+  Seen s;
+  ASSERT_EQ(QNDAaddcbintsol(p, checking_intsol, &s, 0), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  EXPECT_GE(s.calls, 1);
+  EXPECT_LT(s.max_violation, 1e-5);
+  // Outside the callback the queries answer for the solve again.
+  EXPECT_EQ(attr(QNDA_MIPSTATUS), QNDA_MIP_OPTIMAL);
+}
+
+TEST_F(Callbacks, HigherPriorityRunsFirstThenOrderOfAddition) {
+  read("egout.mps");
+  Seen s;
+  std::pair<Seen *, int> a{&s, 1}, b{&s, 2}, c{&s, 3}, d{&s, 4};
+  ASSERT_EQ(QNDAaddcbintsol(p, tagged_intsol, &a, 0), 0);
+  ASSERT_EQ(QNDAaddcbintsol(p, tagged_intsol, &b, 5), 0);
+  ASSERT_EQ(QNDAaddcbintsol(p, tagged_intsol, &c, 0), 0);
+  ASSERT_EQ(QNDAaddcbintsol(p, tagged_intsol, &d, 0), 0);
+  ASSERT_EQ(QNDAremovecbintsol(p, tagged_intsol, &d), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  ASSERT_GE(s.order.size(), 3u);
+  EXPECT_EQ(std::vector<int>(s.order.begin(), s.order.begin() + 3), (std::vector<int>{2, 1, 3}));
+  s.order.clear();
+  ASSERT_EQ(QNDAremovecbintsol(p, nullptr, nullptr), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  EXPECT_TRUE(s.order.empty());
+}
+
+struct LogCase {
+  const char *name;
+  const char *file;
+  const char *flags;
+  int (*add)(QNDAprob, int (*)(QNDAprob, void *), void *, int);
+};
+
+class LogKinds : public Callbacks, public ::testing::WithParamInterface<LogCase> {};
+
+TEST_P(LogKinds, FiresAndNonzeroStopsWithTheUserReason) {
+  const LogCase &c = GetParam();
+  read(c.file);
+  Seen s;
+  ASSERT_EQ(c.add(p, count_log, &s, 0), 0);
+  const bool mip = c.flags[0] == 'm';
+  ASSERT_EQ(mip ? QNDAmipoptimize(p, "") : QNDAlpoptimize(p, c.flags), 0) << last_error();
+  EXPECT_GE(s.calls, 1);
+  read(c.file);  // afresh: a warm re-solve may need no iteration at all
+  Seen stop;
+  stop.stop_after = 1;
+  ASSERT_EQ(c.add(p, count_log, &stop, 10), 0);
+  ASSERT_EQ(mip ? QNDAmipoptimize(p, "") : QNDAlpoptimize(p, c.flags), 0);
+  EXPECT_EQ(attr(QNDA_STOPSTATUS), QNDA_STOP_USER);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    HiGHS, LogKinds,
+    ::testing::Values(LogCase{"lplog", "perold.mps", "d", QNDAaddcblplog},
+                      LogCase{"barlog", "perold.mps", "b", QNDAaddcbbarlog},
+                      LogCase{"globallog", "gesa2.mps", "m", QNDAaddcbgloballog}),
+    [](const ::testing::TestParamInfo<LogCase> &i) { return std::string(i.param.name); });
+
+void relgap_target(QNDAprob, void *data, double *rel, double *, double *, double *) {
+  ++static_cast<Seen *>(data)->calls;
+  *rel = 0.5;
+}
+
+TEST_F(Callbacks, GapnotifyTargetStopsTheSearch) {
+  Seen s;
+  double gap = 0.0;
+  read("gesa2.mps");
+  ASSERT_EQ(QNDAaddcbgapnotify(p, relgap_target, &s, 0), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  QNDAgetdblattrib(p, QNDA_MIPRELGAP, &gap);
+  EXPECT_GE(s.calls, 1);
+  EXPECT_EQ(attr(QNDA_STOPSTATUS), QNDA_STOP_MIPGAP);
+  EXPECT_EQ(attr(QNDA_MIPSTATUS), QNDA_MIP_SOLUTION);
+  EXPECT_LE(gap, 0.5);
+}
+
+void never(QNDAprob, void *, int *) {}
+
+TEST_F(Callbacks, NodeKindsNoEngineServesAreRefused) {
+  read("egout.mps");
+  ASSERT_EQ(QNDAaddcbprenode(p, never, nullptr, 0), 0);
+  int code = 0;
+  EXPECT_EQ(QNDAmipoptimize(p, ""), QNDA_ERR_UNSUPPORTED);
+  EXPECT_NE(last_error(&code).find("prenode callback"), std::string::npos);
+  // The relaxation has no nodes: nothing to refuse.
+  EXPECT_EQ(QNDAlpoptimize(p, ""), 0);
+}
+
+void usersol(QNDAprob, void *data, const char *name, int status) {
+  auto *s = static_cast<Seen *>(data);
+  s->order.push_back(status);
+  EXPECT_STREQ(name, "mipstart");
+}
+
+TEST_F(Callbacks, UsersolnotifyJudgesTheMipStart) {
+  read("egout.mps");
+  Seen s;
+  ASSERT_EQ(QNDAaddcbusersolnotify(p, usersol, &s, 0), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  std::vector<double> x(attr(QNDA_COLS));
+  ASSERT_EQ(QNDAgetmipsol(p, x.data(), nullptr), 0);
+  ASSERT_EQ(QNDAloadmipsol(p, x.data(), nullptr), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  for (double &v : x) v += 0.5;
+  ASSERT_EQ(QNDAloadmipsol(p, x.data(), nullptr), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  EXPECT_EQ(s.order, (std::vector<int>{1, 4}));
+}
+
+TEST_F(Callbacks, NullFunctionIsRefused) {
+  EXPECT_EQ(QNDAaddcbintsol(p, nullptr, nullptr, 0), QNDA_ERR_ARGUMENT);
+  EXPECT_EQ(QNDAremovecbintsol(p, nullptr, nullptr), 0);
+}
+
+// The node kinds move a search to the Cbc engine.
+void count_node(QNDAprob prob, void *data, int *) {
+  auto *s = static_cast<Seen *>(data);
+  ++s->calls;
+  int ncols = 0;
+  QNDAgetintattrib(prob, QNDA_COLS, &ncols);
+  std::vector<double> x(ncols);
+  EXPECT_EQ(QNDAgetlpsol(prob, x.data(), nullptr, nullptr, nullptr), 0);
+}
+
+void reject_all(QNDAprob, void *data, int, int *reject, double *) {
+  ++static_cast<Seen *>(data)->calls;
+  *reject = 1;
+}
+
+TEST_F(Callbacks, OptnodeAndPreintsolRunOnCbc) {
+  read("egout.mps");
+  Seen nodes, pre;
+  ASSERT_EQ(QNDAaddcboptnode(p, count_node, &nodes, 0), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+  double obj = 0.0;
+  QNDAgetdblattrib(p, QNDA_MIPOBJVAL, &obj);
+  EXPECT_NEAR(obj, 568.1007, 1e-3);
+  EXPECT_GE(nodes.calls, 1);
+  EXPECT_EQ(attr(QNDA_ENGINE_ATTR), QNDA_ENGINE_CBC);
+  ASSERT_EQ(QNDAremovecboptnode(p, nullptr, nullptr), 0);
+  ASSERT_EQ(QNDAaddcbpreintsol(p, reject_all, &pre, 0), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+  EXPECT_GE(pre.calls, 1);
+  EXPECT_NE(attr(QNDA_MIPSTATUS), QNDA_MIP_OPTIMAL);
+  EXPECT_NE(attr(QNDA_MIPSTATUS), QNDA_MIP_SOLUTION);
+}
+
+}  // namespace
