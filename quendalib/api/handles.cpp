@@ -5,6 +5,7 @@
  * of them owns what it points to, so deallocation releases only the Python
  * object (and, for a branching object, its problem). */
 #include "api/api.h"
+#include "api/wrap.h"
 
 #include "module/session.h"
 
@@ -130,6 +131,12 @@ PyTypeObject quenda_branchobjType =
 int
 api_init(void)
 {
+    PyMethodDef *tables[] = {api_load_methods, api_change_methods, api_query_methods,
+                             api_solution_methods};
+    for (PyMethodDef *t : tables) {
+        if (problem_add_methods(t) != 0)
+            return -1;
+    }
     return quenda_add_error_source(&quenda_branchobjType, branchobj_getlasterror,
                                    "Unidentified error associated with a branching object");
 }

@@ -5,6 +5,7 @@
 #include "problem/conv.h"
 
 #include "algebra/constraint.h"
+#include "algebra/exprtype.h"
 #include "algebra/maps.h"
 #include "algebra/sos.h"
 #include "algebra/var.h"
@@ -689,6 +690,72 @@ done:
     qarr_free((void **)&letters);
     qarr_free((void **)&limits);
     return ret;
+}
+
+PyObject *
+conv_new_constraint(PyObject *name, char rowtype, double rhs, double range)
+{
+    constraint_object *c =
+        (constraint_object *)quenda_constraintType.tp_alloc(&quenda_constraintType, 0);
+    if (c == NULL)
+        return NULL;
+    c->id = qnda_py_env.concounter++;
+    c->name = name != NULL ? Py_NewRef(name) : quenda_id_name('R', c->id);
+    c->body = NULL;
+    c->lb = -QUENDA_INFINITY;
+    c->ub = QUENDA_INFINITY;
+    if (c->name == NULL) {
+        Py_DECREF(c);
+        return NULL;
+    }
+    switch (rowtype) {
+    case 'E': c->lb = c->ub = rhs; break;
+    case 'G': c->lb = rhs; break;
+    case 'L': c->ub = rhs; break;
+    case 'R':
+        c->ub = rhs;
+        c->lb = rhs - range;
+        break;
+    default: break;
+    }
+    return (PyObject *)c;
+}
+
+int
+addRowsAsConstraints(PyObject *prob, PyObject *names, const char *rowtype, const double *rhs,
+                     const double *range, int firstRow, int n)
+{
+    problem_s *p = (problem_s *)prob;
+    int i;
+
+    if (names != NULL && names != Py_None &&
+        (!PyList_Check(names) || PyList_GET_SIZE(names) != n)) {
+        PyErr_SetString(quenda_ModelError, "Incorrect length of constraint name list");
+        return -1;
+    }
+    if (n < 1)
+        return 0;
+    if (problem_maps_ensure(p) != 0)
+        return -1;
+    if (p->cons == NULL && (p->cons = PyList_New(0)) == NULL)
+        return -1;
+    for (i = 0; i < n; i++) {
+        PyObject *name = names != NULL && names != Py_None ? PyList_GET_ITEM(names, i) : NULL;
+        PyObject *c =
+            conv_new_constraint(name, rowtype != NULL ? rowtype[i] : 'N',
+                                rhs != NULL ? rhs[i] : 0.0, range != NULL ? range[i] : 0.0);
+        int rc = c == NULL ? -1 : PyList_Append(p->cons, c);
+        if (rc == 0 && rowcolmap_set(PROBLEM_CONMAP(p), ((constraint_object *)c)->id,
+                                     (uint32_t)(firstRow + i)) != 0) {
+            PyErr_SetString(quenda_InterfaceError,
+                            "Internal error -- Could not amend constraint map");
+            rc = -1;
+        }
+        Py_XDECREF(c);
+        if (rc != 0)
+            return -1;
+    }
+    return 0;
 }
 
 /* ------------------------------------------------------------------ */

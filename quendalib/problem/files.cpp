@@ -20,6 +20,7 @@
 #include "algebra/var.h"
 #include "module/session.h"
 #include "problem/alloc.h"
+#include "problem/conv.h"
 #include "problem/maps.h"
 #include "problem/object.h"
 #include "problem/solve.h"
@@ -160,23 +161,6 @@ done:
     return ret;
 }
 
-/* A constraint with no body and free bounds.  New reference or NULL. */
-static PyObject *
-files_new_constraint(PyObject *name)
-{
-    constraint_object *c =
-        (constraint_object *)quenda_constraintType.tp_alloc(&quenda_constraintType, 0);
-    if (c == NULL)
-        return NULL;
-    c->id = qnda_py_env.concounter++;
-    Py_INCREF(name);
-    c->name = name;
-    c->body = NULL;
-    c->lb = -QUENDA_INFINITY;
-    c->ub = QUENDA_INFINITY;
-    return (PyObject *)c;
-}
-
 static int
 files_read_rows(problem_s *p, namechunk *nc, int n)
 {
@@ -193,20 +177,10 @@ files_read_rows(problem_s *p, namechunk *nc, int n)
         PyObject *name = files_name(p, nc, QNDA_NAMES_ROWS, i, n);
         if (name == NULL)
             goto done;
-        c = (constraint_object *)files_new_constraint(name);
+        c = (constraint_object *)conv_new_constraint(name, type[i], rhs[i], range[i]);
         Py_DECREF(name);
         if (c == NULL)
             goto done;
-        switch (type[i]) {
-        case 'E': c->lb = c->ub = rhs[i]; break;
-        case 'G': c->lb = rhs[i]; break;
-        case 'L': c->ub = rhs[i]; break;
-        case 'R':
-            c->ub = rhs[i];
-            c->lb = rhs[i] - range[i];
-            break;
-        default: break;
-        }
         if (files_register(p->cons, p->conmap, (PyObject *)c, c->id, i,
                            "Cannot read constraint from problem") != 0)
             goto done;
