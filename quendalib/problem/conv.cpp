@@ -322,10 +322,38 @@ conv_from_ndarray(PyObject *obj, void *arr, Py_ssize_t len, int kind)
         Py_DECREF(c);
         return 1;
     }
+    if (kind == CONV_CHAR && (t == NPY_STRING || t == NPY_UNICODE)) {
+        /* The first character of each item, as str items would give. */
+        npy_intp stride = PyArray_STRIDE(a, 0);
+        const char *src = (const char *)PyArray_DATA(a);
+        for (i = 0; i < len; i++, src += stride) {
+            Py_UCS4 ch = 0;
+            if (t == NPY_STRING)
+                ch = PyArray_ITEMSIZE(a) > 0 ? (unsigned char)src[0] : 0;
+            else if (PyArray_ITEMSIZE(a) >= 4)
+                memcpy(&ch, src, sizeof ch);
+            if (ch == 0) {
+                PyErr_SetString(quenda_ModelError, "Character expected, found an empty string");
+                return -1;
+            }
+            ((char *)arr)[i] = (char)ch;
+        }
+        return 1;
+    }
     if (kind != CONV_ROW && kind != CONV_COL && kind != CONV_INT && kind != CONV_INT64)
         return 0;
     if (t != NPY_INT && t != NPY_LONG && t != NPY_LONGLONG)
         return 0;
+    if ((t == NPY_INT && kind != CONV_INT64) || (PyArray_ITEMSIZE(a) == 8 && kind == CONV_INT64)) {
+        /* Same width: one copy (cast only when not contiguous). */
+        c = (PyArrayObject *)PyArray_FROM_OTF(obj, kind == CONV_INT64 ? NPY_LONGLONG : NPY_INT,
+                                              NPY_ARRAY_IN_ARRAY);
+        if (c == NULL)
+            return -1;
+        memcpy(arr, PyArray_DATA(c), (size_t)len * PyArray_ITEMSIZE(c));
+        Py_DECREF(c);
+        return 1;
+    }
     c = (PyArrayObject *)PyArray_FROM_OTF(obj, NPY_LONGLONG, NPY_ARRAY_IN_ARRAY);
     if (c == NULL)
         return -1;
