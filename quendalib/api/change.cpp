@@ -24,13 +24,17 @@ chg_arrays(PyObject *self, PyObject *args, PyObject *kwargs)
     void *arr[3] = {NULL, NULL, NULL};
     api_arrays a(self);
     QNDAint64 n = -1;
-    int narr = 0;
+    int narr = 0, w = 0, opt = 0;
+    char format[8];
     problem_s *p;
 
-    while (narr < 3 && D->kw[narr] != NULL)
-        narr++;
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, narr == 2 ? "OO" : "OOO", (char **)D->kw, &o[0],
-                                     &o[1], &o[2]))
+    for (; narr < 3 && D->kw[narr] != NULL; narr++) {
+        if (D->optional[narr] && !opt++)
+            format[w++] = '|';
+        format[w++] = 'O';
+    }
+    format[w] = '\0';
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, format, (char **)D->kw, &o[0], &o[1], &o[2]))
         return NULL;
     if ((p = api_prob(self)) == NULL)
         return NULL;
@@ -105,6 +109,22 @@ static const chg_desc chg_indicators = {{"mrows", "inds", "comps", NULL},
                                         "Must provide arguments mrows, inds, comps",
                                         CHG_CALL(
                                             QNDAsetindicators(prob, (int)n, I(0), I(1), I(2)))};
+
+static const chg_desc chg_modelcuts = {{"mrows", NULL},
+                                       {CONV_ROW},
+                                       {0},
+                                       "Must provide argument mrows",
+                                       CHG_CALL(QNDAloadmodelcuts(prob, (int)n, I(0)))};
+static const chg_desc chg_delayedrows = {{"mrows", NULL},
+                                         {CONV_ROW},
+                                         {0},
+                                         "Must provide argument mrows",
+                                         CHG_CALL(QNDAloaddelayedrows(prob, (int)n, I(0)))};
+static const chg_desc chg_branchdirs = {{"mcols", "mbranch", NULL},
+                                        {CONV_COL, CONV_INT},
+                                        {0, 1},
+                                        "Must provide argument mcols",
+                                        CHG_CALL(QNDAloadbranchdirs(prob, (int)n, I(0), I(1)))};
 
 #undef I
 #undef D
@@ -265,8 +285,10 @@ QNDA_PY_loadmipsol(PyObject *self, PyObject *args, PyObject *kwargs)
     Py_RETURN_NONE;
 }
 
+/* loadbasis and loadpresolvebasis. */
+template<int (*F)(QNDAprob, const int *, const int *)>
 static PyObject *
-QNDA_PY_loadbasis(PyObject *self, PyObject *args, PyObject *kwargs)
+chg_basis(PyObject *self, PyObject *args, PyObject *kwargs)
 {
     static const char *kwlist[] = {"rstatus", "cstatus", NULL};
     PyObject *ro = NULL, *co = NULL;
@@ -284,7 +306,7 @@ QNDA_PY_loadbasis(PyObject *self, PyObject *args, PyObject *kwargs)
     }
     if (a.in(ro, &rows, &rs, CONV_INT) || a.in(co, &cols, &cs, CONV_INT))
         return NULL;
-    if (QNDAloadbasis(p->prob, rs, cs) != 0)
+    if (F(p->prob, rs, cs) != 0)
         return api_fail(self);
     Py_RETURN_NONE;
 }
@@ -332,6 +354,16 @@ PyMethodDef api_change_methods[] =
       "setindicators(mrows, inds, comps)\n\nMake rows mrows indicator rows of the binary columns "
       "inds: comps[k] 1 activates the row when the column is 1, -1 when it is 0, 0 makes the "
       "row ordinary again." CHG_DOC_LISTS},
+     {"loadmodelcuts", API_KW(chg_arrays<&chg_modelcuts>),
+      "loadmodelcuts(mrows)\n\nMark rows as model cuts: rows the engine may use from the "
+      "start."},
+     {"loaddelayedrows", API_KW(chg_arrays<&chg_delayedrows>),
+      "loaddelayedrows(mrows)\n\nMark rows as delayed (lazy): left out of the first "
+      "relaxation and added when a solution violates them; every solution reported satisfies "
+      "them."},
+     {"loadbranchdirs", API_KW(chg_arrays<&chg_branchdirs>),
+      "loadbranchdirs(mcols, mbranch=None)\n\nPreferred branching directions of columns: "
+      "mbranch[k] > 0 up, < 0 down, 0 none."},
      {"getcoef", API_KW(chg_scalar<&sc_getcoef>),
       "getcoef(irow, icol)\n\nThe matrix entry of row irow and column icol."},
      {"getqobj", API_KW(chg_scalar<&sc_getqobj>),
@@ -345,7 +377,10 @@ PyMethodDef api_change_methods[] =
      {"loadmipsol", API_KW(QNDA_PY_loadmipsol),
       "loadmipsol(dsol)\n\nLoad a solution (a value per column) as a start of the next MIP "
       "search."},
-     {"loadbasis", API_KW(QNDA_PY_loadbasis),
+     {"loadbasis", API_KW(chg_basis<QNDAloadbasis>),
       "loadbasis(rstatus, cstatus)\n\nLoad a starting basis: a status per row and per column "
       "(0 at lower bound, 1 basic, 2 at upper bound, 3 superbasic)."},
+     {"loadpresolvebasis", API_KW(chg_basis<QNDAloadpresolvebasis>),
+      "loadpresolvebasis(rstatus, cstatus)\n\nAs loadbasis, for the presolved problem (which "
+      "outside an optimisation is the problem itself)."},
      {NULL, NULL, 0, NULL}};

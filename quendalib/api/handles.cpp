@@ -132,7 +132,7 @@ int
 api_init(void)
 {
     PyMethodDef *tables[] = {api_load_methods, api_change_methods, api_query_methods,
-                             api_solution_methods};
+                             api_solution_methods, api_analysis_methods};
     for (PyMethodDef *t : tables) {
         if (problem_add_methods(t) != 0)
             return -1;

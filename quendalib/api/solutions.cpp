@@ -60,8 +60,10 @@ QNDA_PY_getmipsol(PyObject *self, PyObject *args, PyObject *kwargs)
                    });
 }
 
+/* getbasis and getpresolvebasis. */
+template<int (*F)(QNDAprob, int *, int *)>
 static PyObject *
-QNDA_PY_getbasis(PyObject *self, PyObject *args, PyObject *kwargs)
+sol_basis(PyObject *self, PyObject *args, PyObject *kwargs)
 {
     static const char *kwlist[] = {"rstatus", "cstatus", NULL};
     PyObject *ro = NULL, *co = NULL;
@@ -79,7 +81,7 @@ QNDA_PY_getbasis(PyObject *self, PyObject *args, PyObject *kwargs)
     }
     if (a.want(ro, rows, &rs) != 0 || a.want(co, cols, &cs) != 0)
         return NULL;
-    if (QNDAgetbasis(p->prob, rs, cs) != 0)
+    if (F(p->prob, rs, cs) != 0)
         return api_fail(self);
     if (conv_arr2obj(self, rows, rs, &ro, CONV_INT) != 0 ||
         conv_arr2obj(self, cols, cs, &co, CONV_INT) != 0)
@@ -140,9 +142,12 @@ PyMethodDef api_solution_methods[] =
       "the engine solved."},
      {"getmipsol", API_KW(QNDA_PY_getmipsol),
       "getmipsol(x=None, slack=None)\n\nFill the given lists with the best MIP solution."},
-     {"getbasis", API_KW(QNDA_PY_getbasis),
+     {"getbasis", API_KW(sol_basis<QNDAgetbasis>),
       "getbasis(rstatus, cstatus)\n\nFill the lists with the basis statuses of rows and columns "
       "(0 at lower bound, 1 basic, 2 at upper bound); either may be None."},
+     {"getpresolvebasis", API_KW(sol_basis<QNDAgetpresolvebasis>),
+      "getpresolvebasis(rstatus, cstatus)\n\nAs getbasis, for the presolved problem (which "
+      "outside an optimisation is the problem itself)."},
      {"getcontrolinfo", API_KW(QNDA_PY_getcontrolinfo),
       "getcontrolinfo(name)\n\n(type, id) of the named control; type 1 int, 2 64-bit int, 3 float, "
       "4 str."},

@@ -170,3 +170,4 @@ extern PyMethodDef api_load_methods[];
 extern PyMethodDef api_change_methods[];
 extern PyMethodDef api_query_methods[];
 extern PyMethodDef api_solution_methods[];
+extern PyMethodDef api_analysis_methods[];

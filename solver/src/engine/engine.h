@@ -75,6 +75,12 @@ struct EngineResult : SolveCounters {
   // simplex_iter, barrier_iter, nodes, mip_sols, max_primal_infeas and
   // max_dual_infeas: of SolveCounters.
   int algorithm = 0;  // QNDA_LPALGORITHM value that solved the LP
+  // Certificates of an LP found infeasible (a dual ray, one value per row)
+  // or unbounded (a primal ray, one per column); empty when there is none.
+  std::vector<double> dual_ray, primal_ray;
+  // The basic variables in basis order, column j as j and row i as -1 - i;
+  // empty when the engine has no factored basis.
+  std::vector<int> basic_vars;
 };
 
 // Starting points for an optimisation, on the flat model's columns/rows.

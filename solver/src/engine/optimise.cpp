@@ -13,6 +13,7 @@
 #include "core/messages.h"
 #include "model/problem.h"
 #include "engine/convexity.h"
+#include "engine/delayed.h"
 #include "engine/engine.h"
 #include "engine/reformulate.h"
 
@@ -234,6 +235,17 @@ void fill_results(const Model &model, const EngineResult &r, bool rows_rewritten
     const auto &type = model.rowtype();
     for (int i = 0; i < m; ++i) st.rowstat[i] = row_stat_from_engine(r.row_basis[i], type[i]);
   }
+  // Rays and the basis order only where the engine's rows and columns are
+  // the user's (a reformulated model's would not describe them).
+  if (static_cast<int>(r.dual_ray.size()) == m) st.dual_ray = r.dual_ray;
+  if (static_cast<int>(r.primal_ray.size()) == n) st.primal_ray = r.primal_ray;
+  if (static_cast<int>(r.basic_vars.size()) == m && static_cast<int>(r.col_basis.size()) == n) {
+    st.pivot_order.resize(m);
+    for (int i = 0; i < m; ++i) {
+      const int b = r.basic_vars[i];
+      st.pivot_order[i] = b >= 0 ? m + b : -1 - b;
+    }
+  }
 }
 
 int stop_of(EngineStatus s, int interrupt_reason) {
@@ -368,6 +380,12 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   }
 
   st.was_mip = search;
+  if (search && !prob.directives_noted && !model.directive_cols().empty()) {
+    // The data stays (written, read back) for engines that can use it.
+    prob.directives_noted = true;
+    emit_messagef(&prob, MSG_WARNING, "Branching directives are kept but not used by the %s engine",
+                  engine->name());
+  }
 
   const int log_level = s.log_level;
   const char *what = search ? "MIP" : fm.has_quadratic() ? "QP" : "LP";
@@ -406,7 +424,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     reason = pending;
     r.status = EngineStatus::Interrupted;
   } else {
-    engine->solve(fm, s, start, hooks, r);
+    solve_with_delayed_rows(*engine, model.rowflags(), Model::ROW_DELAYED, fm, s, start, hooks, r);
   }
   prob.interrupt.store(0);
 

@@ -30,6 +30,8 @@ struct qnda_problem_s {
   std::atomic<int> interrupt{0};
   // Handlers of this problem's messages (QNDAaddcbmessage).
   qnda::HandlerList handlers;
+  // The engine's lack of branching directives was said in the log.
+  bool directives_noted = false;
 
   qnda_problem_s() = default;
   qnda_problem_s(const qnda_problem_s &) = delete;

@@ -225,6 +225,30 @@ EngineStatus map_status(HighsModelStatus st, bool mip, const CallbackData &cb) {
   }
 }
 
+// Rays of an infeasible or unbounded LP and the basic variables of a
+// factored basis, asked of HiGHS while its solve is at hand.
+void certificates(Highs &h, HighsModelStatus st, int ncols, int nrows, EngineResult &r) {
+  bool has = false;
+  const bool infeasible =
+      st == HighsModelStatus::kInfeasible || st == HighsModelStatus::kUnboundedOrInfeasible;
+  const bool unbounded =
+      st == HighsModelStatus::kUnbounded || st == HighsModelStatus::kUnboundedOrInfeasible;
+  if (infeasible) {
+    std::vector<double> ray(static_cast<size_t>(nrows));
+    if (h.getDualRay(has, ray.data()) == HighsStatus::kOk && has) r.dual_ray = std::move(ray);
+  }
+  if (unbounded) {
+    std::vector<double> ray(static_cast<size_t>(ncols));
+    has = false;
+    if (h.getPrimalRay(has, ray.data()) == HighsStatus::kOk && has) r.primal_ray = std::move(ray);
+  }
+  if (r.has_basis && h.hasInvert()) {
+    std::vector<HighsInt> basic(static_cast<size_t>(nrows));
+    if (h.getBasicVariables(basic.data()) == HighsStatus::kOk)
+      r.basic_vars.assign(basic.begin(), basic.end());
+  }
+}
+
 class HighsEngine final : public Engine {
  public:
   const char *name() const override { return "highs"; }
@@ -354,6 +378,7 @@ class HighsEngine final : public Engine {
       for (int j = 0; j < ncols; ++j) r.col_basis[j] = from_highs(b.col_status[j]);
       for (int i = 0; i < nrows; ++i) r.row_basis[i] = from_highs(b.row_status[i]);
     }
+    if (!mip) certificates(h, st, ncols, nrows, r);
     if (st == HighsModelStatus::kModelEmpty) {
       // Nothing to decide: the solution is empty and the objective its constant.
       r.has_primal = r.has_dual = r.has_basis = true;
