@@ -12,7 +12,6 @@ clock starts.  Ratios are time / highspy's time: the goal for NumPy input
 is 1.3 or less.
 """
 import argparse
-import glob
 import os
 import sys
 import time
@@ -20,20 +19,8 @@ import time
 import numpy as np
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-ROOT = os.path.dirname(os.path.dirname(HERE))
-
-
-def import_quendalib():
-    try:
-        import quendalib
-        return quendalib
-    except ImportError:
-        for d in sorted(glob.glob(os.path.join(ROOT, "build", "*", "python"))):
-            if glob.glob(os.path.join(d, "quendalib*.so")):
-                sys.path.insert(0, d)
-                import quendalib
-                return quendalib
-    raise SystemExit("quendalib not found: build it or set PYTHONPATH")
+sys.path.insert(0, os.path.join(os.path.dirname(HERE), "modelling"))
+from bench_modelling import import_quendalib  # noqa: E402  (finds the build)
 
 
 def model(ncols, nrows, per_col, seed=1):

@@ -63,7 +63,8 @@ QNDA_PY_getdirs(PyObject *self, PyObject *args, PyObject *kwargs)
         return NULL;
     if (QNDAgetdirs(p->prob, &n, cols, pri, br, up, down) != 0)
         return api_fail(self);
-    if (conv_arr2obj(self, n, cols, &o[0], CONV_COL) || conv_arr2obj(self, n, pri, &o[1], CONV_INT) ||
+    if (conv_arr2obj(self, n, cols, &o[0], CONV_COL) ||
+        conv_arr2obj(self, n, pri, &o[1], CONV_INT) ||
         conv_arr2obj(self, n, br, &o[2], CONV_CHAR) ||
         conv_arr2obj(self, n, up, &o[3], CONV_DOUBLE) ||
         conv_arr2obj(self, n, down, &o[4], CONV_DOUBLE))
@@ -262,46 +263,46 @@ QNDA_PY_getmessagestatus(PyObject *self, PyObject *args, PyObject *kwargs)
 
 #define AN_NOARGS(f) (PyCFunction)(f), METH_NOARGS
 
-PyMethodDef api_analysis_methods[] = {
-    {"loaddirs", API_KW(an_loaddirs<QNDAloaddirs>),
-     "loaddirs(mcols, mpri=None, qbr=None, dupc=None, ddpc=None)\n\nReplace the branching "
-     "directives: for columns mcols, priorities (lower first, default 500), preferred "
-     "directions ('U', 'D', 'N') and up/down pseudo costs."},
-    {"loadpresolvedirs", API_KW(an_loaddirs<QNDAloadpresolvedirs>),
-     "loadpresolvedirs(mcols, mpri=None, qbr=None, dupc=None, ddpc=None)\n\nAs loaddirs, for "
-     "the presolved problem (outside an optimisation the problem itself)."},
-    {"getdirs", API_KW(QNDA_PY_getdirs),
-     "getdirs(mcols, mpri, qbr, dupc, ddpc)\n\nFill the lists with the branching directives: "
-     "columns as var objects, priorities, directions, pseudo costs."},
-    {"loadsecurevecs", API_KW(QNDA_PY_loadsecurevecs),
-     "loadsecurevecs(mrow, mcol)\n\nRows and columns presolve must keep."},
-    {"getinfeas", API_KW(an_infeas<QNDAgetinfeas>),
-     "getinfeas(mx, mslack, mdual, mdj)\n\nFill the lists with the primal infeasible columns "
-     "(mx) and rows (mslack) and the dual infeasible rows (mdual) and columns (mdj) of the "
-     "solution held."},
-    {"getscaledinfeas", API_KW(an_infeas<QNDAgetscaledinfeas>),
-     "getscaledinfeas(mx, mslack, mdual, mdj)\n\nAs getinfeas (scaling stays inside the "
-     "engine)."},
-    {"getprimalray", API_KW((an_getray<QNDAgetprimalray, 1>)),
-     "getprimalray(ray)\n\nFill the list with a primal ray (a value per column) of an "
-     "unbounded LP."},
-    {"getdualray", API_KW((an_getray<QNDAgetdualray, 0>)),
-     "getdualray(ray)\n\nFill the list with a dual ray (a value per row, a certificate of "
-     "infeasibility) of an infeasible LP."},
-    {"hasprimalray", AN_NOARGS(an_hasray<QNDAgetprimalray>),
-     "hasprimalray()\n\nWhether the last LP left a primal ray."},
-    {"hasdualray", AN_NOARGS(an_hasray<QNDAgetdualray>),
-     "hasdualray()\n\nWhether the last LP left a dual ray."},
-    {"getpivotorder", API_KW(QNDA_PY_getpivotorder),
-     "getpivotorder(mpiv)\n\nFill the list with the basic variables in basis order, as "
-     "constraint (slack) and var objects."},
-    {"getpivots", API_KW(QNDA_PY_getpivots),
-     "getpivots(in, outlist, x, maxpiv)\n\nPivot candidates for the entering variable in; "
-     "returns (objective after the pivot, number of candidates)."},
-    {"getpresolvemap", API_KW(QNDA_PY_getpresolvemap),
-     "getpresolvemap(rowmap, colmap)\n\nFill the lists with the original row and column of "
-     "each presolved row and column."},
-    {"getmessagestatus", API_KW(QNDA_PY_getmessagestatus),
-     "getmessagestatus(errcode)\n\n1 when the library shows messages, 0 when they are "
-     "switched off."},
-    {NULL, NULL, 0, NULL}};
+PyMethodDef api_analysis_methods[] =
+    {{"loaddirs", API_KW(an_loaddirs<QNDAloaddirs>),
+      "loaddirs(mcols, mpri=None, qbr=None, dupc=None, ddpc=None)\n\nReplace the branching "
+      "directives: for columns mcols, priorities (lower first, default 500), preferred "
+      "directions ('U', 'D', 'N') and up/down pseudo costs."},
+     {"loadpresolvedirs", API_KW(an_loaddirs<QNDAloadpresolvedirs>),
+      "loadpresolvedirs(mcols, mpri=None, qbr=None, dupc=None, ddpc=None)\n\nAs loaddirs, for "
+      "the presolved problem (outside an optimisation the problem itself)."},
+     {"getdirs", API_KW(QNDA_PY_getdirs),
+      "getdirs(mcols, mpri, qbr, dupc, ddpc)\n\nFill the lists with the branching directives: "
+      "columns as var objects, priorities, directions, pseudo costs."},
+     {"loadsecurevecs", API_KW(QNDA_PY_loadsecurevecs),
+      "loadsecurevecs(mrow, mcol)\n\nRows and columns presolve must keep."},
+     {"getinfeas", API_KW(an_infeas<QNDAgetinfeas>),
+      "getinfeas(mx, mslack, mdual, mdj)\n\nFill the lists with the primal infeasible columns "
+      "(mx) and rows (mslack) and the dual infeasible rows (mdual) and columns (mdj) of the "
+      "solution held."},
+     {"getscaledinfeas", API_KW(an_infeas<QNDAgetscaledinfeas>),
+      "getscaledinfeas(mx, mslack, mdual, mdj)\n\nAs getinfeas (scaling stays inside the "
+      "engine)."},
+     {"getprimalray", API_KW((an_getray<QNDAgetprimalray, 1>)),
+      "getprimalray(ray)\n\nFill the list with a primal ray (a value per column) of an "
+      "unbounded LP."},
+     {"getdualray", API_KW((an_getray<QNDAgetdualray, 0>)),
+      "getdualray(ray)\n\nFill the list with a dual ray (a value per row, a certificate of "
+      "infeasibility) of an infeasible LP."},
+     {"hasprimalray", AN_NOARGS(an_hasray<QNDAgetprimalray>),
+      "hasprimalray()\n\nWhether the last LP left a primal ray."},
+     {"hasdualray", AN_NOARGS(an_hasray<QNDAgetdualray>),
+      "hasdualray()\n\nWhether the last LP left a dual ray."},
+     {"getpivotorder", API_KW(QNDA_PY_getpivotorder),
+      "getpivotorder(mpiv)\n\nFill the list with the basic variables in basis order, as "
+      "constraint (slack) and var objects."},
+     {"getpivots", API_KW(QNDA_PY_getpivots),
+      "getpivots(in, outlist, x, maxpiv)\n\nPivot candidates for the entering variable in; "
+      "returns (objective after the pivot, number of candidates)."},
+     {"getpresolvemap", API_KW(QNDA_PY_getpresolvemap),
+      "getpresolvemap(rowmap, colmap)\n\nFill the lists with the original row and column of "
+      "each presolved row and column."},
+     {"getmessagestatus", API_KW(QNDA_PY_getmessagestatus),
+      "getmessagestatus(errcode)\n\n1 when the library shows messages, 0 when they are "
+      "switched off."},
+     {NULL, NULL, 0, NULL}};

@@ -90,8 +90,8 @@ int QNDAgetinfeas(QNDAprob prob, int *npv, int *nps, int *nds, int *ndv, int *mx
   return get_infeas(prob, "QNDAgetinfeas", npv, nps, nds, ndv, mx, mslack, mdual, mdj);
 }
 
-int QNDAgetscaledinfeas(QNDAprob prob, int *npv, int *nps, int *nds, int *ndv, int *mx,
-                        int *mslack, int *mdual, int *mdj) {
+int QNDAgetscaledinfeas(QNDAprob prob, int *npv, int *nps, int *nds, int *ndv, int *mx, int *mslack,
+                        int *mdual, int *mdj) {
   // Scaling stays inside the engine: the problem is judged as the user
   // gave it.
   return get_infeas(prob, "QNDAgetscaledinfeas", npv, nps, nds, ndv, mx, mslack, mdual, mdj);

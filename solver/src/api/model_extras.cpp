@@ -48,8 +48,7 @@ int QNDAloaddirs(QNDAprob prob, int ndirs, const int *colind, const int *priorit
 }
 
 int QNDAloadpresolvedirs(QNDAprob prob, int ndirs, const int *colind, const int *priority,
-                         const char *direction, const double *uppseudo,
-                         const double *downpseudo) {
+                         const char *direction, const double *uppseudo, const double *downpseudo) {
   return guard(prob, "QNDAloadpresolvedirs",
                [&] { load_dirs(prob, ndirs, colind, priority, direction, uppseudo, downpseudo); });
 }
@@ -90,8 +89,7 @@ int QNDAgetdirs(QNDAprob prob, int *ndirs, int *colind, int *priority, char *dir
   });
 }
 
-int QNDAloadsecurevecs(QNDAprob prob, int nrows, int ncols, const int *rowind,
-                       const int *colind) {
+int QNDAloadsecurevecs(QNDAprob prob, int nrows, int ncols, const int *rowind, const int *colind) {
   return guard(prob, "QNDAloadsecurevecs", [&] {
     check_count(nrows, "nrows");
     check_count(ncols, "ncols");

@@ -62,7 +62,8 @@ void solve_with_delayed_rows(Engine &engine, const std::vector<char> &delayed, c
     if (added == 0 || (hooks.stop && hooks.stop())) break;
     held.swap(still);
     if (hooks.log && s.log_level >= 1)
-      hooks.log(MSG_INFO, std::to_string(added) + " delayed rows violated; solving again with them");
+      hooks.log(MSG_INFO,
+                std::to_string(added) + " delayed rows violated; solving again with them");
     // The last basis stays a basis: the rows that join were basic while free.
     warm = EngineStart();
     if (r.has_basis) {
