@@ -109,7 +109,8 @@ TEST_F(Extras, PivotOrderInfeasAndPresolveViews) {
   ASSERT_EQ(QNDAlpoptimize(p, ""), 0) << last_error();
   int piv[2];
   ASSERT_EQ(QNDAgetpivotorder(p, piv), 0) << last_error();
-  EXPECT_TRUE((piv[0] == 2 && piv[1] == 3) || (piv[0] == 3 && piv[1] == 2)) << piv[0] << " " << piv[1];
+  EXPECT_TRUE((piv[0] == 2 && piv[1] == 3) || (piv[0] == 3 && piv[1] == 2))
+      << piv[0] << " " << piv[1];
   int npv = -1, nps = -1, nds = -1, ndv = -1;
   ASSERT_EQ(QNDAgetinfeas(p, &npv, &nps, &nds, &ndv, nullptr, nullptr, nullptr, nullptr), 0);
   EXPECT_EQ(npv + nps + nds + ndv, 0);
