@@ -19,8 +19,8 @@ import time
 import numpy as np
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, os.path.join(os.path.dirname(HERE), "modelling"))
-from bench_modelling import import_quendalib  # noqa: E402  (finds the build)
+sys.path.insert(0, os.path.dirname(HERE))
+from benchlib import import_quendalib  # noqa: E402  (finds the build)
 
 
 def model(ncols, nrows, per_col, seed=1):

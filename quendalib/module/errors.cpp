@@ -89,6 +89,5 @@ quendamod_getlasterror(PyObject *self, PyObject *noargs)
     msg[sizeof msg - 1] = '\0';
     res = Py_BuildValue("(is)", code, msg);
 done:
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }
