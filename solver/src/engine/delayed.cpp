@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include "core/messages.h"
 
@@ -66,15 +67,11 @@ void solve_with_delayed_rows(Engine &engine, const std::vector<char> &delayed, c
                 std::to_string(added) + " delayed rows violated; solving again with them");
     // The last basis stays a basis: the rows that join were basic while free.
     warm = EngineStart();
-    if (r.has_basis) {
-      warm.col_basis = r.col_basis;
-      warm.row_basis = r.row_basis;
-    }
     warm.mip_start = start.mip_start;
+    if (r.has_basis) std::tie(warm.col_basis, warm.row_basis) = std::tie(r.col_basis, r.row_basis);
   }
-  r.simplex_iter = total.simplex_iter;
-  r.barrier_iter = total.barrier_iter;
-  r.nodes = total.nodes;
+  std::tie(r.simplex_iter, r.barrier_iter, r.nodes) =
+      std::tie(total.simplex_iter, total.barrier_iter, total.nodes);
 }
 
 }  // namespace qnda
