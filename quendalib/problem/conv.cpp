@@ -327,8 +327,14 @@ conv_from_ndarray(PyObject *obj, void *arr, Py_ssize_t len, int kind)
         return 1;
     }
     if (kind == CONV_CHAR && (t == NPY_STRING || t == NPY_UNICODE)) {
-        /* The first character of each item, as str items would give. */
+        /* The first character of each item, as str items would give; a
+         * contiguous array of one-byte strings is the array itself. */
         npy_intp stride = PyArray_STRIDE(a, 0);
+        if (t == NPY_STRING && PyArray_ITEMSIZE(a) == 1 && PyArray_IS_C_CONTIGUOUS(a) &&
+            memchr(PyArray_DATA(a), 0, (size_t)len) == NULL) {
+            memcpy(arr, PyArray_DATA(a), (size_t)len);
+            return 1;
+        }
         const char *src = (const char *)PyArray_DATA(a);
         for (i = 0; i < len; i++, src += stride) {
             Py_UCS4 ch = 0;

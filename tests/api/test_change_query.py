@@ -1,5 +1,6 @@
 """Changing and reading a problem at matrix level: chg... changes seen by
 the next solve, the range rules of the getters, outputs as objects."""
+import numpy as np
 import pytest
 
 import quendalib as quenda
@@ -164,3 +165,31 @@ class TestQuery:
             p.chgobj(xs, [1, 1])
             del ms, mc, mv
         assert [sys.getrefcount(v) for v in xs] == before
+
+
+class TestMoreQueries:
+    def test_presolve_solution_is_the_solution(self, p):
+        p.solve()
+        a, b = [], []
+        p.getlpsol(a)
+        p.getpresolvesol(b)
+        assert a == b == pytest.approx([2.5, 1.5])
+
+    def test_qrow_matrix(self, p):
+        x, y = p.getVariable()
+        p.addqmatrix("cap", [x, x], [x, y], [2.0, 1.0])
+        ms, mc, mv = [], [], []
+        n = p.getqrowqmatrix("cap", ms, mc, mv, 10, 0, 1)
+        assert n == 2 and ms == [0, 2, 2] and mc == [x, y] and mv == pytest.approx([2, 1])
+
+    @pytest.mark.parametrize("types", [np.array(["L", "G"]), np.array([b"L", b"G"]),
+                                       ["L", "G"], iter("LG")])
+    def test_row_types_from_any_array(self, p, types):
+        p.chgrowtype([0, 1], types)
+        t = []
+        p.getrowtype(t, 0, 1)
+        assert t == ["L", "G"]
+
+    def test_empty_string_refused(self, p):
+        with pytest.raises(quenda.ModelError, match="Character expected"):
+            p.chgrowtype([0], np.array([b""]))
