@@ -132,6 +132,8 @@ QNDA_PY_loadproblem(PyObject *self, PyObject *args, PyObject *kwargs)
         PyErr_SetString(quenda_ModelError, "Negative number of matrix entries in mstart");
         return NULL;
     }
+    if (start != NULL && api_check_spans(start, mnel, ncols, nnz, "mstart") != 0)
+        return NULL;
     if ((nnz > 0 &&
          (a.in(mrwind_o, &nnz, &rowind, CONV_INT) || a.in(dmatval_o, &nnz, &val, CONV_DOUBLE))) ||
         a.in(dlb_o, &ncols, &lb, CONV_DOUBLE) || a.in(dub_o, &ncols, &ub, CONV_DOUBLE) ||
@@ -145,8 +147,21 @@ QNDA_PY_loadproblem(PyObject *self, PyObject *args, PyObject *kwargs)
     if (hassos) {
         QNDAint64 ns1 = nsets + 1;
         if (a.in(o[22], &ns1, &sstart, CONV_INT64) || a.in(o[23], &nsetel, &setcols, CONV_INT) ||
-            a.in(o[24], &nsetel, &ref, CONV_DOUBLE))
+            a.in(o[24], &nsetel, &ref, CONV_DOUBLE) ||
+            api_check_spans(sstart, NULL, nsets, nsetel, "msstart"))
             return NULL;
+    }
+    if (hasqc) {
+        /* The rows' term counts share out the terms given. */
+        QNDAint64 sum = 0;
+        for (QNDAint64 k = 0; k < nqr; k++)
+            sum += qcn[k] < 0 ? nqc + 1 : qcn[k];
+        if (sum != nqc) {
+            PyErr_Format(quenda_ModelError,
+                         "qcnquads counts %lld quadratic row terms, qcmqcol1 holds %lld",
+                         (long long)sum, (long long)nqc);
+            return NULL;
+        }
     }
     nq = nq < 0 ? 0 : nq;
     nqr = nqr < 0 ? 0 : nqr;
@@ -215,9 +230,12 @@ QNDA_PY_addrows(PyObject *self, PyObject *args, PyObject *kwargs)
         api_missing("Must provide arguments qrtype, rhs, mstart, mclind, dmatval");
         return NULL;
     }
-    if (a.in(qrtype_o, &nrows, &rowtype, CONV_CHAR) || a.in(rhs_o, &nrows, &rhs, CONV_DOUBLE) ||
-        a.in(mstart_o, &nstart, &start, CONV_INT64) || a.in(mclind_o, &nnz, &colind, CONV_COL) ||
-        a.in(dmatval_o, &nnz, &val, CONV_DOUBLE) || a.in(range_o, &nrows, &range, CONV_DOUBLE))
+    if (a.in(qrtype_o, &nrows, &rowtype, CONV_CHAR) || a.in(rhs_o, &nrows, &rhs, CONV_DOUBLE))
+        return NULL;
+    nstart = nrows + 1; /* the library reads one start per row and the end */
+    if (a.in(mstart_o, &nstart, &start, CONV_INT64) || a.in(mclind_o, &nnz, &colind, CONV_COL) ||
+        a.in(dmatval_o, &nnz, &val, CONV_DOUBLE) || a.in(range_o, &nrows, &range, CONV_DOUBLE) ||
+        api_check_spans(start, NULL, nrows, nnz, "mstart"))
         return NULL;
     if (api_intattr(self, QNDA_ORIGINALROWS, &first) != 0 ||
         addRowsAsConstraints(self, names, rowtype, rhs, range, first, (int)nrows) != 0)
@@ -253,9 +271,12 @@ QNDA_PY_addcols(PyObject *self, PyObject *args, PyObject *kwargs)
         api_missing("Must provide arguments objx, mstart, mrwind, dmatval, bdl, bdu");
         return NULL;
     }
-    if (a.in(objx_o, &ncols, &obj, CONV_DOUBLE) || a.in(mstart_o, &nstart, &start, CONV_INT64) ||
-        a.in(mrwind_o, &nnz, &rowind, CONV_ROW) || a.in(dmatval_o, &nnz, &val, CONV_DOUBLE) ||
-        a.in(bdl_o, &ncols, &lb, CONV_DOUBLE) || a.in(bdu_o, &ncols, &ub, CONV_DOUBLE))
+    if (a.in(objx_o, &ncols, &obj, CONV_DOUBLE))
+        return NULL;
+    nstart = ncols + 1; /* the library reads one start per column and the end */
+    if (a.in(mstart_o, &nstart, &start, CONV_INT64) || a.in(mrwind_o, &nnz, &rowind, CONV_ROW) ||
+        a.in(dmatval_o, &nnz, &val, CONV_DOUBLE) || a.in(bdl_o, &ncols, &lb, CONV_DOUBLE) ||
+        a.in(bdu_o, &ncols, &ub, CONV_DOUBLE) || api_check_spans(start, NULL, ncols, nnz, "mstart"))
         return NULL;
     if (api_intattr(self, QNDA_ORIGINALCOLS, &first) != 0 ||
         addColsAsVariables(self, names, types, 0, NULL, NULL, NULL, first, (int)ncols) != 0)

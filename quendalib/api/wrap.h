@@ -162,6 +162,25 @@ api_sizes(PyObject *self, QNDAint64 *rows, QNDAint64 *cols)
     return 0;
 }
 
+/* The library reads start[j] .. start[j+1] (or start[j] + len[j]) of its
+ * index and value arrays without knowing their lengths: every span of the
+ * n items must lie inside the nnz entries given.  0, or -1 with ModelError. */
+static inline int
+api_check_spans(const QNDAint64 *start, const int *len, QNDAint64 n, QNDAint64 nnz,
+                const char *name)
+{
+    for (QNDAint64 j = 0; j < n; j++) {
+        QNDAint64 b = start[j], e = len != NULL ? b + len[j] : start[j + 1];
+        if (b < 0 || e < b || e > nnz) {
+            PyErr_Format(quenda_ModelError,
+                         "%s of item %lld spans entries %lld to %lld, outside the %lld given", name,
+                         (long long)j, (long long)b, (long long)e, (long long)nnz);
+            return -1;
+        }
+    }
+    return 0;
+}
+
 /* Cast of a wrapper with keywords for a method table. */
 #define API_KW(f) (PyCFunction)(void (*)(void))(f), METH_VARARGS | METH_KEYWORDS
 

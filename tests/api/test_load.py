@@ -261,3 +261,30 @@ def test_afiro_through_arrays():
     assert dst.getObjVal() == pytest.approx(-464.75314286, rel=1e-7)
     src.solve()
     assert dst.getSolution("X01") == pytest.approx(src.getSolution("X01"))
+
+
+@pytest.mark.parametrize("over,msg", [
+    (dict(mstart=[0, 5, 4]), "mstart of item 0 spans entries 0 to 5, outside the 4 given"),
+    (dict(mstart=[-5, 2, 4]), "mstart of item 0 spans entries -5 to 2"),
+    (dict(mstart=[0, 2], mnel=[-2, 6], mrwind=[0] * 4), "mstart of item 0 spans entries 0 to -2"),
+    (dict(qstype=["1"], msstart=[0, 9], mscols=[0, 1], dref=[1, 2]),
+     "msstart of item 0 spans entries 0 to 9, outside the 2 given"),
+    (dict(qcrows=[0], qcnquads=[5], qcmqcol1=[0], qcmqcol2=[0], qcdqval=[1]),
+     "qcnquads counts 5 quadratic row terms, qcmqcol1 holds 1"),
+])
+def test_spans_outside_the_arrays_refused(over, msg):
+    """The library cannot see the lengths of the arrays it reads: a start
+    pointing past them is refused before it is called."""
+    with pytest.raises(quenda.ModelError, match=msg):
+        lp().loadproblem(**dict(LP, **over))
+
+
+@pytest.mark.parametrize("method,args,msg", [
+    ("addrows", (["L"], [1], [0, 5], [0], [1]), "spans entries 0 to 5, outside the 1 given"),
+    ("addrows", (["L"], [1], [0], [0], [1]), "expected 2, found 1"),
+    ("addcols", ([1], [], [], [], [0], [1]), "expected 2, found 0"),
+    ("addcols", ([1], [3, 1], [0], [1], [0], [1]), "spans entries 3 to 1"),
+])
+def test_add_spans_refused(method, args, msg):
+    with pytest.raises(quenda.ModelError, match=msg):
+        getattr(lp(), method)(*args)
