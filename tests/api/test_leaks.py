@@ -1,30 +1,11 @@
 """Memory and references on the paths of the low-level methods, the failing
 ones included."""
-import gc
-import tracemalloc
-
 import numpy as np
 import pytest
 
 import quendalib as quenda
 
 from test_load import LP, lp
-
-
-def growth(fn, rounds=200):
-    for _ in range(20):
-        fn()
-    gc.collect()
-    tracemalloc.start()
-    try:
-        before = tracemalloc.take_snapshot()
-        for _ in range(rounds):
-            fn()
-        gc.collect()
-        after = tracemalloc.take_snapshot()
-    finally:
-        tracemalloc.stop()
-    return sum(s.size_diff for s in after.compare_to(before, "filename"))
 
 
 def swallow(fn, *args, **kw):
@@ -52,8 +33,8 @@ P.solve()
     lambda: swallow(P.getdualray, []),
 ], ids=["load", "load-length", "load-refused", "chg-name", "addrows-foreign", "getlpsol",
         "getrows", "getrowtype-tuple", "getdirs", "getdualray-none"])
-def test_no_growth(call):
-    assert growth(call) < 64 * 1024
+def test_no_growth(heap_growth, call):
+    assert heap_growth(call, 20, 200) < 64 * 1024
 
 
 def test_refused_load_keeps_objects_entered():
