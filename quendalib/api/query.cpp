@@ -728,14 +728,21 @@ QNDA_PY_getpivots(PyObject *self, PyObject *args, PyObject *kwargs)
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OOOi", (char **)kwlist, &in_o, &outlist, &x_o,
                                      &maxpiv) ||
-        (p = api_prob(self)) == NULL || api_sizes(self, &rows, &cols) != 0 ||
-        ObjInt2int(in_o, self, &enter, CONV_ROWCOL) != 0)
+        (p = api_prob(self)) == NULL || api_sizes(self, &rows, &cols) != 0)
         return NULL;
+    /* A var enters as the combined index rows + column. */
+    if (PyObject_TypeCheck(in_o, &quenda_varType)) {
+        if (ObjInt2int(in_o, self, &enter, CONV_COL) != 0)
+            return NULL;
+        enter += (int)rows;
+    } else if (ObjInt2int(in_o, self, &enter, CONV_ROWCOL) != 0) {
+        return NULL;
+    }
     if (!(out = a.make<int>(maxpiv)) || !(x = a.make<double>(rows + cols)))
         return NULL;
     if (QNDAgetpivots(p->prob, enter, out, x, &dobj, &npiv, maxpiv) != 0)
         return api_fail(self);
-    if (conv_arr2obj(self, npiv, out, &outlist, CONV_COL) != 0 ||
+    if (conv_arr2obj(self, npiv, out, &outlist, CONV_ROWCOL) != 0 ||
         conv_arr2obj(self, rows + cols, x, &x_o, CONV_DOUBLE) != 0)
         return NULL;
     return Py_BuildValue("(di)", dobj, npiv);
@@ -819,8 +826,11 @@ PyMethodDef api_analysis_methods[] =
       "getpivotorder(mpiv)\n\nFill the list with the basic variables in basis order, as "
       "constraint (slack) and var objects."},
      {"getpivots", API_KW(QNDA_PY_getpivots),
-      "getpivots(in, outlist, x, maxpiv)\n\nPivot candidates for the entering variable in; "
-      "returns (objective after the pivot, number of candidates)."},
+      "getpivots(in, outlist, x, maxpiv)\n\nPivots of the last optimal basis for the entering "
+      "variable in (a var, a constraint for its slack, or a combined index: row i as i, column "
+      "j as rows + j): outlist gets up to maxpiv leaving variables (constraint or var "
+      "objects), x the row slacks then the columns after the pivot; returns (objective after "
+      "the pivot, number of leaving candidates)."},
      {"getpresolvemap", API_KW(QNDA_PY_getpresolvemap),
       "getpresolvemap(rowmap, colmap)\n\nFill the lists with the original row and column of "
       "each presolved row and column."},

@@ -598,8 +598,11 @@ QNDA_API int QNDAgetdualray(QNDAprob prob, double *ray, int *hasray);
 /* The basic variables in basis order: row i as i, column j as rows +
  * sparerows + j. */
 QNDA_API int QNDAgetpivotorder(QNDAprob prob, int *pivotorder);
-/* Pivot candidates of an entering variable; fails with the highs engine,
- * which does not keep its factored basis after the solve. */
+/* Pivots of the last optimal basis for the nonbasic variable enter (row i
+ * as i, column j as rows + j): the leaving candidates of the ratio test
+ * (up to maxpiv, combined indices), the row slacks and columns after the
+ * pivot (rows + columns values) and the objective after it.  LPs whose
+ * model reaches the engine unchanged (no sets, indicators, quadratics). */
 QNDA_API int QNDAgetpivots(QNDAprob prob, int enter, int *outlist, double *x, double *dobj,
                            int *npiv, int maxpiv);
 /* Original row and column of each presolved row and column (the identity,

@@ -127,9 +127,6 @@ TEST_F(Extras, PivotOrderInfeasAndPresolveViews) {
   ASSERT_EQ(QNDAgetpresolvebasis(p, rs2, cs2), 0);
   EXPECT_EQ(cs[0], cs2[0]);
   EXPECT_EQ(rs[1], rs2[1]);
-  int out[2], npiv = 0;
-  double x[4], dobj = 0;
-  EXPECT_EQ(QNDAgetpivots(p, 0, out, x, &dobj, &npiv, 2), QNDA_ERR_UNSUPPORTED);
   int st = -1;
   ASSERT_EQ(QNDAgetmessagestatus(p, 7, &st), 0);
   EXPECT_EQ(st, 1);
@@ -147,3 +144,23 @@ TEST_F(Extras, FlagsFollowDeletedRowsAndBadIndicesFail) {
 }
 
 }  // namespace
+
+// The LP of the pivot order test.  With r1 leaving its bound (x + y = 2
+// kept), y falls to 0 after a step of 2; with r0 leaving (x - y = 0 kept),
+// x and y reach their upper bound 10 together.
+TEST_F(Extras, PivotsByHand) {
+  load({2, 1}, {{1, 1}, {1, -1}}, "GG", {2, 0}, {0, 0}, {10, 10});
+  ASSERT_EQ(QNDAlpoptimize(p, ""), 0) << last_error();
+  int out[4], npiv = 0;
+  double x[4], dobj = 0;
+  ASSERT_EQ(QNDAgetpivots(p, 1, out, x, &dobj, &npiv, 4), 0) << last_error();
+  ASSERT_EQ(npiv, 1);
+  EXPECT_EQ(out[0], 3);        // column y
+  EXPECT_NEAR(x[2], 2, 1e-9);  // x
+  EXPECT_NEAR(x[3], 0, 1e-9);  // y
+  EXPECT_NEAR(dobj, 4, 1e-9);
+  ASSERT_EQ(QNDAgetpivots(p, 0, out, x, &dobj, &npiv, 4), 0) << last_error();
+  ASSERT_EQ(npiv, 2);
+  EXPECT_NEAR(dobj, 30, 1e-9);
+  EXPECT_EQ(QNDAgetpivots(p, 2, out, x, &dobj, &npiv, 4), QNDA_ERR_ARGUMENT);  // basic
+}

@@ -120,11 +120,28 @@ class TestBasisAndMaps:
         with pytest.raises(quenda.InterfaceError, match="Must provide argument rowmap and colmap"):
             p.getpresolvemap(None, cm)
 
-    def test_pivots_fail_clearly(self):
-        p = lp()
+    @pytest.mark.parametrize("enter,objective,leaving,x", [
+        # cap leaves its bound: x + 3y = 7 holds, x falls to 0 after 5/3
+        ("cap", -14 / 3, "x", [5 / 3, 0, 0, 7 / 3]),
+        # mix leaves its bound: x + y = 4 holds, x reaches its bound 3
+        ("mix", -5.0, "x", [0, 1, 3, 1]),
+    ])
+    def test_pivots_by_hand(self, enter, objective, leaving, x):
+        p = lp(colnames=["x", "y"], rownames=["cap", "mix"])
         p.solve()
-        with pytest.raises(quenda.SolverError, match="factored basis"):
+        out, xv = [], []
+        res = p.getpivots(p.getConstraint()[["cap", "mix"].index(enter)], out, xv, 5)
+        assert res[0] == pytest.approx(objective) and res[1] == 1
+        assert out[0] is p.getVariable()[0] and out[0].name == leaving
+        assert xv == pytest.approx(x)
+
+    def test_pivots_refused(self):
+        p = lp()
+        with pytest.raises(quenda.SolverError, match="no optimal basis"):
             p.getpivots(0, [], [], 5)
+        p.solve()
+        with pytest.raises(quenda.SolverError, match="is basic"):
+            p.getpivots(p.getVariable()[0], [], [], 5)
 
     def test_infeasibilities_of_an_optimum_are_none(self):
         p = lp()

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "api/model_args.h"
+#include "engine/pivots.h"
 
 using namespace qnda;
 
@@ -118,11 +119,12 @@ int QNDAgetpivotorder(QNDAprob prob, int *pivotorder) {
 int QNDAgetpivots(QNDAprob prob, int enter, int *outlist, double *x, double *dobj, int *npiv,
                   int maxpiv) {
   return guard(prob, "QNDAgetpivots", [&] {
-    (void)enter, (void)outlist, (void)x, (void)dobj, (void)npiv, (void)maxpiv;
-    fail(QNDA_ERR_UNSUPPORTED,
-         "pivot candidates need the engine's factored basis after the solve, which the %s "
-         "engine does not keep",
-         prob->controls.get_str(QNDA_SOLVERNAME).c_str());
+    PivotResult r;
+    pivot_candidates(*prob, enter, maxpiv, r);
+    if (npiv) *npiv = static_cast<int>(r.leaving.size());
+    if (outlist) std::copy(r.leaving.begin(), r.leaving.end(), outlist);
+    if (x) std::copy(r.x.begin(), r.x.end(), x);
+    if (dobj) *dobj = r.obj;
   });
 }
 

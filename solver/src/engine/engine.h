@@ -105,6 +105,15 @@ class Engine {
   // model may be consumed (moved from).
   virtual void solve(FlatModel &model, const EngineSettings &settings, const EngineStart &start,
                      const EngineHooks &hooks, EngineResult &result) = 0;
+  // The basis of start (an optimal one of model) factored: its basic
+  // variables (column j as j, row i as -1 - i) and d solving B d = rhs in
+  // their order.  False when the engine cannot (the default).
+  virtual bool basis_solve(FlatModel &model, const EngineStart &start,
+                           const std::vector<double> &rhs, std::vector<int> &basic,
+                           std::vector<double> &d) {
+    (void)model, (void)start, (void)rhs, (void)basic, (void)d;
+    return false;
+  }
 };
 
 // The engine named by QNDA_SOLVERNAME ("highs"); NULL when there is none of

@@ -142,19 +142,6 @@ int row_stat_from_engine(BasisStat b, char type) {
   return QNDA_BASIC;
 }
 
-BasisStat row_stat_to_engine(int s, char type) {
-  switch (s) {
-    case QNDA_BASIC:
-      return BasisStat::Basic;
-    case QNDA_FREE_SUPER:
-      return BasisStat::Zero;
-    case QNDA_AT_LOWER:
-      return type == 'G' || type == 'E' ? BasisStat::Lower : BasisStat::Upper;
-    default:
-      return type == 'L' ? BasisStat::Upper : BasisStat::Lower;
-  }
-}
-
 int col_stat_from_engine(BasisStat b) {
   switch (b) {
     case BasisStat::Basic:
@@ -165,19 +152,6 @@ int col_stat_from_engine(BasisStat b) {
       return QNDA_FREE_SUPER;
     default:
       return QNDA_AT_LOWER;
-  }
-}
-
-BasisStat col_stat_to_engine(int s) {
-  switch (s) {
-    case QNDA_BASIC:
-      return BasisStat::Basic;
-    case QNDA_AT_UPPER:
-      return BasisStat::Upper;
-    case QNDA_FREE_SUPER:
-      return BasisStat::Zero;
-    default:
-      return BasisStat::Lower;
   }
 }
 
@@ -319,6 +293,32 @@ const char *mip_status_text(int s) {
 }
 
 }  // namespace
+
+BasisStat row_stat_to_engine(int s, char type) {
+  switch (s) {
+    case QNDA_BASIC:
+      return BasisStat::Basic;
+    case QNDA_FREE_SUPER:
+      return BasisStat::Zero;
+    case QNDA_AT_LOWER:
+      return type == 'G' || type == 'E' ? BasisStat::Lower : BasisStat::Upper;
+    default:
+      return type == 'L' ? BasisStat::Upper : BasisStat::Lower;
+  }
+}
+
+BasisStat col_stat_to_engine(int s) {
+  switch (s) {
+    case QNDA_BASIC:
+      return BasisStat::Basic;
+    case QNDA_AT_UPPER:
+      return BasisStat::Upper;
+    case QNDA_FREE_SUPER:
+      return BasisStat::Zero;
+    default:
+      return BasisStat::Lower;
+  }
+}
 
 void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const auto t0 = std::chrono::steady_clock::now();

@@ -3,9 +3,16 @@
 // log routing, and the results mapped back onto the problem's SolveState.
 #pragma once
 
+#include "engine/engine.h"
+
 struct qnda_problem_s;
 
 namespace qnda {
+
+// Basis statuses of the library (QNDA_AT_LOWER ... on columns, and on the
+// slacks of rows of the given type) as the engine takes them.
+BasisStat row_stat_to_engine(int s, char type);
+BasisStat col_stat_to_engine(int s);
 
 // mip: QNDAmipoptimize (else QNDAlpoptimize).  Throws qnda::Error; an
 // infeasible, unbounded or stopped solve is not an error.
