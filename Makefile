@@ -62,6 +62,7 @@ bench: build bench-setup
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/modelling/bench_modelling.py
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/api/bench_loadproblem.py
 	QUENDA_HIGHS_ROOT=$(HIGHS_ROOT) bash benchmarks/solver/run.sh $(BUILD_DIR)
+	.venv-bench/bin/python benchmarks/solver/bench_warm.py $(BUILD_DIR)/python/libqnda.so
 
 clean:
 	rm -rf build

@@ -629,6 +629,26 @@ conv_letter_vartype(char c)
     return -1;
 }
 
+/* Before n objects join the list *lst of the registry: names (a list or
+ * absent) must hold n, the maps and the list must exist.  1 when there is
+ * work, 0 when n < 1, -1 with an exception set. */
+static int
+conv_registry_ready(problem_s *p, PyObject *names, int n, PyObject **lst, const char *msg)
+{
+    if (names != NULL && names != Py_None &&
+        (!PyList_Check(names) || PyList_GET_SIZE(names) != n)) {
+        PyErr_SetString(quenda_ModelError, msg);
+        return -1;
+    }
+    if (n < 1)
+        return 0;
+    if (problem_maps_ensure(p) != 0)
+        return -1;
+    if (*lst == NULL && (*lst = PyList_New(0)) == NULL)
+        return -1;
+    return 1;
+}
+
 int
 addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntities,
                    const int *entityCols, const char *entityTypes, const double *entityLimits,
@@ -640,22 +660,14 @@ addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntiti
     PyObject *var = NULL;
     int i, ret = -1;
 
-    if (names != NULL && names != Py_None &&
-        (!PyList_Check(names) || PyList_GET_SIZE(names) != n)) {
-        PyErr_SetString(quenda_ModelError, "Incorrect length of variable name list");
-        return -1;
-    }
     if (types != NULL && types != Py_None &&
         (!PyList_Check(types) || PyList_GET_SIZE(types) != n)) {
         PyErr_SetString(quenda_ModelError, "Incorrect length of variable type list");
         return -1;
     }
-    if (n < 1)
-        return 0;
-    if (problem_maps_ensure(p) != 0)
-        return -1;
-    if (p->vars == NULL && (p->vars = PyList_New(0)) == NULL)
-        return -1;
+    if ((i = conv_registry_ready(p, names, n, &p->vars,
+                                 "Incorrect length of variable name list")) <= 0)
+        return i;
 
     if ((types == NULL || types == Py_None) && nEntities > 0 && entityCols != NULL &&
         entityTypes != NULL) {
@@ -764,19 +776,10 @@ addRowsAsConstraints(PyObject *prob, PyObject *names, const char *rowtype, const
                      const double *range, int firstRow, int n)
 {
     problem_s *p = (problem_s *)prob;
-    int i;
+    int i = conv_registry_ready(p, names, n, &p->cons, "Incorrect length of constraint name list");
 
-    if (names != NULL && names != Py_None &&
-        (!PyList_Check(names) || PyList_GET_SIZE(names) != n)) {
-        PyErr_SetString(quenda_ModelError, "Incorrect length of constraint name list");
-        return -1;
-    }
-    if (n < 1)
-        return 0;
-    if (problem_maps_ensure(p) != 0)
-        return -1;
-    if (p->cons == NULL && (p->cons = PyList_New(0)) == NULL)
-        return -1;
+    if (i <= 0)
+        return i;
     for (i = 0; i < n; i++) {
         PyObject *name = names != NULL && names != Py_None ? PyList_GET_ITEM(names, i) : NULL;
         PyObject *c =

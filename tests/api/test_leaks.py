@@ -44,9 +44,13 @@ def test_refused_load_keeps_objects_entered():
     assert [v.name for v in p.getVariable()] == ["a", "b"]
 
 
-def test_qcqp_solve_fails_clearly():
+def test_qcqp_solves():
+    # max x + y s.t. x^2 + y^2 <= 2 (as min -x - y): x = y = 1
     p = lp()
     p.loadproblem("qcqp", ["L"], [2], None, [-1, -1], [0, 0, 0], None, [], [], [-5, -5], [5, 5],
                   qcrows=[0], qcnquads=[2], qcmqcol1=[0, 1], qcmqcol2=[0, 1], qcdqval=[1, 1])
-    with pytest.raises(quenda.SolverError, match="Quadratic constraints are not supported"):
-        p.solve()
+    p.solve()
+    assert p.getObjVal() == pytest.approx(-2, abs=1e-5)
+    x = []
+    p.getlpsol(x)
+    assert x == pytest.approx([1, 1], abs=1e-4)

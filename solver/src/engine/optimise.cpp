@@ -15,6 +15,7 @@
 #include "engine/convexity.h"
 #include "engine/delayed.h"
 #include "engine/engine.h"
+#include "engine/qcqp.h"
 #include "engine/reformulate.h"
 
 namespace qnda {
@@ -292,6 +293,19 @@ const char *mip_status_text(int s) {
   return s >= 0 && s <= 7 ? names[s] : "unknown";
 }
 
+// The problem's kept engine when it is the one named, else a new one kept
+// in its place.
+Engine *kept_engine(qnda_problem_s &prob, const std::string &name) {
+  auto *kept = dynamic_cast<Engine *>(prob.engine.get());
+  const char *canonical = engine_name(name);
+  if (kept && canonical && std::strcmp(canonical, kept->name()) == 0) return kept;
+  std::unique_ptr<Engine> engine = make_engine(name);
+  if (!engine)
+    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs)", name.c_str());
+  prob.engine = std::move(engine);
+  return static_cast<Engine *>(prob.engine.get());
+}
+
 }  // namespace
 
 BasisStat row_stat_to_engine(int s, char type) {
@@ -307,19 +321,6 @@ BasisStat row_stat_to_engine(int s, char type) {
   }
 }
 
-BasisStat col_stat_to_engine(int s) {
-  switch (s) {
-    case QNDA_BASIC:
-      return BasisStat::Basic;
-    case QNDA_AT_UPPER:
-      return BasisStat::Upper;
-    case QNDA_FREE_SUPER:
-      return BasisStat::Zero;
-    default:
-      return BasisStat::Lower;
-  }
-}
-
 void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const auto t0 = std::chrono::steady_clock::now();
   const Flags f = parse_flags(flags, mip);
@@ -332,10 +333,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   st.clear_results();
   st.model_changed = false;
 
-  std::unique_ptr<Engine> engine = make_engine(ctl.get_str(QNDA_SOLVERNAME));
-  if (!engine)
-    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs)",
-         ctl.get_str(QNDA_SOLVERNAME).c_str());
+  Engine *engine = kept_engine(prob, ctl.get_str(QNDA_SOLVERNAME));
 
   FlattenOptions fo;
   fo.search = s.mip;
@@ -344,7 +342,8 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   FlatModel fm;
   flatten(model, fo, fm);
   const bool search = s.mip && fm.has_integers();
-  if (fm.has_quadratic()) {
+  const bool quadratic_route = needs_quadratic_route(fm, s.mip);
+  if (fm.has_quadratic() && !quadratic_route) {
     Convexity cv = objective_convexity(fm);
     if (cv == Convexity::NotConvex) {
       st.lp_status = QNDA_LP_NONCONVEX;
@@ -388,7 +387,10 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   }
 
   const int log_level = s.log_level;
-  const char *what = search ? "MIP" : fm.has_quadratic() ? "QP" : "LP";
+  const char *what = search                    ? (quadratic_route ? "MIQP" : "MIP")
+                     : fm.has_quadratic_rows() ? "QCQP"
+                     : fm.has_quadratic()      ? "QP"
+                                               : "LP";
   if (log_level >= 1) {
     emit_messagef(&prob, MSG_INFO, "Solving %s with %s: %d rows, %d columns, %lld elements%s", what,
                   engine->name(), m, n,
@@ -423,6 +425,14 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     // Interrupted before it began.
     reason = pending;
     r.status = EngineStatus::Interrupted;
+  } else if (quadratic_route) {
+    if (log_level >= 1)
+      emit_messagef(&prob, MSG_INFO, "%s",
+                    search ? "Quadratic parts with discrete columns: outer approximation on the "
+                             "MIP engine, continuous problems by the interior-point engine"
+                           : "Quadratic rows or a non-convex objective: the interior-point engine "
+                             "(locally optimal)");
+    solve_quadratic(fm, s, start, hooks, r);
   } else {
     solve_with_delayed_rows(*engine, model.rowflags(), Model::ROW_DELAYED, fm, s, start, hooks, r);
   }
@@ -433,6 +443,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   st.algorithm = search ? 0 : r.algorithm;
   st.stop_status = stop_of(r.status, reason.load());
   fill_results(model, r, model.indicator_count() > 0, st);
+  st.local_only = st.has_solution && r.local_only;
   if (!search && r.status != EngineStatus::Optimal && r.status != EngineStatus::Unbounded) {
     // Only an optimal (or an unbounded problem's feasible) point is kept.
     st.has_solution = false;
@@ -516,12 +527,20 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
                     static_cast<long long>(st.simplex_iter + st.barrier_iter), st.solve_time);
     if (st.stop_status != QNDA_STOP_NONE)
       emit_messagef(&prob, MSG_INFO, "Stopped: %s", stop_text(st.stop_status));
+    if (st.local_only)
+      emit_messagef(&prob, MSG_INFO, "The model is not convex: the solution is locally optimal");
   }
   flush_messages(&prob);
 
   if (r.status == EngineStatus::NonConvex) fail(QNDA_ERR_UNSUPPORTED, "%s", r.message.c_str());
   if (r.status == EngineStatus::Error)
     fail(QNDA_ERR_ENGINE, "%s", r.message.empty() ? "the engine failed" : r.message.c_str());
+}
+
+BasisStat col_stat_to_engine(int s) {
+  if (s == QNDA_BASIC) return BasisStat::Basic;
+  if (s == QNDA_AT_UPPER) return BasisStat::Upper;
+  return s == QNDA_FREE_SUPER ? BasisStat::Zero : BasisStat::Lower;
 }
 
 }  // namespace qnda
