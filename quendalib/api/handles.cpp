@@ -5,6 +5,7 @@
  * of them owns what it points to, so deallocation releases only the Python
  * object (and, for a branching object, its problem). */
 #include "api/api.h"
+#include "api/wrap.h"
 
 #include "api/analysis.h"
 
@@ -153,9 +154,13 @@ branchobj_detach(PyObject *self)
 int
 api_init(void)
 {
-    if (problem_add_methods(api_optimize_methods) < 0 || problem_add_methods(api_iis_methods) < 0 ||
-        problem_add_methods(api_sensitivity_methods) < 0)
-        return -1;
+    PyMethodDef *tables[] = {api_load_methods,     api_change_methods,     api_query_methods,
+                             api_solution_methods, api_analysis_methods,   api_optimize_methods,
+                             api_iis_methods,      api_sensitivity_methods};
+    for (PyMethodDef *t : tables) {
+        if (problem_add_methods(t) != 0)
+            return -1;
+    }
     return quenda_add_error_source(&quenda_branchobjType, branchobj_getlasterror,
                                    "Unidentified error associated with a branching object");
 }

@@ -122,10 +122,6 @@ reg_check_problem(problem_s *p)
 
 static int reg_walk(const reg_walker *w, PyObject *obj, int budget);
 
-#define MSG_NESTED_ARRAY                                                                           \
-    "Incorrect (nested) array/list/sequence passed. Perhaps this is a NumPy array containing a "   \
-    "tuple?"
-
 static int
 reg_walk_array(const reg_walker *w, PyArrayObject *arr)
 {
@@ -147,7 +143,7 @@ reg_walk_array(const reg_walker *w, PyArrayObject *arr)
             ret = w->step(w->ctx, item);
         } else if (PyList_Check(item) || PyTuple_Check(item) || PyArray_Check(item) ||
                    PyDict_Check(item)) {
-            PyErr_SetString(quenda_ModelError, MSG_NESTED_ARRAY);
+            PyErr_SetString(quenda_ModelError, REG_MSG_NESTED_ARRAY);
             ret = -1;
         } else {
             ret = w->step(w->ctx, item);
@@ -219,6 +215,12 @@ reg_walk(const reg_walker *w, PyObject *obj, int budget)
             ret = -1;
     }
     return ret;
+}
+
+int
+reg_walk_one(const reg_walker *w, PyObject *obj)
+{
+    return reg_walk(w, obj, REG_MAXDEPTH);
 }
 
 int

@@ -74,6 +74,11 @@ int reg_check_problem(problem_s *p);
 
 typedef int (*reg_step_fn)(void *ctx, PyObject *obj);
 
+/* The walk's word for a container found inside a NumPy array. */
+#define REG_MSG_NESTED_ARRAY                                                                       \
+    "Incorrect (nested) array/list/sequence passed. Perhaps this is a NumPy array containing a "   \
+    "tuple?"
+
 typedef struct {
     PyTypeObject *type; /* objects of this type go to step */
     reg_step_fn step;   /* also called on anything unusable, to word its error */
@@ -83,6 +88,9 @@ typedef struct {
 /* Hands every object of the argument tuple, however nested, to the step.
  * 0, or -1 with an exception set (the step's, or the walk's own). */
 int reg_walk_args(const reg_walker *w, PyObject *args);
+/* The walk of one argument: obj however nested, with the same depth limit
+ * and messages.  0, or -1 with an exception set. */
+int reg_walk_one(const reg_walker *w, PyObject *obj);
 
 /* ------------------------------------------------------------------ */
 /* Batches                                                               */

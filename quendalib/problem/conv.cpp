@@ -5,6 +5,7 @@
 #include "problem/conv.h"
 
 #include "algebra/constraint.h"
+#include "algebra/exprtype.h"
 #include "algebra/maps.h"
 #include "algebra/sos.h"
 #include "algebra/var.h"
@@ -325,10 +326,44 @@ conv_from_ndarray(PyObject *obj, void *arr, Py_ssize_t len, int kind)
         Py_DECREF(c);
         return 1;
     }
+    if (kind == CONV_CHAR && (t == NPY_STRING || t == NPY_UNICODE)) {
+        /* The first character of each item, as str items would give; a
+         * contiguous array of one-byte strings is the array itself. */
+        npy_intp stride = PyArray_STRIDE(a, 0);
+        if (t == NPY_STRING && PyArray_ITEMSIZE(a) == 1 && PyArray_IS_C_CONTIGUOUS(a) &&
+            memchr(PyArray_DATA(a), 0, (size_t)len) == NULL) {
+            memcpy(arr, PyArray_DATA(a), (size_t)len);
+            return 1;
+        }
+        const char *src = (const char *)PyArray_DATA(a);
+        for (i = 0; i < len; i++, src += stride) {
+            Py_UCS4 ch = 0;
+            if (t == NPY_STRING)
+                ch = PyArray_ITEMSIZE(a) > 0 ? (unsigned char)src[0] : 0;
+            else if (PyArray_ITEMSIZE(a) >= 4)
+                memcpy(&ch, src, sizeof ch);
+            if (ch == 0) {
+                PyErr_SetString(quenda_ModelError, "Character expected, found an empty string");
+                return -1;
+            }
+            ((char *)arr)[i] = (char)ch;
+        }
+        return 1;
+    }
     if (kind != CONV_ROW && kind != CONV_COL && kind != CONV_INT && kind != CONV_INT64)
         return 0;
     if (t != NPY_INT && t != NPY_LONG && t != NPY_LONGLONG)
         return 0;
+    if ((t == NPY_INT && kind != CONV_INT64) || (PyArray_ITEMSIZE(a) == 8 && kind == CONV_INT64)) {
+        /* Same width: one copy (cast only when not contiguous). */
+        c = (PyArrayObject *)PyArray_FROM_OTF(obj, kind == CONV_INT64 ? NPY_LONGLONG : NPY_INT,
+                                              NPY_ARRAY_IN_ARRAY);
+        if (c == NULL)
+            return -1;
+        memcpy(arr, PyArray_DATA(c), (size_t)len * PyArray_ITEMSIZE(c));
+        Py_DECREF(c);
+        return 1;
+    }
     c = (PyArrayObject *)PyArray_FROM_OTF(obj, NPY_LONGLONG, NPY_ARRAY_IN_ARRAY);
     if (c == NULL)
         return -1;
@@ -594,6 +629,26 @@ conv_letter_vartype(char c)
     return -1;
 }
 
+/* Before n objects join the list *lst of the registry: names (a list or
+ * absent) must hold n, the maps and the list must exist.  1 when there is
+ * work, 0 when n < 1, -1 with an exception set. */
+static int
+conv_registry_ready(problem_s *p, PyObject *names, int n, PyObject **lst, const char *msg)
+{
+    if (names != NULL && names != Py_None &&
+        (!PyList_Check(names) || PyList_GET_SIZE(names) != n)) {
+        PyErr_SetString(quenda_ModelError, msg);
+        return -1;
+    }
+    if (n < 1)
+        return 0;
+    if (problem_maps_ensure(p) != 0)
+        return -1;
+    if (*lst == NULL && (*lst = PyList_New(0)) == NULL)
+        return -1;
+    return 1;
+}
+
 int
 addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntities,
                    const int *entityCols, const char *entityTypes, const double *entityLimits,
@@ -605,22 +660,14 @@ addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntiti
     PyObject *var = NULL;
     int i, ret = -1;
 
-    if (names != NULL && names != Py_None &&
-        (!PyList_Check(names) || PyList_GET_SIZE(names) != n)) {
-        PyErr_SetString(quenda_ModelError, "Incorrect length of variable name list");
-        return -1;
-    }
     if (types != NULL && types != Py_None &&
         (!PyList_Check(types) || PyList_GET_SIZE(types) != n)) {
         PyErr_SetString(quenda_ModelError, "Incorrect length of variable type list");
         return -1;
     }
-    if (n < 1)
-        return 0;
-    if (problem_maps_ensure(p) != 0)
-        return -1;
-    if (p->vars == NULL && (p->vars = PyList_New(0)) == NULL)
-        return -1;
+    if ((i = conv_registry_ready(p, names, n, &p->vars,
+                                 "Incorrect length of variable name list")) <= 0)
+        return i;
 
     if ((types == NULL || types == Py_None) && nEntities > 0 && entityCols != NULL &&
         entityTypes != NULL) {
@@ -693,6 +740,63 @@ done:
     qarr_free((void **)&letters);
     qarr_free((void **)&limits);
     return ret;
+}
+
+PyObject *
+conv_new_constraint(PyObject *name, char rowtype, double rhs, double range)
+{
+    constraint_object *c =
+        (constraint_object *)quenda_constraintType.tp_alloc(&quenda_constraintType, 0);
+    if (c == NULL)
+        return NULL;
+    c->id = qnda_py_env.concounter++;
+    c->name = name != NULL ? Py_NewRef(name) : quenda_id_name('R', c->id);
+    c->body = NULL;
+    c->lb = -QUENDA_INFINITY;
+    c->ub = QUENDA_INFINITY;
+    if (c->name == NULL) {
+        Py_DECREF(c);
+        return NULL;
+    }
+    switch (rowtype) {
+    case 'E': c->lb = c->ub = rhs; break;
+    case 'G': c->lb = rhs; break;
+    case 'L': c->ub = rhs; break;
+    case 'R':
+        c->ub = rhs;
+        c->lb = rhs - range;
+        break;
+    default: break;
+    }
+    return (PyObject *)c;
+}
+
+int
+addRowsAsConstraints(PyObject *prob, PyObject *names, const char *rowtype, const double *rhs,
+                     const double *range, int firstRow, int n)
+{
+    problem_s *p = (problem_s *)prob;
+    int i = conv_registry_ready(p, names, n, &p->cons, "Incorrect length of constraint name list");
+
+    if (i <= 0)
+        return i;
+    for (i = 0; i < n; i++) {
+        PyObject *name = names != NULL && names != Py_None ? PyList_GET_ITEM(names, i) : NULL;
+        PyObject *c =
+            conv_new_constraint(name, rowtype != NULL ? rowtype[i] : 'N',
+                                rhs != NULL ? rhs[i] : 0.0, range != NULL ? range[i] : 0.0);
+        int rc = c == NULL ? -1 : PyList_Append(p->cons, c);
+        if (rc == 0 && rowcolmap_set(PROBLEM_CONMAP(p), ((constraint_object *)c)->id,
+                                     (uint32_t)(firstRow + i)) != 0) {
+            PyErr_SetString(quenda_InterfaceError,
+                            "Internal error -- Could not amend constraint map");
+            rc = -1;
+        }
+        Py_XDECREF(c);
+        if (rc != 0)
+            return -1;
+    }
+    return 0;
 }
 
 /* ------------------------------------------------------------------ */

@@ -66,5 +66,17 @@ int addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEn
                        const int *entityCols, const char *entityTypes, const double *entityLimits,
                        int firstCol, int n);
 
+/* A constraint with no body whose bounds are those of a row of type
+ * rowtype ('L', 'G', 'E', 'R', 'N') with that rhs and range; name NULL
+ * gives "R<identity>".  New reference, or NULL with an exception set. */
+PyObject *conv_new_constraint(PyObject *name, char rowtype, double rhs, double range);
+
+/* Creates a constraint for each of the n new rows firstRow.. (names: a
+ * list of n names or NULL; the row arrays may be NULL) and enters it in
+ * the problem's constraint list and map.  0, or -1 with an exception set;
+ * the objects entered before a failure stay. */
+int addRowsAsConstraints(PyObject *prob, PyObject *names, const char *rowtype, const double *rhs,
+                         const double *range, int firstRow, int n);
+
 /* Problem methods of this layer (getIndexFromName), NULL-terminated. */
 extern PyMethodDef problem_conv_methods[];

@@ -20,6 +20,7 @@
 #include "algebra/var.h"
 #include "module/session.h"
 #include "problem/alloc.h"
+#include "problem/conv.h"
 #include "problem/maps.h"
 #include "problem/object.h"
 #include "problem/solve.h"
@@ -174,17 +175,7 @@ files_new_column(PyObject *name, double lb, double ub, char t, uint32_t *id)
 PyObject *
 files_new_constraint(PyObject *name)
 {
-    constraint_object *c =
-        (constraint_object *)quenda_constraintType.tp_alloc(&quenda_constraintType, 0);
-    if (c == NULL)
-        return NULL;
-    c->id = qnda_py_env.concounter++;
-    Py_INCREF(name);
-    c->name = name;
-    c->body = NULL;
-    c->lb = -QUENDA_INFINITY;
-    c->ub = QUENDA_INFINITY;
-    return (PyObject *)c;
+    return conv_new_constraint(name, 'N', 0.0, 0.0);
 }
 
 /* A constraint read back from the right-hand side, range and row type t.
@@ -192,20 +183,10 @@ files_new_constraint(PyObject *name)
 static PyObject *
 files_new_row(PyObject *name, double rhs, double range, char t, uint32_t *id)
 {
-    constraint_object *c = (constraint_object *)files_new_constraint(name);
+    constraint_object *c = (constraint_object *)conv_new_constraint(name, t, rhs, range);
     Py_DECREF(name);
     if (c == NULL)
         return NULL;
-    switch (t) {
-    case 'E': c->lb = c->ub = rhs; break;
-    case 'G': c->lb = rhs; break;
-    case 'L': c->ub = rhs; break;
-    case 'R':
-        c->ub = rhs;
-        c->lb = rhs - range;
-        break;
-    default: break;
-    }
     *id = c->id;
     return (PyObject *)c;
 }

@@ -27,6 +27,7 @@
 #include "algebra/var.h"
 #include "module/npy.h"
 #include "module/session.h"
+#include "problem/batch.h"
 #include "problem/maps.h"
 #include "problem/solve.h"
 
@@ -40,7 +41,6 @@
 #define RESULTS_ATTR_SETS 1194
 #define RESULTS_SLP_ATTR_ROWS 11999
 #define RESULTS_SLP_ATTR_COLS 12000
-#define RESULTS_MAXDEPTH 32
 
 static const char msg_incorrect[] =
     "Incorrect object(s) passed: need index, variable, constraint, or SOS";
@@ -139,59 +139,28 @@ range:
 /* Called for every item met; 0 or -1 with an exception. */
 typedef int (*results_visit)(PyObject *item, void *ctx);
 
-static int results_walk(PyObject *obj, int depth, results_visit visit, void *ctx);
+typedef struct {
+    results_visit visit;
+    void *ctx;
+} results_walkctx;
 
 static int
-results_walk_iter(PyObject *iter, int depth, results_visit visit, void *ctx)
+results_step(void *ctx, PyObject *obj)
 {
-    PyObject *it;
-    while ((it = PyIter_Next(iter)) != NULL) {
-        int rc = results_walk(it, depth + 1, visit, ctx);
-        Py_DECREF(it);
-        if (rc != 0)
-            return -1;
-    }
-    return PyErr_Occurred() ? -1 : 0;
+    results_walkctx *c = (results_walkctx *)ctx;
+    return c->visit(obj, c->ctx);
 }
 
-/* Lists, tuples, dicts (their values), arrays and other iterables are
- * walked; strings and everything else are items. */
+/* The walk of the adders (lists, tuples, dict values, arrays, iterables,
+ * with their depth limit and their refusal of containers inside a NumPy
+ * array); strings and everything else are items. */
 static int
 results_walk(PyObject *obj, int depth, results_visit visit, void *ctx)
 {
-    Py_ssize_t i;
-    PyObject *iter = NULL;
-    int rc;
-
-    if (depth > RESULTS_MAXDEPTH) {
-        PyErr_SetString(quenda_ModelError, "Nesting of arguments too deep");
-        return -1;
-    }
-    if (PyList_Check(obj) || PyTuple_Check(obj)) {
-        /* the list may change under a visit only through our own code */
-        for (i = 0; i < PySequence_Fast_GET_SIZE(obj); i++)
-            if (results_walk(PySequence_Fast_GET_ITEM(obj, i), depth + 1, visit, ctx) != 0)
-                return -1;
-        return 0;
-    }
-    if (PyDict_Check(obj)) {
-        PyObject *vals = PyDict_Values(obj);
-        if (vals == NULL)
-            return -1;
-        rc = results_walk(vals, depth, visit, ctx);
-        Py_DECREF(vals);
-        return rc;
-    }
-    if (PyUnicode_Check(obj) || PyBytes_Check(obj) || results_is_int(obj) ||
-        (!is_ndarray(obj) && !PySequence_Check(obj) && !PyIter_Check(obj) &&
-         Py_TYPE(obj)->tp_iter == NULL))
-        return visit(obj, ctx);
-    iter = PyObject_GetIter(obj);
-    if (iter == NULL)
-        return -1;
-    rc = results_walk_iter(iter, depth, visit, ctx);
-    Py_DECREF(iter);
-    return rc;
+    results_walkctx c = {visit, ctx};
+    reg_walker w = {&quenda_varType, results_step, &c};
+    (void)depth;
+    return reg_walk_one(&w, obj);
 }
 
 /* ------------------------------------------------------------------ */
@@ -333,9 +302,15 @@ results_shape_array(valctx *c, PyObject *arr)
     n = PyArray_SIZE(items);
     src = (PyObject **)PyArray_DATA(items);
     dst = (double *)PyArray_DATA((PyArrayObject *)res);
-    for (i = 0; i < n; i++)
-        if (valctx_value(c, src[i], &dst[i]) != 0)
+    for (i = 0; i < n; i++) {
+        PyObject *it = src[i];
+        if (PyList_Check(it) || PyTuple_Check(it) || PyArray_Check(it) || PyDict_Check(it)) {
+            PyErr_SetString(quenda_ModelError, REG_MSG_NESTED_ARRAY);
             goto error;
+        }
+        if (valctx_value(c, it, &dst[i]) != 0)
+            goto error;
+    }
     Py_DECREF(items);
     return res;
 error:

@@ -552,6 +552,67 @@ QNDA_API int QNDAloadlpsol(QNDAprob prob, const double *x, const double *slack, 
 QNDA_API int QNDAloadmipsol(QNDAprob prob, const double *x, int *status);
 
 /* ------------------------------------------------------------------------
+ * Directives, special rows, and what an optimisation tells beyond its
+ * solution (the low-level model interface)
+ *
+ * Presolve stays inside the engine: outside an optimisation the presolved
+ * problem is the problem itself, so the "presolve" variants act on the
+ * problem and the presolve map is the identity.
+ * ---------------------------------------------------------------------- */
+/* Branching directives: priority (lower first; NULL: 500), direction 'U',
+ * 'D' or 'N' (NULL: 'N'), up and down pseudo costs (NULL: 0).  Replace all
+ * directives.  Kept, written and read back; the highs engine does not use
+ * them (said once in the log). */
+QNDA_API int QNDAloaddirs(QNDAprob prob, int ndirs, const int *colind, const int *priority,
+                          const char *direction, const double *uppseudo, const double *downpseudo);
+QNDA_API int QNDAloadpresolvedirs(QNDAprob prob, int ndirs, const int *colind, const int *priority,
+                                  const char *direction, const double *uppseudo,
+                                  const double *downpseudo);
+/* Preferred directions only: dir[k] > 0 up, < 0 down, 0 (or dir NULL) none. */
+QNDA_API int QNDAloadbranchdirs(QNDAprob prob, int ncols, const int *colind, const int *dir);
+/* Any output may be NULL; *ndirs gets the count. */
+QNDA_API int QNDAgetdirs(QNDAprob prob, int *ndirs, int *colind, int *priority, char *direction,
+                         double *uppseudo, double *downpseudo);
+/* Rows and columns that must stay in the presolved problem. */
+QNDA_API int QNDAloadsecurevecs(QNDAprob prob, int nrows, int ncols, const int *rowind,
+                                const int *colind);
+/* Model cuts: rows of the model the engine may use from the start. */
+QNDA_API int QNDAloadmodelcuts(QNDAprob prob, int nrows, const int *rowind);
+/* Delayed rows: left out of the first relaxation, added when a solution
+ * violates them; every solution reported satisfies them. */
+QNDA_API int QNDAloaddelayedrows(QNDAprob prob, int nrows, const int *rowind);
+QNDA_API int QNDAloadpresolvebasis(QNDAprob prob, const int *rowstat, const int *colstat);
+QNDA_API int QNDAgetpresolvebasis(QNDAprob prob, int *rowstat, int *colstat);
+/* 1 when messages are shown, 0 when switched off (QNDAenablemessages). */
+QNDA_API int QNDAgetmessagestatus(QNDAprob prob, int msgcode, int *status);
+/* Columns (mx, mdj) and rows (mslack, mdual) of the solution held that are
+ * primal infeasible (outside their bounds) or dual infeasible (reduced
+ * cost or dual of the wrong sign); counts in npv, nps, nds, ndv; arrays may
+ * be NULL. */
+QNDA_API int QNDAgetinfeas(QNDAprob prob, int *npv, int *nps, int *nds, int *ndv, int *mx,
+                           int *mslack, int *mdual, int *mdj);
+QNDA_API int QNDAgetscaledinfeas(QNDAprob prob, int *npv, int *nps, int *nds, int *ndv, int *mx,
+                                 int *mslack, int *mdual, int *mdj);
+/* Rays of the last LP: primal (per column) of an unbounded one, dual (per
+ * row, a Farkas certificate) of an infeasible one.  *hasray 0 when there is
+ * none; ray may be NULL to ask only that. */
+QNDA_API int QNDAgetprimalray(QNDAprob prob, double *ray, int *hasray);
+QNDA_API int QNDAgetdualray(QNDAprob prob, double *ray, int *hasray);
+/* The basic variables in basis order: row i as i, column j as rows +
+ * sparerows + j. */
+QNDA_API int QNDAgetpivotorder(QNDAprob prob, int *pivotorder);
+/* Pivots of the last optimal basis for the nonbasic variable enter (row i
+ * as i, column j as rows + j): the leaving candidates of the ratio test
+ * (up to maxpiv, combined indices), the row slacks and columns after the
+ * pivot (rows + columns values) and the objective after it.  LPs whose
+ * model reaches the engine unchanged (no sets, indicators, quadratics). */
+QNDA_API int QNDAgetpivots(QNDAprob prob, int enter, int *outlist, double *x, double *dobj,
+                           int *npiv, int maxpiv);
+/* Original row and column of each presolved row and column (the identity,
+ * see above). */
+QNDA_API int QNDAgetpresolvemap(QNDAprob prob, int *rowmap, int *colmap);
+
+/* ------------------------------------------------------------------------
  * Files
  * ---------------------------------------------------------------------- */
 /* flags: "" guess from the extension (.mps, .lp, optionally .gz); "l" LP

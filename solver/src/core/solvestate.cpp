@@ -21,6 +21,9 @@ void SolveState::clear_results() {
   djs.clear();
   rowstat.clear();
   colstat.clear();
+  dual_ray.clear();
+  primal_ray.clear();
+  pivot_order.clear();
 }
 
 void SolveState::clear_all() {

@@ -36,6 +36,12 @@ struct SolveState : SolveCounters {
   // reformulated ones).
   std::vector<double> x, slack, duals, djs;
   std::vector<int> rowstat, colstat;  // QNDA_AT_LOWER ...; empty: no basis
+  // Rays of an infeasible (dual, per row) or unbounded (primal, per column)
+  // LP; empty when the last solve found none.
+  std::vector<double> dual_ray, primal_ray;
+  // Basic variables in basis order: row i as i, column j as rows + j;
+  // empty when there is no factored basis.
+  std::vector<int> pivot_order;
 
   // Starting points given by the user for the next optimisation; dropped
   // when the model changes shape.

@@ -79,6 +79,12 @@ struct EngineResult : SolveCounters {
   // simplex_iter, barrier_iter, nodes, mip_sols, max_primal_infeas and
   // max_dual_infeas: of SolveCounters.
   int algorithm = 0;  // QNDA_LPALGORITHM value that solved the LP
+  // Certificates of an LP found infeasible (a dual ray, one value per row)
+  // or unbounded (a primal ray, one per column); empty when there is none.
+  std::vector<double> dual_ray, primal_ray;
+  // The basic variables in basis order, column j as j and row i as -1 - i;
+  // empty when the engine has no factored basis.
+  std::vector<int> basic_vars;
   // The engine took the model as changes to the one it kept (it started from
   // its last basis unless a start overrode it).
   bool warm = false;
@@ -110,6 +116,15 @@ class Engine : public KeptEngine {
   // kept from its last optimisation.
   virtual void solve(FlatModel &model, const EngineSettings &settings, const EngineStart &start,
                      const EngineHooks &hooks, EngineResult &result) = 0;
+  // The basis of start (an optimal one of model) factored: its basic
+  // variables (column j as j, row i as -1 - i) and d solving B d = rhs in
+  // their order.  False when the engine cannot (the default).
+  virtual bool basis_solve(FlatModel &model, const EngineStart &start,
+                           const std::vector<double> &rhs, std::vector<int> &basic,
+                           std::vector<double> &d) {
+    (void)model, (void)start, (void)rhs, (void)basic, (void)d;
+    return false;
+  }
 };
 
 // The engine named by QNDA_SOLVERNAME ("highs"); NULL when there is none of

@@ -12,6 +12,11 @@ namespace qnda {
 // The QNDA_LP_* status an LP solve ending in s leaves.
 int lp_status_from(EngineStatus s);
 
+// Basis statuses of the library (QNDA_AT_LOWER ... on columns, and on the
+// slacks of rows of the given type) as the engine takes them.
+BasisStat row_stat_to_engine(int s, char type);
+BasisStat col_stat_to_engine(int s);
+
 // mip: QNDAmipoptimize (else QNDAlpoptimize).  Throws qnda::Error; an
 // infeasible, unbounded or stopped solve is not an error.
 void optimise(qnda_problem_s &prob, bool mip, const char *flags);

@@ -203,6 +203,7 @@ void Model::append_rows(int n, const char *type, const double *rhs, const double
     indcol_.resize(rowtype_.size(), -1);
     indcomp_.resize(rowtype_.size(), 0);
   }
+  if (!rowflag_.empty()) rowflag_.resize(rowtype_.size(), 0);
 }
 
 void Model::append_cols(int n, const double *obj, const double *lb, const double *ub) {
@@ -215,6 +216,11 @@ void Model::append_cols(int n, const double *obj, const double *lb, const double
   limit_.insert(limit_.end(), n, 0.0);
   mat_.add_empty_cols(n);
   if (!names_[1].empty()) names_[1].resize(obj_.size());
+  if (!colflag_.empty()) colflag_.resize(obj_.size(), 0);
+  if (!hasdir_.empty()) {
+    hasdir_.resize(obj_.size(), 0);
+    dir_.resize(obj_.size());
+  }
 }
 
 void Model::add_set(char type, QNDAint64 n, const int *cols, const double *refs) {
@@ -258,6 +264,32 @@ void Model::set_indicator(int row, int col, int comp) {
   nind_ += (indcol_[row] >= 0) - was;
 }
 
+void Model::set_rowflag(int row, char flag) {
+  if (rowflag_.empty()) rowflag_.assign(nrows(), 0);
+  rowflag_[row] |= flag;
+}
+
+void Model::set_colflag(int col, char flag) {
+  if (colflag_.empty()) colflag_.assign(ncols(), 0);
+  colflag_[col] |= flag;
+}
+
+void Model::set_directive(int col, const Directive &d) {
+  if (hasdir_.empty()) {
+    hasdir_.assign(ncols(), 0);
+    dir_.assign(ncols(), Directive{0, 'N', 0.0, 0.0});
+  }
+  hasdir_[col] = 1;
+  dir_[col] = d;
+}
+
+std::vector<int> Model::directive_cols() const {
+  std::vector<int> cols;
+  for (size_t j = 0; j < hasdir_.size(); ++j)
+    if (hasdir_[j]) cols.push_back(static_cast<int>(j));
+  return cols;
+}
+
 // ----------------------------------------------------------------- deleting
 void Model::delete_rows(int n, const int *rows) {
   if (n <= 0) return;
@@ -276,6 +308,7 @@ void Model::delete_rows(int n, const int *rows) {
   compact(range_, drop);
   compact(indcol_, drop);
   compact(indcomp_, drop);
+  compact(rowflag_, drop);
   compact(names_[0], drop);
   names_changed(NAMES_ROWS);
   std::map<int, QuadTerms> q;
@@ -298,6 +331,9 @@ void Model::delete_cols(int n, const int *cols) {
   compact(ub_, drop);
   compact(limit_, drop);
   compact(coltype_, drop);
+  compact(colflag_, drop);
+  compact(hasdir_, drop);
+  compact(dir_, drop);
   compact(names_[1], drop);
   names_changed(NAMES_COLS);
   qobj_.renumber(map);

@@ -182,6 +182,29 @@ class Model {
   int indicator_comp(int row) const { return indcomp_.empty() ? 0 : indcomp_[row]; }
   int indicator_count() const { return nind_; }
 
+  // ---------------------------------------------------- row/column flags
+  // Per row: ROW_MODELCUT, ROW_DELAYED, ROW_SECURE; per column COL_SECURE.
+  // Empty until the first flag is set.
+  enum : char { ROW_MODELCUT = 1, ROW_DELAYED = 2, ROW_SECURE = 4, COL_SECURE = 1 };
+  const std::vector<char> &rowflags() const { return rowflag_; }
+  const std::vector<char> &colflags() const { return colflag_; }
+  void set_rowflag(int row, char flag);
+  void set_colflag(int col, char flag);
+
+  // -------------------------------------------------------- directives
+  // Branching directives per column: priority (lower first), preferred
+  // direction ('U', 'D' or 'N' none) and up/down pseudo costs.
+  struct Directive {
+    int priority;
+    char dir;
+    double up, down;
+  };
+  // The columns with a directive, in column order.
+  std::vector<int> directive_cols() const;
+  const Directive &directive(int col) const { return dir_[col]; }
+  void clear_directives() { dir_.clear(), hasdir_.clear(); }
+  void set_directive(int col, const Directive &d);
+
   // ------------------------------------------------------------- names
   // Unnamed rows, columns and sets answer "R<i>", "C<i>", "S<i>" (0-based).
   std::string name(int kind, int i) const;
@@ -261,6 +284,9 @@ class Model {
   std::vector<int> indcol_;
   std::vector<signed char> indcomp_;
   int nind_ = 0;
+  // flags and directives (empty until the first is set)
+  std::vector<char> rowflag_, colflag_, hasdir_;
+  std::vector<Directive> dir_;
   // names: empty vectors until a name is given; "" is unnamed
   std::vector<std::string> names_[3];
   mutable std::unordered_map<std::string, int> name_index_[3];

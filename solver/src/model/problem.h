@@ -49,6 +49,8 @@ struct qnda_problem_s {
   std::shared_ptr<qnda::AnalysisState> analysis;
   // The optimiser callbacks (QNDAaddcb...).
   qnda::CallbackLists callbacks;
+  // The engine's lack of branching directives was said in the log.
+  bool directives_noted = false;
   // The engine of the last optimisation with its model and basis.
   std::unique_ptr<qnda::KeptEngine> engine;
 

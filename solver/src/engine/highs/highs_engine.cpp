@@ -323,18 +323,47 @@ class CallbackScope {
   CallbackData &cb_;
 };
 
+// Rays of an infeasible or unbounded LP and the basic variables of a
+// factored basis, asked of HiGHS while its solve is at hand.
+void certificates(Highs &h, HighsModelStatus st, int ncols, int nrows, EngineResult &r) {
+  bool has = false;
+  const bool infeasible =
+      st == HighsModelStatus::kInfeasible || st == HighsModelStatus::kUnboundedOrInfeasible;
+  const bool unbounded =
+      st == HighsModelStatus::kUnbounded || st == HighsModelStatus::kUnboundedOrInfeasible;
+  if (infeasible) {
+    std::vector<double> ray(static_cast<size_t>(nrows));
+    if (h.getDualRay(has, ray.data()) == HighsStatus::kOk && has) r.dual_ray = std::move(ray);
+  }
+  if (unbounded) {
+    std::vector<double> ray(static_cast<size_t>(ncols));
+    has = false;
+    if (h.getPrimalRay(has, ray.data()) == HighsStatus::kOk && has) r.primal_ray = std::move(ray);
+  }
+  if (r.has_basis && h.hasInvert()) {
+    std::vector<HighsInt> basic(static_cast<size_t>(nrows));
+    if (h.getBasicVariables(basic.data()) == HighsStatus::kOk)
+      r.basic_vars.assign(basic.begin(), basic.end());
+  }
+}
+
+// The basis of start handed to h; false when HiGHS refuses it.
+bool set_basis(Highs &h, const EngineStart &start, int ncols, int nrows) {
+  HighsBasis b;
+  b.col_status.resize(ncols);
+  b.row_status.resize(nrows);
+  for (int j = 0; j < ncols; ++j) b.col_status[j] = to_highs(start.col_basis[j]);
+  for (int i = 0; i < nrows; ++i) b.row_status[i] = to_highs(start.row_basis[i]);
+  b.valid = true;
+  b.alien = true;
+  return h.setBasis(b, "user") == HighsStatus::kOk;
+}
+
 void load_start(Highs &h, const EngineStart &start, bool mip, int ncols, int nrows,
                 const EngineHooks &hooks) {
   if (!mip && !start.col_basis.empty() && static_cast<int>(start.col_basis.size()) == ncols &&
       static_cast<int>(start.row_basis.size()) == nrows) {
-    HighsBasis b;
-    b.col_status.resize(ncols);
-    b.row_status.resize(nrows);
-    for (int j = 0; j < ncols; ++j) b.col_status[j] = to_highs(start.col_basis[j]);
-    for (int i = 0; i < nrows; ++i) b.row_status[i] = to_highs(start.row_basis[i]);
-    b.valid = true;
-    b.alien = true;
-    if (h.setBasis(b, "user") != HighsStatus::kOk && hooks.log)
+    if (!set_basis(h, start, ncols, nrows) && hooks.log)
       hooks.log(MSG_WARNING, "The loaded basis was not accepted; solving from scratch");
   } else if (!mip && static_cast<int>(start.col_value.size()) == ncols) {
     HighsSolution sol;
@@ -409,6 +438,31 @@ class HighsEngine final : public Engine {
   ~HighsEngine() override { give_instance(std::move(hp_)); }
 
   const char *name() const override { return "highs"; }
+
+  bool basis_solve(FlatModel &m, const EngineStart &start, const std::vector<double> &rhs,
+                   std::vector<int> &basic, std::vector<double> &d) override {
+    const int ncols = m.ncols, nrows = m.nrows;
+    if (static_cast<int>(rhs.size()) != nrows || m.has_quadratic()) return false;
+    // A fresh instance: the kept one stays as the last optimisation left it.
+    Highs h;
+    h.setOptionValue("output_flag", false);
+    h.setOptionValue("presolve", "off");
+    h.setOptionValue("solver", "simplex");
+    HighsModel hm;
+    move_into(m, hm, false);
+    if (h.passModel(std::move(hm)) == HighsStatus::kError || !set_basis(h, start, ncols, nrows))
+      return false;
+    // From an optimal basis the simplex makes no iteration and leaves the
+    // basis factored.
+    if (h.run() != HighsStatus::kOk || !h.hasInvert()) return false;
+    std::vector<HighsInt> bv(static_cast<size_t>(nrows));
+    d.assign(static_cast<size_t>(nrows), 0.0);
+    if (h.getBasicVariables(bv.data()) != HighsStatus::kOk ||
+        h.getBasisSolve(rhs.data(), d.data()) != HighsStatus::kOk)
+      return false;
+    basic.assign(bv.begin(), bv.end());
+    return true;
+  }
 
   void solve(FlatModel &m, const EngineSettings &s, const EngineStart &start,
              const EngineHooks &hooks, EngineResult &r) override {
@@ -542,6 +596,7 @@ class HighsEngine final : public Engine {
       for (int j = 0; j < ncols; ++j) r.col_basis[j] = from_highs(b.col_status[j]);
       for (int i = 0; i < nrows; ++i) r.row_basis[i] = from_highs(b.row_status[i]);
     }
+    if (!mip) certificates(h, st, ncols, nrows, r);
     if (st == HighsModelStatus::kModelEmpty) {
       // Nothing to decide: the solution is empty and the objective its constant.
       r.has_primal = r.has_dual = r.has_basis = true;

@@ -1,0 +1,140 @@
+// What the last optimisation tells beyond its solution: the infeasibilities
+// of the solution held, rays of an infeasible or unbounded LP, the order of
+// the basic variables, and the presolve map.
+#include <algorithm>
+#include <cmath>
+
+#include "api/model_args.h"
+#include "engine/pivots.h"
+
+using namespace qnda;
+
+namespace {
+
+struct Infeas {
+  std::vector<int> cols, rows, duals, djs;
+};
+
+bool outside(double v, double lo, double hi, double tol) {
+  return v < lo - tol * (1.0 + std::fabs(lo)) || v > hi + tol * (1.0 + std::fabs(hi));
+}
+
+// Primal: columns outside their bounds, rows outside theirs.  Dual (of a
+// minimisation; a maximisation's multipliers turn sign): reduced costs and
+// row duals of the wrong sign for where the column or row sits.
+Infeas find_infeasibilities(const qnda_problem_s &prob) {
+  const Model &m = prob.model;
+  const SolveState &st = prob.solve;
+  if (!st.has_solution) fail(QNDA_ERR_STATE, "no solution available (optimise the problem first)");
+  const double ftol = prob.controls.get_dbl(QNDA_FEASTOL);
+  const double otol = prob.controls.get_dbl(QNDA_OPTIMALITYTOL);
+  const double sg = m.obj_sense() < 0 ? -1.0 : 1.0;
+  Infeas inf;
+  const int n = m.ncols(), rows = m.nrows();
+  for (int j = 0; j < n; ++j)
+    if (outside(st.x[j], m.lb()[j], m.ub()[j], ftol)) inf.cols.push_back(j);
+  std::vector<double> lo(rows), hi(rows), act(rows);
+  for (int i = 0; i < rows; ++i) {
+    m.row_bounds(i, &lo[i], &hi[i]);
+    act[i] = m.rhs()[i] - st.slack[i];
+    if (outside(act[i], lo[i], hi[i], ftol)) inf.rows.push_back(i);
+  }
+  if (!st.has_duals) return inf;
+  auto wrong_sign = [&](double d, double v, double l, double h) {
+    d *= sg;
+    const bool at_lo = !is_inf(l) && std::fabs(v - l) <= ftol * (1.0 + std::fabs(l));
+    const bool at_hi = !is_inf(h) && std::fabs(v - h) <= ftol * (1.0 + std::fabs(h));
+    if (at_lo && at_hi) return false;  // fixed: any sign
+    if (at_lo) return d < -otol;
+    if (at_hi) return d > otol;
+    return std::fabs(d) > otol;
+  };
+  for (int j = 0; j < n; ++j)
+    if (wrong_sign(st.djs[j], st.x[j], m.lb()[j], m.ub()[j])) inf.djs.push_back(j);
+  // A row's dual is the reduced cost of its activity a'x (as a column r
+  // with a'x - r = 0): at the upper limit it is <= 0, at the lower >= 0.
+  for (int i = 0; i < rows; ++i)
+    if (wrong_sign(st.duals[i], act[i], lo[i], hi[i])) inf.duals.push_back(i);
+  return inf;
+}
+
+void copy_out(const std::vector<int> &v, int *count, int *out) {
+  if (count) *count = static_cast<int>(v.size());
+  if (out) std::copy(v.begin(), v.end(), out);
+}
+
+int get_infeas(QNDAprob prob, const char *fname, int *npv, int *nps, int *nds, int *ndv, int *mx,
+               int *mslack, int *mdual, int *mdj) {
+  return guard(prob, fname, [&] {
+    Infeas inf = find_infeasibilities(*prob);
+    copy_out(inf.cols, npv, mx);
+    copy_out(inf.rows, nps, mslack);
+    copy_out(inf.duals, nds, mdual);
+    copy_out(inf.djs, ndv, mdj);
+  });
+}
+
+void get_ray(const std::vector<double> &ray, double *out, int *has) {
+  if (has) *has = ray.empty() ? 0 : 1;
+  if (out) {
+    if (ray.empty()) fail(QNDA_ERR_STATE, "no ray available from the last optimisation");
+    std::copy(ray.begin(), ray.end(), out);
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+int QNDAgetinfeas(QNDAprob prob, int *npv, int *nps, int *nds, int *ndv, int *mx, int *mslack,
+                  int *mdual, int *mdj) {
+  return get_infeas(prob, "QNDAgetinfeas", npv, nps, nds, ndv, mx, mslack, mdual, mdj);
+}
+
+int QNDAgetscaledinfeas(QNDAprob prob, int *npv, int *nps, int *nds, int *ndv, int *mx, int *mslack,
+                        int *mdual, int *mdj) {
+  // Scaling stays inside the engine: the problem is judged as the user
+  // gave it.
+  return get_infeas(prob, "QNDAgetscaledinfeas", npv, nps, nds, ndv, mx, mslack, mdual, mdj);
+}
+
+int QNDAgetprimalray(QNDAprob prob, double *ray, int *hasray) {
+  return guard(prob, "QNDAgetprimalray", [&] { get_ray(prob->solve.primal_ray, ray, hasray); });
+}
+
+int QNDAgetdualray(QNDAprob prob, double *ray, int *hasray) {
+  return guard(prob, "QNDAgetdualray", [&] { get_ray(prob->solve.dual_ray, ray, hasray); });
+}
+
+int QNDAgetpivotorder(QNDAprob prob, int *pivotorder) {
+  return guard(prob, "QNDAgetpivotorder", [&] {
+    check_array(pivotorder, "pivotorder");
+    const std::vector<int> &p = prob->solve.pivot_order;
+    if (p.empty() && prob->model.nrows() > 0)
+      fail(QNDA_ERR_STATE, "no factored basis available (solve the LP with a simplex method)");
+    std::copy(p.begin(), p.end(), pivotorder);
+  });
+}
+
+int QNDAgetpivots(QNDAprob prob, int enter, int *outlist, double *x, double *dobj, int *npiv,
+                  int maxpiv) {
+  return guard(prob, "QNDAgetpivots", [&] {
+    PivotResult r;
+    pivot_candidates(*prob, enter, maxpiv, r);
+    if (npiv) *npiv = static_cast<int>(r.leaving.size());
+    if (outlist) std::copy(r.leaving.begin(), r.leaving.end(), outlist);
+    if (x) std::copy(r.x.begin(), r.x.end(), x);
+    if (dobj) *dobj = r.obj;
+  });
+}
+
+int QNDAgetpresolvemap(QNDAprob prob, int *rowmap, int *colmap) {
+  return guard(prob, "QNDAgetpresolvemap", [&] {
+    // Presolve stays inside the engine: the presolved problem seen from
+    // outside is the problem itself, row i and column j map to themselves.
+    for (int i = 0; rowmap && i < prob->model.nrows(); ++i) rowmap[i] = i;
+    for (int j = 0; colmap && j < prob->model.ncols(); ++j) colmap[j] = j;
+  });
+}
+
+}  // extern "C"
