@@ -280,7 +280,8 @@ convertExpr(nl_tokens *t, PyObject *obj)
         return tk_col(t, obj, "Variable in nonlinear expression has not been added to problem yet");
     case EXPR_LINTERM: {
         linterm_object *l = (linterm_object *)obj;
-        return tk_term(t, l->coef, l->var, NULL, "Variable in nonlinear term not added to problem yet");
+        return tk_term(t, l->coef, l->var, NULL,
+                       "Variable in nonlinear term not added to problem yet");
     }
     case EXPR_QUADTERM: {
         quadterm_object *q = (quadterm_object *)obj;
@@ -337,7 +338,8 @@ convertCoef(nl_tokens *t, PyObject *obj, int *col, double *factor)
                 return NL_FAIL;
             if (rowcolmap_get(PROBLEM_VARMAP(t->p), VAR_ID(var), &c) != 0) {
                 Py_DECREF(rest);
-                return nl_fail("Variable in nonlinear expression has not been added to problem yet");
+                return nl_fail(
+                    "Variable in nonlinear expression has not been added to problem yet");
             }
             *col = (int)c;
             for (Py_ssize_t i = 0; i < n && rc == 0; i++) {

@@ -9,10 +9,10 @@
 
 typedef struct {
     problem_s *p;
-    int *type;    /* library allocator */
-    double *val;  /* library allocator */
-    int64_t n;    /* tokens written */
-    int64_t cap;  /* room in both arrays */
+    int *type;   /* library allocator */
+    double *val; /* library allocator */
+    int64_t n;   /* tokens written */
+    int64_t cap; /* room in both arrays */
 } nl_tokens;
 
 void nl_tokens_init(nl_tokens *t, problem_s *p);

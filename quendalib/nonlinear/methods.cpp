@@ -78,8 +78,8 @@ QNDA_PY_nlFormula(PyObject *self, PyObject *args, PyObject *kwargs)
         PyList_SET_ITEM(types, i, a);
         PyList_SET_ITEM(values, i, b);
     }
-    res = coef ? Py_BuildValue("(idOO)", col, factor, types, values)
-               : PyTuple_Pack(2, types, values);
+    res =
+        coef ? Py_BuildValue("(idOO)", col, factor, types, values) : PyTuple_Pack(2, types, values);
 done:
     Py_XDECREF(types);
     Py_XDECREF(values);

@@ -287,3 +287,38 @@ def test_user_function_exception_reaches_caller(alg):
     p.setObjective(quenda.user(bad, x) + x)
     with pytest.raises(Boom, match="no value here"):
         p.solve()
+
+
+def test_two_circles_in_a_square(alg):
+    # the largest two equal circles in the unit square: r = 1 / (2 + sqrt 2)
+    cx = [quenda.var(lb=0, ub=1, name=f"cx{i}") for i in range(2)]
+    cy = [quenda.var(lb=0, ub=1, name=f"cy{i}") for i in range(2)]
+    r = quenda.var(lb=0, ub=0.5, name="r")
+    p = make_problem("circles", alg)
+    p.addVariable(cx, cy, r)
+    for v in cx + cy:
+        p.addConstraint(v >= r, v <= 1 - r)
+    apart = quenda.sqrt((cx[0] - cx[1]) ** 2 + (cy[0] - cy[1]) ** 2) - 2 * r >= 0
+    p.addConstraint(apart)
+    p.setObjective(r, sense=quenda.maximize)
+    p.setInitialValues(cx + cy + [r], [0.3, 0.6, 0.2, 0.7, 0.1])
+    p.solve()
+    assert p.getProbStatusString() == "nlp_solution"
+    assert p.getObjVal() == pytest.approx(1 / (2 + math.sqrt(2)), abs=1e-5)
+    assert p.getSlack(apart) == pytest.approx(0.0, abs=1e-5)
+
+
+def test_deleting_the_nonlinear_rows_makes_the_problem_linear():
+    x = quenda.var(lb=-1, ub=1, name="x")
+    p = make_problem("del", IPOPT)
+    p.addVariable(x)
+    curve = quenda.exp(x) >= 2
+    p.addConstraint(curve)
+    p.setObjective(x)
+    p.solve()
+    assert p.getProbStatusString() == "nlp_solution"
+    assert p.getSolution(x) == pytest.approx(math.log(2), abs=1e-6)
+    p.delConstraint(curve)
+    p.solve()
+    assert p.getProbStatusString() == "lp_optimal"
+    assert p.getSolution(x) == pytest.approx(-1.0)
