@@ -2,6 +2,7 @@
 read back by object."""
 import gc
 import math
+import os
 import sys
 import tracemalloc
 
@@ -322,3 +323,18 @@ def test_deleting_the_nonlinear_rows_makes_the_problem_linear():
     p.solve()
     assert p.getProbStatusString() == "lp_optimal"
     assert p.getSolution(x) == pytest.approx(-1.0)
+
+
+def test_reading_a_file_drops_the_nonlinear_part(tmp_path):
+    x = quenda.var(lb=-1, ub=1, name="x")
+    p = make_problem("read", IPOPT)
+    p.addVariable(x)
+    p.addConstraint(quenda.exp(x) >= 2)
+    p.setObjective(quenda.sin(x))
+    with pytest.raises(quenda.ModelError, match="Nonlinear problems cannot be written"):
+        p.write(str(tmp_path / "nl.lp"))
+    p.read(os.path.join(os.path.dirname(__file__), "..", "data", "afiro.mps"))
+    p.solve()
+    assert p.getProbStatusString() == "lp_optimal"
+    assert p.getObjVal() == pytest.approx(-464.75314286, rel=1e-7)
+    assert p.nlFormula(quenda.exp(p.getVariable()[0]))[0][-1] == 12
