@@ -60,6 +60,7 @@ bench-setup:
 bench: build bench-setup
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/algebra/bench_algebra.py
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/modelling/bench_modelling.py
+	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/nonlinear/bench_nonlinear.py
 	QUENDA_HIGHS_ROOT=$(HIGHS_ROOT) bash benchmarks/solver/run.sh $(BUILD_DIR)
 	.venv-bench/bin/python benchmarks/solver/bench_warm.py $(BUILD_DIR)/python/libqnda.so
 
