@@ -338,3 +338,17 @@ def test_reading_a_file_drops_the_nonlinear_part(tmp_path):
     assert p.getProbStatusString() == "lp_optimal"
     assert p.getObjVal() == pytest.approx(-464.75314286, rel=1e-7)
     assert p.nlFormula(quenda.exp(p.getVariable()[0]))[0][-1] == 12
+
+
+def test_copy_keeps_the_nonlinear_model_and_its_user_functions():
+    x = quenda.var(lb=-3, ub=3, name="x")
+    y = quenda.var(lb=-1, ub=3, name="y")
+    p = make_problem("orig", IPOPT)
+    p.addVariable(x, y)
+    p.setObjective(quenda.user(_with_partials, x, y, derivatives=True) + (x - 1) ** 2)
+    c = p.copy()
+    del p
+    gc.collect()
+    c.solve()
+    assert c.getProbStatusString() == "nlp_solution"
+    assert c.getObjVal() == pytest.approx(0.5 + math.exp(-1), abs=1e-6)
