@@ -75,6 +75,7 @@ bench: build bench-setup
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/modelling/bench_modelling.py
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/memory/bench_memory.py
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/api/bench_loadproblem.py
+	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/nonlinear/bench_nonlinear.py
 	QUENDA_HIGHS_ROOT=$(HIGHS_ROOT) bash benchmarks/solver/run.sh $(BUILD_DIR)
 	PYTHONPATH=$(BUILD_DIR)/python $(PY) benchmarks/callbacks/bench_callbacks.py
 	.venv-bench/bin/python benchmarks/solver/bench_warm.py $(BUILD_DIR)/python/libqnda.so

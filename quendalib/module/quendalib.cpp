@@ -18,6 +18,7 @@
 #include "algebra/npcompare.h"
 #include "api/api.h"
 #include "callbacks/callbacks.h"
+#include "nonlinear/convert.h"
 #include "problem/problem.h"
 
 #include "qnda.h"
@@ -128,7 +129,7 @@ PyInit_quendalib(void)
 
     /* The layers fill in what the lower ones reach through hooks and
      * tables, lowest first. */
-    if (problem_layer_init() < 0 || api_init() < 0 || callbacks_init() < 0)
+    if (problem_layer_init() < 0 || api_init() < 0 || callbacks_init() < 0 || nonlinear_init() < 0)
         goto error;
     for (PyTypeObject *t : types)
         t->tp_new = PyType_GenericNew;

@@ -12,6 +12,7 @@
 #include "algebra/var.h"
 #include "module/npy.h"
 #include "module/session.h"
+#include "problem/nlhooks.h"
 #include "problem/split.h"
 
 #include <stddef.h>
@@ -36,6 +37,7 @@ struct rowbatch : reg_batch {
     int64_t terms_seen;
     int cache_tried;
     unsigned long cache_epoch;
+    PyObject *nlpend; /* owned list of (row, nonlinear body), or NULL */
 };
 
 static void
@@ -44,6 +46,7 @@ rowbatch_release(reg_batch *rb)
     rowbatch *b = (rowbatch *)rb;
     qarr_free_all(&b->start, &b->qstart, &b->type, &b->rhs, &b->range, &b->indcol, &b->indcomp);
     lqsplit_free(&b->t);
+    Py_CLEAR(b->nlpend);
 }
 
 static void
@@ -52,6 +55,7 @@ rowbatch_reset(reg_batch *rb)
     rowbatch *b = (rowbatch *)rb;
     b->t.nlin = 0;
     b->t.nquad = 0;
+    Py_CLEAR(b->nlpend);
 }
 
 /* Room for one more row with nl linear terms, nq quadratic terms and a
@@ -103,6 +107,17 @@ rowbatch_send(reg_batch *rb, int *added)
                 goto done;
         }
     }
+    if (b->nlpend != NULL) {
+        /* on failure the batch's rows go, and their coefficients with them */
+        for (i = 0; i < PyList_GET_SIZE(b->nlpend); i++) {
+            PyObject *pair = PyList_GET_ITEM(b->nlpend, i);
+            if (problem_nl_add(p, (int)PyLong_AsLong(PyTuple_GET_ITEM(pair, 0)),
+                               PyTuple_GET_ITEM(pair, 1)) != 0)
+                goto done;
+        }
+        p->n_nlcons += (int)PyList_GET_SIZE(b->nlpend);
+        Py_CLEAR(b->nlpend);
+    }
     if (b->indicators) {
         if (qarr_realloc(&rows, (size_t)n * sizeof(int)) != 0) {
             PyErr_NoMemory();
@@ -147,9 +162,16 @@ con_step(void *ctx, PyObject *obj)
         return -1;
     }
     if (expr_kind(c->body) == EXPR_NONLINEAR) {
-        PyErr_SetString(quenda_ModelError,
-                        "Constraints with a nonlinear part cannot be added to a problem yet");
-        return -1;
+        if (b->indicators) {
+            PyErr_SetString(quenda_ModelError, "Indicator constraints cannot be nonlinear");
+            return -1;
+        }
+        if (p->slpprob == NULL) {
+            PyErr_SetString(quenda_ModelError, "The nonlinear solver is not available");
+            return -1;
+        }
+        if (b->nlpend == NULL && (b->nlpend = PyList_New(0)) == NULL)
+            return -1;
     }
     name = name_or_default(c->name, 'R', c->id, dflt, QNDA_MAXNAMELENGTH - 1, &len,
                            "Invalid constraint name (must be a string)");
@@ -175,7 +197,8 @@ con_step(void *ctx, PyObject *obj)
         lqsplit_cache_columns(&b->t, (PyObject *)p);
     }
     b->t.constant = 0.0;
-    if (splitExpr((PyObject *)p, c->body, 1.0, &b->t, NULL) != 0)
+    if (expr_kind(c->body) != EXPR_NONLINEAR &&
+        splitExpr((PyObject *)p, c->body, 1.0, &b->t, NULL) != 0)
         return -1;
     rhs = -b->t.constant;
     getRhsSense(obj, &type, &rhs, &range);
@@ -196,6 +219,16 @@ con_step(void *ctx, PyObject *obj)
     }
     b->start[b->n + 1] = b->t.nlin;
     b->qstart[b->n + 1] = b->t.nquad;
+    if (expr_kind(c->body) == EXPR_NONLINEAR) {
+        /* its coefficients follow once the row is in the library */
+        PyObject *pair = Py_BuildValue("(LO)", (long long)(b->first + b->n), c->body);
+        if (pair == NULL || PyList_Append(b->nlpend, pair) != 0) {
+            Py_XDECREF(pair);
+            reg_rollback(p->cons, PROBLEM_CONMAP(p), PyList_GET_SIZE(p->cons) - 1, id_of_con);
+            goto undo;
+        }
+        Py_DECREF(pair);
+    }
     return reg_batch_took(b, name, len);
 undo:
     b->t.nlin = b->start[b->n];

@@ -5,6 +5,7 @@
 #include "problem/batch.h"
 
 #include "algebra/constraint.h"
+#include "algebra/exprtype.h"
 #include "algebra/sos.h"
 #include "algebra/var.h"
 #include "module/session.h"
@@ -147,6 +148,13 @@ problem_delete_impl(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
                             : QNDAdelsets(p->prob, (int)n, idx);
     if (rc != 0)
         goto done;
+    if (kind == DEL_ROWS) /* the library dropped their nonlinear coefficients too */
+        for (i = 0; i < n; i++) {
+            PyObject *con = PyList_GET_ITEM(lst, idx[i]);
+            if (CONSTRAINT_CHECK(con) && ((constraint_object *)con)->body != NULL &&
+                expr_kind(((constraint_object *)con)->body) == EXPR_NONLINEAR && p->n_nlcons > 0)
+                p->n_nlcons--;
+        }
 
     /* shift[j]: how many deleted indices lie below j, -1 for a deleted j. */
     if (qarr_realloc(&shift, (size_t)(count > 0 ? count : 1) * sizeof(int)) != 0) {

@@ -309,6 +309,11 @@ problem_registry_reload(PyObject *self)
         goto done;
     /* what the library holds is linear or quadratic: nothing is left of a
      * nonlinear part the problem had before */
+    if (p->slpprob != NULL && (p->n_nlcons > 0 || p->nl_obj)) {
+        int start0 = 0;
+        if (QSLPloadcoefs(p->slpprob, 0, NULL, NULL, NULL, &start0, 1, NULL, NULL) != 0)
+            goto done;
+    }
     p->n_nlcons = 0;
     p->nl_obj = 0;
     p->obj_col = p->obj_row = -1;

@@ -281,6 +281,12 @@ problem_copy(PyObject *self, PyObject *noargs)
         goto done;
     if (problem_copy_callbacks_hook != NULL && problem_copy_callbacks_hook(dst, src) != 0)
         goto done;
+    /* the copied nonlinear problem holds the same user-function objects:
+       the copy keeps them alive too, and stays nonlinear */
+    if (src->userfuncs != NULL && (dst->userfuncs = PyDict_Copy(src->userfuncs)) == NULL)
+        goto done;
+    dst->n_nlcons = src->n_nlcons;
+    dst->nl_obj = src->nl_obj;
     for (k = 0; k < 3; k++) {
         PyObject *from = k == 0 ? src->vars : k == 1 ? src->cons : src->sos;
         PyObject *to = k == 0 ? dst->vars : k == 1 ? dst->cons : dst->sos;

@@ -208,8 +208,13 @@ results_read(problem_s *p, int what, double *vals)
                                         "Could not get constraints' slack"};
 
     if (problem_is_nonlinear(p) && p->slpprob != NULL && problem_slp_in_use()) {
-        PyErr_SetString(quenda_SolverError, fails[what]);
-        return -1;
+        if (QSLPgetslpsol(p->slpprob, x, slack, dual, dj) != 0) {
+            setQndaErrIfNull((PyObject *)p, NULL);
+            if (!PyErr_Occurred())
+                PyErr_SetString(quenda_SolverError, fails[what]);
+            return -1;
+        }
+        return 0;
     }
     if (problem_is_mip(p, &mip) != 0)
         return -1;

@@ -14,6 +14,7 @@
 #include "module/npy.h"
 #include "module/session.h"
 #include "problem/alloc.h"
+#include "problem/nlhooks.h"
 #include "problem/split.h"
 
 #include "qnda.h"
@@ -166,6 +167,8 @@ problem_setObjective(PyObject *self, PyObject *args, PyObject *kwargs)
     problem_s *p = (problem_s *)self;
     PyObject *objective = NULL; /* borrowed */
     PyObject *item = NULL;      /* owned: the element of a one-element array */
+    PyObject *zero = NULL;      /* owned: the linear stand-in of a nonlinear objective */
+    PyObject *nlobj = NULL;     /* borrowed: a nonlinear objective */
     PyObject *res = NULL;
     objparts parts;
     long sense = 1;
@@ -206,6 +209,17 @@ problem_setObjective(PyObject *self, PyObject *args, PyObject *kwargs)
     }
     if (QNDAgetintattrib(p->prob, SOLVE_ATTR_COLS, &ncols) != 0)
         goto done;
+    if (kind == EXPR_NONLINEAR) {
+        /* the whole objective goes to the nonlinear problem's objective row */
+        if (p->slpprob == NULL || problem_nl_hooks.add_row_part == NULL) {
+            PyErr_SetString(quenda_ModelError, "The nonlinear solver is not available");
+            goto done;
+        }
+        nlobj = objective;
+        objective = zero = PyFloat_FromDouble(0.0);
+        if (zero == NULL)
+            goto done;
+    }
     if (problem_obj_split(p, objective, ncols, &parts) != 0)
         goto done;
     if (problem_clear_qobj(p, ncols) != 0)
@@ -217,6 +231,14 @@ problem_setObjective(PyObject *self, PyObject *args, PyObject *kwargs)
         goto done;
     if (QNDAchgobjsense(p->prob, (int)sense) != 0)
         goto done;
+    if (p->nl_obj && problem_nl_clear(p, -1) != 0)
+        goto done;
+    p->nl_obj = 0;
+    if (nlobj != NULL) {
+        if (problem_nl_add(p, -1, nlobj) != 0)
+            goto done;
+        p->nl_obj = 1;
+    }
     if (problem_is_nonlinear(p) && p->slpprob != NULL && problem_slp_in_use() &&
         QSLPsetdblcontrol(p->slpprob, SOLVE_SLP_CTRL_OBJSENSE, (double)sense) != 0)
         goto done;
@@ -224,6 +246,7 @@ problem_setObjective(PyObject *self, PyObject *args, PyObject *kwargs)
 done:
     objparts_free(&parts);
     Py_XDECREF(item);
+    Py_XDECREF(zero);
     return quenda_result(self, res);
 }
 
@@ -256,7 +279,22 @@ problem_solve(PyObject *self, PyObject *args, PyObject *kwargs)
             goto done;
     }
     if (problem_is_nonlinear(p)) {
-        PyErr_SetString(quenda_ModelError, "Nonlinear problems cannot be solved yet");
+        int sense = 1;
+        if (p->slpprob == NULL || !problem_slp_in_use()) {
+            PyErr_SetString(quenda_ModelError, "The nonlinear solver is not available");
+            goto done;
+        }
+        if (QNDAgetintattrib(p->prob, QNDA_OBJSENSE_ATTR, &sense) != 0 ||
+            QSLPsetdblcontrol(p->slpprob, SOLVE_SLP_CTRL_OBJSENSE, (double)sense) != 0)
+            goto done;
+        setSigIntHandler();
+        Py_BEGIN_ALLOW_THREADS
+        rc = QSLPnlpoptimize(p->slpprob, flags);
+        Py_END_ALLOW_THREADS
+        resetSigIntHandler();
+        if (rc != 0 || PyErr_Occurred())
+            goto done;
+        res = Py_NewRef(Py_None);
         goto done;
     }
 

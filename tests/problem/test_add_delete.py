@@ -344,11 +344,13 @@ class TestAddConstraint:
         prob.delVariable(0)  # allowed again afterwards
         assert prob.getAttrib("cols") == 2
 
-    def test_nonlinear_is_refused_clearly(self, prob, xyz):
-        x = xyz[0]
-        with pytest.raises(quenda.ModelError, match="nonlinear"):
-            prob.addConstraint(quenda.sin(x) <= 1)
+    def test_nonlinear_with_a_missing_variable_rolls_back(self, prob, xyz):
+        x, w = xyz[0], quenda.var()
+        with pytest.raises(quenda.ModelError, match="nonlinear expression has not been added"):
+            prob.addConstraint(quenda.sin(x) <= 1, quenda.cos(w) + x <= 1)
         assert prob.getAttrib("rows") == 0 and prob.getConstraint() == []
+        prob.addConstraint(quenda.sin(x) <= 1)
+        assert prob.getAttrib("rows") == 1
 
     def test_library_refusal_rolls_back(self, prob, xyz):
         # The library takes the rows, then refuses a free row as an indicator

@@ -1,0 +1,102 @@
+/* Problem methods of the nonlinear layer: starting points and a view of
+ * the formula tokens that an expression becomes. */
+#include "nonlinear/convert.h"
+
+#include "module/session.h"
+#include "problem/problem.h"
+
+#include "qslp.h"
+
+static int
+nl_check(problem_s *p)
+{
+    if (p->prob == NULL) {
+        PyErr_SetString(quenda_ModelError, "Problem not initialized");
+        return -1;
+    }
+    if (p->slpprob == NULL) {
+        PyErr_SetString(quenda_ModelError, "The nonlinear solver is not available");
+        return -1;
+    }
+    return 0;
+}
+
+/* setInitialValues(variables, values): where the next nonlinear solve
+ * starts (others start at 0, moved into their bounds). */
+static PyObject *
+QNDA_PY_setInitialValues(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"variables", "values", NULL};
+    problem_s *p = (problem_s *)self;
+    PyObject *vars, *vals, *res = NULL;
+    QNDAint64 n = -1;
+    int *cols = NULL;
+    double *x = NULL;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OO", (char **)kwlist, &vars, &vals) ||
+        nl_check(p) != 0)
+        return NULL;
+    if (conv_obj2arr(self, &n, vars, (void **)&cols, CONV_COL) != 0 ||
+        conv_obj2arr(self, &n, vals, (void **)&x, CONV_DOUBLE) != 0)
+        goto done;
+    if (QSLPsetinitialvalues(p->slpprob, (int)n, cols, x) != 0)
+        goto done;
+    res = Py_NewRef(Py_None);
+done:
+    conv_free((void **)&cols, n, CONV_COL);
+    conv_free((void **)&x, n, CONV_DOUBLE);
+    return quenda_result(self, res);
+}
+
+/* nlFormula(expression, coef=False): the parsed tokens of an expression as
+ * (types, values), or in coefficient mode (column, factor, types, values). */
+static PyObject *
+QNDA_PY_nlFormula(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"expression", "coef", NULL};
+    problem_s *p = (problem_s *)self;
+    PyObject *expr, *types = NULL, *values = NULL, *res = NULL;
+    int coef = 0, col = 0;
+    double factor = 1.0;
+    nl_tokens t;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "O|p", (char **)kwlist, &expr, &coef) ||
+        nl_check(p) != 0)
+        return NULL;
+    nl_tokens_init(&t, p);
+    if ((coef ? convertCoef(&t, expr, &col, &factor) : convertExpr(&t, expr)) != 0)
+        goto done;
+    if ((types = PyList_New(t.n)) == NULL || (values = PyList_New(t.n)) == NULL)
+        goto done;
+    for (int64_t i = 0; i < t.n; i++) {
+        PyObject *a = PyLong_FromLong(t.type[i]), *b = PyFloat_FromDouble(t.val[i]);
+        if (a == NULL || b == NULL) {
+            Py_XDECREF(a);
+            Py_XDECREF(b);
+            goto done;
+        }
+        PyList_SET_ITEM(types, i, a);
+        PyList_SET_ITEM(values, i, b);
+    }
+    res =
+        coef ? Py_BuildValue("(idOO)", col, factor, types, values) : PyTuple_Pack(2, types, values);
+done:
+    Py_XDECREF(types);
+    Py_XDECREF(values);
+    nl_tokens_free(&t);
+    return quenda_result(self, res);
+}
+
+static PyMethodDef nonlinear_methods[] =
+    {{"setInitialValues", (PyCFunction)(void (*)(void))QNDA_PY_setInitialValues,
+      METH_VARARGS | METH_KEYWORDS,
+      "setInitialValues(variables, values): starting point of the next nonlinear solve"},
+     {"nlFormula", (PyCFunction)(void (*)(void))QNDA_PY_nlFormula, METH_VARARGS | METH_KEYWORDS,
+      "nlFormula(expression, coef=False): the nonlinear solver's tokens of an expression"},
+     {NULL, NULL, 0, NULL}};
+
+int
+nonlinear_methods_init(void)
+{
+    return problem_add_methods(nonlinear_methods);
+}
