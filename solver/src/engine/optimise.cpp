@@ -375,253 +375,249 @@ std::unique_ptr<CallbackDispatch> make_dispatch(qnda_problem_s &prob, const Flat
     d->usersolnotify("mipstart",
                      mip_start_status(fm, start.mip_start, prob.controls.get_dbl(QNDA_FEASTOL)));
   return d;
-  BasisStat row_stat_to_engine(int s, char type) {
-    switch (s) {
-      case QNDA_BASIC:
-        return BasisStat::Basic;
-      case QNDA_FREE_SUPER:
-        return BasisStat::Zero;
-      case QNDA_AT_LOWER:
-        return type == 'G' || type == 'E' ? BasisStat::Lower : BasisStat::Upper;
-      default:
-        return type == 'L' ? BasisStat::Upper : BasisStat::Lower;
+}
+
+BasisStat row_stat_to_engine(int s, char type) {
+  switch (s) {
+    case QNDA_BASIC:
+      return BasisStat::Basic;
+    case QNDA_FREE_SUPER:
+      return BasisStat::Zero;
+    case QNDA_AT_LOWER:
+      return type == 'G' || type == 'E' ? BasisStat::Lower : BasisStat::Upper;
+    default:
+      return type == 'L' ? BasisStat::Upper : BasisStat::Lower;
+  }
+}
+
+void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
+  const auto t0 = std::chrono::steady_clock::now();
+  const Flags f = parse_flags(flags, mip);
+  const Controls &ctl = prob.controls;
+  EngineSettings s = settings_from(ctl, mip, f);
+  const Model &model = prob.model;
+  SolveState &st = prob.solve;
+
+  // A solve that fails leaves no results of an earlier one behind.
+  st.clear_results();
+  st.model_changed = false;
+
+  Engine *engine = kept_engine(prob, engine_for(prob, s.mip && model.entity_count() > 0));
+
+  FlattenOptions fo;
+  fo.search = s.mip;
+  fo.infinity = s.infinity;
+  fo.engine = engine->name();
+  FlatModel fm;
+  flatten(model, fo, fm);
+  const bool search = s.mip && fm.has_integers();
+  const bool quadratic_route = needs_quadratic_route(fm, s.mip);
+  if (fm.has_quadratic() && !quadratic_route) {
+    Convexity cv = objective_convexity(fm);
+    if (cv == Convexity::NotConvex) {
+      st.lp_status = QNDA_LP_NONCONVEX;
+      fail(QNDA_ERR_UNSUPPORTED,
+           "the quadratic objective is not %s; the %s engine solves convex QPs only",
+           model.obj_sense() < 0 ? "concave (maximising)" : "convex (minimising)", engine->name());
     }
   }
 
-  void optimise(qnda_problem_s & prob, bool mip, const char *flags) {
-    const auto t0 = std::chrono::steady_clock::now();
-    const Flags f = parse_flags(flags, mip);
-    const Controls &ctl = prob.controls;
-    EngineSettings s = settings_from(ctl, mip, f);
-    const Model &model = prob.model;
-    SolveState &st = prob.solve;
+  // Starting points, only where the engine's model is the user's.
+  EngineStart start;
+  const int n = model.ncols(), m = model.nrows();
+  const bool same_shape = fm.ncols == n && fm.nrows == m;
+  if (same_shape && static_cast<int>(st.start_colstat.size()) == n &&
+      static_cast<int>(st.start_rowstat.size()) == m) {
+    start.col_basis.resize(n);
+    start.row_basis.resize(m);
+    for (int j = 0; j < n; ++j) start.col_basis[j] = col_stat_to_engine(st.start_colstat[j]);
+    for (int i = 0; i < m; ++i)
+      start.row_basis[i] = row_stat_to_engine(st.start_rowstat[i], model.rowtype()[i]);
+  } else if (same_shape && static_cast<int>(st.start_x.size()) == n) {
+    start.col_value = st.start_x;
+    if (static_cast<int>(st.start_duals.size()) == m) start.row_dual = st.start_duals;
+  }
+  if (static_cast<int>(st.mip_start.size()) == n) {
+    start.mip_start = st.mip_start;
+    if (fm.ncols > n) {
+      // Columns added by the reformulation are left for the engine to
+      // complete; HiGHS needs a full vector, so start them at their lower
+      // bounds and let it repair.
+      start.mip_start.resize(fm.ncols, 0.0);
+    }
+  }
 
-    // A solve that fails leaves no results of an earlier one behind.
-    st.clear_results();
-    st.model_changed = false;
+  st.was_mip = search;
+  st.engine = std::strcmp(engine->name(), "cbc") == 0 ? QNDA_ENGINE_CBC : QNDA_ENGINE_HIGHS;
+  if (search && !prob.directives_noted && !model.directive_cols().empty()) {
+    // The data stays (written, read back) for engines that can use it.
+    prob.directives_noted = true;
+    emit_messagef(&prob, MSG_WARNING, "Branching directives are kept but not used by the %s engine",
+                  engine->name());
+  }
 
-    Engine *engine = kept_engine(prob, engine_for(prob, s.mip && model.entity_count() > 0));
+  const int log_level = s.log_level;
+  const char *what = search                    ? (quadratic_route ? "MIQP" : "MIP")
+                     : fm.has_quadratic_rows() ? "QCQP"
+                     : fm.has_quadratic()      ? "QP"
+                                               : "LP";
+  if (log_level >= 1) {
+    emit_messagef(&prob, MSG_INFO, "Solving %s with %s: %d rows, %d columns, %lld elements%s", what,
+                  engine->name(), m, n,
+                  static_cast<long long>(fm.start.empty() ? 0 : fm.start.back()),
+                  fm.ncols > n || fm.nrows > m ? " (reformulated)" : "");
+    if (fm.ncols > n || fm.nrows > m)
+      emit_messagef(&prob, MSG_INFO,
+                    "Sets, indicators and partially integer columns added %d rows and %d "
+                    "columns",
+                    fm.nrows - m, fm.ncols - n);
+  }
 
-    FlattenOptions fo;
-    fo.search = s.mip;
-    fo.infinity = s.infinity;
-    fo.engine = engine->name();
-    FlatModel fm;
-    flatten(model, fo, fm);
-    const bool search = s.mip && fm.has_integers();
-    const bool quadratic_route = needs_quadratic_route(fm, s.mip);
-    if (fm.has_quadratic() && !quadratic_route) {
-      Convexity cv = objective_convexity(fm);
-      if (cv == Convexity::NotConvex) {
-        st.lp_status = QNDA_LP_NONCONVEX;
-        fail(QNDA_ERR_UNSUPPORTED,
-             "the quadratic objective is not %s; the %s engine solves convex QPs only",
-             model.obj_sense() < 0 ? "concave (maximising)" : "convex (minimising)",
-             engine->name());
+  // Interruption: QNDAinterrupt's reason, or Ctrl-C while we run.
+  SigintScope sigint;
+  std::atomic<int> reason{0};
+  EngineHooks hooks;
+  hooks.stop = [&]() {
+    if (reason.load(std::memory_order_relaxed)) return true;
+    int r = prob.interrupt.load(std::memory_order_relaxed);
+    if (!r && sigint.fired()) r = QNDA_STOP_CTRLC;
+    if (!r) return false;
+    int expected = 0;
+    reason.compare_exchange_strong(expected, r);
+    return true;
+  };
+  hooks.log = [&prob](int type, const std::string &line) {
+    emit_message(&prob, type, line.c_str());
+  };
+
+  std::unique_ptr<CallbackDispatch> events =
+      make_dispatch(prob, fm, search, engine->name(), start, reason);
+  hooks.events = events.get();
+
+  EngineResult r;
+  if (int pending = prob.interrupt.load()) {
+    // Interrupted before it began.
+    reason = pending;
+    r.status = EngineStatus::Interrupted;
+  } else if (quadratic_route) {
+    if (log_level >= 1)
+      emit_messagef(&prob, MSG_INFO, "%s",
+                    search ? "Quadratic parts with discrete columns: outer approximation on the "
+                             "MIP engine, continuous problems by the interior-point engine"
+                           : "Quadratic rows or a non-convex objective: the interior-point engine "
+                             "(locally optimal)");
+    solve_quadratic(fm, s, start, hooks, r);
+  } else {
+    solve_with_delayed_rows(*engine, model.rowflags(), Model::ROW_DELAYED, fm, s, start, hooks, r);
+  }
+  prob.interrupt.store(0);
+
+  st.solve_time = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+  static_cast<SolveCounters &>(st) = r;
+  st.algorithm = search ? 0 : r.algorithm;
+  st.stop_status = stop_of(r.status, reason.load());
+  fill_results(model, r, model.indicator_count() > 0, st);
+  st.local_only = st.has_solution && r.local_only;
+  if (!search && r.status != EngineStatus::Optimal && r.status != EngineStatus::Unbounded) {
+    // Only an optimal (or an unbounded problem's feasible) point is kept.
+    st.has_solution = false;
+    st.x.clear();
+    st.slack.clear();
+    st.has_duals = false;
+    st.duals.clear();
+    st.djs.clear();
+  }
+
+  const double no_obj = model.obj_sense() < 0 ? -QNDA_INFINITY : QNDA_INFINITY;
+  if (search) {
+    st.mip_status = mip_status_of(r.status, st.has_solution);
+    if (r.status == EngineStatus::Infeasible || r.status == EngineStatus::Unbounded)
+      st.lp_status = lp_status_of(r.status);
+    else
+      st.lp_status = st.has_solution || r.status == EngineStatus::Optimal ? QNDA_LP_OPTIMAL
+                                                                          : lp_status_of(r.status);
+    st.mip_obj = st.has_solution ? r.objective : no_obj;
+    st.obj = st.mip_obj;
+    st.best_bound = r.best_bound;
+    st.rel_gap = st.has_solution ? r.rel_gap : QNDA_INFINITY;
+  } else {
+    st.lp_status = lp_status_of(r.status);
+    st.lp_obj = r.objective;
+    st.obj = st.lp_obj;
+    st.best_bound = r.status == EngineStatus::Optimal ? r.objective : st.best_bound;
+    if (mip) {
+      // mipoptimize of a problem without entities, or of its relaxation ("l").
+      if (f.relax)
+        st.mip_status =
+            st.lp_status == QNDA_LP_OPTIMAL ? QNDA_MIP_LP_OPTIMAL : QNDA_MIP_LP_NOT_OPTIMAL;
+      else
+        st.mip_status = mip_status_of(r.status, st.has_solution);
+      if (!f.relax) {
+        st.mip_obj = st.has_solution ? r.objective : no_obj;
+        st.mip_sols = st.has_solution ? 1 : 0;
       }
     }
+  }
 
-    // Starting points, only where the engine's model is the user's.
-    EngineStart start;
-    const int n = model.ncols(), m = model.nrows();
-    const bool same_shape = fm.ncols == n && fm.nrows == m;
-    if (same_shape && static_cast<int>(st.start_colstat.size()) == n &&
-        static_cast<int>(st.start_rowstat.size()) == m) {
-      start.col_basis.resize(n);
-      start.row_basis.resize(m);
-      for (int j = 0; j < n; ++j) start.col_basis[j] = col_stat_to_engine(st.start_colstat[j]);
-      for (int i = 0; i < m; ++i)
-        start.row_basis[i] = row_stat_to_engine(st.start_rowstat[i], model.rowtype()[i]);
-    } else if (same_shape && static_cast<int>(st.start_x.size()) == n) {
-      start.col_value = st.start_x;
-      if (static_cast<int>(st.start_duals.size()) == m) start.row_dual = st.start_duals;
-    }
-    if (static_cast<int>(st.mip_start.size()) == n) {
-      start.mip_start = st.mip_start;
-      if (fm.ncols > n) {
-        // Columns added by the reformulation are left for the engine to
-        // complete; HiGHS needs a full vector, so start them at their lower
-        // bounds and let it repair.
-        start.mip_start.resize(fm.ncols, 0.0);
-      }
-    }
-
-    st.was_mip = search;
-    st.engine = std::strcmp(engine->name(), "cbc") == 0 ? QNDA_ENGINE_CBC : QNDA_ENGINE_HIGHS;
-    if (search && !prob.directives_noted && !model.directive_cols().empty()) {
-      // The data stays (written, read back) for engines that can use it.
-      prob.directives_noted = true;
-      emit_messagef(&prob, MSG_WARNING,
-                    "Branching directives are kept but not used by the %s engine", engine->name());
-    }
-
-    const int log_level = s.log_level;
-    const char *what = search                    ? (quadratic_route ? "MIQP" : "MIP")
-                       : fm.has_quadratic_rows() ? "QCQP"
-                       : fm.has_quadratic()      ? "QP"
-                                                 : "LP";
-    if (log_level >= 1) {
-      emit_messagef(&prob, MSG_INFO, "Solving %s with %s: %d rows, %d columns, %lld elements%s",
-                    what, engine->name(), m, n,
-                    static_cast<long long>(fm.start.empty() ? 0 : fm.start.back()),
-                    fm.ncols > n || fm.nrows > m ? " (reformulated)" : "");
-      if (fm.ncols > n || fm.nrows > m)
-        emit_messagef(&prob, MSG_INFO,
-                      "Sets, indicators and partially integer columns added %d rows and %d "
-                      "columns",
-                      fm.nrows - m, fm.ncols - n);
-    }
-
-    // Interruption: QNDAinterrupt's reason, or Ctrl-C while we run.
-    SigintScope sigint;
-    std::atomic<int> reason{0};
-    EngineHooks hooks;
-    hooks.stop = [&]() {
-      if (reason.load(std::memory_order_relaxed)) return true;
-      int r = prob.interrupt.load(std::memory_order_relaxed);
-      if (!r && sigint.fired()) r = QNDA_STOP_CTRLC;
-      if (!r) return false;
-      int expected = 0;
-      reason.compare_exchange_strong(expected, r);
-      return true;
-    };
-    hooks.log = [&prob](int type, const std::string &line) {
-      emit_message(&prob, type, line.c_str());
-    };
-
-    std::unique_ptr<CallbackDispatch> events =
-        make_dispatch(prob, fm, search, engine->name(), start, reason);
-    hooks.events = events.get();
-
-    EngineResult r;
-    if (int pending = prob.interrupt.load()) {
-      // Interrupted before it began.
-      reason = pending;
-      r.status = EngineStatus::Interrupted;
-    } else if (quadratic_route) {
-      if (log_level >= 1)
-        emit_messagef(&prob, MSG_INFO, "%s",
-                      search
-                          ? "Quadratic parts with discrete columns: outer approximation on the "
-                            "MIP engine, continuous problems by the interior-point engine"
-                          : "Quadratic rows or a non-convex objective: the interior-point engine "
-                            "(locally optimal)");
-      solve_quadratic(fm, s, start, hooks, r);
-    } else {
-      solve_with_delayed_rows(*engine, model.rowflags(), Model::ROW_DELAYED, fm, s, start, hooks,
-                              r);
-    }
-    prob.interrupt.store(0);
-
-    st.solve_time = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
-    static_cast<SolveCounters &>(st) = r;
-    st.algorithm = search ? 0 : r.algorithm;
-    st.stop_status = stop_of(r.status, reason.load());
-    fill_results(model, r, model.indicator_count() > 0, st);
-    st.local_only = st.has_solution && r.local_only;
-    if (!search && r.status != EngineStatus::Optimal && r.status != EngineStatus::Unbounded) {
-      // Only an optimal (or an unbounded problem's feasible) point is kept.
+  // The cutoff: a solution no better than it does not count.  (HiGHS's
+  // objective bound ends a search whose bound passes it and still reports
+  // what it found.)
+  if (std::fabs(s.cutoff) < 1e20) {
+    const double sg = model.obj_sense() < 0 ? -1.0 : 1.0;
+    auto worse = [&](double v) { return sg * (v - s.cutoff) > 1e-9 * (1.0 + std::fabs(s.cutoff)); };
+    if (search && st.has_solution && worse(st.mip_obj)) {
+      st.mip_status = r.status == EngineStatus::Optimal || r.status == EngineStatus::Cutoff
+                          ? QNDA_MIP_INFEAS
+                          : QNDA_MIP_NO_SOL_FOUND;
       st.has_solution = false;
       st.x.clear();
       st.slack.clear();
-      st.has_duals = false;
-      st.duals.clear();
-      st.djs.clear();
+      st.mip_obj = st.obj = no_obj;
+      st.mip_sols = 0;
+      st.rel_gap = QNDA_INFINITY;
+    } else if (!search && st.lp_status == QNDA_LP_OPTIMAL && worse(st.lp_obj)) {
+      st.lp_status = QNDA_LP_CUTOFF;
     }
-
-    const double no_obj = model.obj_sense() < 0 ? -QNDA_INFINITY : QNDA_INFINITY;
-    if (search) {
-      st.mip_status = mip_status_of(r.status, st.has_solution);
-      if (r.status == EngineStatus::Infeasible || r.status == EngineStatus::Unbounded)
-        st.lp_status = lp_status_of(r.status);
-      else
-        st.lp_status = st.has_solution || r.status == EngineStatus::Optimal
-                           ? QNDA_LP_OPTIMAL
-                           : lp_status_of(r.status);
-      st.mip_obj = st.has_solution ? r.objective : no_obj;
-      st.obj = st.mip_obj;
-      st.best_bound = r.best_bound;
-      st.rel_gap = st.has_solution ? r.rel_gap : QNDA_INFINITY;
-    } else {
-      st.lp_status = lp_status_of(r.status);
-      st.lp_obj = r.objective;
-      st.obj = st.lp_obj;
-      st.best_bound = r.status == EngineStatus::Optimal ? r.objective : st.best_bound;
-      if (mip) {
-        // mipoptimize of a problem without entities, or of its relaxation ("l").
-        if (f.relax)
-          st.mip_status =
-              st.lp_status == QNDA_LP_OPTIMAL ? QNDA_MIP_LP_OPTIMAL : QNDA_MIP_LP_NOT_OPTIMAL;
-        else
-          st.mip_status = mip_status_of(r.status, st.has_solution);
-        if (!f.relax) {
-          st.mip_obj = st.has_solution ? r.objective : no_obj;
-          st.mip_sols = st.has_solution ? 1 : 0;
-        }
-      }
-    }
-
-    // The cutoff: a solution no better than it does not count.  (HiGHS's
-    // objective bound ends a search whose bound passes it and still reports
-    // what it found.)
-    if (std::fabs(s.cutoff) < 1e20) {
-      const double sg = model.obj_sense() < 0 ? -1.0 : 1.0;
-      auto worse = [&](double v) {
-        return sg * (v - s.cutoff) > 1e-9 * (1.0 + std::fabs(s.cutoff));
-      };
-      if (search && st.has_solution && worse(st.mip_obj)) {
-        st.mip_status = r.status == EngineStatus::Optimal || r.status == EngineStatus::Cutoff
-                            ? QNDA_MIP_INFEAS
-                            : QNDA_MIP_NO_SOL_FOUND;
-        st.has_solution = false;
-        st.x.clear();
-        st.slack.clear();
-        st.mip_obj = st.obj = no_obj;
-        st.mip_sols = 0;
-        st.rel_gap = QNDA_INFINITY;
-      } else if (!search && st.lp_status == QNDA_LP_OPTIMAL && worse(st.lp_obj)) {
-        st.lp_status = QNDA_LP_CUTOFF;
-      }
-    }
-
-    // Infinite values leave the library as +-1e20, like every other infinity.
-    for (double *v : {&st.lp_obj, &st.mip_obj, &st.obj, &st.best_bound, &st.rel_gap})
-      if (std::isinf(*v) || std::fabs(*v) > QNDA_INFINITY)
-        *v = *v > 0 ? QNDA_INFINITY : -QNDA_INFINITY;
-      else if (std::isnan(*v))
-        *v = 0.0;
-
-    if (log_level >= 1) {
-      if (search)
-        emit_messagef(&prob, MSG_INFO,
-                      "MIP status: %s; objective %.10g, best bound %.10g, gap %.4g%%, %lld nodes, "
-                      "%.2fs",
-                      mip_status_text(st.mip_status), st.mip_obj, st.best_bound,
-                      st.has_solution ? 100.0 * st.rel_gap : 100.0,
-                      static_cast<long long>(st.nodes), st.solve_time);
-      else
-        emit_messagef(&prob, MSG_INFO, "%s status: %s; objective %.10g, %lld iterations, %.2fs",
-                      what, lp_status_text(st.lp_status), st.lp_obj,
-                      static_cast<long long>(st.simplex_iter + st.barrier_iter), st.solve_time);
-      if (st.stop_status != QNDA_STOP_NONE)
-        emit_messagef(&prob, MSG_INFO, "Stopped: %s", stop_text(st.stop_status));
-      if (st.local_only)
-        emit_messagef(&prob, MSG_INFO, "The model is not convex: the solution is locally optimal");
-    }
-    flush_messages(&prob);
-    // A message handler may have asked to stop while the summary was written:
-    // that belongs to this optimisation, not to the next one.
-    prob.interrupt.store(0);
-
-    if (r.status == EngineStatus::NonConvex) fail(QNDA_ERR_UNSUPPORTED, "%s", r.message.c_str());
-    if (r.status == EngineStatus::Error)
-      fail(QNDA_ERR_ENGINE, "%s", r.message.empty() ? "the engine failed" : r.message.c_str());
   }
 
-  BasisStat col_stat_to_engine(int s) {
-    if (s == QNDA_BASIC) return BasisStat::Basic;
-    if (s == QNDA_AT_UPPER) return BasisStat::Upper;
-    return s == QNDA_FREE_SUPER ? BasisStat::Zero : BasisStat::Lower;
+  // Infinite values leave the library as +-1e20, like every other infinity.
+  for (double *v : {&st.lp_obj, &st.mip_obj, &st.obj, &st.best_bound, &st.rel_gap})
+    if (std::isinf(*v) || std::fabs(*v) > QNDA_INFINITY)
+      *v = *v > 0 ? QNDA_INFINITY : -QNDA_INFINITY;
+    else if (std::isnan(*v))
+      *v = 0.0;
+
+  if (log_level >= 1) {
+    if (search)
+      emit_messagef(&prob, MSG_INFO,
+                    "MIP status: %s; objective %.10g, best bound %.10g, gap %.4g%%, %lld nodes, "
+                    "%.2fs",
+                    mip_status_text(st.mip_status), st.mip_obj, st.best_bound,
+                    st.has_solution ? 100.0 * st.rel_gap : 100.0, static_cast<long long>(st.nodes),
+                    st.solve_time);
+    else
+      emit_messagef(&prob, MSG_INFO, "%s status: %s; objective %.10g, %lld iterations, %.2fs", what,
+                    lp_status_text(st.lp_status), st.lp_obj,
+                    static_cast<long long>(st.simplex_iter + st.barrier_iter), st.solve_time);
+    if (st.stop_status != QNDA_STOP_NONE)
+      emit_messagef(&prob, MSG_INFO, "Stopped: %s", stop_text(st.stop_status));
+    if (st.local_only)
+      emit_messagef(&prob, MSG_INFO, "The model is not convex: the solution is locally optimal");
   }
+  flush_messages(&prob);
+  // A message handler may have asked to stop while the summary was written:
+  // that belongs to this optimisation, not to the next one.
+  prob.interrupt.store(0);
+
+  if (r.status == EngineStatus::NonConvex) fail(QNDA_ERR_UNSUPPORTED, "%s", r.message.c_str());
+  if (r.status == EngineStatus::Error)
+    fail(QNDA_ERR_ENGINE, "%s", r.message.empty() ? "the engine failed" : r.message.c_str());
+}
+
+BasisStat col_stat_to_engine(int s) {
+  if (s == QNDA_BASIC) return BasisStat::Basic;
+  if (s == QNDA_AT_UPPER) return BasisStat::Upper;
+  return s == QNDA_FREE_SUPER ? BasisStat::Zero : BasisStat::Lower;
+}
 
 }  // namespace qnda
