@@ -144,11 +144,8 @@ linterm_sub(PyObject *a, PyObject *b)
 static PyObject *
 linterm_mul(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    ALGEBRA_SLOT_OPEN(ALG_MUL, EXPR_LINTERM);
     double k;
-    PyObject *front = algebra_front(ALG_MUL, EXPR_LINTERM, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
 
     if (ka == EXPR_CONSTANT) {
         k = number_value(a);
@@ -180,11 +177,8 @@ linterm_mul(PyObject *a, PyObject *b)
 static PyObject *
 linterm_div(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    ALGEBRA_SLOT_OPEN(ALG_DIV, EXPR_LINTERM);
     double k;
-    PyObject *front = algebra_front(ALG_DIV, EXPR_LINTERM, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
 
     if (kb == EXPR_CONSTANT && ka == EXPR_LINTERM) {
         if (!linterm_valid(a))

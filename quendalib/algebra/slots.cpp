@@ -80,17 +80,13 @@ algebra_number_methods(binaryfunc add, binaryfunc sub, binaryfunc mul, binaryfun
                        binaryfunc isub, binaryfunc imul, binaryfunc idiv, ternaryfunc ipow)
 {
     PyNumberMethods nb = {};
-    nb.nb_add = add;
-    nb.nb_subtract = sub;
-    nb.nb_multiply = mul;
-    nb.nb_true_divide = div;
-    nb.nb_power = pow;
+    /* each operator beside its in-place form */
+    nb.nb_add = add, nb.nb_inplace_add = iadd;
+    nb.nb_subtract = sub, nb.nb_inplace_subtract = isub;
+    nb.nb_multiply = mul, nb.nb_inplace_multiply = imul;
+    nb.nb_true_divide = div, nb.nb_inplace_true_divide = idiv;
+    nb.nb_power = pow, nb.nb_inplace_power = ipow;
     nb.nb_negative = neg;
     nb.nb_absolute = abs;
-    nb.nb_inplace_add = iadd;
-    nb.nb_inplace_subtract = isub;
-    nb.nb_inplace_multiply = imul;
-    nb.nb_inplace_true_divide = idiv;
-    nb.nb_inplace_power = ipow;
     return nb;
 }
