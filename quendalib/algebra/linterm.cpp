@@ -255,12 +255,6 @@ linterm_neg(PyObject *a)
     return linterm_fill(-lt_coef(a), lt_var(a));
 }
 
-static PyObject *
-linterm_abs(PyObject *a)
-{
-    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
-}
-
 /* ------------------------------------------------------------ text */
 
 static PyObject *
@@ -279,7 +273,7 @@ linterm_str(PyObject *self)
 
 static PyNumberMethods linterm_as_number =
     algebra_number_methods(linterm_add, linterm_sub, linterm_mul, linterm_div, linterm_pow,
-                           linterm_neg, linterm_abs, term_iadd, term_isub, term_imul, term_idiv,
+                           linterm_neg, algebra_abs, term_iadd, term_isub, term_imul, term_idiv,
                            term_ipow);
 
 PyTypeObject quenda_lintermType = quenda_type_build(

@@ -332,12 +332,6 @@ quadterm_neg(PyObject *a)
     return quadterm_copy(a, -1.0);
 }
 
-static PyObject *
-quadterm_abs(PyObject *a)
-{
-    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
-}
-
 /* ------------------------------------------------------------ text */
 
 static PyObject *
@@ -358,7 +352,7 @@ quadterm_str(PyObject *self)
 
 static PyNumberMethods quadterm_as_number =
     algebra_number_methods(quadterm_addsub<ALG_ADD>, quadterm_addsub<ALG_SUB>, quadterm_mul,
-                           quadterm_div, quadterm_pow, quadterm_neg, quadterm_abs, term_iadd,
+                           quadterm_div, quadterm_pow, quadterm_neg, algebra_abs, term_iadd,
                            term_isub, term_imul, term_idiv, term_ipow);
 
 PyTypeObject quenda_quadtermType = quenda_type_build(

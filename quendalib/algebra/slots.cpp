@@ -23,6 +23,12 @@ algebra_array_sub(PyObject *arr, PyObject *other)
 PyObject algebra_pending_object;
 
 PyObject *
+algebra_abs(PyObject *a)
+{
+    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
+}
+
+PyObject *
 algebra_array_right(int op, PyObject *a, PyObject *arr)
 {
     switch (op) {

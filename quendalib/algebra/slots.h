@@ -54,6 +54,9 @@ algebra_front(int op, int own, PyObject *a, PyObject *b, int ka, int kb)
             return front_;                                                                         \
     } while (0)
 
+/* abs() of a var, linterm, quadterm or expression: a nonlinear formula. */
+PyObject *algebra_abs(PyObject *a);
+
 /* In-place slots of the immutable types; a is the type's own instance. */
 extern const binaryfunc term_iadd, term_isub, term_imul, term_idiv;
 PyObject *term_ipow(PyObject *a, PyObject *b, PyObject *mod);

@@ -263,17 +263,12 @@ var_neg(PyObject *a)
     return algebra_linterm_new(-1.0, a);
 }
 
-static PyObject *
-var_abs(PyObject *a)
-{
-    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
-}
-
 /* ------------------------------------------------------------ type */
 
 static PyNumberMethods var_as_number =
     algebra_number_methods(var_addsub<ALG_ADD>, var_addsub<ALG_SUB>, var_mul, var_div, var_pow,
-                           var_neg, var_abs, term_iadd, term_isub, term_imul, term_idiv, term_ipow);
+                           var_neg, algebra_abs, term_iadd, term_isub, term_imul, term_idiv,
+                           term_ipow);
 
 /* The name: the default one ("C" and the identity number) is not kept,
  * a million variables would hold a million strings the library holds too. */
