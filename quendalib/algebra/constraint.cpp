@@ -233,24 +233,6 @@ error:
     return NULL;
 }
 
-PyObject *
-leq_con(PyObject *a, PyObject *b)
-{
-    return constraint_build(a, b, Py_LE);
-}
-
-PyObject *
-geq_con(PyObject *a, PyObject *b)
-{
-    return constraint_build(a, b, Py_GE);
-}
-
-PyObject *
-eq_con(PyObject *a, PyObject *b)
-{
-    return constraint_build(a, b, Py_EQ);
-}
-
 /* ------------------------------------------------------------ row type */
 
 void
@@ -425,14 +407,8 @@ constraint_get_name(PyObject *self, void *)
     return quenda_name_or_default(CON(self)->name, 'R', CON(self)->id);
 }
 
-static int
-constraint_set_name(PyObject *self, PyObject *value, void *)
-{
-    Py_XSETREF(CON(self)->name, Py_XNewRef(value));
-    return 0;
-}
-
-static PyGetSetDef constraint_getset[] = {{(char *)"name", constraint_get_name, constraint_set_name,
+static PyGetSetDef constraint_getset[] = {{(char *)"name", constraint_get_name,
+                                           quenda_set_name<constraint_object>,
                                            (char *)"Constraint name", NULL},
                                           {NULL}};
 

@@ -11,9 +11,6 @@
  * with quenda.ModelError set.  Used by the rich comparison of every
  * algebra type and by the NumPy comparison loops. */
 PyObject *constraint_build(PyObject *a, PyObject *b, int op);
-PyObject *leq_con(PyObject *a, PyObject *b); /* a <= b */
-PyObject *geq_con(PyObject *a, PyObject *b); /* a >= b */
-PyObject *eq_con(PyObject *a, PyObject *b);  /* a == b */
 
 /* Row type for the solver: writes the letter (L, G, E, R or N) to *type,
  * adds the bound to *rhs and writes the range of an R row to *range. */

@@ -675,12 +675,6 @@ expression_neg(PyObject *a)
     return expression_copy(a, -1.0);
 }
 
-static PyObject *
-expression_abs(PyObject *a)
-{
-    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
-}
-
 /* ------------------------------------------------------------ text */
 
 /* Appends one coefficient-and-name item by the four printing rules. */
@@ -768,7 +762,7 @@ expression_str(PyObject *self)
 /* No in-place power: the plain one. */
 static PyNumberMethods expression_as_number =
     algebra_number_methods(expression_add, expression_sub, expression_mul, expression_div,
-                           expression_pow, expression_neg, expression_abs, expression_iadd,
+                           expression_pow, expression_neg, algebra_abs, expression_iadd,
                            expression_isub, expression_imul, expression_idiv, NULL);
 
 PyTypeObject quenda_expressionType =

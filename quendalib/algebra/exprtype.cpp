@@ -116,18 +116,6 @@ constant_binary(int op, PyObject *a, PyObject *b)
 }
 
 PyObject *
-constant_add(PyObject *a, PyObject *b)
-{
-    return constant_binary(ALG_ADD, a, b);
-}
-
-PyObject *
-constant_mul(PyObject *a, PyObject *b)
-{
-    return constant_binary(ALG_MUL, a, b);
-}
-
-PyObject *
 constant_neg(PyObject *a)
 {
     if (is_ndarray(a))

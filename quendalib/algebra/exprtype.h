@@ -37,8 +37,6 @@ PyObject *quenda_float_zero(void);
 PyObject *quenda_float_one(void);
 
 /* Plain-number forms (an ndarray operand defers to NumPy). */
-PyObject *constant_add(PyObject *a, PyObject *b);
-PyObject *constant_mul(PyObject *a, PyObject *b);
 PyObject *constant_neg(PyObject *a);
 
 /* General operations.  A left operand None gives a copy of the right
@@ -86,4 +84,14 @@ static inline PyObject *
 quenda_name_or_default(PyObject *name, char prefix, uint32_t id)
 {
     return name != NULL ? Py_NewRef(name) : quenda_id_name(prefix, id);
+}
+
+/* The setter of that name slot, for a type T whose objects hold it in
+ * T::name (deleting it gives the default name back). */
+template<typename T>
+static int
+quenda_set_name(PyObject *self, PyObject *value, void *)
+{
+    Py_XSETREF(((T *)self)->name, Py_XNewRef(value));
+    return 0;
 }

@@ -144,11 +144,8 @@ linterm_sub(PyObject *a, PyObject *b)
 static PyObject *
 linterm_mul(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    ALGEBRA_SLOT_OPEN(ALG_MUL, EXPR_LINTERM);
     double k;
-    PyObject *front = algebra_front(ALG_MUL, EXPR_LINTERM, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
 
     if (ka == EXPR_CONSTANT) {
         k = number_value(a);
@@ -180,11 +177,8 @@ linterm_mul(PyObject *a, PyObject *b)
 static PyObject *
 linterm_div(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    ALGEBRA_SLOT_OPEN(ALG_DIV, EXPR_LINTERM);
     double k;
-    PyObject *front = algebra_front(ALG_DIV, EXPR_LINTERM, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
 
     if (kb == EXPR_CONSTANT && ka == EXPR_LINTERM) {
         if (!linterm_valid(a))
@@ -261,12 +255,6 @@ linterm_neg(PyObject *a)
     return linterm_fill(-lt_coef(a), lt_var(a));
 }
 
-static PyObject *
-linterm_abs(PyObject *a)
-{
-    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
-}
-
 /* ------------------------------------------------------------ text */
 
 static PyObject *
@@ -285,7 +273,7 @@ linterm_str(PyObject *self)
 
 static PyNumberMethods linterm_as_number =
     algebra_number_methods(linterm_add, linterm_sub, linterm_mul, linterm_div, linterm_pow,
-                           linterm_neg, linterm_abs, term_iadd, term_isub, term_imul, term_idiv,
+                           linterm_neg, algebra_abs, term_iadd, term_isub, term_imul, term_idiv,
                            term_ipow);
 
 PyTypeObject quenda_lintermType = quenda_type_build(

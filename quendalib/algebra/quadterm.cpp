@@ -184,10 +184,7 @@ template<int Op>
 static PyObject *
 quadterm_addsub(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
-    PyObject *front = algebra_front(Op, EXPR_QUADTERM, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
+    ALGEBRA_SLOT_OPEN(Op, EXPR_QUADTERM);
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
         if (getExprType(a) < 0 || getExprType(b) < 0)
             return NULL;
@@ -201,11 +198,8 @@ quadterm_addsub(PyObject *a, PyObject *b)
 static PyObject *
 quadterm_mul(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    ALGEBRA_SLOT_OPEN(ALG_MUL, EXPR_QUADTERM);
     double k;
-    PyObject *front = algebra_front(ALG_MUL, EXPR_QUADTERM, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
     if (ka == EXPR_CONSTANT && kb == EXPR_QUADTERM) {
         k = number_value(a);
         if (k == -1.0 && PyErr_Occurred())
@@ -228,12 +222,9 @@ quadterm_mul(PyObject *a, PyObject *b)
 static PyObject *
 quadterm_div(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    ALGEBRA_SLOT_OPEN(ALG_DIV, EXPR_QUADTERM);
     double k;
     static const char zero_bilinear[] = "Division by zero of a bilinear term";
-    PyObject *front = algebra_front(ALG_DIV, EXPR_QUADTERM, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
     if (!quadterm_operands_valid(a, ka, b, kb))
         return NULL;
 
@@ -311,11 +302,8 @@ quadterm_div(PyObject *a, PyObject *b)
 static PyObject *
 quadterm_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    ALGEBRA_SLOT_OPEN(ALG_POW, EXPR_QUADTERM);
     double k;
-    PyObject *front = algebra_front(ALG_POW, EXPR_QUADTERM, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
     if (ka == EXPR_CONSTANT) {
         k = number_value(a);
         if (k == -1.0 && PyErr_Occurred())
@@ -344,12 +332,6 @@ quadterm_neg(PyObject *a)
     return quadterm_copy(a, -1.0);
 }
 
-static PyObject *
-quadterm_abs(PyObject *a)
-{
-    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
-}
-
 /* ------------------------------------------------------------ text */
 
 static PyObject *
@@ -370,7 +352,7 @@ quadterm_str(PyObject *self)
 
 static PyNumberMethods quadterm_as_number =
     algebra_number_methods(quadterm_addsub<ALG_ADD>, quadterm_addsub<ALG_SUB>, quadterm_mul,
-                           quadterm_div, quadterm_pow, quadterm_neg, quadterm_abs, term_iadd,
+                           quadterm_div, quadterm_pow, quadterm_neg, algebra_abs, term_iadd,
                            term_isub, term_imul, term_idiv, term_ipow);
 
 PyTypeObject quenda_quadtermType = quenda_type_build(

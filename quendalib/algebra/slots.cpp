@@ -23,6 +23,12 @@ algebra_array_sub(PyObject *arr, PyObject *other)
 PyObject algebra_pending_object;
 
 PyObject *
+algebra_abs(PyObject *a)
+{
+    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
+}
+
+PyObject *
 algebra_array_right(int op, PyObject *a, PyObject *arr)
 {
     switch (op) {
@@ -80,17 +86,13 @@ algebra_number_methods(binaryfunc add, binaryfunc sub, binaryfunc mul, binaryfun
                        binaryfunc isub, binaryfunc imul, binaryfunc idiv, ternaryfunc ipow)
 {
     PyNumberMethods nb = {};
-    nb.nb_add = add;
-    nb.nb_subtract = sub;
-    nb.nb_multiply = mul;
-    nb.nb_true_divide = div;
-    nb.nb_power = pow;
+    /* each operator beside its in-place form */
+    nb.nb_add = add, nb.nb_inplace_add = iadd;
+    nb.nb_subtract = sub, nb.nb_inplace_subtract = isub;
+    nb.nb_multiply = mul, nb.nb_inplace_multiply = imul;
+    nb.nb_true_divide = div, nb.nb_inplace_true_divide = idiv;
+    nb.nb_power = pow, nb.nb_inplace_power = ipow;
     nb.nb_negative = neg;
     nb.nb_absolute = abs;
-    nb.nb_inplace_add = iadd;
-    nb.nb_inplace_subtract = isub;
-    nb.nb_inplace_multiply = imul;
-    nb.nb_inplace_true_divide = idiv;
-    nb.nb_inplace_power = ipow;
     return nb;
 }

@@ -43,6 +43,20 @@ algebra_front(int op, int own, PyObject *a, PyObject *b, int ka, int kb)
     return ALGEBRA_PENDING;
 }
 
+/* The opening of a binary slot (operands a and b) of the type of kind own:
+ * declares ka and kb, the operands' kinds, and returns algebra_front's
+ * answer when that is the result already. */
+#define ALGEBRA_SLOT_OPEN(op, own)                                                                 \
+    int ka = expr_kind(a), kb = expr_kind(b);                                                      \
+    do {                                                                                           \
+        PyObject *front_ = algebra_front((op), (own), a, b, ka, kb);                               \
+        if (front_ != ALGEBRA_PENDING)                                                             \
+            return front_;                                                                         \
+    } while (0)
+
+/* abs() of a var, linterm, quadterm or expression: a nonlinear formula. */
+PyObject *algebra_abs(PyObject *a);
+
 /* In-place slots of the immutable types; a is the type's own instance. */
 extern const binaryfunc term_iadd, term_isub, term_imul, term_idiv;
 PyObject *term_ipow(PyObject *a, PyObject *b, PyObject *mod);

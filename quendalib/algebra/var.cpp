@@ -157,11 +157,8 @@ static PyObject *
 var_addsub(PyObject *a, PyObject *b)
 {
     constexpr double sign = Op == ALG_ADD ? 1.0 : -1.0;
-    int ka = expr_kind(a), kb = expr_kind(b);
+    ALGEBRA_SLOT_OPEN(Op, EXPR_VARIABLE);
     double k;
-    PyObject *front = algebra_front(Op, EXPR_VARIABLE, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
             return Op == ALG_ADD ? algebra_linterm_new(2.0, a) : PyFloat_FromDouble(0.0);
@@ -212,11 +209,8 @@ var_mul(PyObject *a, PyObject *b)
 static PyObject *
 var_div(PyObject *a, PyObject *b)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    ALGEBRA_SLOT_OPEN(ALG_DIV, EXPR_VARIABLE);
     double k;
-    PyObject *front = algebra_front(ALG_DIV, EXPR_VARIABLE, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
@@ -242,11 +236,8 @@ var_div(PyObject *a, PyObject *b)
 static PyObject *
 var_pow(PyObject *a, PyObject *b, PyObject *mod)
 {
-    int ka = expr_kind(a), kb = expr_kind(b);
+    ALGEBRA_SLOT_OPEN(ALG_POW, EXPR_VARIABLE);
     double k;
-    PyObject *front = algebra_front(ALG_POW, EXPR_VARIABLE, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
             return NULL;
@@ -272,17 +263,12 @@ var_neg(PyObject *a)
     return algebra_linterm_new(-1.0, a);
 }
 
-static PyObject *
-var_abs(PyObject *a)
-{
-    return algebra_ctor.nonlin_unary(NONLIN_ABS, a);
-}
-
 /* ------------------------------------------------------------ type */
 
 static PyNumberMethods var_as_number =
     algebra_number_methods(var_addsub<ALG_ADD>, var_addsub<ALG_SUB>, var_mul, var_div, var_pow,
-                           var_neg, var_abs, term_iadd, term_isub, term_imul, term_idiv, term_ipow);
+                           var_neg, algebra_abs, term_iadd, term_isub, term_imul, term_idiv,
+                           term_ipow);
 
 /* The name: the default one ("C" and the identity number) is not kept,
  * a million variables would hold a million strings the library holds too. */
@@ -292,14 +278,7 @@ var_get_name(PyObject *self, void *)
     return quenda_name_or_default(((var_object *)self)->name, 'C', VAR_ID(self));
 }
 
-static int
-var_set_name(PyObject *self, PyObject *value, void *)
-{
-    Py_XSETREF(((var_object *)self)->name, Py_XNewRef(value));
-    return 0;
-}
-
-static PyGetSetDef var_getset[] = {{(char *)"name", var_get_name, var_set_name,
+static PyGetSetDef var_getset[] = {{(char *)"name", var_get_name, quenda_set_name<var_object>,
                                     (char *)"Name of the variable", NULL},
                                    {NULL}};
 

@@ -97,6 +97,25 @@ QNDA_PY_repairweightedinfeasbounds(PyObject *self, PyObject *args, PyObject *kwa
 
 typedef int (*range_call)(QNDAprob, int, const int *, double *, double *);
 
+/* Two arrays of n entries that call(a, b) fills, handed to the caller's
+ * lists out_a and out_b (as conversion kinds ka and kb) and freed.  0, or
+ * -1 (an exception, or the library's error for quenda_result). */
+template<typename A, typename B, typename Call>
+static int
+sens_outputs(PyObject *self, QNDAint64 n, int ka, PyObject **out_a, int kb, PyObject **out_b,
+             Call call)
+{
+    A *a = (A *)qarr_alloc((size_t)n * sizeof(A));
+    B *b = a != NULL ? (B *)qarr_alloc((size_t)n * sizeof(B)) : NULL;
+    int rc = -1;
+    if (b != NULL && call(a, b) == 0 && conv_arr2obj(self, n, a, out_a, ka) >= 0 &&
+        conv_arr2obj(self, n, b, out_b, kb) >= 0)
+        rc = 0;
+    conv_free((void **)&a, n, ka);
+    conv_free((void **)&b, n, kb);
+    return rc;
+}
+
 /* objsa / rhssa(mindex, lower, upper): the ranges of the given columns or
  * rows, into the two lists. */
 static PyObject *
@@ -105,7 +124,6 @@ sens_ranges(PyObject *self, PyObject *args, PyObject *kwargs, int kind, range_ca
     static const char *kwlist[] = {"mindex", "lower", "upper", NULL};
     PyObject *mindex, *lower, *upper, *res = NULL;
     int *ind = NULL;
-    double *lo = NULL, *up = NULL;
     QNDAint64 n = -1;
     QNDAprob prob;
 
@@ -121,19 +139,14 @@ sens_ranges(PyObject *self, PyObject *args, PyObject *kwargs, int kind, range_ca
     }
     if (conv_obj2arr(self, &n, mindex, (void **)&ind, kind) < 0)
         goto done;
-    if ((lo = (double *)qarr_alloc((size_t)n * sizeof(double))) == NULL ||
-        (up = (double *)qarr_alloc((size_t)n * sizeof(double))) == NULL)
-        goto done;
-    if (call(prob, (int)n, ind, lo, up) != 0)
-        goto done;
-    if (conv_arr2obj(self, n, lo, &lower, CONV_DOUBLE) < 0 ||
-        conv_arr2obj(self, n, up, &upper, CONV_DOUBLE) < 0)
+    if (sens_outputs<double, double>(self, n, CONV_DOUBLE, &lower, CONV_DOUBLE, &upper,
+                                     [&](double *lo, double *up) {
+                                         return call(prob, (int)n, ind, lo, up);
+                                     }) != 0)
         goto done;
     res = Py_NewRef(Py_None);
 done:
     conv_free((void **)&ind, n, kind);
-    conv_free((void **)&lo, n, CONV_DOUBLE);
-    conv_free((void **)&up, n, CONV_DOUBLE);
     return quenda_result(self, res);
 }
 
@@ -158,9 +171,9 @@ QNDA_PY_strongbranch(PyObject *self, PyObject *args, PyObject *kwargs)
     static const char *kwlist[] = {"mbndind",   "cbndtype",  "dbndval", "itrlimit",
                                    "dsbobjval", "msbstatus", NULL};
     PyObject *ind_o, *type_o, *val_o, *objs, *stats, *res = NULL;
-    int itrlimit, *ind = NULL, *st = NULL;
+    int itrlimit, *ind = NULL;
     char *types = NULL;
-    double *vals = NULL, *obj = NULL;
+    double *vals = NULL;
     QNDAint64 n = -1;
     QNDAprob prob;
 
@@ -180,21 +193,17 @@ QNDA_PY_strongbranch(PyObject *self, PyObject *args, PyObject *kwargs)
                         "Must provide arguments mbndind, cbndtype and dbndval");
         goto done;
     }
-    if ((obj = (double *)qarr_alloc((size_t)n * sizeof(double))) == NULL ||
-        (st = (int *)qarr_alloc((size_t)n * sizeof(int))) == NULL)
-        goto done;
-    if (QNDAstrongbranch(prob, (int)n, ind, types, vals, itrlimit, obj, st) != 0)
-        goto done;
-    if (conv_arr2obj(self, n, obj, &objs, CONV_DOUBLE) < 0 ||
-        conv_arr2obj(self, n, st, &stats, CONV_INT) < 0)
+    if (sens_outputs<double, int>(self, n, CONV_DOUBLE, &objs, CONV_INT, &stats,
+                                  [&](double *obj, int *st) {
+                                      return QNDAstrongbranch(prob, (int)n, ind, types, vals,
+                                                              itrlimit, obj, st);
+                                  }) != 0)
         goto done;
     res = Py_NewRef(Py_None);
 done:
     conv_free((void **)&ind, n, CONV_COL);
     conv_free((void **)&types, n, CONV_CHAR);
     conv_free((void **)&vals, n, CONV_DOUBLE);
-    conv_free((void **)&obj, n, CONV_DOUBLE);
-    conv_free((void **)&st, n, CONV_INT);
     return quenda_result(self, res);
 }
 

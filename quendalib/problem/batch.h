@@ -65,6 +65,24 @@ uint32_t id_of_var(PyObject *o);
 uint32_t id_of_con(PyObject *o);
 uint32_t id_of_sos(PyObject *o);
 
+/* The first checks of a step: obj is of the step's kind (else ModelError
+ * wrong) and not in the problem yet, as added() tells (else ModelError
+ * added); added() reads the object only once its kind is known.  0 or -1. */
+template<typename Added>
+static inline int
+reg_check_new(bool is_kind, const char *wrong, const char *added_msg, Added added)
+{
+    if (!is_kind) {
+        PyErr_SetString(quenda_ModelError, wrong);
+        return -1;
+    }
+    if (added()) {
+        PyErr_SetString(quenda_ModelError, added_msg);
+        return -1;
+    }
+    return 0;
+}
+
 /* ModelError "Problem not initialized" for a problem without its handle or
  * lists, else makes sure of the maps.  0 or -1. */
 int reg_check_problem(problem_s *p);

@@ -59,18 +59,12 @@ sos_step(void *ctx, PyObject *obj)
     sosbatch *b = (sosbatch *)ctx;
     problem_s *p = b->p;
     sos_object *s = (sos_object *)obj;
-    const char *name;
     size_t len;
     Py_ssize_t i, n;
 
-    if (!SOS_CHECK(obj)) {
-        PyErr_SetString(quenda_ModelError, "Object added is not a SOS");
+    if (reg_check_new(SOS_CHECK(obj), "Object added is not a SOS", "SOS already added to problem",
+                      [p, s] { return rowcolmap_has(PROBLEM_SOSMAP(p), s->id); }) != 0)
         return -1;
-    }
-    if (rowcolmap_has(PROBLEM_SOSMAP(p), s->id)) {
-        PyErr_SetString(quenda_ModelError, "SOS already added to problem");
-        return -1;
-    }
     if (s->indices == NULL || !PyList_Check(s->indices)) {
         PyErr_SetString(quenda_ModelError, "SOS indices must be passed as a list");
         return -1;
@@ -88,7 +82,8 @@ sos_step(void *ctx, PyObject *obj)
         PyErr_SetString(quenda_ModelError, "SOS type must be 1 or 2");
         return -1;
     }
-    name = name_text(s->name, QNDA_MAXNAMELENGTH - 1, &len, "Invalid SOS name (must be a string)");
+    const char *name =
+        name_text(s->name, QNDA_MAXNAMELENGTH - 1, &len, "Invalid SOS name (must be a string)");
     if (name == NULL)
         return -1;
     if (sosbatch_reserve(b, n, len) != 0) {

@@ -80,14 +80,10 @@ var_step(void *ctx, PyObject *obj)
     size_t len;
     char c;
 
-    if (!VAR_CHECK(obj)) {
-        PyErr_SetString(quenda_ModelError, "Incorrect objects added as variables to problem");
+    if (reg_check_new(VAR_CHECK(obj), "Incorrect objects added as variables to problem",
+                      "Variable already added to problem",
+                      [p, v] { return rowcolmap_has(PROBLEM_VARMAP(p), v->id); }) != 0)
         return -1;
-    }
-    if (rowcolmap_has(PROBLEM_VARMAP(p), v->id)) {
-        PyErr_SetString(quenda_ModelError, "Variable already added to problem");
-        return -1;
-    }
     if ((c = var_letter(v)) == 0)
         return -1;
     char dflt[16];

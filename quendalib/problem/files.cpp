@@ -275,22 +275,36 @@ files_read_sets(problem_s *p, namechunk *nc, int n)
     return 0;
 }
 
+/* read and write: the arguments, the library's call made without the
+ * interpreter lock and, after a read, the objects made again from what the
+ * library now holds. */
 static PyObject *
-problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
+files_transfer(PyObject *self, PyObject *args, PyObject *kwargs, bool reading)
 {
     problem_s *p = (problem_s *)self;
     const char *filename = NULL, *options = "";
     PyObject *res = NULL;
-    int rc;
 
-    if (problem_registry_empty(p) != 0 || files_args(p, args, kwargs, &filename, &options) != 0)
+    if (reading && problem_registry_empty(p) != 0)
         goto done;
-    rc = files_unlocked(QNDAreadprob, p, filename, options);
-    if (rc != 0 || problem_registry_reload(self) != 0)
+    if (files_args(p, args, kwargs, &filename, &options) != 0)
+        goto done;
+    if (!reading && problem_is_nonlinear(p)) {
+        PyErr_SetString(quenda_ModelError, "Nonlinear problems cannot be written yet");
+        goto done;
+    }
+    if (files_unlocked(reading ? QNDAreadprob : QNDAwriteprob, p, filename, options) != 0 ||
+        (reading && problem_registry_reload(self) != 0))
         goto done;
     res = Py_NewRef(Py_None);
 done:
     return quenda_result(self, res);
+}
+
+static PyObject *
+problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    return files_transfer(self, args, kwargs, true);
 }
 
 int
@@ -326,23 +340,7 @@ done:
 static PyObject *
 problem_write(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    problem_s *p = (problem_s *)self;
-    const char *filename = NULL, *options = "";
-    PyObject *res = NULL;
-    int rc;
-
-    if (files_args(p, args, kwargs, &filename, &options) != 0)
-        goto done;
-    if (problem_is_nonlinear(p)) {
-        PyErr_SetString(quenda_ModelError, "Nonlinear problems cannot be written yet");
-        goto done;
-    }
-    rc = files_unlocked(QNDAwriteprob, p, filename, options);
-    if (rc != 0)
-        goto done;
-    res = Py_NewRef(Py_None);
-done:
-    return quenda_result(self, res);
+    return files_transfer(self, args, kwargs, false);
 }
 
 PyMethodDef problem_files_methods[] = {{"read", (PyCFunction)(void (*)(void))problem_read,

@@ -57,22 +57,19 @@ class Generator {
       return;
     }
     const int d = depth - 1;
-    switch (pick(15)) {
+    // the binary operators of picks 0-3 and the functions of one argument
+    // (picks 8-12; 10 is exp(sin), written below)
+    static const int kBinary[] = {QSLP_OP_PLUS, QSLP_OP_MINUS, QSLP_OP_MULTIPLY, QSLP_OP_MULTIPLY};
+    static const int kUnary[] = {QSLP_IFUN_SIN, QSLP_IFUN_COS, 0, QSLP_IFUN_ARCTAN, QSLP_IFUN_ERF};
+    const int k = pick(15);
+    switch (k) {
       case 0:
-        emit(f, d);
-        emit(f, d);
-        op(f, QSLP_OP_PLUS);
-        break;
       case 1:
-        emit(f, d);
-        emit(f, d);
-        op(f, QSLP_OP_MINUS);
-        break;
       case 2:
       case 3:
         emit(f, d);
         emit(f, d);
-        op(f, QSLP_OP_MULTIPLY);
+        op(f, kBinary[k]);
         break;
       case 4:
         emit(f, d);
@@ -94,21 +91,15 @@ class Generator {
         op(f, QSLP_OP_UMINUS);
         break;
       case 8:
-        fn(f, QSLP_IFUN_SIN, d);
-        break;
       case 9:
-        fn(f, QSLP_IFUN_COS, d);
+      case 11:
+      case 12:
+        fn(f, kUnary[k - 8], d);
         break;
       case 10:  // exp(sin(e)) stays small
         f.push_back({QSLP_TOK_LB, 0});
         fn(f, QSLP_IFUN_SIN, d);
         f.push_back({QSLP_TOK_IFUN, double(QSLP_IFUN_EXP)});
-        break;
-      case 11:
-        fn(f, QSLP_IFUN_ARCTAN, d);
-        break;
-      case 12:
-        fn(f, QSLP_IFUN_ERF, d);
         break;
       case 13:
         f.push_back({QSLP_TOK_LB, 0});
