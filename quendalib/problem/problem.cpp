@@ -11,6 +11,7 @@
 
 #include "module/session.h"
 #include "problem/attribute.h"
+#include "problem/busy.h"
 #include "problem/control.h"
 #include "problem/conv.h"
 #include "problem/files.h"
@@ -419,7 +420,11 @@ problem_type_prepare(void)
             return -1;
     }
     problem_methods[n] = PyMethodDef{NULL, NULL, 0, NULL};
-    return 0;
+    /* readied here, not with the other types: the guard wraps the methods
+     * of its dictionary */
+    if (PyType_Ready(&quenda_problemType) < 0)
+        return -1;
+    return problem_guard_methods(&quenda_problemType);
 }
 
 /* The last error of a problem: the main library's, or the nonlinear
