@@ -50,7 +50,8 @@ TEST_F(Busy, ChangesFromTheSolvesOwnHandlerAreRefused) {
   ASSERT_EQ(QNDAaddcbmessage(p, on_message, &seen, 0), 0);
   ASSERT_EQ(QNDAlpoptimize(p, ""), 0) << last_error();
   ASSERT_TRUE(seen.done);
-  for (int rc : {seen.chgobj, seen.optimise, seen.destroy, seen.read, seen.setcontrol, seen.delcols})
+  for (int rc :
+       {seen.chgobj, seen.optimise, seen.destroy, seen.read, seen.setcontrol, seen.delcols})
     EXPECT_EQ(rc, QNDA_ERR_BUSY);
   EXPECT_EQ(seen.getcols, 0);
   EXPECT_EQ(seen.cols, 2);
