@@ -1,6 +1,8 @@
 /* addVariable: the batch of new columns (see batch.h). */
 #include "problem/batch.h"
 
+#include <cmath>
+
 #include "algebra/var.h"
 #include "module/session.h"
 
@@ -90,6 +92,13 @@ var_step(void *ctx, PyObject *obj)
     }
     if ((c = var_letter(v)) == 0)
         return -1;
+    if (std::isnan(v->lb) || std::isnan(v->ub) || std::isnan(v->threshold)) {
+        PyErr_Format(quenda_ModelError, "Variable %S: %s is NaN", obj,
+                     std::isnan(v->lb)   ? "lower bound"
+                     : std::isnan(v->ub) ? "upper bound"
+                                         : "threshold");
+        return -1;
+    }
     name = name_text(v->name, REG_VARNAME_MAX, &len, "Invalid variable name (must be a string)");
     if (name == NULL)
         return -1;

@@ -59,6 +59,11 @@ void validate(const LoadArgs<Idx> &a, bool full) {
         if (a.rowtype[i] == 'R' && a.range[i] < 0)
           fail(QNDA_ERR_ARGUMENT, "range of row %d is negative (%g)", i, a.range[i]);
   }
+  check_values(a.rhs, a.nrows, BOUND, "rhs");
+  check_values(a.range, a.nrows, BOUND, "range");
+  check_values(a.obj, a.ncols, COEF, "objective coefficient");
+  check_values(a.lb, a.ncols, BOUND, "lower bound");
+  check_values(a.ub, a.ncols, BOUND, "upper bound");
   check_colmajor(a.start, a.collen, a.ncols, a.rowind, a.rowcoef, a.nrows);
   check_count(a.nobjqcoefs, "nobjqcoefs");
   if (a.nobjqcoefs > 0) {
@@ -67,6 +72,7 @@ void validate(const LoadArgs<Idx> &a, bool full) {
     check_array(a.objqcoef, "objqcoef");
     check_indices(a.objqcol1, a.nobjqcoefs, a.ncols, "column");
     check_indices(a.objqcol2, a.nobjqcoefs, a.ncols, "column");
+    check_values(a.objqcoef, a.nobjqcoefs, COEF, "objqcoef");
   }
   check_count(a.nqrows, "nqrows");
   if (a.nqrows > 0) {
@@ -85,6 +91,7 @@ void validate(const LoadArgs<Idx> &a, bool full) {
       check_array(a.rowqcoef, "rowqcoef");
       check_indices(a.rowqcol1, total, a.ncols, "column");
       check_indices(a.rowqcol2, total, a.ncols, "column");
+      check_values(a.rowqcoef, total, COEF, "rowqcoef");
     }
   }
   check_count(a.nentities, "nentities");
@@ -93,6 +100,7 @@ void validate(const LoadArgs<Idx> &a, bool full) {
     check_array(a.entind, "entind");
     if (full) check_letters(a.coltype, a.nentities, kColTypes, "column type");
     check_indices(a.entind, a.nentities, a.ncols, "column");
+    check_values(a.limit, a.nentities, BOUND, "limit");
   }
   check_count(a.nsets, "nsets");
   if (a.nsets > 0) {
@@ -106,6 +114,7 @@ void validate(const LoadArgs<Idx> &a, bool full) {
     if (n > 0) {
       check_array(a.setind, "setind");
       check_indices(a.setind + a.setstart[0], n, a.ncols, "column");
+      if (a.refval) check_values(a.refval + a.setstart[0], n, COEF, "refval");
     }
   }
 }
