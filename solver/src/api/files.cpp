@@ -108,6 +108,7 @@ int QNDAreadprob(QNDAprob prob, const char *filename, const char *flags) {
       size_t dot = base.find('.');
       d.name = dot == std::string::npos ? base : base.substr(0, dot);
     }
+    check_model_data(d, name);
     load_model_data(*prob, d);
   });
 }
