@@ -11,7 +11,7 @@ HIGHS_ROOT = $(shell PYTHON=$(PY) bash scripts/build_highs.sh)
 NP1_TESTS := tests/algebra
 
 .PHONY: all setup build example test test-cpp test-py test-np1 wheel-check lint format \
-  bench bench-setup clean
+  bench bench-setup clean fuzz test-asan leakcheck
 
 all: build
 
@@ -38,6 +38,12 @@ test-np1:
 	@if [ -d $(NP1_TESTS) ]; then \
 	  PYTHONPATH=$(BUILD_DIR)/python $(PY_NP1) -m pytest -q $(NP1_TESTS); \
 	else echo "no NumPy 1.x suite yet"; fi
+
+# The readers' fuzz test at length: a random seed (printed on failure; set
+# QUENDA_FUZZ_SEED to repeat a run) and 20,000 mutated files.
+fuzz: build
+	QUENDA_FUZZ_SEED=$${QUENDA_FUZZ_SEED:-$$RANDOM$$RANDOM} QUENDA_FUZZ_COUNT=$${QUENDA_FUZZ_COUNT:-20000} \
+	  $(PY) -m pytest -q tests/fuzz
 
 # The wheel a user builds, installed alone into a fresh environment.
 wheel-check: setup

@@ -295,6 +295,7 @@ struct Reader {
       size_t ni = t.size() >= 3 && t[1] == "SOS" ? 2 : 1;
       d.settype.push_back(head[1]);
       d.set_names.push_back(ni < t.size() ? t[ni] : "");
+      if (!valid_utf8(d.set_names.back())) bad("a set name that is not UTF-8");
       d.setstart.push_back(static_cast<QNDAint64>(d.setcol.size()));
       cur_set = static_cast<int>(d.settype.size()) - 1;
       return;
@@ -447,6 +448,7 @@ void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &d
         d.name = t.size() > 1 ? line.substr(line.find(t[1])) : "";
         while (!d.name.empty() && (d.name.back() == ' ' || d.name.back() == '\r'))
           d.name.pop_back();
+        if (!valid_utf8(d.name)) rd.bad("a problem name that is not UTF-8");
         sec = S_NAME;
       } else if (h == "OBJSENSE") {
         sec = S_OBJSENSE;
