@@ -290,10 +290,14 @@ constraint_init(PyObject *self, PyObject *args, PyObject *kwds)
     if (!PyArg_ParseTupleAndKeywords(args, kwds, "|OOddldO", (char **)kwlist, &src, &body, &lb, &ub,
                                      &sense, &rhs, &name))
         return -1;
-    if (name == NULL || name == Py_None)
+    if (name == NULL || name == Py_None) {
         name = quenda_id_name('R', c->id);
-    else
+    } else if (PyUnicode_Check(name) || PyBytes_Check(name)) {
         Py_INCREF(name);
+    } else {
+        quenda_model_error("Invalid constraint name (must be a string)");
+        return -1;
+    }
     if (name == NULL)
         return -1;
     Py_XSETREF(c->name, name);

@@ -456,10 +456,10 @@ problem_layer_init(void)
                                    "Unidentified error associated with optimization problem");
 }
 
-static PyMemberDef problem_members[] = {{(char *)"controls", T_OBJECT, offsetof(problem_s, ctrl), 0,
-                                         (char *)"Problem's controls"},
+static PyMemberDef problem_members[] = {{(char *)"controls", T_OBJECT, offsetof(problem_s, ctrl),
+                                         READONLY, (char *)"Problem's controls"},
                                         {(char *)"attributes", T_OBJECT, offsetof(problem_s, attr),
-                                         0, (char *)"Problem's attributes"},
+                                         READONLY, (char *)"Problem's attributes"},
                                         {NULL, 0, 0, 0, NULL}};
 
 PyTypeObject quenda_problemType = {
