@@ -22,146 +22,93 @@ skipped; python-mip, PuLP and Pyomo run at a tenth of the sizes (their
 full-size run takes many minutes; the times are per term anyway).
 """
 import argparse
-import gc
-import glob
 import os
-import subprocess
 import sys
-import tempfile
-import time
 
 import numpy as np
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-ROOT = os.path.dirname(os.path.dirname(HERE))
-
-
-def import_quendalib():
-    try:
-        import quendalib
-        return quendalib
-    except ImportError:
-        pass
-    for d in sorted(glob.glob(os.path.join(ROOT, "build", "*", "python"))):
-        if glob.glob(os.path.join(d, "quendalib*.so")):
-            sys.path.insert(0, d)
-            import quendalib
-            return quendalib
-    raise SystemExit("quendalib not found: build it or set PYTHONPATH")
-
-
-def timed(fn):
-    gc.collect()
-    t0 = time.perf_counter()
-    fn()
-    return time.perf_counter() - t0
+sys.path.insert(0, os.path.dirname(HERE))
+from benchlib import (adapter, import_quendalib, poi_highs, run_cpp as run_cpp_lines,  # noqa: E402
+                      timed)
 
 
 # ------------------------------------------------------------ libraries
 #
 # Each adapter gives: new_vars(n) -> list of variables; lsum(iterable) ->
-# the library's sum; zero() -> an empty expression that += accumulates
-# into.  The benchmark bodies below are shared.
+# the library's sum and zero() -> an empty expression that += accumulates
+# into; dot(A, xs) -> the rows of A times xs (by default the library's sum
+# row by row).  The benchmark bodies below are shared.
 
-class Quenda:
-    name = "quendalib"
+
+class Adapter:
+    def dot(self, A, xs):
+        return [self.lsum(a * x for a, x in zip(row, xs)) for row in A.tolist()]
+
+
+@adapter("quendalib")
+class Quenda(Adapter):
 
     def __init__(self):
         self.q = import_quendalib()
+        self.zero = self.lsum = self.q.Sum
 
     def new_vars(self, n):
         return [self.q.var() for _ in range(n)]
-
-    def lsum(self, it):
-        return self.q.Sum(it)
-
-    def zero(self):
-        return self.q.Sum()
 
     def dot(self, A, xs):
         return self.q.Dot(A, np.array(xs, dtype=object))
 
 
-class PyOptInterface:
-    name = "pyoptinterface"
+@adapter("pyoptinterface")
+class PyOptInterface(Adapter):
 
     def __init__(self):
-        import highspy
-        import pyoptinterface as poi
-        from pyoptinterface import highs
-        if not highs.autoload_library():
-            lib = glob.glob(os.path.join(os.path.dirname(highspy.__file__), "libhighs.so*"))
-            if not lib or not highs.load_library(lib[0]):
-                raise ImportError("no HiGHS library for pyoptinterface")
+        poi, highs = poi_highs()
         self.poi = poi
+        self.zero, self.lsum = poi.ExprBuilder, poi.quicksum
         self.model = highs.Model()
         self.model.set_model_attribute(poi.ModelAttribute.Silent, True)
 
     def new_vars(self, n):
         return [self.model.add_variable() for _ in range(n)]
 
-    def lsum(self, it):
-        return self.poi.quicksum(it)
 
-    def zero(self):
-        return self.poi.ExprBuilder()
-
-    def dot(self, A, xs):
-        return [self.poi.quicksum(a * x for a, x in zip(row, xs)) for row in A.tolist()]
-
-
-class Highspy:
-    name = "highspy"
+@adapter("highspy")
+class Highspy(Adapter):
 
     def __init__(self):
         import highspy
         self.h = highspy.Highs()
         self.h.silent()
-        self.expr = highspy.highs.highs_linear_expression
+        self.zero = highspy.highs.highs_linear_expression
+        self.lsum = self.h.qsum
 
     def new_vars(self, n):
         return list(self.h.addVariables(n))
 
-    def lsum(self, it):
-        return self.h.qsum(it)
 
-    def zero(self):
-        return self.expr()
-
-    def dot(self, A, xs):
-        return [self.h.qsum(a * x for a, x in zip(row, xs)) for row in A.tolist()]
-
-
-class PythonMIP:
-    name = "python-mip"
-    scale = 0.1
+@adapter("python-mip", scale=0.1)
+class PythonMIP(Adapter):
 
     def __init__(self):
         import mip
         self.mip = mip
+        self.zero, self.lsum = mip.LinExpr, mip.xsum
         self.m = mip.Model(solver_name="CBC")
         self.m.verbose = 0
 
     def new_vars(self, n):
         return [self.m.add_var() for _ in range(n)]
 
-    def lsum(self, it):
-        return self.mip.xsum(it)
 
-    def zero(self):
-        return self.mip.LinExpr()
-
-    def dot(self, A, xs):
-        return [self.mip.xsum(a * x for a, x in zip(row, xs)) for row in A.tolist()]
-
-
-class PuLP:
-    name = "pulp"
-    scale = 0.1
+@adapter("pulp", scale=0.1)
+class PuLP(Adapter):
 
     def __init__(self):
         import pulp
         self.pulp = pulp
+        self.zero, self.lsum = pulp.LpAffineExpression, pulp.lpSum
         self.count = 0
 
     def new_vars(self, n):
@@ -169,23 +116,17 @@ class PuLP:
         self.count += n
         return [self.pulp.LpVariable(f"x{base + i}") for i in range(n)]
 
-    def lsum(self, it):
-        return self.pulp.lpSum(it)
-
-    def zero(self):
-        return self.pulp.LpAffineExpression()
-
     def dot(self, A, xs):
         return [self.pulp.lpDot(row, xs) for row in A.tolist()]
 
 
-class Pyomo:
-    name = "pyomo"
-    scale = 0.1
+@adapter("pyomo", scale=0.1)
+class Pyomo(Adapter):
 
     def __init__(self):
         import pyomo.environ as pe
         self.pe = pe
+        self.lsum = pe.quicksum
         self.m = pe.ConcreteModel()
         self.count = 0
 
@@ -195,15 +136,8 @@ class Pyomo:
         setattr(self.m, f"x{self.count}", v)
         return [v[i] for i in range(n)]
 
-    def lsum(self, it):
-        return self.pe.quicksum(it)
-
     def zero(self):
         return 0
-
-    def dot(self, A, xs):
-        return [self.pe.quicksum(a * x for a, x in zip(row, xs))
-                for row in A.tolist()]
 
 
 # ------------------------------------------------------------ benchmarks
@@ -276,18 +210,8 @@ def bench_single(lib, n):
 
 
 def run_cpp(n, m, d):
-    src = os.path.join(HERE, "map_limit.cpp")
-    with tempfile.TemporaryDirectory() as tmp:
-        exe = os.path.join(tmp, "map_limit")
-        try:
-            subprocess.run(["g++", "-O2", "-std=c++17", "-o", exe, src], check=True,
-                           capture_output=True)
-            out = subprocess.run([exe, str(n), str(m), str(d)], check=True, capture_output=True,
-                                 text=True).stdout
-        except (OSError, subprocess.CalledProcessError) as err:
-            print(f"C++ floor skipped: {err}")
-            return {}
-    return {k: float(v) for k, v in (line.split() for line in out.splitlines())}
+    return run_cpp_lines(os.path.join(HERE, "map_limit.cpp"), "C++ floor",
+                         run_args=(str(n), str(m), str(d)))
 
 
 def main():

@@ -34,30 +34,15 @@ smaller size of each model.
 """
 import argparse
 import gc
-import glob
 import math
 import os
-import subprocess
 import sys
 import tempfile
-import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-ROOT = os.path.dirname(os.path.dirname(HERE))
-
-
-def import_quendalib():
-    try:
-        import quendalib
-        return quendalib
-    except ImportError:
-        pass
-    for d in sorted(glob.glob(os.path.join(ROOT, "build", "*", "python"))):
-        if glob.glob(os.path.join(d, "quendalib*.so")):
-            sys.path.insert(0, d)
-            import quendalib
-            return quendalib
-    raise SystemExit("quendalib not found: build it or set PYTHONPATH")
+sys.path.insert(0, os.path.dirname(HERE))
+from benchlib import (ROOT, adapter, import_quendalib, poi_highs,  # noqa: E402
+                      run_cpp as run_cpp_lines, timed)
 
 
 # ------------------------------------------------------------ adapters
@@ -71,9 +56,33 @@ def import_quendalib():
 INF = float("inf")
 
 
-class Quenda:
-    name = "quendalib"
-    quadratic = True
+class Adapter:
+    """The defaults: variables owned already, rows passed on as they are
+    added (one by one, through adder()), nothing left to hand over."""
+
+    def add_vars(self, xs):
+        pass
+
+    def add(self, cons):
+        add = self.adder()
+        for c in cons:
+            add(c)
+
+    def handover(self):
+        pass
+
+
+class ModelIadd(Adapter):
+    """Libraries whose idiom is model += constraint (self.model)."""
+
+    def add(self, cons):
+        m = self.model
+        for c in cons:
+            m += c
+
+
+@adapter("quendalib", quadratic=True)
+class Quenda(Adapter):
 
     def __init__(self):
         self.q = import_quendalib()
@@ -101,18 +110,11 @@ class Quenda:
         pass  # rows, columns and objective are in the library already
 
 
-class PyOptInterface:
-    name = "pyoptinterface"
-    quadratic = True
+@adapter("pyoptinterface", quadratic=True)
+class PyOptInterface(Adapter):
 
     def __init__(self):
-        import highspy
-        import pyoptinterface as poi
-        from pyoptinterface import highs
-        if not highs.autoload_library():
-            lib = glob.glob(os.path.join(os.path.dirname(highspy.__file__), "libhighs.so*"))
-            if not lib or not highs.load_library(lib[0]):
-                raise ImportError("no HiGHS library for pyoptinterface")
+        poi, highs = poi_highs()
         self.poi = poi
         self.m = highs.Model()
         self.m.set_model_attribute(poi.ModelAttribute.Silent, True)
@@ -127,27 +129,18 @@ class PyOptInterface:
             kw["domain"] = self.poi.VariableDomain.Binary
         return self.m.add_variable(**kw)
 
-    def add_vars(self, xs):
-        pass
-
     def qsum(self, it):
         return self.poi.quicksum(it)
 
-    def add(self, cons):
-        add = self.m.add_linear_constraint
-        for c in cons:
-            add(c)
+    def adder(self):
+        return self.m.add_linear_constraint
 
     def minimize(self, e):
         self.m.set_objective(e, self.poi.ObjectiveSense.Minimize)
 
-    def handover(self):
-        pass
 
-
-class Highspy:
-    name = "highspy"
-    quadratic = False  # its expressions are linear only
+@adapter("highspy", quadratic=False)  # its expressions are linear only
+class Highspy(Adapter):
 
     def __init__(self):
         import highspy
@@ -165,64 +158,42 @@ class Highspy:
         import highspy
         return highspy.HighsVarType.kInteger
 
-    def add_vars(self, xs):
-        pass
-
     def qsum(self, it):
         return self.h.qsum(it)
 
-    def add(self, cons):
-        add = self.h.addConstr
-        for c in cons:
-            add(c)
+    def adder(self):
+        return self.h.addConstr
 
     def minimize(self, e):
         self.h.setObjective(e)
 
-    def handover(self):
-        pass
 
-
-class PythonMIP:
-    name = "python-mip"
-    quadratic = False
+@adapter("python-mip", quadratic=False)
+class PythonMIP(ModelIadd):
 
     def __init__(self):
         import mip
         self.mip = mip
-        self.m = mip.Model(solver_name="CBC")
+        self.m = self.model = mip.Model(solver_name="CBC")
         self.m.verbose = 0
 
     def var(self, lb=0.0, ub=INF, binary=False):
         return self.m.add_var(lb=lb, ub=ub, var_type=self.mip.BINARY if binary else self.mip.CONTINUOUS)
 
-    def add_vars(self, xs):
-        pass
-
     def qsum(self, it):
         return self.mip.xsum(it)
-
-    def add(self, cons):
-        m = self.m
-        for c in cons:
-            m += c
 
     def minimize(self, e):
         self.m.objective = self.mip.minimize(e)
 
-    def handover(self):
-        pass
 
-
-class PuLP:
-    name = "pulp"
-    quadratic = False
-    slow = True
+@adapter("pulp", quadratic=False, slow=True)
+class PuLP(ModelIadd):
 
     def __init__(self):
         import pulp
         self.pulp = pulp
-        self.prob = pulp.LpProblem("bench", pulp.LpMinimize)
+        self.prob = self.model = pulp.LpProblem("bench", pulp.LpMinimize)
         self.count = 0
 
     def var(self, lb=0.0, ub=INF, binary=False):
@@ -231,28 +202,18 @@ class PuLP:
                                     upBound=None if ub == INF else ub,
                                     cat="Binary" if binary else "Continuous")
 
-    def add_vars(self, xs):
-        pass
-
-    def qsum(self, it):
-        return self.pulp.lpSum(it)
-
-    def add(self, cons):
-        prob = self.prob
-        for c in cons:
-            prob += c
-
     def minimize(self, e):
         self.prob.setObjective(e)
 
     def handover(self):
         self.prob.solve(self.pulp.HiGHS(msg=False, timeLimit=0))
 
+    def qsum(self, it):
+        return self.pulp.lpSum(it)
 
-class Pyomo:
-    name = "pyomo"
-    quadratic = True
-    slow = True
+
+@adapter("pyomo", quadratic=True, slow=True)
+class Pyomo(Adapter):
 
     def __init__(self):
         import pyomo.environ as pe
@@ -268,16 +229,11 @@ class Pyomo:
         setattr(self.m, f"x{self.count}", v)
         return v
 
-    def add_vars(self, xs):
-        pass
-
     def qsum(self, it):
         return self.pe.quicksum(it)
 
-    def add(self, cons):
-        add = self.m.cons.add
-        for c in cons:
-            add(c)
+    def adder(self):
+        return self.m.cons.add
 
     def minimize(self, e):
         self.m.obj = self.pe.Objective(expr=e, sense=self.pe.minimize)
@@ -361,20 +317,10 @@ MODELS = [("fac", facility, (25, 50)), ("lqcp", lqcp, (500, 1000)), ("basic", ba
 
 
 def run_cpp():
-    src = os.path.join(HERE, "cpp_limit.cpp")
-    q = import_quendalib()
-    libdir = os.path.dirname(q.__file__)
-    with tempfile.TemporaryDirectory() as tmp:
-        exe = os.path.join(tmp, "cpp_limit")
-        try:
-            subprocess.run(["g++", "-O2", "-std=c++17", "-I", os.path.join(ROOT, "solver", "include"),
-                            "-o", exe, src, os.path.join(libdir, "libqnda.so.34.01"),
-                            "-Wl,-rpath," + libdir], check=True, capture_output=True)
-            out = subprocess.run([exe], check=True, capture_output=True, text=True).stdout
-        except (OSError, subprocess.CalledProcessError) as err:
-            print(f"C++ limit skipped: {err}")
-            return {}
-    return {k: float(v) for k, v in (line.split() for line in out.splitlines())}
+    libdir = os.path.dirname(import_quendalib().__file__)
+    return run_cpp_lines(os.path.join(HERE, "cpp_limit.cpp"), "C++ limit",
+                         flags=("-I", os.path.join(ROOT, "solver", "include")),
+                         libs=(os.path.join(libdir, "libqnda.so.34.01"), "-Wl,-rpath," + libdir))
 
 
 def bench_read(n=1_000_000):
@@ -395,13 +341,6 @@ def bench_read(n=1_000_000):
         best = min(timed(fn) for _ in range(5))
         res[label] = best
     return res
-
-
-def timed(fn):
-    gc.collect()
-    t0 = time.perf_counter()
-    fn()
-    return time.perf_counter() - t0
 
 
 def main():

@@ -70,6 +70,17 @@ fold_item(PyObject *item, PyObject **acc, const fold_ctx *ctx)
     return fold_combine(item, acc, ctx);
 }
 
+/* fold_item on a borrowed item held meanwhile: its container may change
+ * while the item's own code runs. */
+static inline int
+fold_held(PyObject *item, PyObject **acc, const fold_ctx *ctx)
+{
+    Py_INCREF(item);
+    int rc = fold_item(item, acc, ctx);
+    Py_DECREF(item);
+    return rc;
+}
+
 static int
 fold_array(PyObject *arr, PyObject **acc, const fold_ctx *ctx)
 {
@@ -108,12 +119,7 @@ fold_collection(PyObject *coll, PyObject **acc, const fold_ctx *ctx)
         /* A list may change under us (an item's code may run): re-read
          * its size and hold each item while it is used. */
         for (i = 0; i < PySequence_Fast_GET_SIZE(coll); ++i) {
-            PyObject *item = PySequence_Fast_GET_ITEM(coll, i);
-            int rc;
-            Py_INCREF(item);
-            rc = fold_item(item, acc, ctx);
-            Py_DECREF(item);
-            if (rc < 0)
+            if (fold_held(PySequence_Fast_GET_ITEM(coll, i), acc, ctx) < 0)
                 return -1;
         }
         return 0;
@@ -124,13 +130,7 @@ fold_collection(PyObject *coll, PyObject **acc, const fold_ctx *ctx)
         PyObject *key, *value;
         Py_ssize_t pos = 0;
         while (PyDict_Next(coll, &pos, &key, &value)) {
-            int rc;
-            if (value == Py_None)
-                continue;
-            Py_INCREF(value);
-            rc = fold_item(value, acc, ctx);
-            Py_DECREF(value);
-            if (rc < 0)
+            if (value != Py_None && fold_held(value, acc, ctx) < 0)
                 return -1;
         }
         return 0;

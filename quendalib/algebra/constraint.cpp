@@ -26,11 +26,7 @@ constraint_new_bare(void)
     c->lb = -QUENDA_INFINITY;
     c->ub = QUENDA_INFINITY;
     c->name = quenda_id_name('R', c->id);
-    if (c->name == NULL) {
-        Py_DECREF(c);
-        return NULL;
-    }
-    return (PyObject *)c;
+    return quenda_keep_if((PyObject *)c, c->name != NULL);
 }
 
 static void
@@ -52,6 +48,21 @@ constraint_difference(PyObject *a, PyObject *b)
     if (ka >= EXPR_VARIABLE && ka <= EXPR_NONLINEAR)
         return algebra_binary(ALG_SUB, ka, ka, a, b);
     return PyNumber_Subtract(a, b);
+}
+
+/* When side is a number: its value into *k and other as c's body; 1.  0
+ * when it is not one, -1 with an exception set. */
+static int
+constraint_split_constant(constraint_object *c, PyObject *side, PyObject *other, double *k)
+{
+    if (expr_kind(side) != EXPR_CONSTANT)
+        return 0;
+    *k = number_value(side);
+    if (*k == -1.0 && PyErr_Occurred())
+        return -1;
+    Py_INCREF(other);
+    Py_SETREF(c->body, other);
+    return 1;
 }
 
 /* Takes a trailing number off a sum node, or turns a difference with a
@@ -124,12 +135,9 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
     if (n->op == NONLIN_MINUS && n->args != NULL && PyTuple_Check(n->args) &&
         PyTuple_GET_SIZE(n->args) == 2) {
         PyObject *first = PyTuple_GET_ITEM(n->args, 0), *second = PyTuple_GET_ITEM(n->args, 1);
-        if (expr_kind(first) == EXPR_CONSTANT) {
-            double k = number_value(first);
-            if (k == -1.0 && PyErr_Occurred())
-                return -1;
-            Py_INCREF(second);
-            Py_SETREF(c->body, second);
+        double k;
+        int rc = constraint_split_constant(c, first, second, &k);
+        if (rc > 0) {
             switch (op) {
             case Py_LE: c->lb = k; return 1;
             case Py_GE: c->ub = k; return 1;
@@ -137,14 +145,12 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
             default: return 0;
             }
         }
-        if (expr_kind(second) == EXPR_CONSTANT) {
-            double k = number_value(second);
-            if (k == -1.0 && PyErr_Occurred())
-                return -1;
-            Py_INCREF(first);
-            Py_SETREF(c->body, first);
+        if (rc == 0)
+            rc = constraint_split_constant(c, second, first, &k);
+        if (rc < 0)
+            return -1;
+        if (rc > 0)
             *v = k;
-        }
     }
     return 0;
 }
@@ -426,45 +432,12 @@ static PyMemberDef constraint_members[] =
      {"ub", T_DOUBLE, offsetof(constraint_object, ub), 0, "Upper bound"},
      {NULL}};
 
-PyTypeObject quenda_constraintType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.constraint", /* tp_name */
-    sizeof(constraint_object),                          /* tp_basicsize */
-    0,                                                  /* tp_itemsize */
-    constraint_dealloc,                                 /* tp_dealloc */
-    0,                                                  /* tp_vectorcall_offset */
-    0,                                                  /* tp_getattr */
-    0,                                                  /* tp_setattr */
-    0,                                                  /* tp_as_async */
-    constraint_str,                                     /* tp_repr */
-    0,                                                  /* tp_as_number */
-    0,                                                  /* tp_as_sequence */
-    0,                                                  /* tp_as_mapping */
-    0,                                                  /* tp_hash */
-    0,                                                  /* tp_call */
-    constraint_str,                                     /* tp_str */
-    0,                                                  /* tp_getattro */
-    0,                                                  /* tp_setattro */
-    0,                                                  /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,                                 /* tp_flags */
-    "Class for constraints of an optimization problem", /* tp_doc */
-    0,                                                  /* tp_traverse */
-    0,                                                  /* tp_clear */
-    0,                                                  /* tp_richcompare */
-    0,                                                  /* tp_weaklistoffset */
-    0,                                                  /* tp_iter */
-    0,                                                  /* tp_iternext */
-    constraint_methods,                                 /* tp_methods */
-    constraint_members,                                 /* tp_members */
-    0,                                                  /* tp_getset */
-    0,                                                  /* tp_base */
-    0,                                                  /* tp_dict */
-    0,                                                  /* tp_descr_get */
-    0,                                                  /* tp_descr_set */
-    0,                                                  /* tp_dictoffset */
-    constraint_init,                                    /* tp_init */
-    0,                                                  /* tp_alloc */
-    PyType_GenericNew,                                  /* tp_new */
-};
+PyTypeObject quenda_constraintType =
+    quenda_type_build("quenda.constraint", sizeof(constraint_object), Py_TPFLAGS_DEFAULT,
+                      "Class for constraints of an optimization problem", Py_tp_dealloc,
+                      constraint_dealloc, Py_tp_repr, constraint_str, Py_tp_str, constraint_str,
+                      Py_tp_methods, constraint_methods, Py_tp_members, constraint_members,
+                      Py_tp_init, constraint_init, Py_tp_new, PyType_GenericNew);
 
 /* ------------------------------------------------------------ registration */
 

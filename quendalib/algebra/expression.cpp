@@ -761,46 +761,14 @@ static PyNumberMethods expression_as_number =
                            expression_pow, expression_neg, expression_abs, expression_iadd,
                            expression_isub, expression_imul, expression_idiv, NULL);
 
-PyTypeObject quenda_expressionType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.expression", /* tp_name */
-    sizeof(expression_object),                          /* tp_basicsize */
-    0,                                                  /* tp_itemsize */
-    expression_dealloc,                                 /* tp_dealloc */
-    0,                                                  /* tp_vectorcall_offset */
-    0,                                                  /* tp_getattr */
-    0,                                                  /* tp_setattr */
-    0,                                                  /* tp_as_async */
-    expression_str,                                     /* tp_repr */
-    &expression_as_number,                              /* tp_as_number */
-    0,                                                  /* tp_as_sequence */
-    0,                                                  /* tp_as_mapping */
-    0,                                                  /* tp_hash */
-    0,                                                  /* tp_call */
-    expression_str,                                     /* tp_str */
-    0,                                                  /* tp_getattro */
-    0,                                                  /* tp_setattro */
-    0,                                                  /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,                                 /* tp_flags */
-    "Class for linear and quadratic expressions. These can be used and\ncombined to create "
-    "constraints and objective function of an\noptimization problem.", /* tp_doc */
-    0,                                                                 /* tp_traverse */
-    0,                                                                 /* tp_clear */
-    algebra_richcompare,                                               /* tp_richcompare */
-    0,                                                                 /* tp_weaklistoffset */
-    0,                                                                 /* tp_iter */
-    0,                                                                 /* tp_iternext */
-    0,                                                                 /* tp_methods */
-    0,                                                                 /* tp_members */
-    0,                                                                 /* tp_getset */
-    0,                                                                 /* tp_base */
-    0,                                                                 /* tp_dict */
-    0,                                                                 /* tp_descr_get */
-    0,                                                                 /* tp_descr_set */
-    0,                                                                 /* tp_dictoffset */
-    0,                                                                 /* tp_init */
-    0,                                                                 /* tp_alloc */
-    PyType_GenericNew,                                                 /* tp_new */
-};
+PyTypeObject quenda_expressionType =
+    quenda_type_build("quenda.expression", sizeof(expression_object), Py_TPFLAGS_DEFAULT,
+                      "Class for linear and quadratic expressions. These can be used and\ncombined "
+                      "to create "
+                      "constraints and objective function of an\noptimization problem.",
+                      Py_tp_dealloc, expression_dealloc, Py_tp_repr, expression_str,
+                      QUENDA_TP_AS_NUMBER, &expression_as_number, Py_tp_str, expression_str,
+                      Py_tp_richcompare, algebra_richcompare, Py_tp_new, PyType_GenericNew);
 
 /* ------------------------------------------------------------ registration */
 

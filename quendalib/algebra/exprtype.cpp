@@ -165,14 +165,9 @@ general_copy(PyObject *obj, double factor)
             return NULL;
         return PyFloat_FromDouble(factor * v);
     }
-    case EXPR_ARRAY: {
-        PyObject *f = PyFloat_FromDouble(factor);
-        if (f == NULL)
-            return NULL;
-        PyObject *res = PyNumber_Multiply(obj, f);
-        Py_DECREF(f);
-        return res;
-    }
+    case EXPR_ARRAY:
+        return quenda_then_drop(PyFloat_FromDouble(factor),
+                                [obj](PyObject *f) { return PyNumber_Multiply(obj, f); });
     default: getExprType(NULL); return NULL;
     }
 }

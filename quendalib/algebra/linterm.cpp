@@ -288,32 +288,12 @@ static PyNumberMethods linterm_as_number =
                            linterm_neg, linterm_abs, term_iadd, term_isub, term_imul, term_idiv,
                            term_ipow);
 
-PyTypeObject quenda_lintermType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.linterm", /* tp_name */
-    sizeof(linterm_object),                          /* tp_basicsize */
-    0,                                               /* tp_itemsize */
-    linterm_dealloc,                                 /* tp_dealloc */
-    0,                                               /* tp_vectorcall_offset */
-    0,                                               /* tp_getattr */
-    0,                                               /* tp_setattr */
-    0,                                               /* tp_as_async */
-    linterm_str,                                     /* tp_repr */
-    &linterm_as_number,                              /* tp_as_number */
-    0,                                               /* tp_as_sequence */
-    0,                                               /* tp_as_mapping */
-    0,                                               /* tp_hash */
-    0,                                               /* tp_call */
-    linterm_str,                                     /* tp_str */
-    0,                                               /* tp_getattro */
-    0,                                               /* tp_setattro */
-    0,                                               /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,                              /* tp_flags */
+PyTypeObject quenda_lintermType = quenda_type_build(
+    "quenda.linterm", sizeof(linterm_object), Py_TPFLAGS_DEFAULT,
     "Class for linear terms. These can be used and\ncombined to create constraints and "
-    "objective function of an\noptimization problem.", /* tp_doc */
-    0,                                                 /* tp_traverse */
-    0,                                                 /* tp_clear */
-    algebra_richcompare,                               /* tp_richcompare */
-};
+    "objective function of an\noptimization problem.",
+    Py_tp_dealloc, linterm_dealloc, Py_tp_repr, linterm_str, QUENDA_TP_AS_NUMBER,
+    &linterm_as_number, Py_tp_str, linterm_str, Py_tp_richcompare, algebra_richcompare);
 
 /* ------------------------------------------------------------ registration */
 

@@ -232,17 +232,29 @@ nonlin_arg_size(PyObject *node)
     return 1;
 }
 
+/* The argument list of a node (borrowed, may be NULL); NULL with ModelError
+ * when node is not one, worded by which ("first", "next"). */
+static PyObject *
+nonlin_args_of(PyObject *node, const char *which, int *bad)
+{
+    *bad = node == NULL || !NONLIN_CHECK(node);
+    if (*bad) {
+        PyErr_Format(quenda_ModelError,
+                     "Accessing %s argument list of an object that is not a nonlinear expression",
+                     which);
+        return NULL;
+    }
+    return ((nonlin_object *)node)->args;
+}
+
 PyObject *
 nonlin_arg_first(PyObject *node, Py_ssize_t *index)
 {
-    PyObject *args;
-    if (node == NULL || !NONLIN_CHECK(node)) {
-        PyErr_SetString(quenda_ModelError, "Accessing first argument list of an object that is not "
-                                           "a nonlinear expression");
+    int bad;
+    PyObject *args = nonlin_args_of(node, "first", &bad);
+    if (bad)
         return NULL;
-    }
     *index = 0;
-    args = ((nonlin_object *)node)->args;
     if (args == NULL)
         return NULL;
     if (PyList_Check(args) || PyTuple_Check(args))
@@ -253,13 +265,10 @@ nonlin_arg_first(PyObject *node, Py_ssize_t *index)
 PyObject *
 nonlin_arg_next(PyObject *node, Py_ssize_t *index)
 {
-    PyObject *args;
-    if (node == NULL || !NONLIN_CHECK(node)) {
-        PyErr_SetString(quenda_ModelError, "Accessing next argument list of an object that is not "
-                                           "a nonlinear expression");
+    int bad;
+    PyObject *args = nonlin_args_of(node, "next", &bad);
+    if (bad)
         return NULL;
-    }
-    args = ((nonlin_object *)node)->args;
     ++*index;
     if (args == NULL || !(PyList_Check(args) || PyTuple_Check(args)))
         return NULL;
@@ -600,25 +609,12 @@ nonlin_inplace_alg_sum(PyObject *a, PyObject *b, double sign)
     return nonlin_alg_sum(a, b, sign);
 }
 
+/* a + b, a - b, a += b and a -= b: a sum routine with the sign fixed. */
+template<PyObject *(*Sum)(PyObject *, PyObject *, double), int Sign>
 static PyObject *
-nonlin_add(PyObject *a, PyObject *b)
+nonlin_signed_sum(PyObject *a, PyObject *b)
 {
-    return nonlin_alg_sum(a, b, 1.0);
-}
-static PyObject *
-nonlin_sub(PyObject *a, PyObject *b)
-{
-    return nonlin_alg_sum(a, b, -1.0);
-}
-static PyObject *
-nonlin_iadd(PyObject *a, PyObject *b)
-{
-    return nonlin_inplace_alg_sum(a, b, 1.0);
-}
-static PyObject *
-nonlin_isub(PyObject *a, PyObject *b)
-{
-    return nonlin_inplace_alg_sum(a, b, -1.0);
+    return Sum(a, b, Sign);
 }
 
 /* ------------------------------------------------------------ products */
@@ -917,51 +913,24 @@ static PyMemberDef nonlin_members[] = {{(char *)"op", T_INT, offsetof(nonlin_obj
                                        {NULL, 0, 0, 0, NULL}};
 
 static PyNumberMethods nonlin_as_number =
-    algebra_number_methods(nonlin_add, nonlin_sub, nonlin_mul, nonlin_div, nonlin_pow, nonlin_neg,
-                           nonlin_abs, nonlin_iadd, nonlin_isub, nonlin_imul, nonlin_idiv,
+    algebra_number_methods(nonlin_signed_sum<nonlin_alg_sum, 1>,
+                           nonlin_signed_sum<nonlin_alg_sum, -1>, nonlin_mul, nonlin_div,
+                           nonlin_pow, nonlin_neg, nonlin_abs,
+                           nonlin_signed_sum<nonlin_inplace_alg_sum, 1>,
+                           nonlin_signed_sum<nonlin_inplace_alg_sum, -1>, nonlin_imul, nonlin_idiv,
                            nonlin_ipow);
 
-PyTypeObject quenda_nonlinType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.nonlinear", /* tp_name */
-    sizeof(nonlin_object),                             /* tp_basicsize */
-    0,                                                 /* tp_itemsize */
-    (destructor)nonlin_dealloc,                        /* tp_dealloc */
-    0,                                                 /* tp_vectorcall_offset */
-    0,                                                 /* tp_getattr */
-    0,                                                 /* tp_setattr */
-    0,                                                 /* tp_as_async */
-    nonlin_str,                                        /* tp_repr */
-    &nonlin_as_number,                                 /* tp_as_number */
-    0,                                                 /* tp_as_sequence */
-    0,                                                 /* tp_as_mapping */
-    0,                                                 /* tp_hash */
-    0,                                                 /* tp_call */
-    nonlin_str,                                        /* tp_str */
-    0,                                                 /* tp_getattro */
-    0,                                                 /* tp_setattro */
-    0,                                                 /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC,           /* tp_flags */
-    "Class for linear and quadratic nonlin. These can be used and\n"
-    "combined to create constraints and objective function of an\n"
-    "optimization problem.",       /* tp_doc */
-    (traverseproc)nonlin_traverse, /* tp_traverse */
-    (inquiry)nonlin_clear,         /* tp_clear */
-    nonlin_richcompare,            /* tp_richcompare */
-    0,                             /* tp_weaklistoffset */
-    0,                             /* tp_iter */
-    0,                             /* tp_iternext */
-    0,                             /* tp_methods */
-    nonlin_members,                /* tp_members */
-    nonlin_getset,                 /* tp_getset */
-    0,                             /* tp_base */
-    0,                             /* tp_dict */
-    0,                             /* tp_descr_get */
-    0,                             /* tp_descr_set */
-    0,                             /* tp_dictoffset */
-    (initproc)nonlin_init,         /* tp_init */
-    0,                             /* tp_alloc */
-    nonlin_tp_new,                 /* tp_new */
-};
+PyTypeObject quenda_nonlinType =
+    quenda_type_build("quenda.nonlinear", sizeof(nonlin_object),
+                      Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC,
+                      "Class for linear and quadratic nonlin. These can be used and\n"
+                      "combined to create constraints and objective function of an\n"
+                      "optimization problem.",
+                      Py_tp_dealloc, nonlin_dealloc, Py_tp_repr, nonlin_str, QUENDA_TP_AS_NUMBER,
+                      &nonlin_as_number, Py_tp_str, nonlin_str, Py_tp_traverse, nonlin_traverse,
+                      Py_tp_clear, nonlin_clear, Py_tp_richcompare, nonlin_richcompare,
+                      Py_tp_members, nonlin_members, Py_tp_getset, nonlin_getset, Py_tp_init,
+                      nonlin_init, Py_tp_new, nonlin_tp_new);
 
 /* ------------------------------------------------------------ registration */
 

@@ -179,11 +179,13 @@ quadterm_alg_sum(PyObject *a, PyObject *b, double sign)
     return quenda_model_error(bad);
 }
 
+/* a + b and a - b (Op ALG_ADD, ALG_SUB): one body, the sign a constant. */
+template<int Op>
 static PyObject *
-quadterm_add(PyObject *a, PyObject *b)
+quadterm_addsub(PyObject *a, PyObject *b)
 {
     int ka = expr_kind(a), kb = expr_kind(b);
-    PyObject *front = algebra_front(ALG_ADD, EXPR_QUADTERM, a, b, ka, kb);
+    PyObject *front = algebra_front(Op, EXPR_QUADTERM, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
@@ -191,22 +193,7 @@ quadterm_add(PyObject *a, PyObject *b)
             return NULL;
         return quenda_model_error("Invalid operands in sum with quadratic term");
     }
-    return quadterm_alg_sum(a, b, 1.0);
-}
-
-static PyObject *
-quadterm_sub(PyObject *a, PyObject *b)
-{
-    int ka = expr_kind(a), kb = expr_kind(b);
-    PyObject *front = algebra_front(ALG_SUB, EXPR_QUADTERM, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
-    if (ka != EXPR_QUADTERM && kb != EXPR_QUADTERM) {
-        if (getExprType(a) < 0 || getExprType(b) < 0)
-            return NULL;
-        return quenda_model_error("Invalid operands in sum with quadratic term");
-    }
-    return quadterm_alg_sum(a, b, -1.0);
+    return quadterm_alg_sum(a, b, Op == ALG_ADD ? 1.0 : -1.0);
 }
 
 /* ------------------------------------------------------------ product */
@@ -382,36 +369,16 @@ quadterm_str(PyObject *self)
 /* ------------------------------------------------------------ type */
 
 static PyNumberMethods quadterm_as_number =
-    algebra_number_methods(quadterm_add, quadterm_sub, quadterm_mul, quadterm_div, quadterm_pow,
-                           quadterm_neg, quadterm_abs, term_iadd, term_isub, term_imul, term_idiv,
-                           term_ipow);
+    algebra_number_methods(quadterm_addsub<ALG_ADD>, quadterm_addsub<ALG_SUB>, quadterm_mul,
+                           quadterm_div, quadterm_pow, quadterm_neg, quadterm_abs, term_iadd,
+                           term_isub, term_imul, term_idiv, term_ipow);
 
-PyTypeObject quenda_quadtermType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.quadterm", /* tp_name */
-    sizeof(quadterm_object),                          /* tp_basicsize */
-    0,                                                /* tp_itemsize */
-    quadterm_dealloc,                                 /* tp_dealloc */
-    0,                                                /* tp_vectorcall_offset */
-    0,                                                /* tp_getattr */
-    0,                                                /* tp_setattr */
-    0,                                                /* tp_as_async */
-    quadterm_str,                                     /* tp_repr */
-    &quadterm_as_number,                              /* tp_as_number */
-    0,                                                /* tp_as_sequence */
-    0,                                                /* tp_as_mapping */
-    0,                                                /* tp_hash */
-    0,                                                /* tp_call */
-    quadterm_str,                                     /* tp_str */
-    0,                                                /* tp_getattro */
-    0,                                                /* tp_setattro */
-    0,                                                /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,                               /* tp_flags */
+PyTypeObject quenda_quadtermType = quenda_type_build(
+    "quenda.quadterm", sizeof(quadterm_object), Py_TPFLAGS_DEFAULT,
     "Class for quadratic and bilinear terms alpha * x1 * x2. These can be used and\ncombined "
-    "to create constraints and objective function of an\noptimization problem.", /* tp_doc */
-    0,                                                                           /* tp_traverse */
-    0,                                                                           /* tp_clear */
-    algebra_richcompare, /* tp_richcompare */
-};
+    "to create constraints and objective function of an\noptimization problem.",
+    Py_tp_dealloc, quadterm_dealloc, Py_tp_repr, quadterm_str, QUENDA_TP_AS_NUMBER,
+    &quadterm_as_number, Py_tp_str, quadterm_str, Py_tp_richcompare, algebra_richcompare);
 
 /* ------------------------------------------------------------ registration */
 

@@ -2,31 +2,22 @@
 #include "algebra/slots.h"
 
 #include "algebra/exprtype.h"
+#include "module/session.h"
 
 PyObject *
 algebra_array_div(PyObject *arr, PyObject *other)
 {
-    PyObject *one = PyFloat_FromDouble(1.0), *inv = NULL, *res = NULL;
-    if (one == NULL)
-        return NULL;
-    inv = PyNumber_TrueDivide(one, arr);
-    Py_DECREF(one);
-    if (inv == NULL)
-        return NULL;
-    res = PyNumber_Multiply(inv, other);
-    Py_DECREF(inv);
-    return res;
+    PyObject *inv = quenda_then_drop(PyFloat_FromDouble(1.0), [arr](PyObject *one) {
+        return PyNumber_TrueDivide(one, arr);
+    });
+    return quenda_then_drop(inv, [other](PyObject *i) { return PyNumber_Multiply(i, other); });
 }
 
 PyObject *
 algebra_array_sub(PyObject *arr, PyObject *other)
 {
-    PyObject *neg = PyNumber_Negative(arr);
-    if (neg == NULL)
-        return NULL;
-    PyObject *res = PyNumber_Add(neg, other);
-    Py_DECREF(neg);
-    return res;
+    return quenda_then_drop(PyNumber_Negative(arr),
+                            [other](PyObject *neg) { return PyNumber_Add(neg, other); });
 }
 
 PyObject algebra_pending_object;
@@ -50,40 +41,26 @@ term_same(PyObject *a)
     return a;
 }
 
-/* The algebra types are final: a's number slots are its own type's. */
-PyObject *
-term_iadd(PyObject *a, PyObject *b)
+/* a op= b: a itself when b is the operation's neutral number, else a op b
+ * by a's own slot (the algebra types are final: a's number slots are its
+ * own type's). */
+template<binaryfunc PyNumberMethods::*Slot, int Neutral>
+static PyObject *
+term_inplace(PyObject *a, PyObject *b)
 {
-    if (number_equals(b, 0.0))
+    if (number_equals(b, Neutral))
         return term_same(a);
-    return Py_TYPE(a)->tp_as_number->nb_add(a, b);
+    if constexpr (Slot == &PyNumberMethods::nb_true_divide) {
+        if (number_equals(b, 0.0))
+            return quenda_model_error("Division by zero");
+    }
+    return (Py_TYPE(a)->tp_as_number->*Slot)(a, b);
 }
 
-PyObject *
-term_isub(PyObject *a, PyObject *b)
-{
-    if (number_equals(b, 0.0))
-        return term_same(a);
-    return Py_TYPE(a)->tp_as_number->nb_subtract(a, b);
-}
-
-PyObject *
-term_imul(PyObject *a, PyObject *b)
-{
-    if (number_equals(b, 1.0))
-        return term_same(a);
-    return Py_TYPE(a)->tp_as_number->nb_multiply(a, b);
-}
-
-PyObject *
-term_idiv(PyObject *a, PyObject *b)
-{
-    if (number_equals(b, 1.0))
-        return term_same(a);
-    if (number_equals(b, 0.0))
-        return quenda_model_error("Division by zero");
-    return Py_TYPE(a)->tp_as_number->nb_true_divide(a, b);
-}
+const binaryfunc term_iadd = term_inplace<&PyNumberMethods::nb_add, 0>;
+const binaryfunc term_isub = term_inplace<&PyNumberMethods::nb_subtract, 0>;
+const binaryfunc term_imul = term_inplace<&PyNumberMethods::nb_multiply, 1>;
+const binaryfunc term_idiv = term_inplace<&PyNumberMethods::nb_true_divide, 1>;
 
 PyObject *
 term_ipow(PyObject *a, PyObject *b, PyObject *mod)

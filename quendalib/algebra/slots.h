@@ -44,10 +44,7 @@ algebra_front(int op, int own, PyObject *a, PyObject *b, int ka, int kb)
 }
 
 /* In-place slots of the immutable types; a is the type's own instance. */
-PyObject *term_iadd(PyObject *a, PyObject *b);
-PyObject *term_isub(PyObject *a, PyObject *b);
-PyObject *term_imul(PyObject *a, PyObject *b);
-PyObject *term_idiv(PyObject *a, PyObject *b);
+extern const binaryfunc term_iadd, term_isub, term_imul, term_idiv;
 PyObject *term_ipow(PyObject *a, PyObject *b, PyObject *mod);
 
 /* The number-slot table of an algebra type (the slots not named are

@@ -94,25 +94,17 @@ sos_copy(sos_object *self, PyObject *Py_UNUSED(ignored))
     }
     res = (sos_object *)PyType_GenericAlloc(&quenda_SOSType, 0);
     if (res == NULL)
-        goto error;
+        return NULL;
     res->id = qnda_py_env.soscounter++;
     res->type = self->type;
     res->indices = PyList_GetSlice(self->indices, 0, PyList_GET_SIZE(self->indices));
-    if (res->indices == NULL)
-        goto error;
     n = PyList_GET_SIZE(self->weights);
-    res->weights = PyList_GetSlice(self->weights, 0, n);
-    if (res->weights == NULL)
-        goto error;
-    res->name = PyUnicode_FromFormat("sos%u_copy_%S", (unsigned)self->id,
-                                     self->name ? self->name : Py_None);
-    if (res->name == NULL)
-        goto error;
-    return (PyObject *)res;
-
-error:
-    Py_XDECREF(res);
-    return NULL;
+    if (res->indices != NULL)
+        res->weights = PyList_GetSlice(self->weights, 0, n);
+    if (res->weights != NULL)
+        res->name = PyUnicode_FromFormat("sos%u_copy_%S", (unsigned)self->id,
+                                         self->name ? self->name : Py_None);
+    return quenda_keep_if((PyObject *)res, res->name != NULL);
 }
 
 static PyObject *
@@ -133,40 +125,8 @@ static PyMemberDef sos_members[] = {{(char *)"name", T_OBJECT_EX, offsetof(sos_o
 
 /* ------------------------------------------------------------ type object */
 
-PyTypeObject quenda_SOSType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.SOS", /* tp_name */
-    sizeof(sos_object),                          /* tp_basicsize */
-    0,                                           /* tp_itemsize */
-    (destructor)sos_dealloc,                     /* tp_dealloc */
-    0,                                           /* tp_vectorcall_offset */
-    0,                                           /* tp_getattr */
-    0,                                           /* tp_setattr */
-    0,                                           /* tp_as_async */
-    (reprfunc)sos_str,                           /* tp_repr */
-    0,                                           /* tp_as_number */
-    0,                                           /* tp_as_sequence */
-    0,                                           /* tp_as_mapping */
-    0,                                           /* tp_hash */
-    0,                                           /* tp_call */
-    (reprfunc)sos_str,                           /* tp_str */
-    0,                                           /* tp_getattro */
-    0,                                           /* tp_setattro */
-    0,                                           /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE,    /* tp_flags */
-    "Special ordered set of type 1 or 2",        /* tp_doc */
-    0,                                           /* tp_traverse */
-    0,                                           /* tp_clear */
-    0,                                           /* tp_richcompare */
-    0,                                           /* tp_weaklistoffset */
-    0,                                           /* tp_iter */
-    0,                                           /* tp_iternext */
-    sos_methods,                                 /* tp_methods */
-    sos_members,                                 /* tp_members */
-    0,                                           /* tp_getset */
-    0,                                           /* tp_base */
-    0,                                           /* tp_dict */
-    0,                                           /* tp_descr_get */
-    0,                                           /* tp_descr_set */
-    0,                                           /* tp_dictoffset */
-    (initproc)sos_init,                          /* tp_init */
-};
+PyTypeObject quenda_SOSType =
+    quenda_type_build("quenda.SOS", sizeof(sos_object), Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE,
+                      "Special ordered set of type 1 or 2", Py_tp_dealloc, sos_dealloc, Py_tp_repr,
+                      sos_str, Py_tp_str, sos_str, Py_tp_methods, sos_methods, Py_tp_members,
+                      sos_members, Py_tp_init, sos_init);

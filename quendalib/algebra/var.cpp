@@ -38,11 +38,7 @@ var_base_new(void)
     if (v == NULL)
         return NULL;
     v->name = quenda_id_name('C', v->id);
-    if (v->name == NULL) {
-        Py_DECREF(v);
-        return NULL;
-    }
-    return (PyObject *)v;
+    return quenda_keep_if((PyObject *)v, v->name != NULL);
 }
 
 static int
@@ -155,23 +151,27 @@ var_const(PyObject *o, double *k)
     return (*k == -1.0 && PyErr_Occurred()) ? -1 : 0;
 }
 
+/* a + b and a - b (Op ALG_ADD, ALG_SUB): one body, the sign a constant
+ * that the compiler folds in. */
+template<int Op>
 static PyObject *
-var_add(PyObject *a, PyObject *b)
+var_addsub(PyObject *a, PyObject *b)
 {
+    constexpr double sign = Op == ALG_ADD ? 1.0 : -1.0;
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
-    PyObject *front = algebra_front(ALG_ADD, EXPR_VARIABLE, a, b, ka, kb);
+    PyObject *front = algebra_front(Op, EXPR_VARIABLE, a, b, ka, kb);
     if (front != ALGEBRA_PENDING)
         return front;
     if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
         if (VAR_ID(a) == VAR_ID(b))
-            return algebra_linterm_new(2.0, a);
-        return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, 1.0, var_alloc_msg);
+            return Op == ALG_ADD ? algebra_linterm_new(2.0, a) : PyFloat_FromDouble(0.0);
+        return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, sign, var_alloc_msg);
     }
     if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
         if (var_const(a, &k) < 0)
             return NULL;
-        return algebra_ctor.expression_from_lin(k, b, 1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(k, b, sign, NULL, 0.0, var_alloc_msg);
     }
     if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
         if (var_const(b, &k) < 0)
@@ -180,39 +180,10 @@ var_add(PyObject *a, PyObject *b)
             Py_INCREF(a);
             return a;
         }
-        return algebra_ctor.expression_from_lin(k, a, 1.0, NULL, 0.0, var_alloc_msg);
+        return algebra_ctor.expression_from_lin(sign * k, a, 1.0, NULL, 0.0, var_alloc_msg);
     }
-    return quenda_model_error("Invalid operands in addition");
-}
-
-static PyObject *
-var_sub(PyObject *a, PyObject *b)
-{
-    int ka = expr_kind(a), kb = expr_kind(b);
-    double k;
-    PyObject *front = algebra_front(ALG_SUB, EXPR_VARIABLE, a, b, ka, kb);
-    if (front != ALGEBRA_PENDING)
-        return front;
-    if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
-        if (VAR_ID(a) == VAR_ID(b))
-            return PyFloat_FromDouble(0.0);
-        return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, -1.0, var_alloc_msg);
-    }
-    if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
-        if (var_const(a, &k) < 0)
-            return NULL;
-        return algebra_ctor.expression_from_lin(k, b, -1.0, NULL, 0.0, var_alloc_msg);
-    }
-    if (ka == EXPR_VARIABLE && kb == EXPR_CONSTANT) {
-        if (var_const(b, &k) < 0)
-            return NULL;
-        if (k == 0.0) {
-            Py_INCREF(a);
-            return a;
-        }
-        return algebra_ctor.expression_from_lin(-k, a, 1.0, NULL, 0.0, var_alloc_msg);
-    }
-    return quenda_model_error("Invalid operands in subtraction");
+    return quenda_model_error(Op == ALG_ADD ? "Invalid operands in addition"
+                                            : "Invalid operands in subtraction");
 }
 
 static PyObject *
@@ -311,8 +282,8 @@ var_abs(PyObject *a)
 /* ------------------------------------------------------------ type */
 
 static PyNumberMethods var_as_number =
-    algebra_number_methods(var_add, var_sub, var_mul, var_div, var_pow, var_neg, var_abs, term_iadd,
-                           term_isub, term_imul, term_idiv, term_ipow);
+    algebra_number_methods(var_addsub<ALG_ADD>, var_addsub<ALG_SUB>, var_mul, var_div, var_pow,
+                           var_neg, var_abs, term_iadd, term_isub, term_imul, term_idiv, term_ipow);
 
 static PyMemberDef var_members[] =
     {{"name", T_OBJECT, offsetof(var_object, name), 0, "Name of the variable"},
@@ -325,52 +296,20 @@ static PyMemberDef var_members[] =
       "integer (3)"},
      {NULL}};
 
-PyTypeObject quenda_varType = {
-    PyVarObject_HEAD_INIT(NULL, 0) "quenda.var",      /* tp_name */
-    sizeof(var_object),                               /* tp_basicsize */
-    0,                                                /* tp_itemsize */
-    var_dealloc,                                      /* tp_dealloc */
-    0,                                                /* tp_vectorcall_offset */
-    0,                                                /* tp_getattr */
-    0,                                                /* tp_setattr */
-    0,                                                /* tp_as_async */
-    var_str,                                          /* tp_repr */
-    &var_as_number,                                   /* tp_as_number */
-    0,                                                /* tp_as_sequence */
-    0,                                                /* tp_as_mapping */
-    var_hash,                                         /* tp_hash */
-    0,                                                /* tp_call */
-    var_str,                                          /* tp_str */
-    0,                                                /* tp_getattro */
-    0,                                                /* tp_setattro */
-    0,                                                /* tp_as_buffer */
-    Py_TPFLAGS_DEFAULT,                               /* tp_flags */
-    "Class for variables of an optimization problem", /* tp_doc */
-    0,                                                /* tp_traverse */
-    0,                                                /* tp_clear */
-    algebra_richcompare,                              /* tp_richcompare */
-    0,                                                /* tp_weaklistoffset */
-    0,                                                /* tp_iter */
-    0,                                                /* tp_iternext */
-    0,                                                /* tp_methods */
-    var_members,                                      /* tp_members */
-    0,                                                /* tp_getset */
-    0,                                                /* tp_base */
-    0,                                                /* tp_dict */
-    0,                                                /* tp_descr_get */
-    0,                                                /* tp_descr_set */
-    0,                                                /* tp_dictoffset */
-    var_init,                                         /* tp_init */
-    0,                                                /* tp_alloc */
-    PyType_GenericNew,                                /* tp_new */
-};
+PyTypeObject quenda_varType =
+    quenda_type_build("quenda.var", sizeof(var_object), Py_TPFLAGS_DEFAULT,
+                      "Class for variables of an optimization problem", Py_tp_dealloc, var_dealloc,
+                      Py_tp_repr, var_str, QUENDA_TP_AS_NUMBER, &var_as_number, Py_tp_hash,
+                      var_hash, Py_tp_str, var_str, Py_tp_richcompare, algebra_richcompare,
+                      Py_tp_members, var_members, Py_tp_init, var_init, Py_tp_new,
+                      PyType_GenericNew);
 
 /* ------------------------------------------------------------ registration */
 
 static PyObject *
 var_alg_sum(PyObject *a, PyObject *b, double sign)
 {
-    return sign > 0.0 ? var_add(a, b) : var_sub(a, b);
+    return sign > 0.0 ? var_addsub<ALG_ADD>(a, b) : var_addsub<ALG_SUB>(a, b);
 }
 
 int

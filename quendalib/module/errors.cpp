@@ -103,6 +103,5 @@ quendamod_getlasterror(PyObject *self, PyObject *noargs)
     res = Py_BuildValue("(iN)", code,
                         PyUnicode_DecodeUTF8(msg, (Py_ssize_t)strlen(msg), "backslashreplace"));
 done:
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }

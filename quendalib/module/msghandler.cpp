@@ -96,8 +96,7 @@ quendamod_addcbmsghandler(PyObject *self, PyObject *args, PyObject *kwargs)
     res = Py_NewRef(Py_None);
 done:
     Py_XDECREF(entry);
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }
 
 /* Removes the entries whose callback and data are the very objects given
@@ -158,8 +157,7 @@ quendamod_removecbmsghandler(PyObject *self, PyObject *args, PyObject *kwargs)
         goto done;
     res = Py_NewRef(Py_None);
 done:
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }
 
 void

@@ -91,8 +91,7 @@ session_switch(int (*turn)(int))
     PyObject *res = NULL;
     if (turn(1) == 0)
         res = Py_NewRef(Py_None);
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }
 
 PyObject *
@@ -120,8 +119,7 @@ session_string(int (*get)(char *), int maxlen)
         buf[maxlen] = '\0';
         res = PyUnicode_FromString(buf);
     }
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }
 
 /* Arguments are accepted and ignored. */
@@ -152,8 +150,7 @@ quendamod_setcheckedmode(PyObject *self, PyObject *args, PyObject *kwargs)
         goto done;
     res = Py_NewRef(Py_None);
 done:
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }
 
 PyObject *
@@ -168,6 +165,5 @@ quendamod_getcheckedmode(PyObject *self, PyObject *noargs)
         goto done;
     res = PyBool_FromLong(checked);
 done:
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }

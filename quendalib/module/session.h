@@ -52,6 +52,50 @@ extern int (*quenda_session_open_hook)(void);
  * owner: the problem or branching object the call used, the module, or NULL
  * for the global environment. */
 void setQndaErrIfNull(PyObject *owner, PyObject *result);
+/* The same, handing the result back: the last line of a Python-facing call. */
+inline PyObject *
+quenda_result(PyObject *owner, PyObject *result)
+{
+    setQndaErrIfNull(owner, result);
+    return result;
+}
+
+/* f(tmp) with tmp (a new reference, or NULL for an error already raised)
+ * released after; NULL when tmp is. */
+template<class F>
+inline PyObject *
+quenda_then_drop(PyObject *tmp, F f)
+{
+    if (tmp == NULL)
+        return NULL;
+    PyObject *res = f(tmp);
+    Py_DECREF(tmp);
+    return res;
+}
+
+/* d[key] = value, value released either way (NULL is an error already
+ * raised); 0, or -1 with an exception set. */
+inline int
+quenda_dict_put(PyObject *d, PyObject *key, PyObject *value)
+{
+    if (value == NULL)
+        return -1;
+    int rc = PyDict_SetItem(d, key, value);
+    Py_DECREF(value);
+    return rc;
+}
+
+/* A new object when its last field was filled (ok), else NULL with the
+ * object released: the end of a constructor. */
+inline PyObject *
+quenda_keep_if(PyObject *obj, bool ok)
+{
+    if (!ok) {
+        Py_DECREF(obj);
+        return NULL;
+    }
+    return obj;
+}
 
 /* Last error recorded on an owner's library handle: writes the code and up
  * to maxbytes of message (zero-terminated). */

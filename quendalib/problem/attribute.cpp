@@ -59,8 +59,8 @@ attr_str(PyObject *self)
     return ctrl_attr_str(self, 1);
 }
 
-PyTypeObject quenda_attrType = {
-    QUENDA_TYPE_HEAD("quenda.attribute", sizeof(attr_s), attr_dealloc, attr_str, attr_str,
-                     attr_getattro, attr_setattro, Py_TPFLAGS_DEFAULT,
-                     "Attributes of a problem (read only)"),
-};
+PyTypeObject quenda_attrType =
+    quenda_type_build("quenda.attribute", sizeof(attr_s), Py_TPFLAGS_DEFAULT,
+                      "Attributes of a problem (read only)", Py_tp_dealloc, attr_dealloc,
+                      Py_tp_repr, attr_str, Py_tp_str, attr_str, Py_tp_getattro, attr_getattro,
+                      Py_tp_setattro, attr_setattro);

@@ -326,6 +326,5 @@ reg_batch_add(PyObject *self, PyObject *args, const reg_kind *kind)
 done:
     reg_batch_release(b);
     PyMem_Free(b);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }

@@ -115,6 +115,16 @@ struct reg_batch {
     reg_names names;
 };
 
+/* The end of a kind's step: the object's name kept and the object
+ * counted; 0. */
+static inline int
+reg_batch_took(reg_batch *b, const char *name, size_t len)
+{
+    names_put(&b->names, name, len);
+    b->n++;
+    return 0;
+}
+
 /* Binds a zeroed batch to a problem.  0, or -1 with the library's error. */
 int reg_batch_begin(reg_batch *b, problem_s *p, const reg_kind *kind);
 /* Sends the batch; on a refusal deletes what the library took and takes the

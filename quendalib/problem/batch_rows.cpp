@@ -223,9 +223,7 @@ con_step(void *ctx, PyObject *obj)
     }
     b->start[b->n + 1] = b->t.nlin;
     b->qstart[b->n + 1] = b->t.nquad;
-    names_put(&b->names, name, len);
-    b->n++;
-    return 0;
+    return reg_batch_took(b, name, len);
 undo:
     b->t.nlin = b->start[b->n];
     b->t.nquad = b->qstart[b->n];
@@ -348,15 +346,10 @@ ind_is_collection(PyObject *o)
 static PyObject *
 ind_items(PyObject *o)
 {
-    PyObject *flat, *res;
     if (!PyArray_Check(o))
         return PySequence_Fast(o, MSG_IND_DECL);
-    flat = PyArray_Ravel((PyArrayObject *)o, NPY_CORDER);
-    if (flat == NULL)
-        return NULL;
-    res = PySequence_Fast(flat, MSG_IND_DECL);
-    Py_DECREF(flat);
-    return res;
+    return quenda_then_drop(PyArray_Ravel((PyArrayObject *)o, NPY_CORDER),
+                            [](PyObject *flat) { return PySequence_Fast(flat, MSG_IND_DECL); });
 }
 
 PyObject *
@@ -414,6 +407,5 @@ done:
     Py_XDECREF(fc);
     Py_XDECREF(fk);
     reg_batch_release(&b);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }

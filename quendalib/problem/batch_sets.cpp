@@ -60,9 +60,9 @@ sos_step(void *ctx, PyObject *obj)
     sosbatch *b = (sosbatch *)ctx;
     problem_s *p = b->p;
     sos_object *s = (sos_object *)obj;
-    Py_ssize_t i, n;
     const char *name;
     size_t len;
+    Py_ssize_t i, n;
 
     if (!SOS_CHECK(obj)) {
         PyErr_SetString(quenda_ModelError, "Object added is not a SOS");
@@ -132,9 +132,7 @@ sos_step(void *ctx, PyObject *obj)
     b->nel += n;
     b->type[b->n] = (char)('0' + s->type);
     b->start[b->n + 1] = b->nel;
-    names_put(&b->names, name, len);
-    b->n++;
-    return 0;
+    return reg_batch_took(b, name, len);
 }
 
 static int

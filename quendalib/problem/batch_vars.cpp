@@ -123,9 +123,7 @@ var_step(void *ctx, PyObject *obj)
         b->thr[b->nthr] = v->threshold;
         b->nthr++;
     }
-    names_put(&b->names, name, len);
-    b->n++;
-    return 0;
+    return reg_batch_took(b, name, len);
 }
 
 static int

@@ -62,58 +62,67 @@ ca_read_string(F getter, PyObject **out)
     return *out == NULL ? -1 : 0;
 }
 
+static PyObject *
+ca_box(int v)
+{
+    return PyLong_FromLong(v);
+}
+
+static PyObject *
+ca_box(QNDAint64 v)
+{
+    return PyLong_FromLongLong(v);
+}
+
+static PyObject *
+ca_box(double v)
+{
+    return PyFloat_FromDouble(v);
+}
+
+/* One number read by get (a control or an attribute getter of either
+ * library) into *out; the codes as ca_read's. */
+template<class H, class T>
+static int
+ca_read_number(H h, long id, int (*get)(H, int, T *), PyObject **out)
+{
+    T v = 0;
+    int rc = get(h, (int)id, &v);
+    if (rc == 0 && (*out = ca_box(v)) == NULL)
+        return -1;
+    return rc;
+}
+
 /* Reads one control or attribute value from raw handles into *out (new
  * reference).  Returns 0, the library's non-zero code (no Python exception
  * set), or -1 with a Python exception set. */
 static int
 ca_read(QNDAprob qp, QSLPprob sp, long id, int type, int slp, int is_attr, PyObject **out)
 {
-    int iv = 0, rc;
-    QNDAint64 lv = 0;
-    double dv = 0.0;
-
     *out = NULL;
     if (slp) {
+        /* The nonlinear library reads integers, doubles and string controls only. */
         if (sp == NULL)
             return QNDA_ERR_STATE;
-        switch (type) {
-        case CTRL_TYPE_INT:
-            rc = is_attr ? QSLPgetintattrib(sp, (int)id, &iv) : QSLPgetintcontrol(sp, (int)id, &iv);
-            if (rc == 0 && (*out = PyLong_FromLong(iv)) == NULL)
-                return -1;
-            return rc;
-        case CTRL_TYPE_DOUBLE:
-            rc = is_attr ? QSLPgetdblattrib(sp, (int)id, &dv) : QSLPgetdblcontrol(sp, (int)id, &dv);
-            if (rc == 0 && (*out = PyFloat_FromDouble(dv)) == NULL)
-                return -1;
-            return rc;
-        case CTRL_TYPE_STRING:
-            if (is_attr)
-                return QNDA_ERR_TYPE;
-            return ca_read_string([&](char *b, int m,
-                                      int *n) { return QSLPgetstrcontrol(sp, (int)id, b, m, n); },
-                                  out);
-        default: return QNDA_ERR_TYPE;
-        }
+        if (type == CTRL_TYPE_INT)
+            return ca_read_number(sp, id, is_attr ? QSLPgetintattrib : QSLPgetintcontrol, out);
+        if (type == CTRL_TYPE_DOUBLE)
+            return ca_read_number(sp, id, is_attr ? QSLPgetdblattrib : QSLPgetdblcontrol, out);
+        if (type != CTRL_TYPE_STRING || is_attr)
+            return QNDA_ERR_TYPE;
+        return ca_read_string([&](char *b, int m,
+                                  int *n) { return QSLPgetstrcontrol(sp, (int)id, b, m, n); },
+                              out);
     }
     if (qp == NULL)
         return QNDA_ERR_STATE;
     switch (type) {
     case CTRL_TYPE_INT:
-        rc = is_attr ? QNDAgetintattrib(qp, (int)id, &iv) : QNDAgetintcontrol(qp, (int)id, &iv);
-        if (rc == 0 && (*out = PyLong_FromLong(iv)) == NULL)
-            return -1;
-        return rc;
+        return ca_read_number(qp, id, is_attr ? QNDAgetintattrib : QNDAgetintcontrol, out);
     case CTRL_TYPE_INT64:
-        rc = is_attr ? QNDAgetintattrib64(qp, (int)id, &lv) : QNDAgetintcontrol64(qp, (int)id, &lv);
-        if (rc == 0 && (*out = PyLong_FromLongLong(lv)) == NULL)
-            return -1;
-        return rc;
+        return ca_read_number(qp, id, is_attr ? QNDAgetintattrib64 : QNDAgetintcontrol64, out);
     case CTRL_TYPE_DOUBLE:
-        rc = is_attr ? QNDAgetdblattrib(qp, (int)id, &dv) : QNDAgetdblcontrol(qp, (int)id, &dv);
-        if (rc == 0 && (*out = PyFloat_FromDouble(dv)) == NULL)
-            return -1;
-        return rc;
+        return ca_read_number(qp, id, is_attr ? QNDAgetdblattrib : QNDAgetdblcontrol, out);
     case CTRL_TYPE_STRING:
         if (is_attr)
             return ca_read_string([&](char *b, int m,
@@ -600,11 +609,8 @@ getAllCtrlAttr(PyObject *self, int is_attr)
             PyErr_Clear();
             v = Py_NewRef(Py_None);
         }
-        if (PyDict_SetItem(res, key, v) != 0) {
-            Py_DECREF(v);
+        if (quenda_dict_put(res, key, v) != 0)
             goto error;
-        }
-        Py_DECREF(v);
     }
     Py_DECREF(prob);
     return res;
@@ -645,14 +651,8 @@ problem_get_common(PyObject *self, PyObject *args, int is_attr)
         goto error;
     for (i = 0; i < PySequence_Fast_GET_SIZE(names); i++) {
         PyObject *name = PySequence_Fast_GET_ITEM(names, i); /* borrowed */
-        PyObject *v = ctrl_attr_get(obj, name, is_attr);     /* new reference */
-        if (v == NULL)
+        if (quenda_dict_put(res, name, ctrl_attr_get(obj, name, is_attr)) != 0)
             goto error;
-        if (PyDict_SetItem(res, name, v) != 0) {
-            Py_DECREF(v);
-            goto error;
-        }
-        Py_DECREF(v);
     }
     Py_DECREF(names);
     return res;
@@ -666,16 +666,14 @@ PyObject *
 problem_getControl(PyObject *self, PyObject *args)
 {
     PyObject *res = problem_get_common(self, args, 0);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 PyObject *
 problem_getAttrib(PyObject *self, PyObject *args)
 {
     PyObject *res = problem_get_common(self, args, 1);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 /* Checks every entry of a dict name -> value; 0, or -1 at the first bad
@@ -695,27 +693,20 @@ ctrl_check_all(PyObject *pairs)
 PyObject *
 problem_setControl(PyObject *self, PyObject *args)
 {
-    PyObject *pairs = NULL, *key, *value, *desc, *res = NULL;
+    PyObject *key, *value, *desc;
     Py_ssize_t pos = 0;
+    PyObject *pairs = ctrl_args_to_dict(args, "setControl");
+    int ok = pairs != NULL && ctrl_check_all(pairs) == 0;
 
-    pairs = ctrl_args_to_dict(args, "setControl");
-    if (pairs == NULL)
-        goto done;
-    if (ctrl_check_all(pairs) != 0)
-        goto done;
-    while (PyDict_Next(pairs, &pos, &key, &value)) {
+    while (ok && PyDict_Next(pairs, &pos, &key, &value)) {
         long id;
         int type, slp;
-        if (ctrl_check_named(key, value, &desc) != 0 ||
-            ca_desc_unpack(desc, &id, &type, &slp) != 0 ||
-            problem_setControl_single(self, id, type, slp, value) != 0)
-            goto done;
+        ok = ctrl_check_named(key, value, &desc) == 0 &&
+             ca_desc_unpack(desc, &id, &type, &slp) == 0 &&
+             problem_setControl_single(self, id, type, slp, value) == 0;
     }
-    res = Py_NewRef(Py_None);
-done:
     Py_XDECREF(pairs);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, ok ? Py_NewRef(Py_None) : NULL);
 }
 
 /* ------------------------------------------------------------------ */
@@ -784,8 +775,7 @@ quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs)
         res = Py_NewRef(Py_None);
 done:
     Py_XDECREF(pairs);
-    setQndaErrIfNull(NULL, res);
-    return res;
+    return quenda_result(NULL, res);
 }
 
 PyObject *
@@ -808,17 +798,10 @@ ctrl_base(PyObject *prob)
     if (self == NULL)
         return NULL;
     self->dict = PyDict_New();
-    if (self->dict == NULL)
-        goto error;
-    if (prob != NULL) {
+    if (self->dict != NULL && prob != NULL)
         self->probref = PyWeakref_NewRef(prob, NULL);
-        if (self->probref == NULL)
-            goto error;
-    }
-    return (PyObject *)self;
-error:
-    Py_DECREF(self);
-    return NULL;
+    return quenda_keep_if((PyObject *)self,
+                          self->dict != NULL && (prob == NULL || self->probref != NULL));
 }
 
 PyObject *
@@ -827,14 +810,9 @@ ctrl_copy(PyObject *ctrl, PyObject *prob)
     ctrl_s *res = (ctrl_s *)ctrl_base(prob);
     if (res == NULL)
         return NULL;
-    if (((ctrl_s *)ctrl)->dict != NULL) {
+    if (((ctrl_s *)ctrl)->dict != NULL)
         Py_SETREF(res->dict, PyDict_Copy(((ctrl_s *)ctrl)->dict));
-        if (res->dict == NULL) {
-            Py_DECREF(res);
-            return NULL;
-        }
-    }
-    return (PyObject *)res;
+    return quenda_keep_if((PyObject *)res, res->dict != NULL);
 }
 
 static void
@@ -921,22 +899,9 @@ ctrl_str(PyObject *self)
 static PyGetSetDef ctrl_getset[] = {{(char *)"__dict__", PyObject_GenericGetDict, NULL, NULL, NULL},
                                     {NULL, NULL, NULL, NULL, NULL}};
 
-PyTypeObject quenda_ctrlType = {
-    QUENDA_TYPE_HEAD("quenda.control", sizeof(ctrl_s), ctrl_dealloc, ctrl_str, ctrl_str,
-                     ctrl_getattro, ctrl_setattro, Py_TPFLAGS_DEFAULT,
-                     "Controls of a problem, or the module's defaults for new problems"),
-    0,                      /* tp_traverse */
-    0,                      /* tp_clear */
-    0,                      /* tp_richcompare */
-    0,                      /* tp_weaklistoffset */
-    0,                      /* tp_iter */
-    0,                      /* tp_iternext */
-    0,                      /* tp_methods */
-    0,                      /* tp_members */
-    ctrl_getset,            /* tp_getset */
-    0,                      /* tp_base */
-    0,                      /* tp_dict */
-    0,                      /* tp_descr_get */
-    0,                      /* tp_descr_set */
-    offsetof(ctrl_s, dict), /* tp_dictoffset */
-};
+PyTypeObject quenda_ctrlType =
+    quenda_type_build("quenda.control", sizeof(ctrl_s), Py_TPFLAGS_DEFAULT,
+                      "Controls of a problem, or the module's defaults for new problems",
+                      Py_tp_dealloc, ctrl_dealloc, Py_tp_repr, ctrl_str, Py_tp_str, ctrl_str,
+                      Py_tp_getattro, ctrl_getattro, Py_tp_setattro, ctrl_setattro, Py_tp_getset,
+                      ctrl_getset, QUENDA_TP_DICTOFFSET, offsetof(ctrl_s, dict));

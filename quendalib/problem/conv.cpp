@@ -42,22 +42,30 @@ conv_is_integer(PyObject *obj)
            t == &PyLongLongArrType_Type;
 }
 
+/* Value of an integer object (a Python or NumPy integer); 0, or -1 with an
+ * exception. */
+static int
+conv_ll_value(PyObject *obj, long long *out)
+{
+    if (PyLong_Check(obj)) {
+        *out = PyLong_AsLongLong(obj);
+    } else {
+        PyObject *i = PyNumber_Index(obj);
+        if (i == NULL)
+            return -1;
+        *out = PyLong_AsLongLong(i);
+        Py_DECREF(i);
+    }
+    return *out == -1 && PyErr_Occurred() ? -1 : 0;
+}
+
 /* Value of an integer object as an int; -1 with OverflowError when it does
  * not fit. */
 static int
 conv_int_value(PyObject *obj, int *out)
 {
     long long v;
-    if (PyLong_Check(obj)) {
-        v = PyLong_AsLongLong(obj);
-    } else {
-        PyObject *i = PyNumber_Index(obj);
-        if (i == NULL)
-            return -1;
-        v = PyLong_AsLongLong(i);
-        Py_DECREF(i);
-    }
-    if (v == -1 && PyErr_Occurred())
+    if (conv_ll_value(obj, &v) != 0)
         return -1;
     if (v < INT32_MIN || v > INT32_MAX) {
         PyErr_Format(PyExc_OverflowError, "Index %lld does not fit in a 32-bit integer", v);
@@ -99,11 +107,9 @@ static int
 conv_rows_spare(problem_s *p, int *total)
 {
     int rows = 0, spare = 0;
-    if (problem_intattr(p, QNDA_ROWS, &rows) != 0 ||
-        problem_intattr(p, QNDA_SPAREROWS, &spare) != 0)
-        return -1;
+    int rc = problem_intattr2(p, QNDA_ROWS, &rows, QNDA_SPAREROWS, &spare);
     *total = rows + spare;
-    return 0;
+    return rc;
 }
 
 /* Index of a row (kind CONV_ROW) or column name; the library answers -1
@@ -189,6 +195,21 @@ ObjInt2int(PyObject *obj, PyObject *prob, int *out, int kind)
     return -1;
 }
 
+/* The library handle inside an object of the given type into *out; 0, or
+ * -1 with ModelError worded by msg (one %S, the item). */
+static int
+conv_handle(PyObject *item, PyTypeObject *type, void *(*get)(PyObject *), const char *msg,
+            void **out)
+{
+    void *h = PyObject_TypeCheck(item, type) ? get(item) : NULL;
+    if (h == NULL) {
+        PyErr_Format(quenda_ModelError, msg, item);
+        return -1;
+    }
+    *out = h;
+    return 0;
+}
+
 /* Stores item as element i of arr by kind.  0, or -1 with an exception. */
 static int
 conv_store(problem_s *p, void *arr, QNDAint64 i, PyObject *item, int kind)
@@ -205,13 +226,8 @@ conv_store(problem_s *p, void *arr, QNDAint64 i, PyObject *item, int kind)
         if (kind == CONV_INT)
             return conv_int_value(item, (int *)arr + i);
         {
-            PyObject *ix = PyNumber_Index(item);
             long long v;
-            if (ix == NULL)
-                return -1;
-            v = PyLong_AsLongLong(ix);
-            Py_DECREF(ix);
-            if (v == -1 && PyErr_Occurred())
+            if (conv_ll_value(item, &v) != 0)
                 return -1;
             ((QNDAint64 *)arr)[i] = v;
         }
@@ -253,24 +269,12 @@ conv_store(problem_s *p, void *arr, QNDAint64 i, PyObject *item, int kind)
         ((char **)arr)[i] = s;
         return 0;
     }
-    case CONV_CUT: {
-        void *h = PyObject_TypeCheck(item, &quenda_poolcutType) ? poolcut_getcut(item) : NULL;
-        if (h == NULL) {
-            PyErr_Format(quenda_ModelError, "Invalid cut object %S", item);
-            return -1;
-        }
-        ((void **)arr)[i] = h;
-        return 0;
-    }
-    case CONV_OBJECT: {
-        void *h = PyObject_TypeCheck(item, &quenda_objattrType) ? qndaobject_getobj(item) : NULL;
-        if (h == NULL) {
-            PyErr_Format(quenda_ModelError, "Invalid object %S", item);
-            return -1;
-        }
-        ((void **)arr)[i] = h;
-        return 0;
-    }
+    case CONV_CUT:
+        return conv_handle(item, &quenda_poolcutType, poolcut_getcut, "Invalid cut object %S",
+                           (void **)arr + i);
+    case CONV_OBJECT:
+        return conv_handle(item, &quenda_objattrType, qndaobject_getobj, "Invalid object %S",
+                           (void **)arr + i);
     }
     PyErr_SetString(quenda_ModelError, "Invalid sequence of objects");
     return -1;
@@ -711,8 +715,7 @@ problem_getIndexFromName(PyObject *self, PyObject *args, PyObject *kwargs)
     }
     if (QNDAgetindex(p->prob, type, name, &index) == 0)
         res = PyLong_FromLong(index);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 /* Test hook: obj through conv_obj2arr and back through conv_arr2obj.

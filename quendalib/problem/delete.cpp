@@ -198,6 +198,5 @@ done:
     rowcolmap_free(&newmap);
     qarr_free(&idx);
     qarr_free(&shift);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }

@@ -69,8 +69,7 @@ files_name(problem_s *p, namechunk *nc, int type, int i, int n)
     nc->next += len + 1;
     return res;
 libfail:
-    setQndaErrIfNull((PyObject *)p, NULL);
-    return NULL;
+    return quenda_result((PyObject *)p, NULL);
 }
 
 /* Appends obj (stolen) to lst and maps id to index i.  0, or -1 with msg
@@ -123,41 +122,53 @@ files_fetch(problem_s *p, int n, double **a, files_dblget geta, double **b, file
     return 0;
 }
 
+/* read() and write()'s arguments (filename, options=""), the problem
+ * initialised; 0, or -1 with an exception set. */
 static int
-files_read_columns(problem_s *p, namechunk *nc, int n)
+files_args(problem_s *p, PyObject *args, PyObject *kwargs, const char **filename,
+           const char **options)
 {
-    double *lb = NULL, *ub = NULL;
-    char *type = NULL;
-    int i, ret = -1;
-
-    if (n == 0)
-        return 0;
-    if (files_fetch(p, n, &lb, QNDAgetlb, &ub, QNDAgetub, &type, QNDAgetcoltype) != 0)
-        goto done;
-    for (i = 0; i < n; i++) {
-        var_object *v;
-        PyObject *name = files_name(p, nc, QNDA_NAMES_COLUMNS, i, n);
-        if (name == NULL)
-            goto done;
-        v = (var_object *)var_new_bare();
-        if (v == NULL) {
-            Py_DECREF(name);
-            goto done;
-        }
-        v->name = name;
-        v->lb = lb[i];
-        v->ub = ub[i];
-        v->vartype = files_vartype(type[i]);
-        if (v->vartype >= 3)
-            v->threshold = 0.0; /* the library keeps the threshold; it is not read back */
-        if (files_register(p->vars, p->varmap, (PyObject *)v, v->id, i, "Could not read problem") !=
-            0)
-            goto done;
+    static const char *kwlist[] = {"filename", "options", NULL};
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s|s", (char **)kwlist, filename, options))
+        return -1;
+    if (p->prob == NULL) {
+        PyErr_SetString(quenda_ModelError, "Problem not initialized");
+        return -1;
     }
-    ret = 0;
-done:
-    qarr_free_all(&lb, &ub, &type);
-    return ret;
+    return 0;
+}
+
+/* A file call of the library on the problem, the interpreter released
+ * meanwhile; the library's code. */
+static int
+files_unlocked(int (*call)(QNDAprob, const char *, const char *), problem_s *p,
+               const char *filename, const char *options)
+{
+    int rc;
+    Py_BEGIN_ALLOW_THREADS
+    rc = call(p->prob, filename, options);
+    Py_END_ALLOW_THREADS
+    return rc;
+}
+
+/* A variable read back: bounds lb, ub and the library's column type t.
+ * Takes name; new reference or NULL. */
+static PyObject *
+files_new_column(PyObject *name, double lb, double ub, char t, uint32_t *id)
+{
+    var_object *v = (var_object *)var_new_bare();
+    if (v == NULL) {
+        Py_DECREF(name);
+        return NULL;
+    }
+    v->name = name;
+    v->lb = lb;
+    v->ub = ub;
+    v->vartype = files_vartype(t);
+    if (v->vartype >= 3)
+        v->threshold = 0.0; /* the library keeps the threshold; it is not read back */
+    *id = v->id;
+    return (PyObject *)v;
 }
 
 /* A constraint with no body and free bounds.  New reference or NULL. */
@@ -177,43 +188,74 @@ files_new_constraint(PyObject *name)
     return (PyObject *)c;
 }
 
-static int
-files_read_rows(problem_s *p, namechunk *nc, int n)
+/* A constraint read back from the right-hand side, range and row type t.
+ * Takes name; new reference or NULL. */
+static PyObject *
+files_new_row(PyObject *name, double rhs, double range, char t, uint32_t *id)
 {
-    double *rhs = NULL, *range = NULL;
+    constraint_object *c = (constraint_object *)files_new_constraint(name);
+    Py_DECREF(name);
+    if (c == NULL)
+        return NULL;
+    switch (t) {
+    case 'E': c->lb = c->ub = rhs; break;
+    case 'G': c->lb = rhs; break;
+    case 'L': c->ub = rhs; break;
+    case 'R':
+        c->ub = rhs;
+        c->lb = rhs - range;
+        break;
+    default: break;
+    }
+    *id = c->id;
+    return (PyObject *)c;
+}
+
+/* How the columns or the rows are read back: the getters of two numbers
+ * and a type per item, the kind of names, the maker and the message. */
+struct files_kind {
+    files_dblget geta, getb;
+    files_chrget gett;
+    int names;
+    PyObject *(*make)(PyObject *name, double a, double b, char t, uint32_t *id);
+    const char *msg;
+};
+
+static const files_kind files_columns = {QNDAgetlb,        QNDAgetub,
+                                         QNDAgetcoltype,   QNDA_NAMES_COLUMNS,
+                                         files_new_column, "Could not read problem"};
+static const files_kind files_rows = {QNDAgetrhs,     QNDAgetrhsrange,
+                                      QNDAgetrowtype, QNDA_NAMES_ROWS,
+                                      files_new_row,  "Cannot read constraint from problem"};
+
+/* Reads n columns or rows back into the problem's list and map. */
+static int
+files_read_items(problem_s *p, namechunk *nc, int n, const files_kind &k)
+{
+    int rows = &k == &files_rows;
+    double *a = NULL, *b = NULL;
     char *type = NULL;
     int i, ret = -1;
 
     if (n == 0)
         return 0;
-    if (files_fetch(p, n, &rhs, QNDAgetrhs, &range, QNDAgetrhsrange, &type, QNDAgetrowtype) != 0)
+    if (files_fetch(p, n, &a, k.geta, &b, k.getb, &type, k.gett) != 0)
         goto done;
     for (i = 0; i < n; i++) {
-        constraint_object *c;
-        PyObject *name = files_name(p, nc, QNDA_NAMES_ROWS, i, n);
+        uint32_t id = 0;
+        PyObject *obj, *name = files_name(p, nc, k.names, i, n);
         if (name == NULL)
             goto done;
-        c = (constraint_object *)files_new_constraint(name);
-        Py_DECREF(name);
-        if (c == NULL)
+        obj = k.make(name, a[i], b[i], type[i], &id);
+        if (obj == NULL)
             goto done;
-        switch (type[i]) {
-        case 'E': c->lb = c->ub = rhs[i]; break;
-        case 'G': c->lb = rhs[i]; break;
-        case 'L': c->ub = rhs[i]; break;
-        case 'R':
-            c->ub = rhs[i];
-            c->lb = rhs[i] - range[i];
-            break;
-        default: break;
-        }
-        if (files_register(p->cons, p->conmap, (PyObject *)c, c->id, i,
-                           "Cannot read constraint from problem") != 0)
+        if (files_register(rows ? p->cons : p->vars, rows ? p->conmap : p->varmap, obj, id, i,
+                           k.msg) != 0)
             goto done;
     }
     ret = 0;
 done:
-    qarr_free_all(&rhs, &range, &type);
+    qarr_free_all(&a, &b, &type);
     return ret;
 }
 
@@ -257,32 +299,23 @@ files_read_sets(problem_s *p, namechunk *nc, int n)
 static PyObject *
 problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {"filename", "options", NULL};
     problem_s *p = (problem_s *)self;
     const char *filename = NULL, *options = "";
     namechunk nc = {NULL, 0, NULL};
     PyObject *res = NULL;
     int ncols = 0, nrows = 0, nsets = 0, rc;
 
-    if (problem_registry_empty(p) != 0)
+    if (problem_registry_empty(p) != 0 || files_args(p, args, kwargs, &filename, &options) != 0)
         goto done;
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s|s", (char **)kwlist, &filename, &options))
-        goto done;
-    if (p->prob == NULL) {
-        PyErr_SetString(quenda_ModelError, "Problem not initialized");
-        goto done;
-    }
-    Py_BEGIN_ALLOW_THREADS
-    rc = QNDAreadprob(p->prob, filename, options);
-    Py_END_ALLOW_THREADS
+    rc = files_unlocked(QNDAreadprob, p, filename, options);
     if (rc != 0)
         goto done;
     if (QNDAgetintattrib(p->prob, FILES_ATTR_COLS, &ncols) != 0 ||
         QNDAgetintattrib(p->prob, FILES_ATTR_ROWS, &nrows) != 0 ||
         QNDAgetintattrib(p->prob, FILES_ATTR_SETS, &nsets) != 0)
         goto done;
-    if (files_read_columns(p, &nc, ncols) != 0 || files_read_rows(p, &nc, nrows) != 0 ||
-        files_read_sets(p, &nc, nsets) != 0)
+    if (files_read_items(p, &nc, ncols, files_columns) != 0 ||
+        files_read_items(p, &nc, nrows, files_rows) != 0 || files_read_sets(p, &nc, nsets) != 0)
         goto done;
     /* what the file holds is linear or quadratic: nothing is left of a
      * nonlinear part the problem had before */
@@ -292,38 +325,29 @@ problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
     res = Py_NewRef(Py_None);
 done:
     qarr_free(&nc.buf);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyObject *
 problem_write(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {"filename", "options", NULL};
     problem_s *p = (problem_s *)self;
     const char *filename = NULL, *options = "";
     PyObject *res = NULL;
     int rc;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "s|s", (char **)kwlist, &filename, &options))
+    if (files_args(p, args, kwargs, &filename, &options) != 0)
         goto done;
-    if (p->prob == NULL) {
-        PyErr_SetString(quenda_ModelError, "Problem not initialized");
-        goto done;
-    }
     if (problem_is_nonlinear(p)) {
         PyErr_SetString(quenda_ModelError, "Nonlinear problems cannot be written yet");
         goto done;
     }
-    Py_BEGIN_ALLOW_THREADS
-    rc = QNDAwriteprob(p->prob, filename, options);
-    Py_END_ALLOW_THREADS
+    rc = files_unlocked(QNDAwriteprob, p, filename, options);
     if (rc != 0)
         goto done;
     res = Py_NewRef(Py_None);
 done:
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 PyMethodDef problem_files_methods[] = {{"read", (PyCFunction)(void (*)(void))problem_read,

@@ -48,3 +48,10 @@ problem_intattr(problem_s *p, int id, int *value)
     }
     return 0;
 }
+
+/* Two of them, for the sums and tests that need both. */
+static inline int
+problem_intattr2(problem_s *p, int id1, int *value1, int id2, int *value2)
+{
+    return problem_intattr(p, id1, value1) != 0 || problem_intattr(p, id2, value2) != 0 ? -1 : 0;
+}

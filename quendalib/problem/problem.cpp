@@ -55,20 +55,9 @@ PyObject *
 problem_new(void)
 {
     problem_s *p = (problem_s *)problem_alloc();
-    if (p == NULL)
-        return NULL;
-    if (problem_registry_empty(p) != 0)
-        goto error;
-    p->ctrl = ctrl_base((PyObject *)p);
-    if (p->ctrl == NULL)
-        goto error;
-    p->attr = attr_base((PyObject *)p);
-    if (p->attr == NULL)
-        goto error;
-    return (PyObject *)p;
-error:
-    Py_DECREF(p);
-    return NULL;
+    if (p != NULL && problem_registry_empty(p) == 0 && (p->ctrl = ctrl_base((PyObject *)p)) != NULL)
+        p->attr = attr_base((PyObject *)p);
+    return p == NULL ? NULL : quenda_keep_if((PyObject *)p, p->attr != NULL);
 }
 
 /* Makes the main handle (and the nonlinear one when the library is in use)
@@ -249,8 +238,7 @@ problem_name(PyObject *self, PyObject *noargs)
     }
     qo_MemoryAllocator_Free_Untyped(qo_MemoryAllocator_DefaultHeap, &buf);
 done:
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyObject *
@@ -308,8 +296,7 @@ done:
         Py_DECREF(dst);
         PyErr_Restore(et, ev, tb);
     }
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyObject *
@@ -340,8 +327,7 @@ problem_reset(PyObject *self, PyObject *noargs)
         goto done;
     res = Py_NewRef(Py_None);
 done:
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyMethodDef problem_core_methods[] = {{"name", problem_name, METH_NOARGS,
@@ -462,22 +448,10 @@ static PyMemberDef problem_members[] = {{(char *)"controls", T_OBJECT, offsetof(
                                          READONLY, (char *)"Problem's attributes"},
                                         {NULL, 0, 0, 0, NULL}};
 
-PyTypeObject quenda_problemType = {
-    QUENDA_TYPE_HEAD("quenda.problem", sizeof(problem_s), problem_dealloc, 0, problem_str, 0, 0,
-                     Py_TPFLAGS_DEFAULT, "An optimization problem: problem(name=None)"),
-    0,                                /* tp_traverse */
-    0,                                /* tp_clear */
-    0,                                /* tp_richcompare */
-    offsetof(problem_s, weakreflist), /* tp_weaklistoffset */
-    0,                                /* tp_iter */
-    0,                                /* tp_iternext */
-    problem_methods,                  /* tp_methods: gathered by problem_type_prepare */
-    problem_members,                  /* tp_members */
-    0,                                /* tp_getset */
-    0,                                /* tp_base */
-    0,                                /* tp_dict */
-    0,                                /* tp_descr_get */
-    0,                                /* tp_descr_set */
-    0,                                /* tp_dictoffset */
-    problem_init,                     /* tp_init */
-};
+/* tp_methods is gathered by problem_type_prepare. */
+PyTypeObject quenda_problemType =
+    quenda_type_build("quenda.problem", sizeof(problem_s), Py_TPFLAGS_DEFAULT,
+                      "An optimization problem: problem(name=None)", Py_tp_dealloc, problem_dealloc,
+                      Py_tp_str, problem_str, Py_tp_methods, problem_methods, Py_tp_members,
+                      problem_members, Py_tp_init, problem_init, QUENDA_TP_WEAKLISTOFFSET,
+                      offsetof(problem_s, weakreflist));

@@ -494,32 +494,16 @@ problem_getResult(PyObject *self, PyObject *args, int what)
         res = results_shape_flat(&c, args);
 done:
     qo_MemoryAllocator_Free_Untyped(qo_MemoryAllocator_DefaultHeap, (void **)&vals);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
+/* getSolution, getRCost, getDual and getSlack: one function each for the
+ * method table. */
+template<int What>
 static PyObject *
-problem_getSolution(PyObject *self, PyObject *args)
+problem_getResultOf(PyObject *self, PyObject *args)
 {
-    return problem_getResult(self, args, READ_SOLUTION);
-}
-
-static PyObject *
-problem_getRCost(PyObject *self, PyObject *args)
-{
-    return problem_getResult(self, args, READ_RCOST);
-}
-
-static PyObject *
-problem_getDual(PyObject *self, PyObject *args)
-{
-    return problem_getResult(self, args, READ_DUAL);
-}
-
-static PyObject *
-problem_getSlack(PyObject *self, PyObject *args)
-{
-    return problem_getResult(self, args, READ_SLACK);
+    return problem_getResult(self, args, What);
 }
 
 /* ------------------------------------------------------------------ */
@@ -553,8 +537,7 @@ problem_getIndex(PyObject *self, PyObject *obj)
         goto done;
     res = PyLong_FromSsize_t(idx);
 done:
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 /* ------------------------------------------------------------------ */
@@ -661,44 +644,35 @@ problem_getObjects(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
     }
     res = PyList_GetSlice(c.lst, lo, hi + 1);
 done:
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
+/* getVariable, getConstraint and getSOS. */
+template<int Kind>
 static PyObject *
-problem_getVariable(PyObject *self, PyObject *args, PyObject *kwargs)
+problem_getObjectsOf(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return problem_getObjects(self, args, kwargs, RESULTS_COLUMNS);
-}
-
-static PyObject *
-problem_getConstraint(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    return problem_getObjects(self, args, kwargs, RESULTS_ROWS);
-}
-
-static PyObject *
-problem_getSOS(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    return problem_getObjects(self, args, kwargs, RESULTS_SETS);
+    return problem_getObjects(self, args, kwargs, Kind);
 }
 
 PyMethodDef problem_results_methods[] =
-    {{"getSolution", problem_getSolution, METH_VARARGS,
+    {{"getSolution", problem_getResultOf<READ_SOLUTION>, METH_VARARGS,
       "getSolution(*items): primal values of variables given by object, name or index"},
-     {"getDual", problem_getDual, METH_VARARGS,
+     {"getDual", problem_getResultOf<READ_DUAL>, METH_VARARGS,
       "getDual(*items): dual values of constraints given by object, name or index"},
-     {"getSlack", problem_getSlack, METH_VARARGS,
+     {"getSlack", problem_getResultOf<READ_SLACK>, METH_VARARGS,
       "getSlack(*items): slacks of constraints given by object, name or index"},
-     {"getRCost", problem_getRCost, METH_VARARGS,
+     {"getRCost", problem_getResultOf<READ_RCOST>, METH_VARARGS,
       "getRCost(*items): reduced costs of variables given by object, name or index"},
      {"getIndex", problem_getIndex, METH_O,
       "getIndex(obj): the solver index of a variable, constraint or SOS"},
-     {"getVariable", (PyCFunction)(void (*)(void))problem_getVariable, METH_VARARGS | METH_KEYWORDS,
+     {"getVariable", (PyCFunction)(void (*)(void))problem_getObjectsOf<RESULTS_COLUMNS>,
+      METH_VARARGS | METH_KEYWORDS,
       "getVariable(index=None, first=None, last=None): variables by index or name"},
-     {"getConstraint", (PyCFunction)(void (*)(void))problem_getConstraint,
+     {"getConstraint", (PyCFunction)(void (*)(void))problem_getObjectsOf<RESULTS_ROWS>,
       METH_VARARGS | METH_KEYWORDS,
       "getConstraint(index=None, first=None, last=None): constraints by index or name"},
-     {"getSOS", (PyCFunction)(void (*)(void))problem_getSOS, METH_VARARGS | METH_KEYWORDS,
+     {"getSOS", (PyCFunction)(void (*)(void))problem_getObjectsOf<RESULTS_SETS>,
+      METH_VARARGS | METH_KEYWORDS,
       "getSOS(index=None, first=None, last=None): SOS by index or name"},
      {NULL, NULL, 0, NULL}};

@@ -55,8 +55,7 @@ problem_is_mip(problem_s *p, int *mip)
 {
     int nents = 0, nsets = 0;
 
-    if (problem_intattr(p, SOLVE_ATTR_MIPENTS, &nents) != 0 ||
-        problem_intattr(p, SOLVE_ATTR_SETS, &nsets) != 0)
+    if (problem_intattr2(p, SOLVE_ATTR_MIPENTS, &nents, SOLVE_ATTR_SETS, &nsets) != 0)
         return -1;
     *mip = nents != 0 || nsets != 0;
     return 0;
@@ -226,8 +225,7 @@ problem_setObjective(PyObject *self, PyObject *args, PyObject *kwargs)
 done:
     objparts_free(&parts);
     Py_XDECREF(item);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 /* ------------------------------------------------------------------ */
@@ -274,8 +272,7 @@ problem_solve(PyObject *self, PyObject *args, PyObject *kwargs)
         goto done;
     res = Py_NewRef(Py_None);
 done:
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 /* ------------------------------------------------------------------ */
@@ -331,8 +328,7 @@ problem_getProbStatus(PyObject *self, PyObject *args, PyObject *kwargs)
 
     if (problem_status_noargs(self, args, kwargs, &status, &column) == 0)
         res = PyLong_FromLong(status);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static const char *const status_names[3][9] =
@@ -353,8 +349,7 @@ problem_getProbStatusString(PyObject *self, PyObject *args, PyObject *kwargs)
     if (problem_status_noargs(self, args, kwargs, &status, &column) == 0)
         res = PyUnicode_FromString(status >= 0 && status <= 8 ? status_names[column][status]
                                                               : status_unknown[column]);
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 static PyObject *
@@ -378,8 +373,7 @@ problem_getObjVal(PyObject *self, PyObject *noargs)
     }
     res = PyFloat_FromDouble(val);
 done:
-    setQndaErrIfNull(self, res);
-    return res;
+    return quenda_result(self, res);
 }
 
 PyMethodDef problem_solve_methods[] =

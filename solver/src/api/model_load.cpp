@@ -154,23 +154,23 @@ void load(qnda_problem_s *prob, const LoadArgs<Idx> &a) {
 // The argument groups of the load functions as lists of (type, name): one
 // list makes both the parameters of a function and the copy of its
 // arguments into LoadArgs.
-// Kept out of the formatter: its layout of these lists changes from one run
-// to the next.
 // clang-format off
-#define LOAD_COMMON(X, Idx)                                                              \
-  X(const char *, probname) X(int, ncols) X(int, nrows) X(const char *, rowtype)         \
-  X(const double *, rhs) X(const double *, range) X(const double *, obj)                 \
-  X(const Idx *, start) X(const int *, collen) X(const int *, rowind)                    \
-  X(const double *, rowcoef) X(const double *, lb) X(const double *, ub)
-#define LOAD_QOBJ(X, Idx) \
-  X(Idx, nobjqcoefs) X(const int *, objqcol1) X(const int *, objqcol2) X(const double *, objqcoef)
-#define LOAD_QROWS(X, Idx)                                                               \
-  X(int, nqrows) X(const int *, qrowind) X(const Idx *, nrowqcoefs)                      \
+#define LOAD_COMMON(X, Idx)                                                     \
+  X(const char *, probname) X(int, ncols) X(int, nrows)                          \
+  X(const char *, rowtype) X(const double *, rhs) X(const double *, range)      \
+  X(const double *, obj) X(const Idx *, start) X(const int *, collen)           \
+  X(const int *, rowind) X(const double *, rowcoef)                             \
+  X(const double *, lb) X(const double *, ub)
+#define LOAD_QOBJ(X, Idx)                                                       \
+  X(Idx, nobjqcoefs) X(const int *, objqcol1) X(const int *, objqcol2)          \
+  X(const double *, objqcoef)
+#define LOAD_QROWS(X, Idx)                                                      \
+  X(int, nqrows) X(const int *, qrowind) X(const Idx *, nrowqcoefs)             \
   X(const int *, rowqcol1) X(const int *, rowqcol2) X(const double *, rowqcoef)
-#define LOAD_GLOBAL(X, Idx)                                                              \
-  X(int, nentities) X(int, nsets) X(const char *, coltype) X(const int *, entind)        \
-  X(const double *, limit) X(const char *, settype) X(const Idx *, setstart)             \
-  X(const int *, setind) X(const double *, refval)
+#define LOAD_GLOBAL(X, Idx)                                                     \
+  X(int, nentities) X(int, nsets) X(const char *, coltype)                      \
+  X(const int *, entind) X(const double *, limit) X(const char *, settype)      \
+  X(const Idx *, setstart) X(const int *, setind) X(const double *, refval)
 // clang-format on
 
 #define LOAD_PARAM(T, name) , T name
