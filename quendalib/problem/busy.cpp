@@ -133,13 +133,15 @@ guarded_dealloc(PyObject *self)
     Py_TYPE(self)->tp_free(self);
 }
 
-/* The slots past the head are filled by problem_guard_methods. */
-PyTypeObject quenda_guardedType = {
-    QUENDA_TYPE_HEAD("quenda.problem_method", sizeof(guarded_s), guarded_dealloc, guarded_repr, 0,
-                     guarded_getattro, 0,
-                     Py_TPFLAGS_DEFAULT | Py_TPFLAGS_METHOD_DESCRIPTOR | Py_TPFLAGS_HAVE_VECTORCALL,
-                     "A method of quenda.problem, refused while the problem is busy"),
-};
+/* tp_descr_get, tp_call and the vectorcall offset, which the builder does
+ * not take, are filled by problem_guard_methods. */
+PyTypeObject quenda_guardedType =
+    quenda_type_build("quenda.problem_method", sizeof(guarded_s),
+                      Py_TPFLAGS_DEFAULT | Py_TPFLAGS_METHOD_DESCRIPTOR |
+                          Py_TPFLAGS_HAVE_VECTORCALL,
+                      "A method of quenda.problem, refused while the problem is busy",
+                      Py_tp_dealloc, guarded_dealloc, Py_tp_repr, guarded_repr, Py_tp_getattro,
+                      guarded_getattro);
 
 /* Puts the method descriptor meth, of the type's dictionary dict, under the
  * guard.  0, or -1 with an exception set. */
