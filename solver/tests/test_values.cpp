@@ -24,6 +24,7 @@ class Values : public Prob, public ::testing::WithParamInterface<Case> {};
 
 const int kCol[] = {0, 1};
 const int kRow[] = {0};
+const double kNanArr[] = {kNan}, kInfArr[] = {kInf};
 
 TEST_P(Values, AreRefusedAndLeaveTheProblemAlone) {
   load({1, 1}, {{1, 1}}, "G", {1});
@@ -40,31 +41,15 @@ TEST_P(Values, AreRefusedAndLeaveTheProblemAlone) {
 INSTANTIATE_TEST_SUITE_P(
     Entries, Values,
     ::testing::Values(
-        Case{"chgobj",
-             [](QNDAprob p) {
-               double v = kNan;
-               return QNDAchgobj(p, 1, kCol, &v);
-             },
+        Case{"chgobj", [](QNDAprob p) { return QNDAchgobj(p, 1, kCol, kNanArr); },
              "objcoef 0 is not a number"},
-        Case{"chgobj_inf",
-             [](QNDAprob p) {
-               double v = kInf;
-               return QNDAchgobj(p, 1, kCol, &v);
-             },
+        Case{"chgobj_inf", [](QNDAprob p) { return QNDAchgobj(p, 1, kCol, kInfArr); },
              "objcoef 0 is infinite"},
         Case{"chgcoef", [](QNDAprob p) { return QNDAchgcoef(p, 0, 1, kNan); }, "is not a number"},
         Case{"chgqobj", [](QNDAprob p) { return QNDAchgqobj(p, 0, 1, kInf); }, "is infinite"},
-        Case{"chgbounds",
-             [](QNDAprob p) {
-               double v = kNan;
-               return QNDAchgbounds(p, 1, kCol, "U", &v);
-             },
+        Case{"chgbounds", [](QNDAprob p) { return QNDAchgbounds(p, 1, kCol, "U", kNanArr); },
              "bndval 0 is not a number"},
-        Case{"chgrhs",
-             [](QNDAprob p) {
-               double v = kNan;
-               return QNDAchgrhs(p, 1, kRow, &v);
-             },
+        Case{"chgrhs", [](QNDAprob p) { return QNDAchgrhs(p, 1, kRow, kNanArr); },
              "rhs 0 is not a number"},
         Case{"addrows",
              [](QNDAprob p) {
