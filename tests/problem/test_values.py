@@ -17,6 +17,11 @@ def pxy():
     return p, x, y
 
 
+def with_attr(obj, name, value):
+    setattr(obj, name, value)
+    return obj
+
+
 def named(con, name):
     return quenda.constraint(con, name=name)
 
@@ -35,9 +40,10 @@ REFUSED = [
     ("con_rhs", lambda p, x, y: p.addConstraint(named(x + y == NAN, "c4")), "Constraint c4: "),
     ("con_quad", lambda p, x, y: p.addConstraint(named(x * y * NAN <= 3, "c5")),
      "Constraint c5: coefficient of x*y is NaN"),
-    ("var_lb", lambda p, x, y: p.addVariable(quenda.var(lb=NAN, name="z")),
+    ("var_new", lambda p, x, y: quenda.var(lb=NAN), "Variable bounds and threshold cannot be NaN"),
+    ("var_lb", lambda p, x, y: p.addVariable(with_attr(quenda.var(name="z"), "lb", NAN)),
      "Variable z: lower bound is NaN"),
-    ("var_ub", lambda p, x, y: p.addVariable(quenda.var(ub=NAN, name="z")),
+    ("var_ub", lambda p, x, y: p.addVariable(with_attr(quenda.var(name="z"), "ub", NAN)),
      "Variable z: upper bound is NaN"),
     ("sos_weight", lambda p, x, y: p.addSOS(quenda.sos([x, y], [1, NAN], name="s1")),
      "SOS s1: weight of y is NaN"),
