@@ -88,6 +88,7 @@ bench: build bench-setup
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/algebra/bench_algebra.py
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/modelling/bench_modelling.py
 	QUENDA_HIGHS_ROOT=$(HIGHS_ROOT) bash benchmarks/solver/run.sh $(BUILD_DIR)
+	.venv-bench/bin/python benchmarks/solver/bench_warm.py $(BUILD_DIR)/python/libqnda.so
 
 clean:
 	rm -rf build

@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-APT_PACKAGES="libgtest-dev"
+APT_PACKAGES="libgtest-dev coinor-libipopt-dev"
 missing=""
 for p in $APT_PACKAGES; do
   dpkg -s "$p" >/dev/null 2>&1 || missing="$missing $p"

@@ -176,6 +176,7 @@ typedef struct qnda_problem_s *QNDAprob;
 #define QNDA_ORIGINALQCELEMS 1049
 #define QNDA_PRESOLVESTATE 1050  /* 1 when the loaded problem was changed since the last solve */
 #define QNDA_ALGORITHM_ATTR 1051 /* algorithm used by the last LP solve */
+#define QNDA_LOCALSOLUTION 1052  /* 1 when the solution is only known to be locally optimal */
 
 /* Double attributes */
 #define QNDA_LPOBJVAL 2001

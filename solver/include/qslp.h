@@ -24,32 +24,125 @@ typedef struct qslp_problem_s *QSLPprob;
 #define QSLP_CAINFO_CONTROL 16
 
 /* Integer attributes */
-#define QSLP_ORIGINALROWS 11999 /* rows of the main problem as loaded */
-#define QSLP_ORIGINALCOLS 12000 /* columns of the main problem as loaded */
-#define QSLP_NLPSTATUS 12013    /* one of the nlp_* statuses */
-#define QSLP_ITER 12016         /* iterations of the last nonlinear solve */
-#define QSLP_COEFFICIENTS 12026 /* nonlinear coefficients */
-#define QSLP_USERFUNCS 12044    /* user functions registered */
-#define QSLP_STOPSTATUS 12045
+#define QSLP_ORIGINALROWS 11999      /* rows of the nonlinear problem (the main problem's) */
+#define QSLP_ORIGINALCOLS 12000      /* columns of the nonlinear problem (likewise) */
+#define QSLP_CONSTANTCOL 12013       /* index of the designated constant column */
+#define QSLP_NONLINEAREQROWS 12016   /* equality rows with nonlinear coefficients */
+#define QSLP_NONLINEARINEQROWS 12026 /* other rows with nonlinear coefficients */
+#define QSLP_NLPSTATUS 12044         /* one of QSLP_NLPSTATUS_* */
+#define QSLP_STOPSTATUS 12045        /* one of QNDA_STOP_* */
+#define QSLP_ITER 12046              /* iterations of the last nonlinear solve */
+#define QSLP_COEFFICIENTS 12047      /* nonlinear coefficients */
+#define QSLP_USERFUNCS 12048         /* user functions defined */
+#define QSLP_ALGORITHMUSED 12049     /* QSLP_ALG_* of the last nonlinear solve */
 /* Double attributes */
 #define QSLP_OBJVAL 12179
 #define QSLP_SOLVETIME 12180
+#define QSLP_MAXVIOLATION 12181 /* largest row or bound violation of the solution */
 /* Pointer attributes */
 #define QSLP_QNDAPROB 12601 /* the main problem behind a nonlinear one */
 
 /* Double controls */
-#define QSLP_OBJSENSE 12146 /* 1.0 minimise, -1.0 maximise */
-#define QSLP_FEASTOL 12147
-#define QSLP_OPTTOL 12148
-#define QSLP_TIMELIMIT 12149
+#define QSLP_OBJSENSE 12146  /* 1.0 minimise, -1.0 maximise */
+#define QSLP_FEASTOL 12147   /* absolute tolerance on row and bound violations */
+#define QSLP_OPTTOL 12148    /* optimality (dual) tolerance */
+#define QSLP_TIMELIMIT 12149 /* seconds; <= 0: none */
+#define QSLP_ATOL_VAR 12150  /* absolute tolerance on the last step of a variable */
+#define QSLP_RTOL_VAR 12151  /* relative tolerance on the last step of a variable */
+#define QSLP_ATOL_OBJ 12152  /* absolute tolerance on the objective's change */
+#define QSLP_RTOL_OBJ 12153  /* relative tolerance on the objective's change */
+#define QSLP_RTOL_ROW 12154  /* relative tolerance on row violations */
+#define QSLP_DELTA0 12155    /* first step bound; 0: from the variables' sizes */
+#define QSLP_DELTAMIN 12156  /* smallest step bound before giving up */
+#define QSLP_PENALTY0 12157  /* first weight of the penalty error vectors */
 /* Integer controls */
 #define QSLP_ITERLIMIT 12401
-#define QSLP_LOGLEVEL 12402
+#define QSLP_LOGLEVEL 12402     /* 0 silent, 1 summary, 2 a line per iteration */
+#define QSLP_ALGORITHM 12403    /* QSLP_ALG_*; the default is QSLP_ALG_AUTO */
+#define QSLP_STEPBOUNDS 12404   /* QSLP_STEPBOUNDS_* */
+#define QSLP_SLPCURVATURE 12405 /* 1: SLP steps see the Lagrangian's curvature (QP steps) */
 #define QSLP_AUTOINIT \
   12415 /* 0: do not fill the nonlinear problem from the
                                      main one when it is created */
 /* String controls */
-#define QSLP_SOLVERNAME 12701 /* nonlinear engine; "ipopt" */
+#define QSLP_SOLVERNAME 12701 /* the interior-point engine: "ipopt" */
+
+/* Values of QSLP_ALGORITHM */
+#define QSLP_ALG_AUTO 0  /* the interior-point engine when present, else SLP */
+#define QSLP_ALG_SLP 1   /* successive linear programming on the LP engine */
+#define QSLP_ALG_IPOPT 2 /* interior point (Ipopt), exact second derivatives */
+
+/* Values of QSLP_STEPBOUNDS */
+#define QSLP_STEPBOUNDS_NONE 0     /* no step bounds (variables must be bounded) */
+#define QSLP_STEPBOUNDS_ADAPTIVE 1 /* a trust region resized by the step's quality */
+#define QSLP_STEPBOUNDS_FIXED 2    /* step bounds stay at QSLP_DELTA0 */
+
+/* Values of QSLP_NLPSTATUS */
+#define QSLP_NLPSTATUS_UNSTARTED 0
+#define QSLP_NLPSTATUS_LOCALLY_OPTIMAL 1
+#define QSLP_NLPSTATUS_OPTIMAL 2
+#define QSLP_NLPSTATUS_LOCALLY_INFEASIBLE 3
+#define QSLP_NLPSTATUS_INFEASIBLE 4
+#define QSLP_NLPSTATUS_UNBOUNDED 5
+#define QSLP_NLPSTATUS_UNFINISHED 6
+
+/* Formula tokens: types */
+#define QSLP_TOK_EOF 0    /* end of formula */
+#define QSLP_TOK_CON 1    /* constant; value: the number */
+#define QSLP_TOK_STRING 5 /* string table entry (user function definitions) */
+#define QSLP_TOK_COL 10   /* column; value: its index */
+#define QSLP_TOK_FUN 11   /* user function; value: its index (from 1) */
+#define QSLP_TOK_IFUN 12  /* built-in function; value: QSLP_IFUN_* */
+#define QSLP_TOK_LB 22    /* "("; in parsed form the start of a function's arguments */
+#define QSLP_TOK_RB 23    /* ")" (infix form only) */
+#define QSLP_TOK_DEL 24   /* "," (infix form only) */
+#define QSLP_TOK_OP 31    /* operator; value: QSLP_OP_* */
+/* Operators */
+#define QSLP_OP_UMINUS 1
+#define QSLP_OP_EXPONENT 2
+#define QSLP_OP_MULTIPLY 3
+#define QSLP_OP_DIVIDE 4
+#define QSLP_OP_PLUS 5
+#define QSLP_OP_MINUS 6
+/* Built-in functions */
+#define QSLP_IFUN_LOG10 14
+#define QSLP_IFUN_LN 15
+#define QSLP_IFUN_EXP 16
+#define QSLP_IFUN_ABS 17
+#define QSLP_IFUN_SQRT 18
+#define QSLP_IFUN_SIN 27
+#define QSLP_IFUN_COS 28
+#define QSLP_IFUN_TAN 29
+#define QSLP_IFUN_ARCSIN 30
+#define QSLP_IFUN_ARCCOS 31
+#define QSLP_IFUN_ARCTAN 32
+#define QSLP_IFUN_MIN 33
+#define QSLP_IFUN_MAX 34
+#define QSLP_IFUN_SIGN 46
+#define QSLP_IFUN_ERF 49
+#define QSLP_IFUN_ERFC 50
+
+/* User function definitions (QSLPadduserfuncs): per function the tokens
+ * (QSLP_TOK_STRING, name), (QSLP_UFTOK_RETURNS, 1), (QSLP_UFTOK_CALL, one of
+ * QSLP_UFCALL_*), (QSLP_TOK_STRING, linkage: "DirectC"), (QSLP_TOK_EOF, 0). */
+#define QSLP_UFTOK_CALL 86
+#define QSLP_UFTOK_RETURNS 87
+#define QSLP_UFCALL_VALUE 19           /* QSLPuserfunc: value only */
+#define QSLP_UFCALL_DERIVATIVES 110611 /* QSLPuserfuncderiv: value and partials */
+/* Name types of QSLPaddnames */
+#define QSLP_NAMES_USERFUNCS 5
+/* Objects of QSLPgetfuncobject */
+#define QSLP_FUNCOBJ_SLPPROB 1
+#define QSLP_FUNCOBJ_QNDAPROB 2
+
+/* The context of one call of a user function (valid during the call). */
+typedef struct qslp_funcctx_s *QSLPfuncctx;
+/* Value of a function of ninputs inputs (QSLPgetfuncinfo). */
+typedef double (*QSLPuserfunc)(const double *inputs, QSLPfuncctx ctx);
+/* Value, and the partials of the inputs whose flag is nonzero written to
+ * partials[i]; the others are not read. */
+typedef double (*QSLPuserfuncderiv)(const double *inputs, const int *flags, double *partials,
+                                    QSLPfuncctx ctx);
 
 QNDA_API int QSLPinit(void);
 QNDA_API int QSLPfree(void);
@@ -75,6 +168,94 @@ QNDA_API int QSLPgetstrcontrol(QSLPprob prob, int id, char *value, int maxbytes,
 QNDA_API int QSLPgetintattrib(QSLPprob prob, int id, int *value);
 QNDA_API int QSLPgetdblattrib(QSLPprob prob, int id, double *value);
 QNDA_API int QSLPgetptrattrib(QSLPprob prob, int id, void **value);
+
+/* Interrupts a running nonlinear solve from any thread (QNDA_STOP_* reason). */
+QNDA_API int QSLPinterrupt(QSLPprob prob, int reason);
+
+/* --- Formulas ---------------------------------------------------------
+ * Token arrays end with a QSLP_TOK_EOF token; maxtokens counts it. */
+/* Text -> infix tokens. */
+QNDA_API int QSLPpreparseformula(QSLPprob prob, const char *formula, int maxtokens, int *ntokens,
+                                 int *type, double *value);
+/* Infix tokens -> parsed (reverse Polish) tokens. */
+QNDA_API int QSLPparseformula(QSLPprob prob, const int *intype, const double *invalue,
+                              int maxtokens, int *ntokens, int *type, double *value);
+/* Text -> parsed tokens. */
+QNDA_API int QSLPparsecformula(QSLPprob prob, const char *formula, int maxtokens, int *ntokens,
+                               int *type, double *value);
+/* Parsed tokens -> text. */
+QNDA_API int QSLPformulatext(QSLPprob prob, const int *type, const double *value, char *text,
+                             int maxbytes, int *nbytes);
+/* *valid 1 when the parsed formula is well formed, else 0 and the reason in
+ * message (may be NULL). */
+QNDA_API int QSLPvalidformula(QSLPprob prob, const int *type, const double *value, int *valid,
+                              char *message, int maxbytes, int *nbytes);
+/* Value of a parsed formula at x (one value per column). */
+QNDA_API int QSLPevaluateformula(QSLPprob prob, const int *type, const double *value,
+                                 const double *x, double *result);
+
+/* --- Nonlinear coefficients ---------------------------------------------
+ * A coefficient (row, column) adds factor * formula(x) * x[column] to the
+ * row; with column QSLPgetintattrib(QSLP_CONSTANTCOL) it adds
+ * factor * formula(x).  Row -1 is the objective.  Formulas are parsed tokens
+ * (parsed = 1) or infix tokens (parsed = 0); start has ncoefs + 1 entries. */
+QNDA_API int QSLPaddcoefs(QSLPprob prob, int ncoefs, const int *rowindex, const int *colindex,
+                          const double *factor, const int *start, int parsed, const int *type,
+                          const double *value);
+/* Replaces every coefficient. */
+QNDA_API int QSLPloadcoefs(QSLPprob prob, int ncoefs, const int *rowindex, const int *colindex,
+                           const double *factor, const int *start, int parsed, const int *type,
+                           const double *value);
+/* Sets one coefficient from tokens (type NULL: keeps the formula, changes the
+ * factor); factor NULL keeps the factor (1 for a new coefficient). */
+QNDA_API int QSLPchgcoef(QSLPprob prob, int row, int col, const double *factor, int parsed,
+                         const int *type, const double *value);
+/* Sets one coefficient from text; an empty or NULL formula deletes it. */
+QNDA_API int QSLPchgccoef(QSLPprob prob, int row, int col, const double *factor,
+                          const char *formula);
+QNDA_API int QSLPdelcoefs(QSLPprob prob, int ncoefs, const int *rowindex, const int *colindex);
+/* One coefficient as text; an absent coefficient fails with QNDA_ERR_INDEX. */
+QNDA_API int QSLPgetccoef(QSLPprob prob, int row, int col, double *factor, char *formula,
+                          int maxbytes, int *nbytes);
+/* The formula of one coefficient as text ("factor * formula" when factor != 1). */
+QNDA_API int QSLPgetcoefformula(QSLPprob prob, int row, int col, char *formula, int maxbytes,
+                                int *nbytes);
+/* Every coefficient: rows, columns, factors, and the parsed formulas as in
+ * QSLPaddcoefs.  Any output may be NULL; *ncoefs and *ntokens count them. */
+QNDA_API int QSLPgetcoefs(QSLPprob prob, int *ncoefs, int *rowindex, int *colindex, double *factor,
+                          int *start, int maxtokens, int *ntokens, int *type, double *value);
+/* Value of coefficient's formula (times its factor) at x. */
+QNDA_API int QSLPevaluatecoef(QSLPprob prob, int row, int col, const double *x, double *result);
+
+/* --- User functions --------------------------------------------------- */
+/* Enters a string into the string table; *index is its index (from 1). */
+QNDA_API int QSLPsetstring(QSLPprob prob, int *index, const char *string);
+/* Defines nfuncs functions by their definition tokens (see QSLP_UFTOK_*). */
+QNDA_API int QSLPadduserfuncs(QSLPprob prob, int nfuncs, const int *type, const double *value);
+/* Names of items first..last of a kind (QSLP_NAMES_USERFUNCS), each ended by
+ * a zero byte. */
+QNDA_API int QSLPaddnames(QSLPprob prob, int type, const char *names, int first, int last);
+/* The entry point of user function index: a QSLPuserfunc or a
+ * QSLPuserfuncderiv as its definition says. */
+QNDA_API int QSLPchguserfuncaddress(QSLPprob prob, int index, void *address);
+QNDA_API int QSLPsetuserfuncobject(QSLPprob prob, int index, void *object);
+QNDA_API int QSLPgetuserfuncobject(QSLPprob prob, int index, void **object);
+/* Inside a user function: the problem (QSLP_FUNCOBJ_*) it is evaluated for. */
+QNDA_API int QSLPgetfuncobject(QSLPfuncctx ctx, int which, void **object);
+/* Inside a user function: its number of inputs and its index. */
+QNDA_API int QSLPgetfuncinfo(QSLPfuncctx ctx, int *ninputs, int *index);
+
+/* --- Solving ----------------------------------------------------------- */
+/* Optimises the nonlinear problem (flags: NULL or ""). */
+QNDA_API int QSLPnlpoptimize(QSLPprob prob, const char *flags);
+/* Starting values of n columns for the next solve (cols NULL: columns 0 to
+ * n - 1); the others start at 0, moved into their bounds. */
+QNDA_API int QSLPsetinitialvalues(QSLPprob prob, int n, const int *cols, const double *values);
+/* The last solution becomes the start of the next solve. */
+QNDA_API int QSLPsetcurrentiv(QSLPprob prob);
+/* The last solution: column values, row slacks (rhs - activity), row duals
+ * and reduced costs; any may be NULL. */
+QNDA_API int QSLPgetslpsol(QSLPprob prob, double *x, double *slack, double *dual, double *dj);
 
 #ifdef __cplusplus
 }

@@ -67,7 +67,7 @@ TEST_F(Interrupt, FromAnotherThreadStopsWithItsReason) {
   EXPECT_TRUE(st == QNDA_MIP_NO_SOL_FOUND || st == QNDA_MIP_SOLUTION) << st;
   // The request is used up: the next solve runs until its own limit.
   ASSERT_EQ(QNDAsetdblcontrol(p, QNDA_TIMELIMIT, 0.3), 0);
-  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
   EXPECT_EQ(intattr(QNDA_STOPSTATUS), QNDA_STOP_TIMELIMIT);
 }
 

@@ -152,9 +152,8 @@ TEST_F(LpSolve, FailedSolveLeavesNoOldResults) {
   ASSERT_EQ(intattr(QNDA_SOLSTATUS), 1);
   EXPECT_EQ(QNDAlpoptimize(p, "z"), QNDA_ERR_ARGUMENT);  // flags are checked first
   EXPECT_EQ(intattr(QNDA_SOLSTATUS), 1);
-  int c1 = 0, c2 = 0;
-  double q = -1;  // not convex: the solve fails after it began
-  ASSERT_EQ(QNDAchgmqobj(p, 1, &c1, &c2, &q), 0);
+  // Semi-continuous without an upper bound: the solve fails after it began.
+  set_types({0}, "S");
   ASSERT_EQ(QNDAlpoptimize(p, ""), QNDA_ERR_UNSUPPORTED);
   EXPECT_EQ(intattr(QNDA_SOLSTATUS), 0);
   double x0;
@@ -309,27 +308,28 @@ TEST_F(QpSolve, ConstrainedQpWithDual) {
   EXPECT_NEAR(dual, -2.0, 1e-5);
 }
 
-TEST_F(QpSolve, UnsupportedModelsFailWithAClearMessage) {
+TEST_F(QpSolve, QuadraticPartsWithIntegersOrInRowsAreSolved) {
+  // min x + y + x^2, x + y <= 1, y integer: x = y = 0.
   load({1, 1}, {{1, 1}}, "L", {1});
   int c1[1] = {0}, c2[1] = {0};
   double q[1] = {1};
   ASSERT_EQ(QNDAchgmqobj(p, 1, c1, c2, q), 0);
   set_types({1}, "I");
-  EXPECT_EQ(QNDAmipoptimize(p, ""), QNDA_ERR_UNSUPPORTED);
-  EXPECT_NE(last_error().find("quadratic objective are not supported"), std::string::npos)
-      << last_error();
-  // The relaxation is a plain QP.
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+  EXPECT_EQ(intattr(QNDA_MIPSTATUS), QNDA_MIP_OPTIMAL);
+  EXPECT_NEAR(dblattr(QNDA_MIPOBJVAL), 0.0, 1e-6);
   EXPECT_EQ(QNDAlpoptimize(p, ""), 0) << last_error();
 
+  // A quadratic row: x^2 + x + y <= 1 is convex, so the optimum is global.
   int cols[1] = {1};
   ASSERT_EQ(QNDAchgcoltype(p, 1, cols, "C"), 0);
   ASSERT_EQ(QNDAaddqmatrix(p, 0, 1, c1, c2, q), 0) << last_error();
-  EXPECT_EQ(QNDAlpoptimize(p, ""), QNDA_ERR_UNSUPPORTED);
-  EXPECT_NE(last_error().find("Quadratic constraints are not supported"), std::string::npos)
-      << last_error();
+  ASSERT_EQ(QNDAlpoptimize(p, ""), 0) << last_error();
+  EXPECT_EQ(intattr(QNDA_LPSTATUS), QNDA_LP_OPTIMAL);
+  EXPECT_EQ(intattr(QNDA_LOCALSOLUTION), 0);
 }
 
-TEST_F(QpSolve, NonConvexObjectiveIsRefused) {
+TEST_F(QpSolve, NonConvexObjectiveIsSolvedLocally) {
   // x^2 + 3xy + y^2 has a positive diagonal but is indefinite; -x^2 fails the
   // diagonal test; maximising x^2 is not concave.
   struct Case {
@@ -348,15 +348,9 @@ TEST_F(QpSolve, NonConvexObjectiveIsRefused) {
     load({0, 0}, {{1, 1}}, "L", {1}, {0, 0}, {1, 1});
     ASSERT_EQ(QNDAchgobjsense(p, c.sense), 0);
     ASSERT_EQ(QNDAchgmqobj(p, c.n, c.c1, c.c2, c.q), 0);
-    int rc = QNDAlpoptimize(p, "");
-    if (c.convex) {
-      EXPECT_EQ(rc, 0) << last_error();
-      EXPECT_EQ(intattr(QNDA_LPSTATUS), QNDA_LP_OPTIMAL);
-    } else {
-      EXPECT_EQ(rc, QNDA_ERR_UNSUPPORTED);
-      EXPECT_NE(last_error().find("solves convex QPs only"), std::string::npos) << last_error();
-      EXPECT_EQ(intattr(QNDA_LPSTATUS), QNDA_LP_NONCONVEX);
-    }
+    ASSERT_EQ(QNDAlpoptimize(p, ""), 0) << last_error();
+    EXPECT_EQ(intattr(QNDA_LPSTATUS), QNDA_LP_OPTIMAL);
+    EXPECT_EQ(intattr(QNDA_LOCALSOLUTION), c.convex ? 0 : 1);
   }
 }
 

@@ -48,6 +48,8 @@ int QNDAcopyprob(QNDAprob dest, QNDAprob src, const char *name) {
     dest->controls = src->controls;
     dest->name = name ? name : src->name;
     dest->solve.clear_all();
+    // The copy starts cold: an engine instance is never shared.
+    dest->engine.reset();
     dest->model_changed();
   });
 }

@@ -125,6 +125,8 @@ constexpr CaInfo kCaTable[] = {
     QNDA_AT_INT(QNDA_STOPSTATUS, "stopstatus",
                 "Why the last optimisation stopped (stop_* values; 0 when it finished)."),
     QNDA_AT_INT(QNDA_SOLSTATUS, "solstatus", "1 when a solution is available, else 0."),
+    QNDA_AT_INT(QNDA_LOCALSOLUTION, "localsolution",
+                "1 when the solution of a non-convex model is only known to be locally optimal."),
     QNDA_AT_INT(QNDA_SIMPLEXITER, "simplexiter", "Simplex iterations of the last solve."),
     QNDA_AT_INT(QNDA_BARITER, "bariter", "Barrier iterations of the last solve."),
     QNDA_AT_INT(QNDA_NODES, "nodes", "Branch-and-bound nodes of the last MIP solve."),

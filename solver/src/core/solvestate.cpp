@@ -8,6 +8,7 @@ void SolveState::clear_results() {
   stop_status = QNDA_STOP_NONE;
   was_mip = false;
   has_solution = false;
+  local_only = false;
   has_duals = false;
   lp_obj = mip_obj = obj = best_bound = rel_gap = 0.0;
   solve_time = 0.0;
@@ -43,6 +44,9 @@ bool solve_int_attrib(const SolveState &s, int id, QNDAint64 *value) {
       return true;
     case QNDA_SOLSTATUS:
       *value = s.has_solution ? 1 : 0;
+      return true;
+    case QNDA_LOCALSOLUTION:
+      *value = s.local_only ? 1 : 0;
       return true;
     case QNDA_SIMPLEXITER:
       *value = s.simplex_iter;

@@ -24,6 +24,7 @@ struct SolveState : SolveCounters {
   int algorithm = 0;          // QNDA_LPALGORITHM value used by the last LP solve
   bool was_mip = false;       // the last solve ran the MIP search
   bool has_solution = false;  // x and slack hold a primal solution
+  bool local_only = false;    // ... which is only known to be locally optimal
   bool has_duals = false;     // duals and djs hold a dual solution
   bool model_changed = true;  // the model changed since the last solve
 

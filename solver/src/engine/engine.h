@@ -1,6 +1,8 @@
 // The interface between the library and an LP/MIP/QP engine.  An engine gets
 // a FlatModel and the settings of one optimisation, runs it and reports an
-// EngineResult on the flat model's columns and rows.  Nothing outside
+// EngineResult on the flat model's columns and rows.  A problem keeps its
+// engine between optimisations: the engine may keep its model and basis and
+// take the next FlatModel as changes to them.  Nothing outside
 // engine/<name>/ sees an engine's own headers.
 #pragma once
 
@@ -12,6 +14,7 @@
 
 #include "core/solvestate.h"
 #include "engine/flatmodel.h"
+#include "model/problem.h"
 
 namespace qnda {
 
@@ -75,6 +78,10 @@ struct EngineResult : SolveCounters {
   // simplex_iter, barrier_iter, nodes, mip_sols, max_primal_infeas and
   // max_dual_infeas: of SolveCounters.
   int algorithm = 0;  // QNDA_LPALGORITHM value that solved the LP
+  // The engine took the model as changes to the one it kept (it started from
+  // its last basis unless a start overrode it).
+  bool warm = false;
+  bool local_only = false;  // a non-convex model: the optimum may be local
 };
 
 // Starting points for an optimisation, on the flat model's columns/rows.
@@ -92,11 +99,11 @@ struct EngineHooks {
   std::function<void(int msgtype, const std::string &line)> log;
 };
 
-class Engine {
+class Engine : public KeptEngine {
  public:
-  virtual ~Engine() = default;
   virtual const char *name() const = 0;
-  // model may be consumed (moved from).
+  // model may be consumed (moved from).  A start overrides what the engine
+  // kept from its last optimisation.
   virtual void solve(FlatModel &model, const EngineSettings &settings, const EngineStart &start,
                      const EngineHooks &hooks, EngineResult &result) = 0;
 };
@@ -104,6 +111,8 @@ class Engine {
 // The engine named by QNDA_SOLVERNAME ("highs"); NULL when there is none of
 // that name.
 std::unique_ptr<Engine> make_engine(const std::string &name);
+// The name() of the engine make_engine(name) makes; NULL when none.
+const char *engine_name(const std::string &name);
 
 // Model files in formats an engine reads and writes better than we do (the
 // LP format).  A FileModel is the plain content of such a file.

@@ -1,10 +1,12 @@
 // The model as an engine sees it: only continuous, integer, semi-continuous
-// and semi-integer columns, two-sided rows, a column-wise matrix and a convex
-// quadratic objective.  Built from the model store by reformulate.cpp; the
-// first orig_cols columns and orig_rows rows are the user's, the rest were
-// added by the reformulation and are never reported.
+// and semi-integer columns, two-sided rows, a column-wise matrix, a quadratic
+// objective and quadratic parts of rows (which only engine/qcqp.cpp takes).
+// Built from the model store by reformulate.cpp; the first orig_cols columns
+// and orig_rows rows are the user's, the rest were added by the reformulation
+// and are never reported.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -39,8 +41,21 @@ struct FlatModel {
   std::vector<int> qstart, qindex;
   std::vector<double> qvalue;
 
+  // Where the user's rows and columns came from, for an engine that keeps
+  // its model between optimisations: Model::epoch, row_ids and col_ids.
+  std::uint64_t epoch = 0;
+  std::vector<int> row_id, col_id;
+  // Quadratic parts of rows: row `row` adds sum v[k] x[c1[k]] x[c2[k]].
+  struct QuadRow {
+    int row;
+    std::vector<int> c1, c2;
+    std::vector<double> v;
+  };
+  std::vector<QuadRow> qrows;
+
   bool has_integers() const { return !kind.empty(); }
   bool has_quadratic() const { return !qstart.empty(); }
+  bool has_quadratic_rows() const { return !qrows.empty(); }
 };
 
 }  // namespace qnda

@@ -14,6 +14,7 @@
 #include "model/problem.h"
 #include "engine/convexity.h"
 #include "engine/engine.h"
+#include "engine/qcqp.h"
 #include "engine/reformulate.h"
 
 namespace qnda {
@@ -306,6 +307,19 @@ const char *mip_status_text(int s) {
   return s >= 0 && s <= 7 ? names[s] : "unknown";
 }
 
+// The problem's kept engine when it is the one named, else a new one kept
+// in its place.
+Engine *kept_engine(qnda_problem_s &prob, const std::string &name) {
+  auto *kept = dynamic_cast<Engine *>(prob.engine.get());
+  const char *canonical = engine_name(name);
+  if (kept && canonical && std::strcmp(canonical, kept->name()) == 0) return kept;
+  std::unique_ptr<Engine> engine = make_engine(name);
+  if (!engine)
+    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs)", name.c_str());
+  prob.engine = std::move(engine);
+  return static_cast<Engine *>(prob.engine.get());
+}
+
 }  // namespace
 
 void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
@@ -320,10 +334,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   st.clear_results();
   st.model_changed = false;
 
-  std::unique_ptr<Engine> engine = make_engine(ctl.get_str(QNDA_SOLVERNAME));
-  if (!engine)
-    fail(QNDA_ERR_UNSUPPORTED, "no LP/MIP/QP engine named \"%s\" (available: highs)",
-         ctl.get_str(QNDA_SOLVERNAME).c_str());
+  Engine *engine = kept_engine(prob, ctl.get_str(QNDA_SOLVERNAME));
 
   FlattenOptions fo;
   fo.search = s.mip;
@@ -332,7 +343,8 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   FlatModel fm;
   flatten(model, fo, fm);
   const bool search = s.mip && fm.has_integers();
-  if (fm.has_quadratic()) {
+  const bool quadratic_route = needs_quadratic_route(fm, s.mip);
+  if (fm.has_quadratic() && !quadratic_route) {
     Convexity cv = objective_convexity(fm);
     if (cv == Convexity::NotConvex) {
       st.lp_status = QNDA_LP_NONCONVEX;
@@ -370,7 +382,10 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   st.was_mip = search;
 
   const int log_level = s.log_level;
-  const char *what = search ? "MIP" : fm.has_quadratic() ? "QP" : "LP";
+  const char *what = search                    ? (quadratic_route ? "MIQP" : "MIP")
+                     : fm.has_quadratic_rows() ? "QCQP"
+                     : fm.has_quadratic()      ? "QP"
+                                               : "LP";
   if (log_level >= 1) {
     emit_messagef(&prob, MSG_INFO, "Solving %s with %s: %d rows, %d columns, %lld elements%s", what,
                   engine->name(), m, n,
@@ -405,6 +420,14 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     // Interrupted before it began.
     reason = pending;
     r.status = EngineStatus::Interrupted;
+  } else if (quadratic_route) {
+    if (log_level >= 1)
+      emit_messagef(&prob, MSG_INFO, "%s",
+                    search ? "Quadratic parts with discrete columns: outer approximation on the "
+                             "MIP engine, continuous problems by the interior-point engine"
+                           : "Quadratic rows or a non-convex objective: the interior-point engine "
+                             "(locally optimal)");
+    solve_quadratic(fm, s, start, hooks, r);
   } else {
     engine->solve(fm, s, start, hooks, r);
   }
@@ -415,6 +438,7 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   st.algorithm = search ? 0 : r.algorithm;
   st.stop_status = stop_of(r.status, reason.load());
   fill_results(model, r, model.indicator_count() > 0, st);
+  st.local_only = st.has_solution && r.local_only;
   if (!search && r.status != EngineStatus::Optimal && r.status != EngineStatus::Unbounded) {
     // Only an optimal (or an unbounded problem's feasible) point is kept.
     st.has_solution = false;
@@ -498,6 +522,8 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
                     static_cast<long long>(st.simplex_iter + st.barrier_iter), st.solve_time);
     if (st.stop_status != QNDA_STOP_NONE)
       emit_messagef(&prob, MSG_INFO, "Stopped: %s", stop_text(st.stop_status));
+    if (st.local_only)
+      emit_messagef(&prob, MSG_INFO, "The model is not convex: the solution is locally optimal");
   }
   flush_messages(&prob);
 

@@ -314,24 +314,15 @@ void flatten(const Model &model, const FlattenOptions &opt, FlatModel &m) {
   const double inf = opt.infinity > 0 ? opt.infinity : QNDA_INFINITY;
   auto conv = [inf](double v) { return v >= inf ? kInf : v <= -inf ? -kInf : v; };
 
-  for (int i : model.qrow_list()) {
-    fail(QNDA_ERR_UNSUPPORTED,
-         "Quadratic constraints are not supported by the %s engine yet (row %s)", opt.engine,
-         row_label(model, i).c_str());
-  }
   const bool quad = !model.qobj().empty();
-  if (opt.search && quad &&
-      (model.entity_count() > 0 || model.nsets() > 0 || model.indicator_count() > 0))
-    fail(QNDA_ERR_UNSUPPORTED,
-         "Mixed-integer problems with a quadratic objective are not supported by the %s "
-         "engine yet",
-         opt.engine);
-
   m = FlatModel();
   m.ncols = m.orig_cols = n;
   m.nrows = m.orig_rows = nr;
   m.sense = model.obj_sense();
   m.obj_constant = model.obj_constant();
+  m.epoch = model.epoch();
+  m.row_id = model.row_ids();
+  m.col_id = model.col_ids();
   m.obj = model.obj();
   m.lb.resize(n);
   m.ub.resize(n);
@@ -368,6 +359,16 @@ void flatten(const Model &model, const FlattenOptions &opt, FlatModel &m) {
       m.qvalue.push_back(t.i == t.j ? 2.0 * t.v : t.v);
     }
     for (int j = 0; j < n; ++j) m.qstart[j + 1] += m.qstart[j];
+  }
+  for (int i : model.qrow_list()) {
+    FlatModel::QuadRow q;
+    q.row = i;
+    for (const auto &t : model.qrows().at(i).terms()) {
+      q.c1.push_back(t.i);
+      q.c2.push_back(t.j);
+      q.v.push_back(t.v);
+    }
+    m.qrows.push_back(std::move(q));
   }
 
   const auto &ct = model.coltype();

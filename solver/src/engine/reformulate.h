@@ -1,8 +1,8 @@
 // From the model store to a FlatModel an engine can solve.  Sets (SOS1,
 // SOS2), indicator rows and partially integer columns become binaries and
 // rows whose big-M values come from finite bounds; a needed bound that is
-// infinite is an error, never a guess.  Quadratic rows, and a quadratic
-// objective together with discrete columns, are refused (QNDA_ERR_UNSUPPORTED).
+// infinite is an error, never a guess.  Quadratic rows are passed on as they
+// are, for the engines of nonlinear problems.
 #pragma once
 
 #include "engine/flatmodel.h"

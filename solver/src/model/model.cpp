@@ -1,9 +1,11 @@
 #include "model/model.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <numeric>
 
 #include "model/lists.h"
 
@@ -165,8 +167,33 @@ size_t Model::longest_name() const {
 // ------------------------------------------------------------------ loading
 void Model::clear() { *this = Model(); }
 
+std::uint64_t Model::new_epoch() {
+  static std::atomic<std::uint64_t> last{0};
+  return ++last;
+}
+
+namespace {
+
+// Ids of n appended rows or columns (see Model::row_ids).
+void append_ids(std::vector<int> &ids, int &next, int n) {
+  if (!ids.empty())
+    for (int k = 0; k < n; ++k) ids.push_back(next + k);
+  next += n;
+}
+
+void drop_ids(std::vector<int> &ids, int count, const std::vector<char> &drop) {
+  if (ids.empty()) {
+    ids.resize(count);
+    std::iota(ids.begin(), ids.end(), 0);
+  }
+  compact(ids, drop);
+}
+
+}  // namespace
+
 void Model::append_rows(int n, const char *type, const double *rhs, const double *range) {
   if (n <= 0) return;
+  append_ids(row_id_, row_next_, n);
   rowtype_.insert(rowtype_.end(), type, type + n);
   append_or(rhs_, rhs, n, 0.0);
   append_or(range_, range, n, 0.0);
@@ -180,6 +207,7 @@ void Model::append_rows(int n, const char *type, const double *rhs, const double
 
 void Model::append_cols(int n, const double *obj, const double *lb, const double *ub) {
   if (n <= 0) return;
+  append_ids(col_id_, col_next_, n);
   append_or(obj_, obj, n, 0.0);
   append_or(lb_, lb, n, 0.0);
   append_or(ub_, ub, n, QNDA_INFINITY);
@@ -237,6 +265,7 @@ void Model::delete_rows(int n, const int *rows) {
   std::vector<int> map(nrows());
   int next = 0;
   for (int i = 0; i < nrows(); ++i) map[i] = drop[i] ? -1 : next++;
+  drop_ids(row_id_, nrows(), drop);
   mat_.delete_rows(drop);
   if (!indcol_.empty()) {
     for (int i = 0; i < nrows(); ++i)
@@ -262,6 +291,7 @@ void Model::delete_cols(int n, const int *cols) {
   std::vector<int> map(nc);
   int next = 0;
   for (int j = 0; j < nc; ++j) map[j] = drop[j] ? -1 : next++;
+  drop_ids(col_id_, nc, drop);
   mat_.delete_cols(drop);
   compact(obj_, drop);
   compact(lb_, drop);

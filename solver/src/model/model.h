@@ -16,6 +16,7 @@
 // trusts them, except where noted.
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <string>
 #include <unordered_map>
@@ -190,6 +191,16 @@ class Model {
   int find_name(int kind, const char *name) const;
   size_t longest_name() const;
 
+  // -------------------------------------------------- change tracking
+  // What an engine kept between optimisations needs to find its rows and
+  // columns again.  The epoch is new for each new model (creation, clear);
+  // copies share it.  Each row and column gets an id when appended, never
+  // reused within an epoch, so ids keep their order; empty vectors mean the
+  // ids are the positions (nothing was deleted yet).
+  std::uint64_t epoch() const { return epoch_; }
+  const std::vector<int> &row_ids() const { return row_id_; }
+  const std::vector<int> &col_ids() const { return col_id_; }
+
   // ----------------------------------------------------------- loading
   void clear();
   // Appends rows (no matrix entries); range may be NULL.
@@ -223,6 +234,7 @@ class Model {
   void drop_free_rows();
 
  private:
+  static std::uint64_t new_epoch();
   std::vector<std::string> &names_of(int kind);
   const std::vector<std::string> &names_of(int kind) const;
   int count_of(int kind) const;
@@ -253,6 +265,10 @@ class Model {
   std::vector<std::string> names_[3];
   mutable std::unordered_map<std::string, int> name_index_[3];
   mutable bool name_index_valid_[3] = {false, false, false};
+  // change tracking
+  std::uint64_t epoch_ = new_epoch();
+  std::vector<int> row_id_, col_id_;
+  int row_next_ = 0, col_next_ = 0;  // ids given so far
 };
 
 }  // namespace qnda

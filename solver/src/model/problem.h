@@ -5,6 +5,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 
 #include "controls/controls.h"
@@ -14,6 +15,16 @@
 #include "core/solvestate.h"
 #include "model/model.h"
 #include "qnda.h"
+
+namespace qnda {
+// An engine instance a problem keeps between optimisations, so that the next
+// one starts from where the last ended (engine/engine.h derives the engines
+// from it).  Never shared: a copied problem starts without one.
+class KeptEngine {
+ public:
+  virtual ~KeptEngine() = default;
+};
+}  // namespace qnda
 
 struct qnda_problem_s {
   static constexpr unsigned kMagic = 0x51444e41u;  // "ANDQ"
@@ -32,6 +43,8 @@ struct qnda_problem_s {
   std::atomic<bool> busy{false};
   // Handlers of this problem's messages (QNDAaddcbmessage).
   qnda::HandlerList handlers;
+  // The engine of the last optimisation with its model and basis.
+  std::unique_ptr<qnda::KeptEngine> engine;
 
   qnda_problem_s() = default;
   qnda_problem_s(const qnda_problem_s &) = delete;

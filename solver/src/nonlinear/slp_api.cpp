@@ -1,11 +1,11 @@
-// The nonlinear interface as far as it exists without the nonlinear engine:
-// lifecycle, controls, attributes, last errors.
+// The nonlinear interface: lifecycle, controls, attributes, last errors
+// (formulas and coefficients are in slp_formulas.cpp, solving in
+// slp_solve.cpp).
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 
-#include "core/guard.h"
-#include "nonlinear/slp_problem.h"
+#include "nonlinear/slp_guard.h"
 #include "qslp.h"
 
 namespace qnda {
@@ -51,28 +51,23 @@ int slp_slot(int id, int type, bool control) {
   return k;
 }
 
-int check_slp_handle(const qslp_problem_s *prob, const char *fname) {
-  return check_handle_of(prob, fname, "nonlinear problem");
-}
-
-const char *kNotInit = "the nonlinear library is not initialised (call QSLPinit first)";
-
-template <class F>
-int slp_guard(qslp_problem_s *prob, const char *fname, F &&body) {
-  if (int rc = check_slp_handle(prob, fname)) return rc;
-  if (!slp_initialised()) return record(prob->err, fname, QNDA_ERR_NOTINIT, kNotInit);
-  return run_guarded(prob->err, fname, std::forward<F>(body));
-}
-
-template <class F>
-int slp_guard_env(const char *fname, F &&body) {
-  if (!slp_initialised()) return record(global_error(), fname, QNDA_ERR_NOTINIT, kNotInit);
-  return run_guarded(global_error(), fname, std::forward<F>(body));
-}
-
 int main_count(const qslp_problem_s &p, int id) {
   if (!p.main || !p.main->valid()) return 0;
   return id == QSLP_ORIGINALROWS ? p.main->model.nrows() : p.main->model.ncols();
+}
+
+// Rows with nonlinear coefficients that are equalities (eq) or not.
+int nonlinear_rows(const qslp_problem_s &p, bool eq) {
+  if (!p.main || !p.main->valid()) return 0;
+  const auto &type = p.main->model.rowtype();
+  int count = 0, last = -1;
+  for (const auto &c : p.nl.coefs) {
+    const int row = c.first.first;
+    if (row < 0 || row == last || row >= static_cast<int>(type.size())) continue;
+    last = row;
+    if ((type[row] == 'E') == eq) ++count;
+  }
+  return count;
 }
 
 }  // namespace
@@ -129,10 +124,13 @@ int QSLPcopyprob(QSLPprob dest, QSLPprob src, const char *name) {
   return slp_guard(dest, "QSLPcopyprob", [&] {
     if (dest == src) fail(QNDA_ERR_ARGUMENT, "source and destination are the same problem");
     dest->controls = src->controls;
-    dest->coefficients = src->coefficients;
-    dest->userfuncs = src->userfuncs;
-    dest->nlp_status = dest->stop_status = dest->iterations = 0;
-    dest->objval = dest->solvetime = 0.0;
+    dest->nl.coefs = src->nl.coefs;
+    dest->nl.strings = src->nl.strings;
+    dest->nl.userfuncs = src->nl.userfuncs;
+    dest->nl.start = src->nl.start;
+    dest->sol = NlpSolution();
+    dest->nlp_status = dest->stop_status = dest->iterations = dest->algorithm_used = 0;
+    dest->objval = dest->solvetime = dest->max_violation = 0.0;
     (void)name;  // the name lives on the main problem (QNDAcopyprob)
   });
 }
@@ -248,10 +246,22 @@ int QSLPgetintattrib(QSLPprob prob, int id, int *value) {
         *value = prob->iterations;
         break;
       case QSLP_COEFFICIENTS:
-        *value = prob->coefficients;
+        *value = static_cast<int>(prob->nl.coefs.size());
         break;
       case QSLP_USERFUNCS:
-        *value = prob->userfuncs;
+        *value = static_cast<int>(prob->nl.userfuncs.size());
+        break;
+      case QSLP_CONSTANTCOL:
+        *value = kConstantCol;
+        break;
+      case QSLP_NONLINEAREQROWS:
+        *value = nonlinear_rows(*prob, true);
+        break;
+      case QSLP_NONLINEARINEQROWS:
+        *value = nonlinear_rows(*prob, false);
+        break;
+      case QSLP_ALGORITHMUSED:
+        *value = prob->algorithm_used;
         break;
       case QSLP_STOPSTATUS:
         *value = prob->stop_status;
@@ -266,7 +276,10 @@ int QSLPgetdblattrib(QSLPprob prob, int id, double *value) {
   return slp_guard(prob, "QSLPgetdblattrib", [&] {
     slp_slot(id, QNDA_TYPE_DOUBLE, false);
     check_array(value, "value");
-    *value = id == QSLP_OBJVAL ? prob->objval : id == QSLP_SOLVETIME ? prob->solvetime : 0.0;
+    *value = id == QSLP_OBJVAL         ? prob->objval
+             : id == QSLP_SOLVETIME    ? prob->solvetime
+             : id == QSLP_MAXVIOLATION ? prob->max_violation
+                                       : 0.0;
   });
 }
 

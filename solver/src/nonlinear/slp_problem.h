@@ -1,14 +1,16 @@
 // The nonlinear problem behind a QSLPprob handle: it sits on a main problem
-// (QNDAprob) that holds the linear and quadratic parts.  For now it carries
-// its controls and the counters its attributes report; the nonlinear
-// coefficients and formulas join it with the nonlinear engine.
+// (QNDAprob) that holds the linear and quadratic parts, and carries the
+// nonlinear coefficients (nlp_data.h), its controls and the results of its
+// last solve.
 #pragma once
 
+#include <atomic>
 #include <string>
 #include <vector>
 
 #include "core/error.h"
 #include "model/problem.h"
+#include "nonlinear/nlp_data.h"
 #include "qslp.h"
 
 namespace qnda {
@@ -31,20 +33,37 @@ constexpr SlpCaInfo kSlpTable[] = {
     {QSLP_OPTTOL, "nlpopttol", QNDA_TYPE_DOUBLE, true, 1e-6, 1e-12, 1.0, nullptr},
     {QSLP_TIMELIMIT, "nlptimelimit", QNDA_TYPE_DOUBLE, true, 0.0, -kSlpNoBound, kSlpNoBound,
      nullptr},
+    {QSLP_ATOL_VAR, "nlpatolvar", QNDA_TYPE_DOUBLE, true, 1e-6, 0.0, kSlpNoBound, nullptr},
+    {QSLP_RTOL_VAR, "nlprtolvar", QNDA_TYPE_DOUBLE, true, 1e-6, 0.0, kSlpNoBound, nullptr},
+    {QSLP_ATOL_OBJ, "nlpatolobj", QNDA_TYPE_DOUBLE, true, 1e-7, 0.0, kSlpNoBound, nullptr},
+    {QSLP_RTOL_OBJ, "nlprtolobj", QNDA_TYPE_DOUBLE, true, 1e-7, 0.0, kSlpNoBound, nullptr},
+    {QSLP_RTOL_ROW, "nlprtolrow", QNDA_TYPE_DOUBLE, true, 1e-9, 0.0, kSlpNoBound, nullptr},
+    {QSLP_DELTA0, "nlpdelta0", QNDA_TYPE_DOUBLE, true, 0.0, 0.0, kSlpNoBound, nullptr},
+    {QSLP_DELTAMIN, "nlpdeltamin", QNDA_TYPE_DOUBLE, true, 1e-10, 0.0, kSlpNoBound, nullptr},
+    {QSLP_PENALTY0, "nlppenalty0", QNDA_TYPE_DOUBLE, true, 0.0, 0.0, kSlpNoBound, nullptr},
     {QSLP_ITERLIMIT, "nlpiterlimit", QNDA_TYPE_INT, true, 1000, 0, 2147483647, nullptr},
     {QSLP_LOGLEVEL, "nlploglevel", QNDA_TYPE_INT, true, 1, 0, 3, nullptr},
+    {QSLP_ALGORITHM, "nlpalgorithm", QNDA_TYPE_INT, true, QSLP_ALG_AUTO, 0, 2, nullptr},
+    {QSLP_STEPBOUNDS, "nlpstepbounds", QNDA_TYPE_INT, true, QSLP_STEPBOUNDS_ADAPTIVE, 0, 2,
+     nullptr},
+    {QSLP_SLPCURVATURE, "nlpslpcurvature", QNDA_TYPE_INT, true, 0, 0, 1, nullptr},
     {QSLP_AUTOINIT, "nlpautoinit", QNDA_TYPE_INT, true, 1, 0, 1, nullptr},
     {QSLP_SOLVERNAME, "nlpsolvername", QNDA_TYPE_STRING, true, 0, 0, 0, "ipopt"},
     // attributes
     {QSLP_ORIGINALROWS, "nlporiginalrows", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
     {QSLP_ORIGINALCOLS, "nlporiginalcols", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_CONSTANTCOL, "nlpconstantcol", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_NONLINEAREQROWS, "nlpnonlineareqrows", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_NONLINEARINEQROWS, "nlpnonlinearineqrows", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
     {QSLP_NLPSTATUS, "nlpstatus", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_STOPSTATUS, "nlpstopstatus", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
     {QSLP_ITER, "nlpiterations", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
     {QSLP_COEFFICIENTS, "nlpcoefficients", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
     {QSLP_USERFUNCS, "nlpuserfuncs", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
-    {QSLP_STOPSTATUS, "nlpstopstatus", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_ALGORITHMUSED, "nlpalgorithmused", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
     {QSLP_OBJVAL, "nlpobjval", QNDA_TYPE_DOUBLE, false, 0, 0, 0, nullptr},
     {QSLP_SOLVETIME, "nlpsolvetime", QNDA_TYPE_DOUBLE, false, 0, 0, 0, nullptr},
+    {QSLP_MAXVIOLATION, "nlpmaxviolation", QNDA_TYPE_DOUBLE, false, 0, 0, 0, nullptr},
 };
 constexpr int kSlpCount = static_cast<int>(sizeof kSlpTable / sizeof kSlpTable[0]);
 
@@ -70,10 +89,13 @@ struct qslp_problem_s {
   bool owns_main = false;
   qnda::ErrorRecord err;
   qnda::SlpControls controls;
+  qnda::NlpData nl;
+  // Reason (QNDA_STOP_*) set by QSLPinterrupt from any thread.
+  std::atomic<int> interrupt{0};
   // Results of the last nonlinear solve.
-  int nlp_status = 0, stop_status = 0, iterations = 0;
-  int coefficients = 0, userfuncs = 0;
-  double objval = 0.0, solvetime = 0.0;
+  qnda::NlpSolution sol;
+  int nlp_status = 0, stop_status = 0, iterations = 0, algorithm_used = 0;
+  double objval = 0.0, solvetime = 0.0, max_violation = 0.0;
 
   qslp_problem_s() = default;
   qslp_problem_s(const qslp_problem_s &) = delete;

@@ -4,8 +4,40 @@
 
 namespace qnda {
 
+std::vector<HighsVarType> engine_integrality(FlatModel &m, bool keep_integrality) {
+  std::vector<HighsVarType> out;
+  if (m.kind.empty()) return out;
+  if (!keep_integrality) {
+    // The relaxation of a semi-continuous column x in {0} u [l, u] is [0, u].
+    for (int j = 0; j < m.ncols; ++j)
+      if ((m.kind[j] == ColKind::SemiContinuous || m.kind[j] == ColKind::SemiInteger) &&
+          m.lb[j] > 0)
+        m.lb[j] = 0;
+    return out;
+  }
+  out.resize(m.ncols);
+  for (int j = 0; j < m.ncols; ++j) {
+    switch (m.kind[j]) {
+      case ColKind::Integer:
+        out[j] = HighsVarType::kInteger;
+        break;
+      case ColKind::SemiContinuous:
+        out[j] = HighsVarType::kSemiContinuous;
+        break;
+      case ColKind::SemiInteger:
+        out[j] = HighsVarType::kSemiInteger;
+        break;
+      default:
+        out[j] = HighsVarType::kContinuous;
+        break;
+    }
+  }
+  return out;
+}
+
 void move_into(FlatModel &m, HighsModel &hm, bool keep_integrality) {
   HighsLp &lp = hm.lp_;
+  lp.integrality_ = engine_integrality(m, keep_integrality);
   lp.num_col_ = m.ncols;
   lp.num_row_ = m.nrows;
   lp.sense_ = m.sense < 0 ? ObjSense::kMaximize : ObjSense::kMinimize;
@@ -22,32 +54,6 @@ void move_into(FlatModel &m, HighsModel &hm, bool keep_integrality) {
   lp.a_matrix_.start_ = std::move(m.start);
   lp.a_matrix_.index_ = std::move(m.index);
   lp.a_matrix_.value_ = std::move(m.value);
-  lp.integrality_.clear();
-  if (keep_integrality && !m.kind.empty()) {
-    lp.integrality_.resize(m.ncols);
-    for (int j = 0; j < m.ncols; ++j) {
-      switch (m.kind[j]) {
-        case ColKind::Integer:
-          lp.integrality_[j] = HighsVarType::kInteger;
-          break;
-        case ColKind::SemiContinuous:
-          lp.integrality_[j] = HighsVarType::kSemiContinuous;
-          break;
-        case ColKind::SemiInteger:
-          lp.integrality_[j] = HighsVarType::kSemiInteger;
-          break;
-        default:
-          lp.integrality_[j] = HighsVarType::kContinuous;
-          break;
-      }
-    }
-  } else if (!m.kind.empty()) {
-    // The relaxation of a semi-continuous column x in {0} u [l, u] is [0, u].
-    for (int j = 0; j < m.ncols; ++j)
-      if ((m.kind[j] == ColKind::SemiContinuous || m.kind[j] == ColKind::SemiInteger) &&
-          lp.col_lower_[j] > 0)
-        lp.col_lower_[j] = 0;
-  }
   m.kind.clear();
   if (!m.qstart.empty()) {
     hm.hessian_.dim_ = m.ncols;

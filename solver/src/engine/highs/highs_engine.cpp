@@ -3,13 +3,16 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "Highs.h"
 #include "core/messages.h"
 #include "engine/engine.h"
 #include "engine/highs/highs_common.h"
+#include "engine/highs/highs_sync.h"
 
 namespace qnda {
 namespace {
@@ -71,6 +74,8 @@ class LineSplitter {
   std::string pending_;
 };
 
+// What the callback reaches; hooks and log are set for the length of one
+// optimisation (the instance outlives it), NULL between them.
 struct CallbackData {
   const EngineHooks *hooks = nullptr;
   LineSplitter *log = nullptr;
@@ -81,6 +86,7 @@ struct CallbackData {
 void highs_callback(int type, const std::string &message, const HighsCallbackOutput *out,
                     HighsCallbackInput *in, void *user) {
   auto *cb = static_cast<CallbackData *>(user);
+  if (!cb->hooks) return;
   switch (type) {
     case kCallbackLogging:
       cb->log->add(out->log_type, message);
@@ -88,10 +94,10 @@ void highs_callback(int type, const std::string &message, const HighsCallbackOut
     case kCallbackSimplexInterrupt:
     case kCallbackIpmInterrupt:
     case kCallbackMipInterrupt:
-      if (cb->hooks->stop && cb->hooks->stop()) {
-        cb->interrupted = true;
-        in->user_interrupt = true;
-      }
+      // Written either way: the instance keeps its input from the last
+      // optimisation, which may have been stopped.
+      in->user_interrupt = cb->hooks->stop && cb->hooks->stop();
+      if (in->user_interrupt) cb->interrupted = true;
       break;
     case kCallbackMipImprovingSolution:
       ++cb->improving;
@@ -225,66 +231,166 @@ EngineStatus map_status(HighsModelStatus st, bool mip, const CallbackData &cb) {
   }
 }
 
+// Sets the callback's hooks for one optimisation and clears them after.
+class CallbackScope {
+ public:
+  CallbackScope(CallbackData &cb, const EngineHooks &hooks, LineSplitter &log) : cb_(cb) {
+    cb.improving = 0;
+    cb.interrupted = false;
+    cb.log = &log;
+    cb.hooks = &hooks;
+  }
+  ~CallbackScope() {
+    cb_.hooks = nullptr;
+    cb_.log = nullptr;
+  }
+  CallbackScope(const CallbackScope &) = delete;
+  CallbackScope &operator=(const CallbackScope &) = delete;
+
+ private:
+  CallbackData &cb_;
+};
+
+void load_start(Highs &h, const EngineStart &start, bool mip, int ncols, int nrows,
+                const EngineHooks &hooks) {
+  if (!mip && !start.col_basis.empty() && static_cast<int>(start.col_basis.size()) == ncols &&
+      static_cast<int>(start.row_basis.size()) == nrows) {
+    HighsBasis b;
+    b.col_status.resize(ncols);
+    b.row_status.resize(nrows);
+    for (int j = 0; j < ncols; ++j) b.col_status[j] = to_highs(start.col_basis[j]);
+    for (int i = 0; i < nrows; ++i) b.row_status[i] = to_highs(start.row_basis[i]);
+    b.valid = true;
+    b.alien = true;
+    if (h.setBasis(b, "user") != HighsStatus::kOk && hooks.log)
+      hooks.log(MSG_WARNING, "The loaded basis was not accepted; solving from scratch");
+  } else if (!mip && static_cast<int>(start.col_value.size()) == ncols) {
+    HighsSolution sol;
+    sol.col_value = start.col_value;
+    sol.value_valid = true;
+    if (static_cast<int>(start.row_dual.size()) == nrows) {
+      sol.row_dual = start.row_dual;
+      sol.dual_valid = true;
+    }
+    h.setSolution(sol);
+  }
+  if (mip && static_cast<int>(start.mip_start.size()) == ncols) {
+    HighsSolution sol;
+    sol.col_value = start.mip_start;
+    sol.value_valid = true;
+    h.setSolution(sol);
+  }
+}
+
+// Instances of engines gone (their problem destroyed or its engine
+// replaced), emptied, for the next engine: building a Highs costs about as
+// much as solving a tiny LP, emptying one a fraction of that.  Never freed
+// (the scheduler they use may be gone at exit).
+struct InstancePool {
+  std::mutex mu;
+  std::vector<std::unique_ptr<Highs>> idle;
+};
+constexpr size_t kPoolSize = 4;
+
+InstancePool &pool() {
+  static InstancePool *p = new InstancePool();
+  return *p;
+}
+
+std::unique_ptr<Highs> take_instance() {
+  {
+    InstancePool &p = pool();
+    std::lock_guard<std::mutex> lk(p.mu);
+    if (!p.idle.empty()) {
+      std::unique_ptr<Highs> h = std::move(p.idle.back());
+      p.idle.pop_back();
+      return h;
+    }
+  }
+  return std::unique_ptr<Highs>(new Highs());
+}
+
+void give_instance(std::unique_ptr<Highs> h) {
+  // Nothing of the last problem stays: model, solution, basis, options.
+  h->setCallback(static_cast<HighsCallbackFunctionType>(nullptr), nullptr);
+  h->clear();
+  h->setOptionValue("output_flag", false);
+  InstancePool &p = pool();
+  std::lock_guard<std::mutex> lk(p.mu);
+  if (p.idle.size() < kPoolSize) p.idle.push_back(std::move(h));
+}
+
+// One HiGHS instance per problem, kept between optimisations with its model
+// and basis: the next model is applied as changes (sync_model) unless its
+// shape changed, so that a re-solve starts where the last one ended.
 class HighsEngine final : public Engine {
  public:
+  HighsEngine() : hp_(take_instance()), h_(*hp_) {
+    h_.setOptionValue("output_flag", false);
+    h_.setCallback(highs_callback, &cb_);
+    h_.startCallback(kCallbackLogging);
+    h_.startCallback(kCallbackSimplexInterrupt);
+    h_.startCallback(kCallbackIpmInterrupt);
+    h_.startCallback(kCallbackMipInterrupt);
+    h_.startCallback(kCallbackMipImprovingSolution);
+  }
+  ~HighsEngine() override { give_instance(std::move(hp_)); }
+
   const char *name() const override { return "highs"; }
 
   void solve(FlatModel &m, const EngineSettings &s, const EngineStart &start,
              const EngineHooks &hooks, EngineResult &r) override {
-    Highs h;
+    Highs &h = h_;
     LineSplitter log(hooks, s.log_level);
-    CallbackData cb;
-    cb.hooks = &hooks;
-    cb.log = &log;
-    h.setOptionValue("output_flag", false);
-    h.setCallback(highs_callback, &cb);
-    h.startCallback(kCallbackLogging);
-    h.startCallback(kCallbackSimplexInterrupt);
-    h.startCallback(kCallbackIpmInterrupt);
-    h.startCallback(kCallbackMipInterrupt);
-    h.startCallback(kCallbackMipImprovingSolution);
+    CallbackData &cb = cb_;
+    CallbackScope scope(cb, hooks, log);
 
     const int ncols = m.ncols, nrows = m.nrows;
     const bool mip = s.mip && m.has_integers();
     const bool qp = m.has_quadratic();
     const double offset = m.obj_constant;
-    HighsModel hm;
-    move_into(m, hm, s.mip);
+    // Options of the last optimisation go first: only what differs from
+    // HiGHS's defaults is set.
+    if (!fresh_) h.resetOptions();
+    fresh_ = false;
     apply_settings(h, s, mip, qp);
     prepare_threads(h, s.threads);
-    if (h.passModel(std::move(hm)) == HighsStatus::kError) {
-      log.flush();
-      r.status = EngineStatus::Error;
-      r.message = "the engine refused the model";
-      return;
-    }
-    if (!mip && !start.col_basis.empty() && static_cast<int>(start.col_basis.size()) == ncols &&
-        static_cast<int>(start.row_basis.size()) == nrows) {
-      HighsBasis b;
-      b.col_status.resize(ncols);
-      b.row_status.resize(nrows);
-      for (int j = 0; j < ncols; ++j) b.col_status[j] = to_highs(start.col_basis[j]);
-      for (int i = 0; i < nrows; ++i) b.row_status[i] = to_highs(start.row_basis[i]);
-      b.valid = true;
-      b.alien = true;
-      if (h.setBasis(b, "user") != HighsStatus::kOk && hooks.log)
-        hooks.log(MSG_WARNING, "The loaded basis was not accepted; solving from scratch");
-    } else if (!mip && static_cast<int>(start.col_value.size()) == ncols) {
-      HighsSolution sol;
-      sol.col_value = start.col_value;
-      sol.value_valid = true;
-      if (static_cast<int>(start.row_dual.size()) == nrows) {
-        sol.row_dual = start.row_dual;
-        sol.dual_valid = true;
+
+    const std::vector<HighsVarType> integ = engine_integrality(m, s.mip);
+    SyncCounts counts;
+    bool primal = s.lp_algorithm == 3;  // the LP runs the primal simplex
+    KeptIds ids;
+    ids.take(m);
+    r.warm = sync_model(h, kept_, m, integ, counts);
+    kept_ = KeptIds();
+    if (r.warm) {
+      if (hooks.log && s.log_level >= 2)
+        hooks.log(MSG_INFO, "Warm start: " + std::to_string(counts.add_rows) + " rows and " +
+                                std::to_string(counts.add_cols) + " columns added, " +
+                                std::to_string(counts.del_rows) + " rows and " +
+                                std::to_string(counts.del_cols) + " columns deleted, " +
+                                std::to_string(counts.bounds + counts.costs + counts.rhs +
+                                               counts.coefs + counts.types) +
+                                " values changed");
+      // Only costs changed: the kept basis is still primal feasible, so the
+      // primal simplex finishes from it (the dual would start with a
+      // repair).  Other changes keep it dual feasible: HiGHS's dual default.
+      if (!mip && !qp && s.lp_algorithm == 1 && counts.costs > 0 && counts.only_costs()) {
+        primal = true;
+        h.setOptionValue("solver", "simplex");
+        h.setOptionValue("simplex_strategy", static_cast<HighsInt>(4));
       }
-      h.setSolution(sol);
+    } else {
+      HighsModel hm;
+      move_into(m, hm, s.mip);
+      if (h.passModel(std::move(hm)) == HighsStatus::kError) {
+        log.flush();
+        r.status = EngineStatus::Error;
+        r.message = "the engine refused the model";
+        return;
+      }
     }
-    if (mip && static_cast<int>(start.mip_start.size()) == ncols) {
-      HighsSolution sol;
-      sol.col_value = start.mip_start;
-      sol.value_valid = true;
-      h.setSolution(sol);
-    }
+    load_start(h, start, mip, ncols, nrows, hooks);
 
     HighsStatus run = h.run();
     if (h.getModelStatus() == HighsModelStatus::kUnboundedOrInfeasible && s.presolve &&
@@ -316,7 +422,7 @@ class HighsEngine final : public Engine {
     else if (r.barrier_iter > 0)
       r.algorithm = 4;
     else
-      r.algorithm = s.lp_algorithm == 3 ? 3 : 2;
+      r.algorithm = primal ? 3 : 2;
     r.status = map_status(st, mip, cb);
     if (run == HighsStatus::kError && r.status == EngineStatus::Error && qp &&
         st == HighsModelStatus::kNotset) {
@@ -365,15 +471,29 @@ class HighsEngine final : public Engine {
       r.rel_gap = 0.0;
     }
     if (mip && r.has_primal && r.mip_sols == 0) r.mip_sols = 1;
+    // What the next optimisation may build on; a failed one leaves nothing.
+    if (r.status != EngineStatus::Error && r.status != EngineStatus::NonConvex)
+      kept_ = std::move(ids);
   }
+
+ private:
+  std::unique_ptr<Highs> hp_;
+  Highs &h_;
+  CallbackData cb_;
+  bool fresh_ = true;  // h_ has the default options
+  KeptIds kept_;       // the model h_ holds (valid: the last optimisation ran on it)
 };
 
 }  // namespace
 
-std::unique_ptr<Engine> make_engine(const std::string &name) {
+const char *engine_name(const std::string &name) {
   std::string n;
   for (char c : name) n += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  if (n.empty() || n == "highs") return std::unique_ptr<Engine>(new HighsEngine());
+  return n.empty() || n == "highs" ? "highs" : nullptr;
+}
+
+std::unique_ptr<Engine> make_engine(const std::string &name) {
+  if (engine_name(name)) return std::unique_ptr<Engine>(new HighsEngine());
   return nullptr;
 }
 

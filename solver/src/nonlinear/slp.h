@@ -1,0 +1,47 @@
+// Successive linear programming.
+//
+// At the current point x the nonlinear rows are replaced by their first-order
+// expansions g(x) + J(x)(y - x), the objective by its gradient, and the LP
+//     minimise  grad f(x)'y + penalty * sum(p + q)
+//     subject to  gl <= g(x) + J(x)(y - x) + p - q <= gu   (nonlinear rows)
+//                 gl <= J y <= gu                          (linear rows)
+//                 max(xl, x - delta) <= y <= min(xu, x + delta)
+// is solved by the LP engine.  The error vectors p, q >= 0 keep it feasible
+// when the linearisation is not; the step bounds delta (a trust region,
+// scaled per column) are resized by the ratio of the actual to the predicted
+// decrease of the merit function f + penalty * (sum of row violations), and
+// a step that does not decrease it is rejected.  The penalty grows when the
+// LP's multipliers reach it or when the point stays infeasible.  The solve
+// ends when the point satisfies the rows (absolute and relative row
+// tolerances) and either every variable's step is within its tolerances or
+// the predicted decrease is within the objective's tolerances.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "engine/nlp.h"
+#include "nonlinear/nlp_data.h"
+
+namespace qnda {
+
+struct SlpOptions {
+  NlpSettings base;  // iteration and time limits, feasibility tolerance, log
+  double rtol_row = 1e-9;
+  double atol_var = 1e-6, rtol_var = 1e-6;
+  double atol_obj = 1e-7, rtol_obj = 1e-7;
+  double delta0 = 0.0;  // 0: automatic
+  double delta_min = 1e-10;
+  double penalty0 = 0.0;  // 0: automatic
+  int step_bounds = 1;    // QSLP_STEPBOUNDS_*
+  // Adds the Hessian of the Lagrangian, shifted to be positive semidefinite,
+  // to the step problem (a QP then): far fewer iterations on curved
+  // problems whose optimum is not at a vertex of the linearisation.
+  bool curvature = false;
+};
+
+// Throws qnda::Error only for failures of the library itself; outcomes of
+// the solve are in r.
+void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpResult &r);
+
+}  // namespace qnda
