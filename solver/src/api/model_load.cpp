@@ -41,6 +41,22 @@ struct LoadArgs {
   const double *refval = nullptr;
 };
 
+// n quadratic entries (col1[k], col2[k], coef[k]) over ncols columns; names
+// of the three arrays for the messages.
+struct QuadNames {
+  const char *col1, *col2, *coef;
+};
+template <class N>
+void check_quad(const int *col1, const int *col2, const double *coef, N n, int ncols,
+                const QuadNames &names) {
+  check_array(col1, names.col1);
+  check_array(col2, names.col2);
+  check_array(coef, names.coef);
+  check_indices(col1, n, ncols, "column");
+  check_indices(col2, n, ncols, "column");
+  check_values(coef, n, COEF, names.coef);
+}
+
 // Null arrays, negative counts and indices out of range are always refused
 // (an index is an address in the store); letters, starts and values only in
 // checked mode.
@@ -67,12 +83,8 @@ void validate(const LoadArgs<Idx> &a, bool full) {
   check_colmajor(a.start, a.collen, a.ncols, a.rowind, a.rowcoef, a.nrows);
   check_count(a.nobjqcoefs, "nobjqcoefs");
   if (a.nobjqcoefs > 0) {
-    check_array(a.objqcol1, "objqcol1");
-    check_array(a.objqcol2, "objqcol2");
-    check_array(a.objqcoef, "objqcoef");
-    check_indices(a.objqcol1, a.nobjqcoefs, a.ncols, "column");
-    check_indices(a.objqcol2, a.nobjqcoefs, a.ncols, "column");
-    check_values(a.objqcoef, a.nobjqcoefs, COEF, "objqcoef");
+    check_quad(a.objqcol1, a.objqcol2, a.objqcoef, a.nobjqcoefs, a.ncols,
+               {"objqcol1", "objqcol2", "objqcoef"});
   }
   check_count(a.nqrows, "nqrows");
   if (a.nqrows > 0) {
@@ -86,12 +98,8 @@ void validate(const LoadArgs<Idx> &a, bool full) {
       total += a.nrowqcoefs[k];
     }
     if (total > 0) {
-      check_array(a.rowqcol1, "rowqcol1");
-      check_array(a.rowqcol2, "rowqcol2");
-      check_array(a.rowqcoef, "rowqcoef");
-      check_indices(a.rowqcol1, total, a.ncols, "column");
-      check_indices(a.rowqcol2, total, a.ncols, "column");
-      check_values(a.rowqcoef, total, COEF, "rowqcoef");
+      check_quad(a.rowqcol1, a.rowqcol2, a.rowqcoef, total, a.ncols,
+                 {"rowqcol1", "rowqcol2", "rowqcoef"});
     }
   }
   check_count(a.nentities, "nentities");
