@@ -11,7 +11,7 @@ HIGHS_ROOT = $(shell PYTHON=$(PY) bash scripts/build_highs.sh)
 NP1_TESTS := tests/algebra
 
 .PHONY: all setup build example test test-cpp test-py test-np1 wheel-check lint format \
-  typecheck docs \
+  typecheck docs fuzz test-asan leakcheck \
   bench bench-setup clean
 
 all: build
@@ -39,6 +39,35 @@ test-np1:
 	@if [ -d $(NP1_TESTS) ]; then \
 	  PYTHONPATH=$(BUILD_DIR)/python $(PY_NP1) -m pytest -q $(NP1_TESTS); \
 	else echo "no NumPy 1.x suite yet"; fi
+
+# The readers' fuzz test at length: a random seed (printed on failure; set
+# QUENDA_FUZZ_SEED to repeat a run) and 20,000 mutated files.
+fuzz: build
+	QUENDA_FUZZ_SEED=$${QUENDA_FUZZ_SEED:-$$RANDOM$$RANDOM} QUENDA_FUZZ_COUNT=$${QUENDA_FUZZ_COUNT:-20000} \
+	  $(PY) -m pytest -q tests/fuzz
+
+# AddressSanitizer and UBSan over libqnda and the module (build/asan): the
+# C++ tests, then the Python suite with the sanitizer runtimes preloaded
+# (the interpreter itself is not instrumented; its own leaks are not ours,
+# so leak detection stays off there; a huge request returns NULL, as
+# without the sanitizer, so MemoryError tests hold).  Any report fails the
+# run.
+ASAN_DIR  := build/asan
+ASAN_LIBS  = $(shell gcc -print-file-name=libasan.so) $(shell gcc -print-file-name=libubsan.so)
+SAN_ENV    = ASAN_OPTIONS=detect_leaks=0:abort_on_error=1:allocator_may_return_null=1 \
+  UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+test-asan: setup
+	cmake -S . -B $(ASAN_DIR) -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUENDA_SANITIZE=ON \
+	  -DQUENDA_TESTS=ON -DQUENDA_HIGHS_ROOT=$(HIGHS_ROOT) -DPython_EXECUTABLE=$(abspath $(PY)) >/dev/null
+	cmake --build $(ASAN_DIR) -j2
+	$(SAN_ENV) ctest --test-dir $(ASAN_DIR) --output-on-failure -j2
+	$(SAN_ENV) LD_PRELOAD="$(ASAN_LIBS)" PYTHONPATH=$(ASAN_DIR)/python \
+	  $(PY) -m pytest -q -p no:cacheprovider tests
+
+# Memory and live objects over 10^5 rounds of the common paths, printed as
+# growth per round (LEAK_ROUNDS to change the count).
+leakcheck: build
+	$(PY) scripts/leakcheck.py $${LEAK_ROUNDS:-100000}
 
 # The wheel a user builds, installed alone into a fresh environment.
 wheel-check: setup

@@ -278,8 +278,12 @@ constraint_init(PyObject *self, PyObject *args, PyObject *kwds)
     if (!PyArg_ParseTupleAndKeywords(args, kwds, "|OOddldO", (char **)kwlist, &src, &body, &lb, &ub,
                                      &sense, &rhs, &name))
         return -1;
-    if (name == Py_None)
+    if (name == Py_None) {
         name = NULL; /* the default name, made when asked for */
+    } else if (name != NULL && !PyUnicode_Check(name) && !PyBytes_Check(name)) {
+        quenda_model_error("Invalid constraint name (must be a string)");
+        return -1;
+    }
     Py_XSETREF(c->name, Py_XNewRef(name));
 
     if (body != NULL && body != Py_None && is_ndarray(body)) {

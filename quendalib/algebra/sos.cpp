@@ -30,9 +30,12 @@ sos_init(sos_object *self, PyObject *args, PyObject *kwargs)
         newname = PyUnicode_FromFormat("sos%u", (unsigned)self->id);
         if (newname == NULL)
             goto error;
-    } else {
+    } else if (PyUnicode_Check(name) || PyBytes_Check(name)) {
         Py_INCREF(name);
         newname = name;
+    } else {
+        PyErr_SetString(quenda_ModelError, "Invalid SOS name (must be a string)");
+        goto error;
     }
 
     if (type != NULL && type != Py_None) {

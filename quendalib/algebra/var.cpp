@@ -6,6 +6,8 @@
  * whole operation.  What is left is variables and numbers. */
 #include "algebra/var.h"
 
+#include <cmath>
+
 #include <structmember.h>
 
 #include "algebra/exprtype.h"
@@ -59,6 +61,10 @@ var_init(PyObject *self, PyObject *args, PyObject *kwds)
     if (!plain && !PyArg_ParseTupleAndKeywords(args, kwds, "|Odddl", (char **)kwlist, &name, &lb,
                                                &ub, &threshold, &vartype))
         return -1;
+    if (std::isnan(lb) || std::isnan(ub) || std::isnan(threshold)) {
+        quenda_model_error("Variable bounds and threshold cannot be NaN");
+        return -1;
+    }
     if (lb > ub + 1e-6) {
         quenda_model_error("Variable has empty feasible set: lower bound > upper bound");
         return -1;

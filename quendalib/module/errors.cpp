@@ -44,6 +44,19 @@ quenda_add_error_source(PyTypeObject *type, quenda_lasterror_fn lasterror, const
     return 0;
 }
 
+/* A library message may hold bytes of a file that are not UTF-8, or a
+ * character cut at the buffer's end: they show escaped, never as a
+ * UnicodeDecodeError in place of the library's error. */
+static void
+errors_raise(PyObject *type, const char *msg)
+{
+    PyObject *text = PyUnicode_DecodeUTF8(msg, (Py_ssize_t)strlen(msg), "backslashreplace");
+    if (text == NULL)
+        return;
+    PyErr_SetObject(type, text);
+    Py_DECREF(text);
+}
+
 void
 setQndaErrIfNull(PyObject *owner, PyObject *result)
 {
@@ -58,7 +71,7 @@ setQndaErrIfNull(PyObject *owner, PyObject *result)
         msg[QUENDA_ERRBUF - 1] = '\0';
         if (code == 0 && msg[0] == '\0')
             strcpy(msg, "Unidentified error associated with the global environment");
-        PyErr_SetString(quenda_InterfaceError, msg);
+        errors_raise(quenda_InterfaceError, msg);
         return;
     }
     for (k = 0; k < quenda_nerrsources; k++) {
@@ -69,7 +82,7 @@ setQndaErrIfNull(PyObject *owner, PyObject *result)
         msg[QUENDA_ERRBUF - 1] = '\0';
         if (code == 0 && msg[0] == '\0')
             strcpy(msg, src->unidentified);
-        PyErr_SetString(quenda_SolverError, msg);
+        errors_raise(quenda_SolverError, msg);
         return;
     }
     PyErr_SetString(quenda_InterfaceError, "");
@@ -87,7 +100,8 @@ quendamod_getlasterror(PyObject *self, PyObject *noargs)
     if (QNDA_ge_getlasterror(&code, msg, sizeof msg, NULL) != 0)
         goto done;
     msg[sizeof msg - 1] = '\0';
-    res = Py_BuildValue("(is)", code, msg);
+    res = Py_BuildValue("(iN)", code,
+                        PyUnicode_DecodeUTF8(msg, (Py_ssize_t)strlen(msg), "backslashreplace"));
 done:
     return quenda_result(NULL, res);
 }

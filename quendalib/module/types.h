@@ -1,4 +1,4 @@
-/* The fourteen Python types of the module.  Each is defined, with its slot
+/* The Python types of the module.  Each is defined, with its slot
  * functions, in its own source file; the module init readies them in the
  * order of quenda_all_types. */
 #pragma once
@@ -20,6 +20,7 @@ extern PyTypeObject quenda_genericType;    /* api/handles.cpp        "quenda.gen
 extern PyTypeObject quenda_lintermType;    /* algebra/linterm.cpp    "quenda.linterm" */
 extern PyTypeObject quenda_quadtermType;   /* algebra/quadterm.cpp   "quenda.quadterm" */
 extern PyTypeObject quenda_nonlinType;     /* algebra/nonlinear.cpp  "quenda.nonlinear" */
+extern PyTypeObject quenda_guardedType;    /* problem/busy.cpp       "quenda.problem_method" */
 
 /* The first fields of a type object, up to tp_doc, for the module's types:
  * the slots they fill by name, every other one empty.  Further fields

@@ -56,6 +56,10 @@ name_text(PyObject *obj, size_t maxlen, size_t *len, const char *msg)
         return NULL;
     }
     l = strnlen(s, (size_t)n);
+    if (l < (size_t)n) {
+        PyErr_Format(quenda_ModelError, "Invalid name %R (it contains a NUL character)", obj);
+        return NULL;
+    }
     if (l > maxlen) {
         l = maxlen;
         while (l > 0 && ((unsigned char)s[l] & 0xC0) == 0x80)

@@ -5,6 +5,8 @@
  * than a failure. */
 #include "problem/batch.h"
 
+#include <cmath>
+
 #include "algebra/constraint.h"
 #include "algebra/exprtype.h"
 #include "algebra/expression.h"
@@ -136,6 +138,30 @@ done:
 
 #define MSG_INVALID_CON "Invalid constraint"
 
+/* NaN or an infinite coefficient in the row just split: ModelError naming
+ * the constraint (by its name, else as it prints).  0, or -1. */
+static int
+con_check_values(rowbatch *b, PyObject *con, const char *name, double rhs, double range)
+{
+    PyObject *owner = name[0] != '\0' ? PyUnicode_FromFormat("Constraint %s", name)
+                                      : PyUnicode_FromFormat("Constraint %S", con);
+    const char *text = owner != NULL ? PyUnicode_AsUTF8(owner) : NULL;
+    int rc = -1;
+    if (text == NULL)
+        goto done;
+    if (lqsplit_check_values(&b->t, (PyObject *)b->p, b->start[b->n], b->qstart[b->n], text) != 0)
+        goto done;
+    if (std::isnan(rhs) || std::isnan(range) || std::isnan(((constraint_object *)con)->lb) ||
+        std::isnan(((constraint_object *)con)->ub)) {
+        PyErr_Format(quenda_ModelError, "%s: bound is NaN", text);
+        goto done;
+    }
+    rc = 0;
+done:
+    Py_XDECREF(owner);
+    return rc;
+}
+
 static int
 con_step(void *ctx, PyObject *obj)
 {
@@ -202,6 +228,8 @@ con_step(void *ctx, PyObject *obj)
         return -1;
     rhs = -b->t.constant;
     getRhsSense(obj, &type, &rhs, &range);
+    if (con_check_values(b, obj, name, rhs, range) != 0)
+        goto undo;
 
     if (PyList_Append(p->cons, obj) != 0)
         goto undo;

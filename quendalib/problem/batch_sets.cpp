@@ -5,6 +5,7 @@
 #include "algebra/sos.h"
 #include "algebra/var.h"
 #include "module/session.h"
+#include "problem/split.h"
 
 #include <stddef.h>
 #include <string.h>
@@ -109,6 +110,11 @@ sos_step(void *ctx, PyObject *obj)
         d = number_value(w);
         if (d == -1.0 && PyErr_Occurred())
             return -1;
+        if (nonfinite_word(d) != NULL) {
+            PyErr_Format(quenda_ModelError, "SOS %S: weight of %S is %s", obj, v,
+                         nonfinite_word(d));
+            return -1;
+        }
         b->ref[b->nel + i] = d;
     }
     if (PyList_Append(p->sos, obj) != 0)

@@ -1,6 +1,8 @@
 /* addVariable: the batch of new columns (see batch.h). */
 #include "problem/batch.h"
 
+#include <cmath>
+
 #include "algebra/var.h"
 #include "module/session.h"
 
@@ -86,6 +88,13 @@ var_step(void *ctx, PyObject *obj)
         return -1;
     if ((c = var_letter(v)) == 0)
         return -1;
+    if (std::isnan(v->lb) || std::isnan(v->ub) || std::isnan(v->threshold)) {
+        PyErr_Format(quenda_ModelError, "Variable %S: %s is NaN", obj,
+                     std::isnan(v->lb)   ? "lower bound"
+                     : std::isnan(v->ub) ? "upper bound"
+                                         : "threshold");
+        return -1;
+    }
     char dflt[16];
     name = name_or_default(v->name, 'C', v->id, dflt, REG_VARNAME_MAX, &len,
                            "Invalid variable name (must be a string)");

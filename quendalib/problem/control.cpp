@@ -363,8 +363,16 @@ check_setCtrl(int type, PyObject *value)
                         "Cannot set non-numerical value to a floating-point control");
         return -1;
     case CTRL_TYPE_STRING:
-        if (PyUnicode_Check(value))
-            return 0;
+        if (PyUnicode_Check(value)) {
+            Py_ssize_t n;
+            const char *s = PyUnicode_AsUTF8AndSize(value, &n);
+            if (s == NULL)
+                return -1;
+            if (strlen(s) == (size_t)n)
+                return 0;
+            PyErr_SetString(quenda_ModelError, "A string control cannot contain a NUL character");
+            return -1;
+        }
         PyErr_SetString(quenda_ModelError, "Cannot set non-string value to a string control");
         return -1;
     default: PyErr_SetString(quenda_ModelError, "setControl called with unknown ID"); return -1;
@@ -717,6 +725,21 @@ ctrl_store_default(PyObject *key, PyObject *value)
     return rc;
 }
 
+/* Sets the pairs on a scratch problem: a default is refused exactly when a
+ * problem would refuse it (the library's bounds of each control), not at
+ * every later problem().  0, or -1 with the library's error raised. */
+static int
+ctrl_try_defaults(PyObject *pairs)
+{
+    PyObject *scratch = PyObject_CallNoArgs((PyObject *)&quenda_problemType);
+    PyObject *args = scratch != NULL ? PyTuple_Pack(1, pairs) : NULL;
+    PyObject *res = args != NULL ? problem_setControl(scratch, args) : NULL;
+    Py_XDECREF(res);
+    Py_XDECREF(args);
+    Py_XDECREF(scratch);
+    return res == NULL ? -1 : 0;
+}
+
 /* setdefaultcontrol(name, value) or setdefaultcontrol({name: value, ...}):
  * checked like problem.setControl, kept for problems created afterwards. */
 PyObject *
@@ -742,7 +765,7 @@ quendamod_setdefaultcontrol(PyObject *self, PyObject *args, PyObject *kwargs)
 
     /* Check everything before storing anything, so a bad entry loses
      * nothing of what was there. */
-    if (ctrl_check_all(pairs) != 0)
+    if (ctrl_check_all(pairs) != 0 || ctrl_try_defaults(pairs) != 0)
         goto done;
     quenda_env_busy = 1;
     while (rc == 0 && PyDict_Next(pairs, &pos, &key, &value))

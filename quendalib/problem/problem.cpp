@@ -11,6 +11,7 @@
 
 #include "module/session.h"
 #include "problem/attribute.h"
+#include "problem/busy.h"
 #include "problem/control.h"
 #include "problem/conv.h"
 #include "problem/files.h"
@@ -415,7 +416,11 @@ problem_type_prepare(void)
             return -1;
     }
     problem_methods[n] = PyMethodDef{NULL, NULL, 0, NULL};
-    return 0;
+    /* readied here, not with the other types: the guard wraps the methods
+     * of its dictionary */
+    if (PyType_Ready(&quenda_problemType) < 0)
+        return -1;
+    return problem_guard_methods(&quenda_problemType);
 }
 
 /* The last error of a problem: the main library's, or the nonlinear
@@ -447,10 +452,10 @@ problem_layer_init(void)
                                    "Unidentified error associated with optimization problem");
 }
 
-static PyMemberDef problem_members[] = {{(char *)"controls", T_OBJECT, offsetof(problem_s, ctrl), 0,
-                                         (char *)"Problem's controls"},
+static PyMemberDef problem_members[] = {{(char *)"controls", T_OBJECT, offsetof(problem_s, ctrl),
+                                         READONLY, (char *)"Problem's controls"},
                                         {(char *)"attributes", T_OBJECT, offsetof(problem_s, attr),
-                                         0, (char *)"Problem's attributes"},
+                                         READONLY, (char *)"Problem's attributes"},
                                         {NULL, 0, 0, 0, NULL}};
 
 /* tp_methods is gathered by problem_type_prepare. */

@@ -32,8 +32,10 @@ int problem_add_methods(PyMethodDef *table);
  * then).  0, or -1 with an exception set. */
 extern int (*problem_copy_callbacks_hook)(problem_s *dst, problem_s *src);
 
-/* Gathers the type's method table from the problem's parts; call before
- * readying the type.  0, or -1 with an exception set. */
+/* Gathers the type's method table from the problem's parts, readies the
+ * type and puts its methods under the busy guard (problem/busy.cpp); call
+ * after the tables of the layers above are added.  0, or -1 with an
+ * exception set. */
 int problem_type_prepare(void);
 
 /* Fills in what lower layers call through hooks (the session's description

@@ -100,7 +100,8 @@ problem_obj_split(problem_s *p, PyObject *obj, int ncols, objparts *o)
 {
     int64_t k;
 
-    if (splitExpr((PyObject *)p, obj, 1.0, &o->split, NULL) != 0)
+    if (splitExpr((PyObject *)p, obj, 1.0, &o->split, NULL) != 0 ||
+        lqsplit_check_values(&o->split, (PyObject *)p, 0, 0, "The objective") != 0)
         return -1;
     o->obj = (double *)qarr_alloc(((size_t)ncols + 1) * sizeof(double));
     o->objind = (int *)qarr_alloc(((size_t)ncols + 1) * sizeof(int));

@@ -6,6 +6,8 @@
  * once each in the problem's variable map; nothing is allocated per term. */
 #include "problem/split.h"
 
+#include <cmath>
+
 #include "algebra/exprtype.h"
 #include "algebra/expression.h"
 #include "algebra/linterm.h"
@@ -288,4 +290,58 @@ error:
     s->nquad = nquad0;
     s->constant = const0;
     return -1;
+}
+
+const char *
+nonfinite_word(double v)
+{
+    if (std::isnan(v))
+        return "NaN";
+    return std::isfinite(v) ? NULL : "infinite";
+}
+
+/* The name of column col, for messages. */
+static PyObject *
+split_column_name(PyObject *prob, int col)
+{
+    PyObject *vars = ((problem_s *)prob)->vars;
+    if (vars != NULL && col >= 0 && col < PyList_GET_SIZE(vars))
+        return PyObject_Str(PyList_GET_ITEM(vars, col));
+    return PyUnicode_FromFormat("column %d", col);
+}
+
+static int
+split_refuse(PyObject *prob, const char *owner, int col1, int col2, const char *word)
+{
+    PyObject *a = split_column_name(prob, col1);
+    PyObject *b = col2 >= 0 ? split_column_name(prob, col2) : NULL;
+    if (a != NULL && (col2 < 0 || b != NULL)) {
+        if (b != NULL)
+            PyErr_Format(quenda_ModelError, "%s: coefficient of %S*%S is %s", owner, a, b, word);
+        else
+            PyErr_Format(quenda_ModelError, "%s: coefficient of %S is %s", owner, a, word);
+    }
+    Py_XDECREF(a);
+    Py_XDECREF(b);
+    return -1;
+}
+
+int
+lqsplit_check_values(const lqsplit *s, PyObject *prob, int64_t nlin0, int64_t nquad0,
+                     const char *owner)
+{
+    const char *word;
+    for (int64_t k = nlin0; k < s->nlin; k++) {
+        if ((word = nonfinite_word(s->lincoef[k])) != NULL)
+            return split_refuse(prob, owner, s->lincol[k], -1, word);
+    }
+    for (int64_t k = nquad0; k < s->nquad; k++) {
+        if ((word = nonfinite_word(s->qcoef[k])) != NULL)
+            return split_refuse(prob, owner, s->qcol1[k], s->qcol2[k], word);
+    }
+    if (std::isnan(s->constant)) {
+        PyErr_Format(quenda_ModelError, "%s: constant term is NaN", owner);
+        return -1;
+    }
+    return 0;
 }

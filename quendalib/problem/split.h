@@ -73,3 +73,13 @@ void splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad);
  * exactly 0.0 are skipped.  0, or -1 with an exception set; on failure the
  * terms appended by this call are taken back. */
 int splitExpr(PyObject *prob, PyObject *obj, double factor, lqsplit *s, PyObject **nonlin);
+
+/* Refuses what splitExpr appended to s since (nlin0, nquad0), and its
+ * constant, when a number is NaN or a coefficient infinite: ModelError
+ * "<owner>: coefficient of x is NaN" (owner names the object, "the
+ * objective", "constraint c1").  0, or -1 with the exception set. */
+int lqsplit_check_values(const lqsplit *s, PyObject *prob, int64_t nlin0, int64_t nquad0,
+                         const char *owner);
+
+/* "NaN" or "infinite" when v is not a finite number, else NULL. */
+const char *nonfinite_word(double v);

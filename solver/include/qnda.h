@@ -83,6 +83,13 @@ typedef struct qnda_problem_s *QNDAprob;
 #define QNDA_ERR_ENGINE 11     /* the engine failed */
 #define QNDA_ERR_INTERNAL 12   /* unexpected internal failure */
 
+/* Reliability: a problem whose engine runs is busy.  Until the solve returns,
+ * every call that changes the problem (its model, controls, handlers, name,
+ * or a second solve) fails with QNDA_ERR_BUSY, from any thread, message
+ * handlers of the solve included; queries of the model, controls,
+ * attributes and results, writing files and QNDAinterrupt still work. */
+#define QNDA_ERR_BUSY 13 /* the problem is being optimised */
+
 /* ------------------------------------------------------------------------
  * Value types of controls and attributes (QNDAgetcontrolinfo ...)
  * ---------------------------------------------------------------------- */

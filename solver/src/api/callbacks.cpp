@@ -9,7 +9,8 @@ namespace {
 
 template <class Fn>
 int add_cb(QNDAprob prob, const char *fname, CbKind k, Fn f, void *data, int priority) {
-  return guard(prob, fname, [&] {
+  // The lists take changes from any thread, a running solve's callbacks too.
+  return guard_read(prob, fname, [&] {
     check_array(reinterpret_cast<const void *>(f), "callback function");
     prob->callbacks.add(k, reinterpret_cast<void (*)()>(f), data, priority);
   });
@@ -17,8 +18,8 @@ int add_cb(QNDAprob prob, const char *fname, CbKind k, Fn f, void *data, int pri
 
 template <class Fn>
 int remove_cb(QNDAprob prob, const char *fname, CbKind k, Fn f, void *data) {
-  return guard(prob, fname,
-               [&] { prob->callbacks.remove(k, reinterpret_cast<void (*)()>(f), data); });
+  return guard_read(prob, fname,
+                    [&] { prob->callbacks.remove(k, reinterpret_cast<void (*)()>(f), data); });
 }
 
 }  // namespace

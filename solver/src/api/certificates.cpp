@@ -65,7 +65,7 @@ void copy_out(const std::vector<int> &v, int *count, int *out) {
 
 int get_infeas(QNDAprob prob, const char *fname, int *npv, int *nps, int *nds, int *ndv, int *mx,
                int *mslack, int *mdual, int *mdj) {
-  return guard(prob, fname, [&] {
+  return guard_read(prob, fname, [&] {
     Infeas inf = find_infeasibilities(*prob);
     copy_out(inf.cols, npv, mx);
     copy_out(inf.rows, nps, mslack);
@@ -99,15 +99,16 @@ int QNDAgetscaledinfeas(QNDAprob prob, int *npv, int *nps, int *nds, int *ndv, i
 }
 
 int QNDAgetprimalray(QNDAprob prob, double *ray, int *hasray) {
-  return guard(prob, "QNDAgetprimalray", [&] { get_ray(prob->solve.primal_ray, ray, hasray); });
+  return guard_read(prob, "QNDAgetprimalray",
+                    [&] { get_ray(prob->solve.primal_ray, ray, hasray); });
 }
 
 int QNDAgetdualray(QNDAprob prob, double *ray, int *hasray) {
-  return guard(prob, "QNDAgetdualray", [&] { get_ray(prob->solve.dual_ray, ray, hasray); });
+  return guard_read(prob, "QNDAgetdualray", [&] { get_ray(prob->solve.dual_ray, ray, hasray); });
 }
 
 int QNDAgetpivotorder(QNDAprob prob, int *pivotorder) {
-  return guard(prob, "QNDAgetpivotorder", [&] {
+  return guard_read(prob, "QNDAgetpivotorder", [&] {
     check_array(pivotorder, "pivotorder");
     const std::vector<int> &p = prob->solve.pivot_order;
     if (p.empty() && prob->model.nrows() > 0)
@@ -118,7 +119,7 @@ int QNDAgetpivotorder(QNDAprob prob, int *pivotorder) {
 
 int QNDAgetpivots(QNDAprob prob, int enter, int *outlist, double *x, double *dobj, int *npiv,
                   int maxpiv) {
-  return guard(prob, "QNDAgetpivots", [&] {
+  return guard_read(prob, "QNDAgetpivots", [&] {
     PivotResult r;
     pivot_candidates(*prob, enter, maxpiv, r);
     if (npiv) *npiv = static_cast<int>(r.leaving.size());
@@ -129,7 +130,7 @@ int QNDAgetpivots(QNDAprob prob, int enter, int *outlist, double *x, double *dob
 }
 
 int QNDAgetpresolvemap(QNDAprob prob, int *rowmap, int *colmap) {
-  return guard(prob, "QNDAgetpresolvemap", [&] {
+  return guard_read(prob, "QNDAgetpresolvemap", [&] {
     // Presolve stays inside the engine: the presolved problem seen from
     // outside is the problem itself, row i and column j map to themselves.
     for (int i = 0; rowmap && i < prob->model.nrows(); ++i) rowmap[i] = i;

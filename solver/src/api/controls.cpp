@@ -129,7 +129,7 @@ double dbl_attrib(const qnda_problem_s &prob, int id) {
 // The getters of one value: *value = get() once value is known not null.
 template <class T, class Get>
 int get_value(qnda_problem_s *prob, const char *fname, T *value, Get get) {
-  return guard(prob, fname, [&] {
+  return guard_read(prob, fname, [&] {
     check_array(value, "value");
     *value = get();
   });
@@ -149,12 +149,13 @@ int QNDAgetcalist_c(const char *const **names, const int **ids, const int **flag
 
 int QNDAgetcontrolinfo(QNDAprob prob, const char *name, int *id, int *type) {
   auto body = [&] { info_by_name(name, CA_CONTROL, id, type); };
-  return prob ? guard(prob, "QNDAgetcontrolinfo", body) : guard_env("QNDAgetcontrolinfo", body);
+  return prob ? guard_read(prob, "QNDAgetcontrolinfo", body)
+              : guard_env("QNDAgetcontrolinfo", body);
 }
 
 int QNDAgetattribinfo(QNDAprob prob, const char *name, int *id, int *type) {
   auto body = [&] { info_by_name(name, CA_ATTRIBUTE, id, type); };
-  return prob ? guard(prob, "QNDAgetattribinfo", body) : guard_env("QNDAgetattribinfo", body);
+  return prob ? guard_read(prob, "QNDAgetattribinfo", body) : guard_env("QNDAgetattribinfo", body);
 }
 
 int QNDAgetcadescription(int id, char *buf, int maxbytes, int *nbytes) {
@@ -195,8 +196,8 @@ int QNDAgetdblcontrol(QNDAprob prob, int id, double *value) {
 }
 
 int QNDAgetstrcontrol(QNDAprob prob, int id, char *value, int maxbytes, int *nbytes) {
-  return guard(prob, "QNDAgetstrcontrol",
-               [&] { copy_out(prob->controls.get_str(id), value, maxbytes, nbytes); });
+  return guard_read(prob, "QNDAgetstrcontrol",
+                    [&] { copy_out(prob->controls.get_str(id), value, maxbytes, nbytes); });
 }
 
 int QNDAsetdefaults(QNDAprob prob) {
@@ -219,7 +220,7 @@ int QNDAgetdblattrib(QNDAprob prob, int id, double *value) {
 }
 
 int QNDAgetstrattrib(QNDAprob prob, int id, char *value, int maxbytes, int *nbytes) {
-  return guard(prob, "QNDAgetstrattrib", [&] {
+  return guard_read(prob, "QNDAgetstrattrib", [&] {
     const CaInfo *c = ca_find(id);
     if (!c || c->kind != CA_ATTRIBUTE) fail(QNDA_ERR_UNKNOWNID, "unknown attribute id %d", id);
     fail(QNDA_ERR_TYPE, "attribute %d (%s) is not of type string", id, c->name);

@@ -108,12 +108,13 @@ int QNDAreadprob(QNDAprob prob, const char *filename, const char *flags) {
       size_t dot = base.find('.');
       d.name = dot == std::string::npos ? base : base.substr(0, dot);
     }
+    check_model_data(d, name);
     load_model_data(*prob, d);
   });
 }
 
 int QNDAwriteprob(QNDAprob prob, const char *filename, const char *flags) {
-  return guard(prob, "QNDAwriteprob", [&] {
+  return guard_read(prob, "QNDAwriteprob", [&] {
     check_flags(flags, "lmxfop");
     const bool lp = has_flag(flags, 'l');
     std::string name = out_name(*prob, filename, lp ? ".lp" : ".mps");
@@ -125,17 +126,18 @@ int QNDAwriteprob(QNDAprob prob, const char *filename, const char *flags) {
 }
 
 int QNDAwritesol(QNDAprob prob, const char *filename, const char *flags) {
-  return guard(prob, "QNDAwritesol", [&] { write_sol(*prob, out_name(*prob, filename, ".csv")); });
+  return guard_read(prob, "QNDAwritesol",
+                    [&] { write_sol(*prob, out_name(*prob, filename, ".csv")); });
 }
 
 int QNDAwriteprtsol(QNDAprob prob, const char *filename, const char *flags) {
-  return guard(prob, "QNDAwriteprtsol",
-               [&] { write_prtsol(*prob, out_name(*prob, filename, ".prt")); });
+  return guard_read(prob, "QNDAwriteprtsol",
+                    [&] { write_prtsol(*prob, out_name(*prob, filename, ".prt")); });
 }
 
 int QNDAwriteslxsol(QNDAprob prob, const char *filename, const char *flags) {
-  return guard(prob, "QNDAwriteslxsol",
-               [&] { write_slx(*prob, out_name(*prob, filename, ".slx")); });
+  return guard_read(prob, "QNDAwriteslxsol",
+                    [&] { write_slx(*prob, out_name(*prob, filename, ".slx")); });
 }
 
 int QNDAreadslxsol(QNDAprob prob, const char *filename, const char *flags) {
@@ -156,8 +158,8 @@ int QNDAreadslxsol(QNDAprob prob, const char *filename, const char *flags) {
 }
 
 int QNDAwritebasis(QNDAprob prob, const char *filename, const char *flags) {
-  return guard(prob, "QNDAwritebasis",
-               [&] { write_basis(*prob, out_name(*prob, filename, ".bss")); });
+  return guard_read(prob, "QNDAwritebasis",
+                    [&] { write_basis(*prob, out_name(*prob, filename, ".bss")); });
 }
 
 int QNDAreadbasis(QNDAprob prob, const char *filename, const char *flags) {

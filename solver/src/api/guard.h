@@ -31,9 +31,7 @@ inline int check_handle(const qnda_problem_s *prob, const char *fname) {
   return check_handle_of(prob, fname, "problem");
 }
 
-// Calls on a problem.
-template <class F>
-int guard(qnda_problem_s *prob, const char *fname, F &&body) {
+inline int check_problem(qnda_problem_s *prob, const char *fname) {
   if (int rc = check_handle(prob, fname)) return rc;
   if (!lib_initialised()) {
     record(global_error(), fname, QNDA_ERR_NOTINIT,
@@ -41,7 +39,42 @@ int guard(qnda_problem_s *prob, const char *fname, F &&body) {
     return record(prob->err, fname, QNDA_ERR_NOTINIT,
                   "the library is not initialised (call QNDAinit first)");
   }
+  return QNDA_OK;
+}
+
+inline int refuse_busy(qnda_problem_s *prob, const char *fname) {
+  return record(prob->err, fname, QNDA_ERR_BUSY,
+                "the problem is being optimised; it cannot be changed until the solve returns");
+}
+
+// Calls that change a problem: refused while its engine runs, whichever
+// thread (or message handler of that solve) makes them.
+template <class F>
+int guard(qnda_problem_s *prob, const char *fname, F &&body) {
+  if (int rc = check_problem(prob, fname)) return rc;
+  if (prob->busy.load(std::memory_order_acquire)) return refuse_busy(prob, fname);
   return run_guarded(prob->err, fname, std::forward<F>(body));
+}
+
+// Calls that only read a problem: allowed during its solve (handlers and
+// callbacks of the solve need them; the model cannot change meanwhile).
+template <class F>
+int guard_read(qnda_problem_s *prob, const char *fname, F &&body) {
+  if (int rc = check_problem(prob, fname)) return rc;
+  return run_guarded(prob->err, fname, std::forward<F>(body));
+}
+
+// A solve: marks the problem busy for its length; a second solve of the same
+// problem meanwhile fails at once rather than sharing the engine's state.
+template <class F>
+int guard_solve(qnda_problem_s *prob, const char *fname, F &&body) {
+  if (int rc = check_problem(prob, fname)) return rc;
+  bool idle = false;
+  if (!prob->busy.compare_exchange_strong(idle, true, std::memory_order_acq_rel))
+    return refuse_busy(prob, fname);
+  int rc = run_guarded(prob->err, fname, std::forward<F>(body));
+  prob->busy.store(false, std::memory_order_release);
+  return rc;
 }
 
 // Same without the initialisation check (reading last errors).

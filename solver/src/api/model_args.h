@@ -3,6 +3,7 @@
 // message that names the argument and the offending value.
 #pragma once
 
+#include <cmath>
 #include <cstring>
 
 #include "api/guard.h"
@@ -30,6 +31,22 @@ void check_letters(const char *s, N n, const char *allowed, const char *what) {
       fail(QNDA_ERR_ARGUMENT, "%s '%c' (entry %lld) unknown; expected one of %s", what, c ? c : '?',
            static_cast<long long>(k), allowed);
   }
+}
+
+// Numbers entering the model, checked whatever the mode: a NaN is never a
+// value, and an infinity is one only where it means "no bound" (bounds,
+// right-hand sides, ranges); a coefficient must be finite.
+enum ValueKind { BOUND, COEF };
+inline void check_value(double v, ValueKind kind, const char *what, long long k) {
+  if (std::isnan(v)) fail(QNDA_ERR_VALUE, "%s %lld is not a number (NaN)", what, k);
+  if (kind == COEF && !std::isfinite(v))
+    fail(QNDA_ERR_VALUE, "%s %lld is infinite; only a bound may be", what, k);
+}
+// v[0 .. n) (v may be null: nothing given).
+template <class N>
+void check_values(const double *v, N n, ValueKind kind, const char *what) {
+  if (v)
+    for (N k = 0; k < n; ++k) check_value(v[k], kind, what, static_cast<long long>(k));
 }
 
 // start[0 .. n] nondecreasing from >= 0 and spanning exactly nnz entries.
@@ -68,7 +85,10 @@ long long check_colmajor(const Idx *start, const int *collen, int ncols, const i
       check_array(rowind, "rowind");
       check_array(val, "rowcoef");
     }
-    for (Idx k = b; k < e; ++k) check_index(rowind[k], nrows, "row");
+    for (Idx k = b; k < e; ++k) {
+      check_index(rowind[k], nrows, "row");
+      check_value(val[k], COEF, "coefficient", k);
+    }
     total += e - b;
   }
   return total;

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <type_traits>
 
 #include "api/guard.h"
 #include "api/model_args.h"
@@ -39,7 +40,10 @@ void check_entry_arrays(const NewLines<Idx> &e) {
 template <class Idx>
 void check_entry_layout(const NewLines<Idx> &e, bool full, int count, const char *what) {
   if (full && e.start) check_starts(e.start, e.n, e.ncoefs, "start");
-  if (e.ncoefs > 0) check_indices(e.ind + e.start[0], e.ncoefs, count, what);
+  if (e.ncoefs > 0) {
+    check_indices(e.ind + e.start[0], e.ncoefs, count, what);
+    check_values(e.coef + e.start[0], e.ncoefs, COEF, "coefficient");
+  }
 }
 
 // New rows or columns reshape the problem: the starting points go too.
@@ -60,6 +64,8 @@ void add_rows(qnda_problem_s *prob, int nrows, Idx ncoefs, const char *rowtype, 
   check_array(rowtype, "rowtype");
   check_array(rhs, "rhs");
   check_entry_arrays(e);
+  check_values(rhs, nrows, BOUND, "rhs");
+  check_values(range, nrows, BOUND, "range");
   if (full) {
     check_letters(rowtype, nrows, kRowTypes, "row type");
     if (range)
@@ -84,6 +90,9 @@ void add_cols(qnda_problem_s *prob, int ncols, Idx ncoefs, const double *objcoef
   if (ncols == 0) return;
   check_entry_arrays(e);
   check_entry_layout(e, checked_mode(), m.nrows(), "row");
+  check_values(objcoef, ncols, COEF, "objective coefficient");
+  check_values(lb, ncols, BOUND, "lower bound");
+  check_values(ub, ncols, BOUND, "upper bound");
   int first = m.ncols();
   m.append_cols(ncols, objcoef, lb, ub);
   if (ncoefs > 0) m.mutable_matrix().add_col_entries(first, ncols, start, nullptr, rowind, rowcoef);
@@ -110,6 +119,7 @@ void set_triples(qnda_problem_s *prob, N n, const int *a, const int *b, const do
   check_array(v, t.vname);
   check_indices(a, n, t.na, t.awhat);
   check_indices(b, n, t.nb, t.bwhat);
+  check_values(v, n, COEF, t.vname);
   for (N k = 0; k < n; ++k) set(a[k], b[k], v[k]);
   prob->model_changed();
 }
@@ -145,6 +155,7 @@ void add_sets(qnda_problem_s *prob, int nsets, Idx nelems, const char *settype, 
     check_starts(start, nsets, nelems, "start");
   }
   if (nelems > 0) check_indices(colind + start[0], nelems, m.ncols(), "column");
+  if (nelems > 0 && refval) check_values(refval + start[0], nelems, COEF, "refval");
   for (int s = 0; s < nsets; ++s) {
     Idx b = start[s], e = start[s + 1];
     m.add_set(settype[s], e - b, colind + b, refval ? refval + b : nullptr);
@@ -209,6 +220,7 @@ void change_each(qnda_problem_s *prob, int n, const int *idx, const T *vals, con
     check_indices(idx, n, m.nrows(), "row");
   else
     check_indices(idx, n, m.ncols(), "column");
+  if constexpr (std::is_same_v<T, double>) check_values(vals, n, BOUND, valname);
   if (checked_mode()) checked();
   for (int k = 0; k < n; ++k) std::invoke(set, m, idx[k], vals[k]);
   prob->model_changed();
@@ -338,12 +350,8 @@ int QNDAchgbounds(QNDAprob prob, int nbounds, const int *colind, const char *bnd
     if (nbounds == 0) return;
     check_array(bndtype, "bndtype");
     check_indices(colind, nbounds, m.ncols(), "column");
-    if (checked_mode()) {
-      check_letters(bndtype, nbounds, kBoundTypes, "bound type");
-      for (int k = 0; k < nbounds; ++k)
-        if (std::isnan(bndval[k]))
-          fail(QNDA_ERR_ARGUMENT, "bound of column %d is not a number", colind[k]);
-    }
+    check_values(bndval, nbounds, BOUND, "bndval");
+    if (checked_mode()) check_letters(bndtype, nbounds, kBoundTypes, "bound type");
     for (int k = 0; k < nbounds; ++k) {
       int j = colind[k];
       switch (bndtype[k]) {
@@ -399,6 +407,7 @@ int QNDAchgobj(QNDAprob prob, int ncols, const int *colind, const double *objcoe
     check_list(ncols, colind, objcoef, "colind", "objcoef");
     for (int k = 0; k < ncols; ++k)
       if (colind[k] != -1) check_index(colind[k], m.ncols(), "column");
+    check_values(objcoef, ncols, COEF, "objcoef");
     for (int k = 0; k < ncols; ++k) {
       if (colind[k] == -1)
         m.set_obj_constant(objcoef[k]);
@@ -415,6 +424,7 @@ int QNDAchgqrowcoeff(QNDAprob prob, int row, int col1, int col2, double coef) {
     check_index(row, m.nrows(), "row");
     check_index(col1, m.ncols(), "column");
     check_index(col2, m.ncols(), "column");
+    check_value(coef, COEF, "coef", 0);
     if (coef == 0.0 && !m.qrows().count(row)) return;
     m.mutable_qrow(row).set(col1, col2, coef);
     prob->model_changed();

@@ -74,7 +74,7 @@ int QNDAloadbranchdirs(QNDAprob prob, int ncols, const int *colind, const int *d
 
 int QNDAgetdirs(QNDAprob prob, int *ndirs, int *colind, int *priority, char *direction,
                 double *uppseudo, double *downpseudo) {
-  return guard(prob, "QNDAgetdirs", [&] {
+  return guard_read(prob, "QNDAgetdirs", [&] {
     const Model &m = prob->model;
     std::vector<int> cols = m.directive_cols();
     if (ndirs) *ndirs = static_cast<int>(cols.size());
@@ -123,7 +123,7 @@ int QNDAgetpresolvebasis(QNDAprob prob, int *rowstat, int *colstat) {
 }
 
 int QNDAgetmessagestatus(QNDAprob prob, int msgcode, int *status) {
-  return guard(prob, "QNDAgetmessagestatus", [&] {
+  return guard_read(prob, "QNDAgetmessagestatus", [&] {
     check_array(status, "status");
     if (msgcode < 0) fail(QNDA_ERR_ARGUMENT, "message code %d is negative", msgcode);
     // Messages are switched on and off as a whole (QNDAenablemessages).

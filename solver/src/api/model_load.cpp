@@ -41,6 +41,22 @@ struct LoadArgs {
   const double *refval = nullptr;
 };
 
+// n quadratic entries (col1[k], col2[k], coef[k]) over ncols columns; names
+// of the three arrays for the messages.
+struct QuadNames {
+  const char *col1, *col2, *coef;
+};
+template <class N>
+void check_quad(const int *col1, const int *col2, const double *coef, N n, int ncols,
+                const QuadNames &names) {
+  check_array(col1, names.col1);
+  check_array(col2, names.col2);
+  check_array(coef, names.coef);
+  check_indices(col1, n, ncols, "column");
+  check_indices(col2, n, ncols, "column");
+  check_values(coef, n, COEF, names.coef);
+}
+
 // Null arrays, negative counts and indices out of range are always refused
 // (an index is an address in the store); letters, starts and values only in
 // checked mode.
@@ -59,14 +75,16 @@ void validate(const LoadArgs<Idx> &a, bool full) {
         if (a.rowtype[i] == 'R' && a.range[i] < 0)
           fail(QNDA_ERR_ARGUMENT, "range of row %d is negative (%g)", i, a.range[i]);
   }
+  check_values(a.rhs, a.nrows, BOUND, "rhs");
+  check_values(a.range, a.nrows, BOUND, "range");
+  check_values(a.obj, a.ncols, COEF, "objective coefficient");
+  check_values(a.lb, a.ncols, BOUND, "lower bound");
+  check_values(a.ub, a.ncols, BOUND, "upper bound");
   check_colmajor(a.start, a.collen, a.ncols, a.rowind, a.rowcoef, a.nrows);
   check_count(a.nobjqcoefs, "nobjqcoefs");
   if (a.nobjqcoefs > 0) {
-    check_array(a.objqcol1, "objqcol1");
-    check_array(a.objqcol2, "objqcol2");
-    check_array(a.objqcoef, "objqcoef");
-    check_indices(a.objqcol1, a.nobjqcoefs, a.ncols, "column");
-    check_indices(a.objqcol2, a.nobjqcoefs, a.ncols, "column");
+    check_quad(a.objqcol1, a.objqcol2, a.objqcoef, a.nobjqcoefs, a.ncols,
+               {"objqcol1", "objqcol2", "objqcoef"});
   }
   check_count(a.nqrows, "nqrows");
   if (a.nqrows > 0) {
@@ -80,11 +98,8 @@ void validate(const LoadArgs<Idx> &a, bool full) {
       total += a.nrowqcoefs[k];
     }
     if (total > 0) {
-      check_array(a.rowqcol1, "rowqcol1");
-      check_array(a.rowqcol2, "rowqcol2");
-      check_array(a.rowqcoef, "rowqcoef");
-      check_indices(a.rowqcol1, total, a.ncols, "column");
-      check_indices(a.rowqcol2, total, a.ncols, "column");
+      check_quad(a.rowqcol1, a.rowqcol2, a.rowqcoef, total, a.ncols,
+                 {"rowqcol1", "rowqcol2", "rowqcoef"});
     }
   }
   check_count(a.nentities, "nentities");
@@ -93,6 +108,7 @@ void validate(const LoadArgs<Idx> &a, bool full) {
     check_array(a.entind, "entind");
     if (full) check_letters(a.coltype, a.nentities, kColTypes, "column type");
     check_indices(a.entind, a.nentities, a.ncols, "column");
+    check_values(a.limit, a.nentities, BOUND, "limit");
   }
   check_count(a.nsets, "nsets");
   if (a.nsets > 0) {
@@ -106,6 +122,7 @@ void validate(const LoadArgs<Idx> &a, bool full) {
     if (n > 0) {
       check_array(a.setind, "setind");
       check_indices(a.setind + a.setstart[0], n, a.ncols, "column");
+      if (a.refval) check_values(a.refval + a.setstart[0], n, COEF, "refval");
     }
   }
 }

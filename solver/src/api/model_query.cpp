@@ -85,7 +85,7 @@ extern "C" {
 
 int QNDAgetrows64(QNDAprob prob, QNDAint64 *start, int *colind, double *rowcoef, QNDAint64 maxcoefs,
                   QNDAint64 *ncoefs, int first, int last) {
-  return guard(prob, "QNDAgetrows64", [&] {
+  return guard_read(prob, "QNDAgetrows64", [&] {
     const Model &m = prob->model;
     if (empty_range(first, last, m.nrows(), "row", ncoefs, start)) return;
     const SparseMatrix::Csr &a = m.matrix().csr();
@@ -100,7 +100,7 @@ int QNDAgetrows64(QNDAprob prob, QNDAint64 *start, int *colind, double *rowcoef,
 
 int QNDAgetcols64(QNDAprob prob, QNDAint64 *start, int *rowind, double *colcoef, QNDAint64 maxcoefs,
                   QNDAint64 *ncoefs, int first, int last) {
-  return guard(prob, "QNDAgetcols64", [&] {
+  return guard_read(prob, "QNDAgetcols64", [&] {
     const Model &m = prob->model;
     if (empty_range(first, last, m.ncols(), "column", ncoefs, start)) return;
     SparseMatrix::Csc a = m.csc();
@@ -123,7 +123,7 @@ int QNDAgetcols64(QNDAprob prob, QNDAint64 *start, int *rowind, double *colcoef,
 }
 
 int QNDAgetcoef(QNDAprob prob, int row, int col, double *coef) {
-  return guard(prob, "QNDAgetcoef", [&] {
+  return guard_read(prob, "QNDAgetcoef", [&] {
     check_index(row, prob->model.nrows(), "row");
     check_index(col, prob->model.ncols(), "column");
     check_array(coef, "coef");
@@ -132,24 +132,27 @@ int QNDAgetcoef(QNDAprob prob, int row, int col, double *coef) {
 }
 
 int QNDAgetlb(QNDAprob prob, double *lb, int first, int last) {
-  return guard(prob, "QNDAgetlb", [&] { copy_range(prob->model.lb(), lb, first, last, "column"); });
+  return guard_read(prob, "QNDAgetlb",
+                    [&] { copy_range(prob->model.lb(), lb, first, last, "column"); });
 }
 
 int QNDAgetub(QNDAprob prob, double *ub, int first, int last) {
-  return guard(prob, "QNDAgetub", [&] { copy_range(prob->model.ub(), ub, first, last, "column"); });
+  return guard_read(prob, "QNDAgetub",
+                    [&] { copy_range(prob->model.ub(), ub, first, last, "column"); });
 }
 
 int QNDAgetobj(QNDAprob prob, double *obj, int first, int last) {
-  return guard(prob, "QNDAgetobj",
-               [&] { copy_range(prob->model.obj(), obj, first, last, "column"); });
+  return guard_read(prob, "QNDAgetobj",
+                    [&] { copy_range(prob->model.obj(), obj, first, last, "column"); });
 }
 
 int QNDAgetrhs(QNDAprob prob, double *rhs, int first, int last) {
-  return guard(prob, "QNDAgetrhs", [&] { copy_range(prob->model.rhs(), rhs, first, last, "row"); });
+  return guard_read(prob, "QNDAgetrhs",
+                    [&] { copy_range(prob->model.rhs(), rhs, first, last, "row"); });
 }
 
 int QNDAgetrhsrange(QNDAprob prob, double *range, int first, int last) {
-  return guard(prob, "QNDAgetrhsrange", [&] {
+  return guard_read(prob, "QNDAgetrhsrange", [&] {
     const Model &m = prob->model;
     copy_range(m.range(), range, first, last, "row");
     for (int i = first; i <= last; ++i)
@@ -158,17 +161,17 @@ int QNDAgetrhsrange(QNDAprob prob, double *range, int first, int last) {
 }
 
 int QNDAgetrowtype(QNDAprob prob, char *rowtype, int first, int last) {
-  return guard(prob, "QNDAgetrowtype",
-               [&] { copy_range(prob->model.rowtype(), rowtype, first, last, "row"); });
+  return guard_read(prob, "QNDAgetrowtype",
+                    [&] { copy_range(prob->model.rowtype(), rowtype, first, last, "row"); });
 }
 
 int QNDAgetcoltype(QNDAprob prob, char *coltype, int first, int last) {
-  return guard(prob, "QNDAgetcoltype",
-               [&] { copy_range(prob->model.coltype(), coltype, first, last, "column"); });
+  return guard_read(prob, "QNDAgetcoltype",
+                    [&] { copy_range(prob->model.coltype(), coltype, first, last, "column"); });
 }
 
 int QNDAgetqobj(QNDAprob prob, int col1, int col2, double *coef) {
-  return guard(prob, "QNDAgetqobj", [&] {
+  return guard_read(prob, "QNDAgetqobj", [&] {
     check_index(col1, prob->model.ncols(), "column");
     check_index(col2, prob->model.ncols(), "column");
     check_array(coef, "coef");
@@ -178,7 +181,7 @@ int QNDAgetqobj(QNDAprob prob, int col1, int col2, double *coef) {
 
 int QNDAgetmqobj64(QNDAprob prob, QNDAint64 *start, int *colind, double *objqcoef,
                    QNDAint64 maxcoefs, QNDAint64 *ncoefs, int first, int last) {
-  return guard(prob, "QNDAgetmqobj64", [&] {
+  return guard_read(prob, "QNDAgetmqobj64", [&] {
     get_quad<QNDAint64>(prob->model.qobj(), start, colind, objqcoef, maxcoefs, ncoefs, first, last,
                         prob->model.ncols());
   });
@@ -186,14 +189,14 @@ int QNDAgetmqobj64(QNDAprob prob, QNDAint64 *start, int *colind, double *objqcoe
 
 int QNDAgetmqobj(QNDAprob prob, int *start, int *colind, double *objqcoef, int maxcoefs,
                  int *ncoefs, int first, int last) {
-  return guard(prob, "QNDAgetmqobj", [&] {
+  return guard_read(prob, "QNDAgetmqobj", [&] {
     get_quad<int>(prob->model.qobj(), start, colind, objqcoef, maxcoefs, ncoefs, first, last,
                   prob->model.ncols());
   });
 }
 
 int QNDAgetqrowcoeff(QNDAprob prob, int row, int col1, int col2, double *coef) {
-  return guard(prob, "QNDAgetqrowcoeff", [&] {
+  return guard_read(prob, "QNDAgetqrowcoeff", [&] {
     const Model &m = prob->model;
     check_index(row, m.nrows(), "row");
     check_index(col1, m.ncols(), "column");
@@ -205,7 +208,7 @@ int QNDAgetqrowcoeff(QNDAprob prob, int row, int col1, int col2, double *coef) {
 
 int QNDAgetqrowqmatrix(QNDAprob prob, int row, int *start, int *colind, double *rowqcoef,
                        int maxcoefs, int *ncoefs, int first, int last) {
-  return guard(prob, "QNDAgetqrowqmatrix", [&] {
+  return guard_read(prob, "QNDAgetqrowqmatrix", [&] {
     const Model &m = prob->model;
     check_index(row, m.nrows(), "row");
     get_quad<int>(qrow_of(m, row), start, colind, rowqcoef, maxcoefs, ncoefs, first, last,
@@ -215,7 +218,7 @@ int QNDAgetqrowqmatrix(QNDAprob prob, int row, int *start, int *colind, double *
 
 int QNDAgetqrowqmatrixtriplets(QNDAprob prob, int row, int *ncoefs, int *col1, int *col2,
                                double *coef) {
-  return guard(prob, "QNDAgetqrowqmatrixtriplets", [&] {
+  return guard_read(prob, "QNDAgetqrowqmatrixtriplets", [&] {
     const Model &m = prob->model;
     check_index(row, m.nrows(), "row");
     const auto &t = qrow_of(m, row).terms();
@@ -229,7 +232,7 @@ int QNDAgetqrowqmatrixtriplets(QNDAprob prob, int row, int *ncoefs, int *col1, i
 }
 
 int QNDAgetqrows(QNDAprob prob, int *nrows, int *qrowind) {
-  return guard(prob, "QNDAgetqrows", [&] {
+  return guard_read(prob, "QNDAgetqrows", [&] {
     std::vector<int> rows = prob->model.qrow_list();
     if (nrows) *nrows = static_cast<int>(rows.size());
     if (qrowind) std::copy(rows.begin(), rows.end(), qrowind);
@@ -237,7 +240,7 @@ int QNDAgetqrows(QNDAprob prob, int *nrows, int *qrowind) {
 }
 
 int QNDAgetindicators(QNDAprob prob, int *colind, int *complement, int first, int last) {
-  return guard(prob, "QNDAgetindicators", [&] {
+  return guard_read(prob, "QNDAgetindicators", [&] {
     const Model &m = prob->model;
     check_range(first, last, m.nrows(), "row");
     for (int i = first; i <= last; ++i) {
@@ -250,7 +253,7 @@ int QNDAgetindicators(QNDAprob prob, int *colind, int *complement, int first, in
 int QNDAgetglobal64(QNDAprob prob, int *nentities, int *nsets, char *coltype, int *colind,
                     double *limit, char *settype, QNDAint64 *start, int *setcols, double *refval,
                     QNDAint64 maxsetelems, QNDAint64 *nsetelems) {
-  return guard(prob, "QNDAgetglobal64", [&] {
+  return guard_read(prob, "QNDAgetglobal64", [&] {
     const Model &m = prob->model;
     int ne = 0;
     for (int j = 0; j < m.ncols(); ++j) {
@@ -277,7 +280,7 @@ int QNDAgetglobal64(QNDAprob prob, int *nentities, int *nsets, char *coltype, in
 
 int QNDAgetnames(QNDAprob prob, int type, char *names, int maxbytes, int *nbytes, int first,
                  int last) {
-  return guard(prob, "QNDAgetnames", [&] {
+  return guard_read(prob, "QNDAgetnames", [&] {
     const Model &m = prob->model;
     int count =
         type == QNDA_NAMES_ROWS      ? m.nrows()
@@ -304,7 +307,7 @@ int QNDAgetnames(QNDAprob prob, int type, char *names, int maxbytes, int *nbytes
 }
 
 int QNDAgetindex(QNDAprob prob, int type, const char *name, int *index) {
-  return guard(prob, "QNDAgetindex", [&] {
+  return guard_read(prob, "QNDAgetindex", [&] {
     if (type < QNDA_NAMES_ROWS || type > QNDA_NAMES_SETS)
       fail(QNDA_ERR_ARGUMENT, "name type %d unknown (1 rows, 2 columns, 3 sets)", type);
     check_array(name, "name");

@@ -7,11 +7,11 @@ using namespace qnda;
 extern "C" {
 
 int QNDAlpoptimize(QNDAprob prob, const char *flags) {
-  return guard(prob, "QNDAlpoptimize", [&] { optimise(*prob, false, flags); });
+  return guard_solve(prob, "QNDAlpoptimize", [&] { optimise(*prob, false, flags); });
 }
 
 int QNDAmipoptimize(QNDAprob prob, const char *flags) {
-  return guard(prob, "QNDAmipoptimize", [&] { optimise(*prob, true, flags); });
+  return guard_solve(prob, "QNDAmipoptimize", [&] { optimise(*prob, true, flags); });
 }
 
 }  // extern "C"

@@ -32,6 +32,7 @@ int QNDAdestroyprob(QNDAprob prob) {
   // Allowed after the last QNDAfree: a caller tearing down may free the
   // library before its problems.
   if (int rc = check_handle(prob, "QNDAdestroyprob")) return rc;
+  if (prob->busy.load(std::memory_order_acquire)) return refuse_busy(prob, "QNDAdestroyprob");
   return run_guarded(global_error(), "QNDAdestroyprob", [&] {
     close_logfile(prob);
     delete prob;
@@ -67,7 +68,7 @@ int QNDAsetprobname(QNDAprob prob, const char *name) {
 }
 
 int QNDAgetprobname(QNDAprob prob, char *name, int maxbytes, int *nbytes) {
-  return guard(prob, "QNDAgetprobname", [&] { copy_out(prob->name, name, maxbytes, nbytes); });
+  return guard_read(prob, "QNDAgetprobname", [&] { copy_out(prob->name, name, maxbytes, nbytes); });
 }
 
 int QNDAgetlasterror(QNDAprob prob, int *msgcode, char *msg, int maxbytes, int *nbytes) {

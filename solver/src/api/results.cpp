@@ -21,7 +21,7 @@ void need_solution(const SolveState &st) {
 extern "C" {
 
 int QNDAgetlpsol(QNDAprob prob, double *x, double *slack, double *duals, double *djs) {
-  return guard(prob, "QNDAgetlpsol", [&] {
+  return guard_read(prob, "QNDAgetlpsol", [&] {
     const SolveState &st = prob->results();
     if (x || slack) need_solution(st);
     if ((duals || djs) && !st.has_duals)
@@ -37,7 +37,7 @@ int QNDAgetlpsol(QNDAprob prob, double *x, double *slack, double *duals, double 
 int QNDAgetpresolvesol(QNDAprob prob, double *x, double *slack, double *duals, double *djs) {
   // Presolve stays inside the engine: the problem seen from outside is the
   // original one, so its solution is the presolved problem's too.
-  return guard(prob, "QNDAgetpresolvesol", [&] {
+  return guard_read(prob, "QNDAgetpresolvesol", [&] {
     const SolveState &st = prob->results();
     if (x || slack) need_solution(st);
     if ((duals || djs) && !st.has_duals) fail(QNDA_ERR_STATE, "no dual solution available");
@@ -49,7 +49,7 @@ int QNDAgetpresolvesol(QNDAprob prob, double *x, double *slack, double *duals, d
 }
 
 int QNDAgetmipsol(QNDAprob prob, double *x, double *slack) {
-  return guard(prob, "QNDAgetmipsol", [&] {
+  return guard_read(prob, "QNDAgetmipsol", [&] {
     const SolveState &st = prob->results();
     // Inside a callback the event's solution (a node's relaxation too) is the answer.
     const bool mip_sol = st.mip_status == QNDA_MIP_OPTIMAL || st.mip_status == QNDA_MIP_SOLUTION ||
@@ -62,7 +62,7 @@ int QNDAgetmipsol(QNDAprob prob, double *x, double *slack) {
 }
 
 int QNDAgetbasis(QNDAprob prob, int *rowstat, int *colstat) {
-  return guard(prob, "QNDAgetbasis", [&] {
+  return guard_read(prob, "QNDAgetbasis", [&] {
     const SolveState &st = prob->solve;
     if (st.colstat.empty() && st.rowstat.empty() &&
         (prob->model.ncols() > 0 || prob->model.nrows() > 0))

@@ -95,7 +95,7 @@ void check_len(size_t got, int want, const char *what) {
 extern "C" {
 
 int QNDAsavesolvestate(QNDAprob prob, void *buf, QNDAint64 maxbytes, QNDAint64 *nbytes) {
-  return guard(prob, "QNDAsavesolvestate", [&] {
+  return guard_read(prob, "QNDAsavesolvestate", [&] {
     Writer w;
     w.put(kStateMagic);
     w.put(kStateVersion);

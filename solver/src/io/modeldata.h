@@ -59,6 +59,14 @@ struct ModelData {
 // of earlier solves are dropped.
 void load_model_data(qnda_problem_s &prob, const ModelData &d);
 
+// What a file brought, whatever its format, before it replaces a model:
+// throws Error (QNDA_ERR_FILE, naming path and the row or column) on a NaN,
+// an infinite coefficient or a name that is not UTF-8.
+void check_model_data(const ModelData &d, const std::string &path);
+
+// True when s is valid UTF-8.
+bool valid_utf8(const std::string &s);
+
 // Reads and writes MPS files, free or fixed format (fixed: fields by column,
 // so names may hold spaces).  Throw qnda::Error(QNDA_ERR_FILE ...).
 // keep_nrows: free rows after the objective stay as rows of type 'N'.

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "core/error.h"
@@ -60,14 +61,39 @@ struct Reader {
          detail.empty() ? "" : ": ", detail.c_str());
   }
 
+  // A value; NaN is refused, 1e30 and beyond (or "inf") mean infinity.
   double num(const std::string &s) {
     char *end = nullptr;
     errno = 0;
     double v = std::strtod(s.c_str(), &end);
-    if (end == s.c_str() || *end != '\0') bad("not a number", s);
+    if (end == s.c_str() || *end != '\0' || std::isnan(v)) bad("not a number", s);
     if (v >= 1e30) v = QNDA_INFINITY;
     if (v <= -1e30) v = -QNDA_INFINITY;
     return v;
+  }
+
+  // A coefficient: a finite value.
+  double coef(const std::string &s) {
+    double v = num(s);
+    if (v >= QNDA_INFINITY || v <= -QNDA_INFINITY) bad("a coefficient cannot be infinite", s);
+    return v;
+  }
+
+  // Each (row, column) entry of the matrix and the objective once: a
+  // repeated entry is refused rather than summed or overwritten.
+  std::unordered_set<unsigned long long> seen;
+  void once(int row, int col, const std::string &rowname) {
+    unsigned long long key =
+        (static_cast<unsigned long long>(col) << 32) | static_cast<unsigned int>(row + 2);
+    if (!seen.insert(key).second) bad("repeated entry of the column in row", rowname);
+  }
+
+  int sense(const std::string &word) {
+    std::string v = word;
+    for (auto &c : v) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    if (v == "MAX" || v == "MAXIMIZE" || v == "MAXIMISE") return -1;
+    if (v == "MIN" || v == "MINIMIZE" || v == "MINIMISE") return 1;
+    bad("unknown objective sense (MIN or MAX)", word);
   }
 
   int row_of(const std::string &name) {
@@ -83,6 +109,7 @@ struct Reader {
   }
 
   int new_col(const std::string &name) {
+    if (!valid_utf8(name)) bad("a column name that is not UTF-8");
     int j = d.ncols();
     cols.emplace(name, j);
     d.col_names.push_back(name);
@@ -101,6 +128,7 @@ struct Reader {
     if (t.size() < 2) bad("a row needs a type and a name");
     char type = static_cast<char>(std::toupper(static_cast<unsigned char>(t[0][0])));
     const std::string &name = t[1];
+    if (!valid_utf8(name)) bad("a row name that is not UTF-8");
     if (rows.count(name)) bad("duplicate row", name);
     if (type == 'N') {
       if (obj_name.empty()) {
@@ -139,7 +167,8 @@ struct Reader {
     int j = it == cols.end() ? new_col(t[0]) : it->second;
     for (size_t k = 1; k + 1 < t.size(); k += 2) {
       int r = row_of(t[k]);
-      double v = num(t[k + 1]);
+      double v = coef(t[k + 1]);
+      if (r != -2) once(r, j, t[k]);
       if (r == -1)
         d.obj[j] += v;
       else if (r >= 0 && v != 0.0)
@@ -155,7 +184,10 @@ struct Reader {
       int r = row_of(t[k]);
       double v = num(t[k + 1]);
       if (r == -1) {
-        if (!ranges) d.obj_constant = -v;
+        if (ranges) bad("the objective row cannot have a range", t[k]);
+        if (v >= QNDA_INFINITY || v <= -QNDA_INFINITY)
+          bad("the objective constant cannot be infinite", t[k + 1]);
+        d.obj_constant = -v;
       } else if (r >= 0) {
         if (ranges) {
           raw_range[r] = v;
@@ -241,7 +273,7 @@ struct Reader {
   void quad_line(const std::vector<std::string> &t, bool upper) {
     if (t.size() < 3) bad("a quadratic entry needs two columns and a value");
     int i = col_of(t[0]), j = col_of(t[1]);
-    double v = num(t[2]);
+    double v = coef(t[2]);
     if (i == j)
       d.qobj.push_back({i, i, 0.5 * v});
     else
@@ -252,7 +284,7 @@ struct Reader {
   void qc_line(const std::vector<std::string> &t) {
     if (t.size() < 3) bad("a quadratic entry needs two columns and a value");
     int i = col_of(t[0]), j = col_of(t[1]);
-    double v = num(t[2]);
+    double v = coef(t[2]);
     d.qrows.push_back({qc_row, std::min(i, j), std::max(i, j), v});
   }
 
@@ -263,6 +295,7 @@ struct Reader {
       size_t ni = t.size() >= 3 && t[1] == "SOS" ? 2 : 1;
       d.settype.push_back(head[1]);
       d.set_names.push_back(ni < t.size() ? t[ni] : "");
+      if (!valid_utf8(d.set_names.back())) bad("a set name that is not UTF-8");
       d.setstart.push_back(static_cast<QNDAint64>(d.setcol.size()));
       cur_set = static_cast<int>(d.settype.size()) - 1;
       return;
@@ -280,7 +313,7 @@ struct Reader {
       w = t[t.size() - 1];
     }
     d.setcol.push_back(col_of(col));
-    d.setref.push_back(num(w));
+    d.setref.push_back(coef(w));
     d.setstart.back() = static_cast<QNDAint64>(d.setcol.size());
   }
 
@@ -415,13 +448,11 @@ void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &d
         d.name = t.size() > 1 ? line.substr(line.find(t[1])) : "";
         while (!d.name.empty() && (d.name.back() == ' ' || d.name.back() == '\r'))
           d.name.pop_back();
+        if (!valid_utf8(d.name)) rd.bad("a problem name that is not UTF-8");
         sec = S_NAME;
       } else if (h == "OBJSENSE") {
         sec = S_OBJSENSE;
-        if (t.size() > 1) {
-          std::string v = upper(t[1]);
-          d.sense = v.compare(0, 3, "MAX") == 0 ? -1 : 1;
-        }
+        if (t.size() > 1) d.sense = rd.sense(t[1]);
       } else if (h == "QCMATRIX") {
         if (t.size() < 2) rd.bad("QCMATRIX needs a row name");
         rd.qc_row = rd.row_of(t[1]);
@@ -437,11 +468,9 @@ void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &d
       continue;
     }
     switch (sec) {
-      case S_OBJSENSE: {
-        std::string v = upper(t[0]);
-        d.sense = v.compare(0, 3, "MAX") == 0 ? -1 : 1;
+      case S_OBJSENSE:
+        d.sense = rd.sense(t[0]);
         break;
-      }
       case S_ROWS:
         rd.rows_line(t);
         break;

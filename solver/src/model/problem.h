@@ -44,6 +44,8 @@ struct qnda_problem_s {
   // Reason (QNDA_STOP_*) set by QNDAinterrupt from any thread; the engine
   // polls it during a solve and resets it to 0 when a solve ends.
   std::atomic<int> interrupt{0};
+  // True while an engine optimises this problem (api/guard.h refuses changes).
+  std::atomic<bool> busy{false};
   // Handlers of this problem's messages (QNDAaddcbmessage).
   qnda::HandlerList handlers;
   std::shared_ptr<qnda::AnalysisState> analysis;
