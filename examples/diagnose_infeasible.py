@@ -28,10 +28,13 @@ print("status:", p.getProbStatusString())
 # Every irreducible infeasible subsystem: dropping any one of its members
 # makes the rest feasible.
 p.iisall()
-sizes_rows, sizes_bounds = [], []
+sizes_rows: list[int] = []
+sizes_bounds: list[int] = []
 count = p.iisstatus(sizes_rows, sizes_bounds, None, None)
 for num in range(1, count + 1):
-    cons, bounds, sides = [], [], []
+    cons: list[quenda.constraint] = []
+    bounds: list[quenda.var] = []
+    sides: list[str] = []
     p.getiisdata(num, cons, bounds, None, sides)
     print("conflict %d: %s" % (num, ", ".join(c.name for c in cons)))
 

@@ -34,14 +34,15 @@ p.addConstraint(quenda.Sum(size[i][j] * x[i][j] for j in jobs) <= capacity[i] fo
 p.setObjective(quenda.Sum(cost[i][j] * x[i][j] for i in machines for j in jobs))
 p.setControl("timelimit", 20)
 
-primal, dual = [], []  # (seconds, value)
+primal: list[tuple[float, float]] = []  # (seconds, value)
+dual: list[tuple[float, float]] = []
 
 
-def on_solution(prob, data):
+def on_solution(prob: quenda.problem, data: object) -> None:
     primal.append((prob.attributes.solvetime, prob.attributes.mipobjval))
 
 
-def on_bounds(prob, data):
+def on_bounds(prob: quenda.problem, data: object) -> tuple[None, None, None, None]:
     attrs = prob.attributes
     if abs(attrs.bestbound) < 1e20:
         dual.append((attrs.solvetime, attrs.bestbound))

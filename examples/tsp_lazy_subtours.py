@@ -11,6 +11,7 @@ callback logs the progress of each round.
 """
 import math
 import random
+from typing import Sequence
 
 import quendalib as quenda
 
@@ -29,14 +30,16 @@ tsp.addConstraint(quenda.Sum(x[i, j] for i in range(n) if i != j) == 1 for j in 
 tsp.setObjective(quenda.Sum(dist[a] * x[a] for a in arcs))
 
 
-def subtours(values):
+def subtours(values: Sequence[float]) -> list[list[int]]:
     """The cycles of a solution given as the 0/1 values of the arcs."""
     succ = {i: j for (i, j), v in zip(arcs, values) if v > 0.5}
-    seen, cycles = set(), []
+    seen: set[int] = set()
+    cycles: list[list[int]] = []
     for start in range(n):
         if start in seen:
             continue
-        cycle, city = [], start
+        cycle: list[int] = []
+        city = start
         while city not in seen:
             seen.add(city)
             cycle.append(city)
@@ -45,10 +48,11 @@ def subtours(values):
     return cycles
 
 
-found = []  # subtours met in this round
+found: list[list[int]] = []  # subtours met in this round
 
 
-def reject_subtours(prob, data, soltype, cutoff):
+def reject_subtours(prob: quenda.problem, data: object, soltype: int,
+                    cutoff: float) -> tuple[int, None]:
     cycles = subtours(prob.getSolution(list(x.values())))
     if len(cycles) == 1:
         return 0, None  # a tour: accept it
@@ -56,7 +60,7 @@ def reject_subtours(prob, data, soltype, cutoff):
     return 1, None
 
 
-def log_progress(prob, data):
+def log_progress(prob: quenda.problem, data: list[int]) -> None:
     print(f"    round {data[0]}: tour of length {prob.attributes.mipobjval:.2f} "
           f"at node {prob.attributes.nodes}")
 
@@ -64,7 +68,7 @@ def log_progress(prob, data):
 tsp.addcbpreintsol(reject_subtours)
 round_ = [0]
 tsp.addcbintsol(log_progress, round_)
-added = set()
+added: set[frozenset[int]] = set()
 while True:
     round_[0] += 1
     found.clear()

@@ -182,6 +182,7 @@ PyMethodDef api_iis_methods[] =
      IIS_METHOD(iiswrite, METH_VARARGS | METH_KEYWORDS,
                 "iiswrite(num, fn, type, typeflags): writes subsystem num (type 0 LP, 1 CSV)"),
      IIS_METHOD(getiisdata, METH_VARARGS | METH_KEYWORDS,
-                "getiisdata(num, miisrow, miiscol, constrainttype, colbndtype, duals, rdcs, "
-                "isolationrows, isolationcols): the members of subsystem num"),
+                "getiisdata(num, miisrow=None, miiscol=None, constrainttype=None, colbndtype=None, "
+                "duals=None, rdcs=None, isolationrows=None, isolationcols=None): the members of "
+                "subsystem num, each output list filled when given"),
      {NULL, NULL, 0, NULL}};
