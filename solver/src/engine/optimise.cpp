@@ -377,19 +377,6 @@ std::unique_ptr<CallbackDispatch> make_dispatch(qnda_problem_s &prob, const Flat
   return d;
 }
 
-BasisStat row_stat_to_engine(int s, char type) {
-  switch (s) {
-    case QNDA_BASIC:
-      return BasisStat::Basic;
-    case QNDA_FREE_SUPER:
-      return BasisStat::Zero;
-    case QNDA_AT_LOWER:
-      return type == 'G' || type == 'E' ? BasisStat::Lower : BasisStat::Upper;
-    default:
-      return type == 'L' ? BasisStat::Upper : BasisStat::Lower;
-  }
-}
-
 void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const auto t0 = std::chrono::steady_clock::now();
   const Flags f = parse_flags(flags, mip);
@@ -612,6 +599,19 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   if (r.status == EngineStatus::NonConvex) fail(QNDA_ERR_UNSUPPORTED, "%s", r.message.c_str());
   if (r.status == EngineStatus::Error)
     fail(QNDA_ERR_ENGINE, "%s", r.message.empty() ? "the engine failed" : r.message.c_str());
+}
+
+BasisStat row_stat_to_engine(int s, char type) {
+  switch (s) {
+    case QNDA_BASIC:
+      return BasisStat::Basic;
+    case QNDA_FREE_SUPER:
+      return BasisStat::Zero;
+    case QNDA_AT_LOWER:
+      return type == 'G' || type == 'E' ? BasisStat::Lower : BasisStat::Upper;
+    default:
+      return type == 'L' ? BasisStat::Upper : BasisStat::Lower;
+  }
 }
 
 BasisStat col_stat_to_engine(int s) {
