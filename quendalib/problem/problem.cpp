@@ -288,6 +288,8 @@ problem_copy(PyObject *self, PyObject *noargs)
         goto done;
     dst->n_nlcons = src->n_nlcons;
     dst->nl_obj = src->nl_obj;
+    dst->obj_col = src->obj_col;
+    dst->obj_row = src->obj_row;
     for (k = 0; k < 3; k++) {
         PyObject *from = k == 0 ? src->vars : k == 1 ? src->cons : src->sos;
         PyObject *to = k == 0 ? dst->vars : k == 1 ? dst->cons : dst->sos;

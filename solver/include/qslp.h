@@ -257,6 +257,16 @@ QNDA_API int QSLPsetcurrentiv(QSLPprob prob);
  * and reduced costs; any may be NULL. */
 QNDA_API int QSLPgetslpsol(QSLPprob prob, double *x, double *slack, double *dual, double *dj);
 
+/* --- Model files --------------------------------------------------------
+ * MPS files with the nonlinear coefficients and the names of the user
+ * functions in two sections of their own (NLCOEFS, USERFUNCS; see
+ * docs/nonlinear.md).  The main problem is read or written as QNDAreadprob
+ * and QNDAwriteprob do (same flags); the LP format cannot hold nonlinear
+ * coefficients.  Reading replaces the nonlinear coefficients; user functions
+ * named in the file and not yet defined are defined without an entry point. */
+QNDA_API int QSLPreadprob(QSLPprob prob, const char *filename, const char *flags);
+QNDA_API int QSLPwriteprob(QSLPprob prob, const char *filename, const char *flags);
+
 #ifdef __cplusplus
 }
 #endif

@@ -113,7 +113,8 @@ NlpModel::NlpModel(qslp_problem_s &p) : p_(p), caller_(p) {
   }
   x0.resize(n);
   for (int j = 0; j < n; ++j) {
-    const double s = static_cast<int>(p.nl.start.size()) == n ? p.nl.start[j] : 0.0;
+    // columns added after the start was given start at 0
+    const double s = j < static_cast<int>(p.nl.start.size()) ? p.nl.start[j] : 0.0;
     x0[j] = std::min(std::max(s, xl[j]), xu[j]);
   }
 
@@ -163,6 +164,8 @@ NlpModel::NlpModel(qslp_problem_s &p) : p_(p), caller_(p) {
     for (int j : t.ext) nonlinear_col[j] = 1;
     (row == kObjectiveRow ? obj_ : rows_[row]).terms.push_back(std::move(t));
   }
+  main_m_ = m;
+  fold_transfer_rows();
   for (const auto &q : obj_.quad) nonlinear_col[q.i] = nonlinear_col[q.j] = 1;
   linear_row.assign(m, 1);
   for (int i = 0; i < m; ++i) {
@@ -302,19 +305,21 @@ bool NlpModel::eval_grad(const double *x, double *grad) {
   return true;
 }
 
-bool NlpModel::eval_g(const double *x, double *g) {
-  for (int i = 0; i < m; ++i) {
-    Row &r = rows_[i];
-    double v = 0.0;
-    for (size_t k = 0; k < r.lin_col.size(); ++k) v += r.lin_val[k] * x[r.lin_col[k]];
-    for (const auto &q : r.quad) v += q.v * x[q.i] * x[q.j];
-    for (auto &t : r.terms) {
-      double tv;
-      if (!term_value(t, x, tv)) return false;
-      v += tv;
-    }
-    g[i] = v;
+bool NlpModel::row_value(Row &r, const double *x, double &v) {
+  v = 0.0;
+  for (size_t k = 0; k < r.lin_col.size(); ++k) v += r.lin_val[k] * x[r.lin_col[k]];
+  for (const auto &q : r.quad) v += q.v * x[q.i] * x[q.j];
+  for (auto &t : r.terms) {
+    double tv;
+    if (!term_value(t, x, tv)) return false;
+    v += tv;
   }
+  return true;
+}
+
+bool NlpModel::eval_g(const double *x, double *g) {
+  for (int i = 0; i < m; ++i)
+    if (!row_value(rows_[i], x, g[i])) return false;
   return true;
 }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/codetext.h"
+#include "nonlinear/slp_follow.h"
 #include "nonlinear/slp_guard.h"
 #include "qslp.h"
 
@@ -104,6 +105,7 @@ int QSLPcreateprob(QSLPprob *prob, QNDAprob *qprob) {
     auto *p = new qslp_problem_s();
     p->main = main;
     p->owns_main = own;
+    follow_main(*p);
     *prob = p;
   });
 }
@@ -111,6 +113,7 @@ int QSLPcreateprob(QSLPprob *prob, QNDAprob *qprob) {
 int QSLPdestroyprob(QSLPprob prob) {
   if (int rc = check_slp_handle(prob, "QSLPdestroyprob")) return rc;
   return run_guarded(global_error(), "QSLPdestroyprob", [&] {
+    unfollow_main(*prob);
     if (prob->owns_main && prob->main && prob->main->valid()) QNDAdestroyprob(prob->main);
     delete prob;
   });

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -90,6 +91,8 @@ struct qslp_problem_s {
   qnda::ErrorRecord err;
   qnda::SlpControls controls;
   qnda::NlpData nl;
+  // Keeps nl's indices in step with deletions in main (slp_follow.cpp).
+  std::unique_ptr<qnda::IndexFollower> follower;
   // Reason (QNDA_STOP_*) set by QSLPinterrupt from any thread.
   std::atomic<int> interrupt{0};
   // Results of the last nonlinear solve.

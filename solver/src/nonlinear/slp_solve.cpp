@@ -126,21 +126,9 @@ void nlp_optimize(qslp_problem_s &p) {
   p.iterations = r.iterations;
 
   if (r.has_point && static_cast<int>(r.x.size()) == model.n) {
-    const Model &mm = main->model;
-    NlpSolution &sol = p.sol;
-    sol.has_solution = true;
-    sol.x = r.x;
+    model.main_solution(r, p.sol);
     std::vector<double> g(model.m, 0.0);
     model.eval_g(r.x.data(), g.data());
-    sol.slack.resize(model.m);
-    for (int i = 0; i < model.m; ++i) sol.slack[i] = mm.rhs()[i] - g[i];
-    // Duals and reduced costs as sensitivities of the user's objective.
-    sol.duals.assign(model.m, 0.0);
-    sol.djs.assign(model.n, 0.0);
-    for (int i = 0; i < model.m && i < static_cast<int>(r.lambda.size()); ++i)
-      sol.duals[i] = -model.sense * r.lambda[i];
-    for (int j = 0; j < model.n && j < static_cast<int>(r.z.size()); ++j)
-      sol.djs[j] = model.sense * r.z[j];
     p.objval = model.objective(r.x.data());
     p.max_violation = nlp_violation(model, r.x.data(), g.data());
   }
