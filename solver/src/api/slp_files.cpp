@@ -96,10 +96,12 @@ void read_nonlinear_sections(qslp_problem_s &p, const ModelData &d, const std::s
     const int col = cn == kSpecial ? kConstantCol : m.find_name(QNDA_NAMES_COLUMNS, cn.c_str());
     char *end = nullptr;
     const double factor = std::strtod(fs.c_str(), &end);
-    if (row < kObjectiveRow || (row == -1 && rn != kSpecial) || col == -1 || fs.empty() ||
-        *end || text.empty())
-      fail(QNDA_ERR_FILE, "%s: NLCOEFS line \"%s\" is not \"row column factor formula\" of "
-           "the file's rows and columns", file.c_str(), sl.second.c_str());
+    if (row < kObjectiveRow || (row == -1 && rn != kSpecial) || col == -1 || fs.empty() || *end ||
+        text.empty())
+      fail(QNDA_ERR_FILE,
+           "%s: NLCOEFS line \"%s\" is not \"row column factor formula\" of "
+           "the file's rows and columns",
+           file.c_str(), sl.second.c_str());
     NlCoef c;
     c.factor = factor;
     try {
