@@ -99,3 +99,35 @@ def test_bad_nonlinear_lines(tmp_path, line, message):
     q = make_problem("bad")
     with pytest.raises(quenda.SolverError, match=message):
         q.read(str(path))
+
+
+@pytest.mark.parametrize("alg", [SLP, IPOPT], ids=["slp", "ipopt"])
+def test_pickle_round_trip(alg):
+    import pickle
+    p = hs71()
+    p.setControl("nlpalgorithm", alg)
+    xs = p.getVariable()
+    q, ys = pickle.loads(pickle.dumps((p, xs)))
+    # the objective is the objective again, not two more objects
+    assert [v.name for v in q.getVariable()] == ["x0", "x1", "x2", "x3"]
+    assert len(q.getConstraint()) == 2
+    assert q.getControl("nlpalgorithm") == alg
+    q.setInitialValues(ys, [1, 5, 5, 1])
+    q.solve()
+    assert q.getProbStatusString() == "nlp_solution"
+    assert q.getObjVal() == pytest.approx(17.0140173, abs=1e-5)
+    assert q.getSolution(ys) == pytest.approx([1.0, 4.742999, 3.821150, 1.379408], abs=1e-3)
+    # still a nonlinear objective: replacing it takes its row and column away
+    q.setObjective(ys[0])
+    assert q.getAttrib("cols") == 4 and q.getAttrib("rows") == 2
+
+
+def test_pickle_refuses_user_functions():
+    import pickle
+    x = quenda.var(lb=-3, ub=3, name="x")
+    y = quenda.var(lb=-1, ub=3, name="y")
+    p = make_problem("user")
+    p.addVariable(x, y)
+    p.setObjective(quenda.user(named_function, x, y))
+    with pytest.raises(quenda.ModelError, match="user functions cannot be pickled"):
+        pickle.dumps(p)
