@@ -22,6 +22,7 @@
 #include "problem/alloc.h"
 #include "problem/conv.h"
 #include "problem/maps.h"
+#include "problem/objtransfer.h"
 #include "problem/object.h"
 #include "problem/solve.h"
 
@@ -332,6 +333,7 @@ files_reload_objects(problem_s *p)
      * as: ordinary objects now */
     p->nl_obj = 0;
     p->obj_col = p->obj_row = -1;
+    objtransfer_forget(p);
     rc = 0;
 done:
     qarr_free(&nc.buf);

@@ -3,6 +3,9 @@
 
 #include "problem/nlhooks.h"
 
+#include <new>
+#include <vector>
+
 #include "qnda.h"
 #include "qslp.h"
 
@@ -40,9 +43,23 @@ objt_append(problem_s *p)
     return 0;
 }
 
+/* The transfer row's coefficients as the library holds them. */
+struct objtransfer_saved {
+    std::vector<int> col, start, type;
+    std::vector<double> factor, value;
+};
+
+void
+objtransfer_forget(problem_s *p)
+{
+    delete (objtransfer_saved *)p->obj_saved;
+    p->obj_saved = NULL;
+}
+
 int
 objtransfer_add(problem_s *p, PyObject *node)
 {
+    objtransfer_forget(p);
     if (objt_append(p) != 0)
         return -1;
     p->nl_obj = 1;
@@ -52,6 +69,7 @@ objtransfer_add(problem_s *p, PyObject *node)
 int
 objtransfer_remove(problem_s *p)
 {
+    objtransfer_forget(p);
     /* the library drops the row's nonlinear coefficients with the row */
     if (p->obj_row >= 0 && QNDAdelrows(p->prob, 1, &p->obj_row) != 0)
         return objt_fail(p);
@@ -63,16 +81,15 @@ objtransfer_remove(problem_s *p)
     return 0;
 }
 
-int
-objtransfer_take_out(problem_s *p, objtransfer_saved *s)
+/* Reads the transfer row's coefficients into a new p->obj_saved.  0, or -1. */
+static int
+objt_save(problem_s *p)
 {
     int n = 0, ntok = 0, i;
     std::vector<int> rows, cols, start, type;
     std::vector<double> factor, value;
+    objtransfer_saved *s;
 
-    s->active = 0;
-    if (p->obj_row < 0 || p->obj_col < 0 || p->slpprob == NULL)
-        return 0;
     if (QSLPgetcoefs(p->slpprob, &n, NULL, NULL, NULL, NULL, 0, &ntok, NULL, NULL) != 0)
         return objt_fail(p);
     rows.resize((size_t)n + 1);
@@ -85,10 +102,11 @@ objtransfer_take_out(problem_s *p, objtransfer_saved *s)
                      ntok + 1, &ntok, type.data(), value.data()) != 0)
         return objt_fail(p);
     start[(size_t)n] = ntok;
-    s->col.clear();
-    s->factor.clear();
-    s->type.clear();
-    s->value.clear();
+    s = new (std::nothrow) objtransfer_saved;
+    if (s == NULL) {
+        PyErr_NoMemory();
+        return -1;
+    }
     s->start.assign(1, 0);
     for (i = 0; i < n; i++) {
         if (rows[(size_t)i] != p->obj_row)
@@ -101,22 +119,35 @@ objtransfer_take_out(problem_s *p, objtransfer_saved *s)
                         value.begin() + start[(size_t)i + 1]);
         s->start.push_back((int)s->type.size());
     }
-    if (objtransfer_remove(p) != 0)
-        return -1;
-    p->nl_obj = 1; /* still nonlinear: the objective comes back */
-    s->active = 1;
+    p->obj_saved = s;
     return 0;
 }
 
 int
-objtransfer_put_back(problem_s *p, objtransfer_saved *s)
+objtransfer_take_out(problem_s *p, int *active)
 {
-    int n = (int)s->col.size();
+    *active = 0;
+    if (p->obj_row < 0 || p->obj_col < 0 || p->slpprob == NULL)
+        return 0;
+    if (p->obj_saved == NULL && objt_save(p) != 0)
+        return -1;
+    if (QNDAdelrows(p->prob, 1, &p->obj_row) != 0)
+        return objt_fail(p);
+    p->obj_row = -1;
+    if (QNDAdelcols(p->prob, 1, &p->obj_col) != 0)
+        return objt_fail(p);
+    p->obj_col = -1;
+    *active = 1;
+    return 0;
+}
+
+int
+objtransfer_put_back(problem_s *p)
+{
+    objtransfer_saved *s = (objtransfer_saved *)p->obj_saved;
+    int n = s != NULL ? (int)s->col.size() : 0;
     std::vector<int> rows;
 
-    if (!s->active)
-        return 0;
-    s->active = 0;
     if (objt_append(p) != 0)
         return -1;
     rows.assign((size_t)n, p->obj_row);
@@ -132,6 +163,8 @@ objtransfer_follow(problem_s *p)
     int rows = 0, cols = 0;
     if (p->obj_row < 0)
         return 0;
+    /* deleted columns renumber the formula in the library, not here */
+    objtransfer_forget(p);
     if (QNDAgetintattrib(p->prob, OBJT_ATTR_ROWS, &rows) != 0 ||
         QNDAgetintattrib(p->prob, OBJT_ATTR_COLS, &cols) != 0)
         return objt_fail(p);

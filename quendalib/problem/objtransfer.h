@@ -8,26 +8,22 @@
 
 #include <Python.h>
 
-#include <vector>
-
 #include "problem/object.h"
-
-/* The nonlinear coefficients of a transfer row taken out. */
-typedef struct {
-    int active; /* a transfer was taken out and is to be put back */
-    std::vector<int> col, start, type;
-    std::vector<double> factor, value;
-} objtransfer_saved;
 
 /* Adds the transfer row and column for the nonlinear expression node at the
  * end of the problem.  0, or -1 with an exception set. */
 int objtransfer_add(problem_s *p, PyObject *node);
 /* Deletes the transfer row and column, if any.  0, or -1. */
 int objtransfer_remove(problem_s *p);
-/* Takes the transfer out before rows or columns are added (s->active says
+/* Takes the transfer out before rows or columns are added (*active says
  * whether there was one); objtransfer_put_back adds it again at the end.
- * 0, or -1 with an exception set. */
-int objtransfer_take_out(problem_s *p, objtransfer_saved *s);
-int objtransfer_put_back(problem_s *p, objtransfer_saved *s);
-/* After rows or columns were deleted: the transfer is still last. */
+ * The transfer row's coefficients are kept on the problem meanwhile, and
+ * between calls, so that adding row after row does not read them back each
+ * time.  0, or -1 with an exception set. */
+int objtransfer_take_out(problem_s *p, int *active);
+int objtransfer_put_back(problem_s *p);
+/* After rows or columns were deleted: the transfer is still last, its
+ * formula may name other columns now. */
 int objtransfer_follow(problem_s *p);
+/* Frees what the problem keeps of the transfer (at its end). */
+void objtransfer_forget(problem_s *p);

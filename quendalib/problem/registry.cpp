@@ -16,14 +16,13 @@ reg_guarded(PyObject *self, PyObject *args, PyObject *kwargs, const reg_kind *ki
 {
     problem_s *p = (problem_s *)self;
     PyObject *res = NULL;
-    objtransfer_saved saved;
+    int moved = 0;
     /* new rows and columns go before a nonlinear objective's transfer */
     const int moves = del < 0 && kind != &reg_kind_sets;
 
-    saved.active = 0;
     if (problem_registry_enter(p) != 0)
         return NULL;
-    if (moves && objtransfer_take_out(p, &saved) != 0)
+    if (moves && objtransfer_take_out(p, &moved) != 0)
         goto done;
     res = del >= 0       ? problem_delete_impl(self, args, kwargs, del)
           : kind != NULL ? reg_batch_add(self, args, kind)
@@ -31,11 +30,11 @@ reg_guarded(PyObject *self, PyObject *args, PyObject *kwargs, const reg_kind *ki
     if (res != NULL && del >= 0 && objtransfer_follow(p) != 0)
         Py_CLEAR(res);
 done:
-    if (saved.active) {
+    if (moved) {
         /* put back even after a failed add, keeping the add's exception */
         PyObject *et, *ev, *tb;
         PyErr_Fetch(&et, &ev, &tb);
-        if (objtransfer_put_back(p, &saved) != 0) {
+        if (objtransfer_put_back(p) != 0) {
             Py_CLEAR(res);
             Py_XDECREF(et);
             Py_XDECREF(ev);

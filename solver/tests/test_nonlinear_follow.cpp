@@ -128,9 +128,9 @@ TEST_F(Follow, FilesKeepCoefficientsAndRefuseTheLpFormat) {
   EXPECT_EQ(n, 2);
   double factor = 0;
   char formula_text[128] = {0};
-  ASSERT_EQ(QSLPgetccoef(back, -1, constant_col(), &factor, formula_text, sizeof formula_text,
-                         nullptr),
-            0);
+  ASSERT_EQ(
+      QSLPgetccoef(back, -1, constant_col(), &factor, formula_text, sizeof formula_text, nullptr),
+      0);
   EXPECT_EQ(factor, 2.0);
   EXPECT_STREQ(formula_text, "exp(x) - y");
   EXPECT_EQ(QSLPdestroyprob(back), 0);

@@ -50,21 +50,37 @@ class CoefFollower : public IndexFollower {
     }
   }
 
+  // Coefficients are keyed by (row, column): only those at or after the
+  // first deleted row, or on a column after the first deleted column, get
+  // new keys, so deleting the last rows or columns costs little.
   void deleted(bool rows, const std::vector<int> &idx) override {
-    std::map<std::pair<int, int>, NlCoef> next;
-    for (auto &c : p_.nl.coefs) {
-      int row = c.first.first, col = c.first.second;
-      if (rows) {
-        if (row >= 0 && among(idx, row)) continue;
-        if (row >= 0) row = moved(idx, row);
-      } else {
-        if (col >= 0) col = moved(idx, col);
-        for (Token &t : c.second.formula)
-          if (t.type == QSLP_TOK_COL) t.value = moved(idx, static_cast<int>(t.value));
+    auto &coefs = p_.nl.coefs;
+    std::vector<std::pair<std::pair<int, int>, NlCoef>> moved_coefs;
+    if (rows) {
+      auto it = coefs.lower_bound({idx.front(), kConstantCol - 1});
+      while (it != coefs.end()) {
+        const int row = it->first.first;
+        if (!among(idx, row))
+          moved_coefs.emplace_back(std::make_pair(moved(idx, row), it->first.second),
+                                   std::move(it->second));
+        it = coefs.erase(it);
       }
-      next.emplace(std::make_pair(row, col), std::move(c.second));
+    } else {
+      for (auto it = coefs.begin(); it != coefs.end();) {
+        for (Token &t : it->second.formula)
+          if (t.type == QSLP_TOK_COL && t.value > idx.front())
+            t.value = moved(idx, static_cast<int>(t.value));
+        const int col = it->first.second;
+        if (col > idx.front()) {
+          moved_coefs.emplace_back(std::make_pair(it->first.first, moved(idx, col)),
+                                   std::move(it->second));
+          it = coefs.erase(it);
+        } else {
+          ++it;
+        }
+      }
     }
-    p_.nl.coefs.swap(next);
+    for (auto &c : moved_coefs) coefs.emplace(c.first, std::move(c.second));
     if (!rows && !p_.nl.start.empty()) {
       std::vector<double> start;
       for (int j = 0; j < static_cast<int>(p_.nl.start.size()); ++j)
