@@ -133,3 +133,21 @@ def test_a_column_of_the_objective_cannot_be_deleted():
     assert p.getIndexFromName(2, "objtransfercol") == 1
     p.solve()
     assert p.getObjVal() == pytest.approx(math.exp(-1), abs=1e-6)
+
+
+def test_a_failed_add_and_a_copy_keep_the_transfer_last():
+    p, xs = hs71(IPOPT)
+    z = quenda.var(lb=0, ub=1, name="z")
+    p.addVariable(z)
+    with pytest.raises(quenda.ModelError, match="Invalid constraint"):
+        p.addConstraint(z <= 1, "not a constraint")
+    # the constraint before the bad item went in, before the transfer row
+    assert p.getAttrib("rows") == 4 and p.getIndexFromName(1, "objtransferrow") == 3
+    c = p.copy()
+    w = quenda.var(lb=0, ub=1, name="w")
+    c.addVariable(w)
+    assert c.getIndexFromName(2, "objtransfercol") == 6 and c.getIndex(w) == 5
+    for q in (p, c):
+        q.setInitialValues(xs, [1, 5, 5, 1])
+        q.solve()
+        assert q.getObjVal() == pytest.approx(17.0140173, abs=1e-5)
