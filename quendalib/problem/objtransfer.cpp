@@ -60,10 +60,22 @@ int
 objtransfer_add(problem_s *p, PyObject *node)
 {
     objtransfer_forget(p);
+    PyObject *et, *ev, *tb;
     if (objt_append(p) != 0)
         return -1;
     p->nl_obj = 1;
-    return problem_nl_add(p, p->obj_row, node);
+    if (problem_nl_add(p, p->obj_row, node) == 0)
+        return 0;
+    /* a transfer without its formula would leave the objective free */
+    PyErr_Fetch(&et, &ev, &tb);
+    if (objtransfer_remove(p) != 0) {
+        Py_XDECREF(et);
+        Py_XDECREF(ev);
+        Py_XDECREF(tb);
+        return -1;
+    }
+    PyErr_Restore(et, ev, tb);
+    return -1;
 }
 
 int

@@ -151,3 +151,17 @@ def test_a_failed_add_and_a_copy_keep_the_transfer_last():
         q.setInitialValues(xs, [1, 5, 5, 1])
         q.solve()
         assert q.getObjVal() == pytest.approx(17.0140173, abs=1e-5)
+
+
+def test_a_refused_objective_leaves_no_transfer():
+    x = quenda.var(lb=-1, ub=1, name="x")
+    y = quenda.var(name="y")
+    p = make_problem("refused", IPOPT)
+    p.addVariable(x)
+    with pytest.raises(quenda.ModelError, match="has not been added to problem yet"):
+        p.setObjective(quenda.exp(y) * x)
+    assert p.getAttrib("cols") == 1 and p.getAttrib("rows") == 0
+    assert p.getAttrib("nlpcoefficients") == 0
+    p.setObjective(quenda.exp(x))
+    p.solve()
+    assert p.getObjVal() == pytest.approx(math.exp(-1), abs=1e-6)
