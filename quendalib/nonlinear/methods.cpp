@@ -1,6 +1,7 @@
 /* Problem methods of the nonlinear layer: starting points and a view of
  * the formula tokens that an expression becomes. */
 #include "nonlinear/convert.h"
+#include "nonlinear/slpwrap.h"
 
 #include "module/session.h"
 #include "problem/problem.h"
@@ -98,5 +99,8 @@ static PyMethodDef nonlinear_methods[] =
 int
 nonlinear_methods_init(void)
 {
-    return problem_add_methods(nonlinear_methods);
+    if (problem_add_methods(nonlinear_methods) != 0 || problem_add_methods(slp_coef_methods) != 0 ||
+        problem_add_methods(slp_var_methods) != 0)
+        return -1;
+    return problem_add_methods(slp_check_methods);
 }

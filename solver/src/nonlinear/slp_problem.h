@@ -10,6 +10,7 @@
 
 #include "core/error.h"
 #include "model/problem.h"
+#include "nonlinear/nlextras.h"
 #include "nonlinear/nlp_data.h"
 #include "qslp.h"
 
@@ -90,6 +91,7 @@ struct qslp_problem_s {
   qnda::ErrorRecord err;
   qnda::SlpControls controls;
   qnda::NlpData nl;
+  qnda::SlpExtras extras;  // per-column and per-row SLP settings (nlvars.cpp)
   // Reason (QNDA_STOP_*) set by QSLPinterrupt from any thread.
   std::atomic<int> interrupt{0};
   // Results of the last nonlinear solve.
