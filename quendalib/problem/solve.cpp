@@ -38,12 +38,7 @@
 int
 problem_is_nonlinear(problem_s *p)
 {
-    int ncoefs = 0;
-    if (p->n_nlcons >= 1 || p->nl_obj != 0)
-        return 1;
-    /* Coefficients given through the low-level nonlinear methods count too. */
-    return p->slpprob != NULL && QSLPgetintattrib(p->slpprob, QSLP_COEFFICIENTS, &ncoefs) == 0 &&
-           ncoefs > 0;
+    return p->n_nlcons >= 1 || p->nl_obj != 0;
 }
 
 int

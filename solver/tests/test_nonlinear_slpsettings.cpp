@@ -35,9 +35,9 @@ TEST_F(SlpSettings, SoftRowTradesViolationAgainstItsWeight) {
     int status;
     double weight, x;
   };
-  for (const Case &c : {Case{QSLP_ROW_HARD, 1.0, 1.0}, Case{QSLP_ROW_SOFT, 1.0, 0.5},
-                        Case{QSLP_ROW_SOFT, 1.2, 0.6}, Case{QSLP_ROW_SOFT, 5.0, 1.0},
-                        Case{QSLP_ROW_INACTIVE, 1.0, 0.0}}) {
+  for (const Case &c :
+       {Case{QSLP_ROW_HARD, 1.0, 1.0}, Case{QSLP_ROW_SOFT, 1.0, 0.5}, Case{QSLP_ROW_SOFT, 1.2, 0.6},
+        Case{QSLP_ROW_SOFT, 5.0, 1.0}, Case{QSLP_ROW_INACTIVE, 1.0, 0.0}}) {
     ASSERT_EQ(QSLPchgrowstatus(s, r, c.status), 0);
     ASSERT_EQ(QSLPchgrowwt(s, r, &c.weight), 0);
     EXPECT_EQ(solve(QSLP_ALG_AUTO), QSLP_NLPSTATUS_LOCALLY_OPTIMAL) << c.status << " " << c.weight;

@@ -30,8 +30,8 @@ struct SlpConstructed {
     NlpModel &m = *model;
     x.resize(m.n);
     for (int j = 0; j < m.n; ++j)
-      x[j] = std::min(std::max(j < static_cast<int>(point.size()) ? point[j] : 0.0, m.xl[j]),
-                      m.xu[j]);
+      x[j] =
+          std::min(std::max(j < static_cast<int>(point.size()) ? point[j] : 0.0, m.xl[j]), m.xu[j]);
     g.assign(m.m, 0.0);
     jac.assign(m.jrow.size(), 0.0);
     grad.assign(m.n, 0.0);
@@ -83,8 +83,7 @@ std::string detrow_fault(const qslp_problem_s &p, const SlpConstructed &s, int c
   if (row >= mm.nrows()) return "its determining row " + std::to_string(row) + " is gone";
   if (mm.rowtype()[row] != 'E')
     return "its determining row " + rowname(p, row) + " is not an equality";
-  if (s.jpos(row, col) < 0)
-    return "its determining row " + rowname(p, row) + " does not hold it";
+  if (s.jpos(row, col) < 0) return "its determining row " + rowname(p, row) + " does not hold it";
   return "";
 }
 
@@ -433,9 +432,9 @@ int QSLPcascade(QSLPprob prob) {
       if (j >= s.model->n || detrow_fault(p, s, j, v.detrow) != "")
         fail(QNDA_ERR_STATE, "the cascade order is stale: call QSLPcascadeorder again");
       if (!cascade_one(s, j, v.detrow, v.nlimit, 1e-10)) {
-        message(p, MSG_WARNING,
-                "cascading: row " + rowname(p, v.detrow) + " did not settle column " +
-                    colname(p, j));
+        message(
+            p, MSG_WARNING,
+            "cascading: row " + rowname(p, v.detrow) + " did not settle column " + colname(p, j));
         failed += (failed.empty() ? "" : ", ") + colname(p, j);
       }
     }

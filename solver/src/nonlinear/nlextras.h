@@ -18,9 +18,9 @@
 namespace qnda {
 
 struct SlpVarInfo {
-  int detrow = -1;   // determining row
-  int seqnum = 0;    // cascade position asked for; 0: automatic
-  int tolset = 0;    // from 1; 0: none
+  int detrow = -1;  // determining row
+  int seqnum = 0;   // cascade position asked for; 0: automatic
+  int tolset = 0;   // from 1; 0: none
   int deltatype = QSLP_DELTA_ADAPTIVE;
   double stepbound = 0.0;  // first (adaptive) or fixed step bound; 0: automatic
   int nlimit = 20;         // Newton steps of the cascade
@@ -42,8 +42,8 @@ struct EvalStats {
   EvalStats() = default;
   EvalStats(const EvalStats &o) { *this = o; }
   EvalStats &operator=(const EvalStats &o) {
-    f = o.f.load(), grad = o.grad.load(), g = o.g.load(), jac = o.jac.load(),
-    hess = o.hess.load(), user = o.user.load();
+    f = o.f.load(), grad = o.grad.load(), g = o.g.load(), jac = o.jac.load(), hess = o.hess.load(),
+    user = o.user.load();
     return *this;
   }
   void reset() { *this = EvalStats(); }
@@ -52,9 +52,9 @@ struct EvalStats {
 struct SlpConstructed;  // nlcheck.cpp
 
 struct SlpExtras {
-  std::map<int, SlpVarInfo> vars;  // by column; absent: defaults
-  std::map<int, SlpRowInfo> rows;  // by row; absent: defaults
-  std::vector<TolSet> tolsets;     // set k + 1
+  std::map<int, SlpVarInfo> vars;             // by column; absent: defaults
+  std::map<int, SlpRowInfo> rows;             // by row; absent: defaults
+  std::vector<TolSet> tolsets;                // set k + 1
   std::map<std::pair<int, int>, double> dfs;  // (row, column) -> factor
   std::vector<int> cascade;                   // determined columns in order
   bool cascade_ordered = false;

@@ -66,8 +66,7 @@ extern "C" {
 
 int QSLPfixpenalties(QSLPprob prob, double *penalty) {
   return slp_guard(prob, "QSLPfixpenalties", [&] {
-    if (prob->extras.last_penalty <= 0)
-      fail(QNDA_ERR_STATE, "no SLP solve has set a penalty yet");
+    if (prob->extras.last_penalty <= 0) fail(QNDA_ERR_STATE, "no SLP solve has set a penalty yet");
     prob->extras.fixed_penalty = true;
     prob->extras.penalty = prob->extras.last_penalty;
     if (penalty) *penalty = prob->extras.penalty;

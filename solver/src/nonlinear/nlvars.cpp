@@ -79,7 +79,8 @@ void check_tolset_ref(const qslp_problem_s &p, int t) {
 
 void check_value(double v, const char *what, bool nonneg) {
   if (!std::isfinite(v) || (nonneg && v < 0))
-    fail(QNDA_ERR_ARGUMENT, "%s %g is not a finite%s number", what, v, nonneg ? " nonnegative" : "");
+    fail(QNDA_ERR_ARGUMENT, "%s %g is not a finite%s number", what, v,
+         nonneg ? " nonnegative" : "");
 }
 
 void set_start(qslp_problem_s &p, int col, double v) {
