@@ -148,6 +148,14 @@ def test_chgdeltatype_keeps_its_plural_message_and_bad_inputs(cap):
         p.addtolsets([1e-3])
     with pytest.raises(quenda.InterfaceError, match="Must provide argument x"):
         p.evaluatecoef(row, CONST, None)
+    with pytest.raises(quenda.ModelError, match="spans tokens 0 to 5, outside the 1 given"):
+        p.addcoefs([row], [CONST], None, [0, 5], 1, [1], [2.0])
+    with pytest.raises(quenda.SolverError, match="column"):
+        p.evaluateformula([10], [5.0], [1.0, 2.0])
+    with pytest.raises(quenda.SolverError, match="information type 9"):
+        p.getrowinfo(row, 9)
+    with pytest.raises(quenda.SolverError, match="row index"):
+        p.chgrowstatus(7, 1)
 
 
 def test_variables_settings_load_add_delete(cap):
