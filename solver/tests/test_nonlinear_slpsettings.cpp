@@ -141,6 +141,33 @@ TEST_F(SlpSettings, CascadeFollowsDependencies) {
   EXPECT_NE(error().find("does not hold"), std::string::npos) << error();
 }
 
+// After one SLP step (accepted or not) a curved row is violated unless its
+// determined column follows it.
+TEST_F(SlpSettings, SlpStepsCascade) {
+  cols({"x", "y"}, -100, 100);
+  const int r = row('E', 0.0, {{1, 1.0}});
+  formula(r, "x^2", -1.0);  // y = x^2
+  formula(-1, "(y - 4)^2 + (x - 3)^2");
+  ASSERT_EQ(QSLPsetintcontrol(s, QSLP_ITERLIMIT, 1), 0);
+  double viol[2];
+  for (int det : {0, 1}) {
+    if (det) {
+      const int c = 1;
+      ASSERT_EQ(QSLPaddvars(s, 1, &c, &r, nullptr, nullptr, nullptr, nullptr), 0);
+    }
+    start({2.0, 0.0});
+    solve(QSLP_ALG_SLP);
+    const std::vector<double> v = x();
+    viol[det] = std::fabs(v[1] - v[0] * v[0]);
+  }
+  EXPECT_GT(viol[0], 1e-3);
+  EXPECT_LT(viol[1], 1e-9);
+  ASSERT_EQ(QSLPsetintcontrol(s, QSLP_ITERLIMIT, 1000), 0);
+  EXPECT_EQ(solve(QSLP_ALG_SLP), QSLP_NLPSTATUS_LOCALLY_OPTIMAL);
+  const std::vector<double> v = x();
+  EXPECT_NEAR(v[1], v[0] * v[0], 1e-9);
+}
+
 TEST_F(SlpSettings, CascadeNewtonLimit) {
   cols({"x", "w"}, -100, 100);
   const int r = row('E', 0.0, {{0, -1.0}, {1, 1.0}});

@@ -320,6 +320,12 @@ def test_cascading_reproduces_determined_values():
     assert p.getcolinfo(z, COLINFO_DETROW) == 1
     with pytest.raises(quenda.SolverError, match="below 1"):
         p.chgcascadenlimit(y, 0)
+    # the SLP steps cascade too: after one step the determined columns hold
+    p.setControl("nlpiterlimit", 1)
+    p.setInitialValues([x, y, z], [3, 0, 0])
+    p.solve()
+    xv, yv, zv = p.getSolution([x, y, z])
+    assert (yv, zv) == pytest.approx((xv ** 2 + math.sin(xv) + 1, 2 * yv), abs=1e-9)
     p.chgvar(x, determiningrow=rz)  # x is not in z's row
     with pytest.raises(quenda.SolverError, match="does not hold"):
         p.cascadeorder()

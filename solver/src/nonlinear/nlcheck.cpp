@@ -15,6 +15,15 @@
 
 namespace qnda {
 
+// Position of (row, col) in m's Jacobian (ordered by rows), -1 when the row
+// has no such entry.
+static int jac_pos(const NlpProblem &m, int row, int col) {
+  auto lo = std::lower_bound(m.jrow.begin(), m.jrow.end(), row);
+  for (auto k = lo - m.jrow.begin(); k < static_cast<long>(m.jrow.size()) && m.jrow[k] == row; ++k)
+    if (m.jcol[k] == col) return static_cast<int>(k);
+  return -1;
+}
+
 // The model and its values, derivatives at one point.
 struct SlpConstructed {
   std::unique_ptr<NlpModel> model;
@@ -37,15 +46,6 @@ struct SlpConstructed {
     grad.assign(m.n, 0.0);
     defined = m.eval_f(x.data(), f) && m.eval_g(x.data(), g.data()) &&
               m.eval_jac(x.data(), jac.data()) && m.eval_grad(x.data(), grad.data());
-  }
-  // Position of (row, col) in the Jacobian, -1 when the row has no such entry.
-  int jpos(int row, int col) const {
-    const NlpModel &m = *model;
-    auto lo = std::lower_bound(m.jrow.begin(), m.jrow.end(), row);
-    for (auto k = lo - m.jrow.begin(); k < static_cast<long>(m.jrow.size()) && m.jrow[k] == row;
-         ++k)
-      if (m.jcol[k] == col) return static_cast<int>(k);
-    return -1;
   }
   double violation(int i) const {
     return std::max({0.0, model->gl[i] - g[i], g[i] - model->gu[i]});
@@ -78,37 +78,69 @@ std::string rowname(const qslp_problem_s &p, int i) {
 }
 
 // Why col cannot be determined by row, or "" when it can.
-std::string detrow_fault(const qslp_problem_s &p, const SlpConstructed &s, int col, int row) {
+std::string detrow_fault(const qslp_problem_s &p, const NlpProblem &m, int col, int row) {
   const Model &mm = slp_main_model(p);
   if (row >= mm.nrows()) return "its determining row " + std::to_string(row) + " is gone";
   if (mm.rowtype()[row] != 'E')
     return "its determining row " + rowname(p, row) + " is not an equality";
-  if (s.jpos(row, col) < 0) return "its determining row " + rowname(p, row) + " does not hold it";
+  if (jac_pos(m, row, col) < 0)
+    return "its determining row " + rowname(p, row) + " does not hold it";
   return "";
 }
 
-// Orders the determined columns; throws on a bad determining row or a cycle.
-std::vector<int> cascade_order(qslp_problem_s &p, const SlpConstructed &s) {
+// Newton steps on row's function for x[col]; true when the row holds.
+bool cascade_one(NlpProblem &m, std::vector<double> &x, int col, int row, int limit, double tol) {
+  const int k = jac_pos(m, row, col);
+  const double target = m.gl[row];
+  std::vector<double> g(m.m), jac(m.jrow.size());
+  for (int it = 0; it <= limit; ++it) {
+    if (!m.eval_g(x.data(), g.data()) || !std::isfinite(g[row])) return false;
+    const double r = g[row] - target;
+    if (std::fabs(r) <= tol * (1.0 + std::fabs(target))) return true;
+    if (it == limit || !m.eval_jac(x.data(), jac.data())) return false;
+    const double d = jac[k];
+    if (!std::isfinite(d) || d == 0.0) return false;
+    x[col] = std::min(std::max(x[col] - r / d, m.xl[col]), m.xu[col]);
+  }
+  return false;
+}
+
+void put_info(void *info, int infotype, bool is_int, double v) {
+  check_array(info, "info");
+  if (is_int)
+    *static_cast<int *>(info) = static_cast<int>(v);
+  else
+    *static_cast<double *>(info) = v;
+  (void)infotype;
+}
+
+const NlpSolution &solution(const qslp_problem_s &p) {
+  if (!p.sol.has_solution) fail(QNDA_ERR_STATE, "no nonlinear solution is available");
+  return p.sol;
+}
+
+}  // namespace
+
+std::vector<int> slp_cascade_order(const qslp_problem_s &p, const NlpProblem &m) {
   std::vector<int> det;
   for (const auto &v : p.extras.vars)
-    if (v.second.detrow >= 0 && v.first < s.model->n) det.push_back(v.first);
-  std::vector<char> is_det(s.model->n, 0);
+    if (v.second.detrow >= 0 && v.first < m.n) det.push_back(v.first);
+  std::vector<char> is_det(m.n, 0);
   for (int j : det) {
-    const std::string why = detrow_fault(p, s, j, p.extras.vars[j].detrow);
+    const std::string why = detrow_fault(p, m, j, p.extras.vars.at(j).detrow);
     if (!why.empty()) fail(QNDA_ERR_ARGUMENT, "column %s: %s", colname(p, j).c_str(), why.c_str());
     is_det[j] = 1;
   }
   // needs[j]: the determined columns that j's row uses.
   std::map<int, std::vector<int>> needs;
-  const NlpModel &m = *s.model;
   for (int j : det) {
-    const int row = p.extras.vars[j].detrow;
+    const int row = p.extras.vars.at(j).detrow;
     for (size_t k = 0; k < m.jrow.size(); ++k)
       if (m.jrow[k] == row && m.jcol[k] != j && is_det[m.jcol[k]]) needs[j].push_back(m.jcol[k]);
   }
   // Ready columns go by sequence number (given ones first), then index.
   auto key = [&](int j) {
-    const int sq = p.extras.vars[j].seqnum;
+    const int sq = p.extras.vars.at(j).seqnum;
     return std::make_pair(sq > 0 ? sq : std::numeric_limits<int>::max(), j);
   };
   std::vector<int> order;
@@ -134,38 +166,19 @@ std::vector<int> cascade_order(qslp_problem_s &p, const SlpConstructed &s) {
   return order;
 }
 
-// Newton steps on row's function for x[col]; true when the row holds.
-bool cascade_one(SlpConstructed &s, int col, int row, int limit, double tol) {
-  NlpModel &m = *s.model;
-  const int k = s.jpos(row, col);
-  const double target = m.gl[row];
-  for (int it = 0; it <= limit; ++it) {
-    if (!m.eval_g(s.x.data(), s.g.data()) || !std::isfinite(s.g[row])) return false;
-    const double r = s.g[row] - target;
-    if (std::fabs(r) <= tol * (1.0 + std::fabs(target))) return true;
-    if (it == limit || !m.eval_jac(s.x.data(), s.jac.data())) return false;
-    const double d = s.jac[k];
-    if (!std::isfinite(d) || d == 0.0) return false;
-    s.x[col] = std::min(std::max(s.x[col] - r / d, m.xl[col]), m.xu[col]);
+std::string slp_cascade_point(const qslp_problem_s &p, NlpProblem &m, const std::vector<int> &order,
+                              std::vector<double> &x) {
+  std::string failed;
+  for (int j : order) {
+    const SlpVarInfo &v = p.extras.vars.at(j);
+    if (j >= m.n || detrow_fault(p, m, j, v.detrow) != "")
+      fail(QNDA_ERR_STATE, "the cascade order is stale: call QSLPcascadeorder again");
+    if (!cascade_one(m, x, j, v.detrow, v.nlimit, 1e-10))
+      failed += (failed.empty() ? "" : ", ") + colname(p, j);
   }
-  return false;
+  return failed;
 }
 
-void put_info(void *info, int infotype, bool is_int, double v) {
-  check_array(info, "info");
-  if (is_int)
-    *static_cast<int *>(info) = static_cast<int>(v);
-  else
-    *static_cast<double *>(info) = v;
-  (void)infotype;
-}
-
-const NlpSolution &solution(const qslp_problem_s &p) {
-  if (!p.sol.has_solution) fail(QNDA_ERR_STATE, "no nonlinear solution is available");
-  return p.sol;
-}
-
-}  // namespace
 }  // namespace qnda
 
 using namespace qnda;
@@ -295,7 +308,7 @@ int QSLPvalidate(QSLPprob prob, int *nfaults) {
       if (cv.second.tolset > static_cast<int>(p.extras.tolsets.size()))
         fault("column " + colname(p, j) + " refers to a missing tolerance set");
       if (cv.second.detrow >= 0) {
-        const std::string why = detrow_fault(p, s, j, cv.second.detrow);
+        const std::string why = detrow_fault(p, *s.model, j, cv.second.detrow);
         if (!why.empty()) fault("column " + colname(p, j) + ": " + why);
       }
     }
@@ -307,7 +320,7 @@ int QSLPvalidate(QSLPprob prob, int *nfaults) {
         fault("a derivative factor of a row or column the problem no longer has");
     if (count == 0) {
       try {
-        cascade_order(p, s);
+        slp_cascade_order(p, *s.model);
       } catch (const Error &e) {
         fault(e.what());
       }
@@ -413,7 +426,7 @@ int QSLPvalidatekkt(QSLPprob prob, const double *x, const double *duals, double 
 int QSLPcascadeorder(QSLPprob prob) {
   return slp_guard(prob, "QSLPcascadeorder", [&] {
     SlpConstructed s(*prob);
-    prob->extras.cascade = cascade_order(*prob, s);
+    prob->extras.cascade = slp_cascade_order(*prob, *s.model);
     prob->extras.cascade_ordered = true;
   });
 }
@@ -423,21 +436,11 @@ int QSLPcascade(QSLPprob prob) {
     qslp_problem_s &p = *prob;
     SlpConstructed s(p);
     if (!p.extras.cascade_ordered) {
-      p.extras.cascade = cascade_order(p, s);
+      p.extras.cascade = slp_cascade_order(p, *s.model);
       p.extras.cascade_ordered = true;
     }
-    std::string failed;
-    for (int j : p.extras.cascade) {
-      const SlpVarInfo &v = p.extras.vars[j];
-      if (j >= s.model->n || detrow_fault(p, s, j, v.detrow) != "")
-        fail(QNDA_ERR_STATE, "the cascade order is stale: call QSLPcascadeorder again");
-      if (!cascade_one(s, j, v.detrow, v.nlimit, 1e-10)) {
-        message(
-            p, MSG_WARNING,
-            "cascading: row " + rowname(p, v.detrow) + " did not settle column " + colname(p, j));
-        failed += (failed.empty() ? "" : ", ") + colname(p, j);
-      }
-    }
+    const std::string failed = slp_cascade_point(p, *s.model, p.extras.cascade, s.x);
+    if (!failed.empty()) message(p, MSG_WARNING, "cascading did not settle " + failed);
     p.nl.start = s.x;
     if (p.extras.built) p.extras.built->at(s.x);
     if (!failed.empty())

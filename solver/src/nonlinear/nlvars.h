@@ -3,6 +3,7 @@
 // share.
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "nonlinear/slp.h"
@@ -21,5 +22,14 @@ const Model &slp_main_model(const qslp_problem_s &p);
 // The start point: the starting values given, 0 elsewhere (not yet moved
 // into the bounds).
 std::vector<double> slp_start_point(const qslp_problem_s &p);
+
+// The determined columns in cascade order: each after the determined columns
+// its row uses, sequence numbers first.  Throws on a determining row that is
+// not an equality holding its column, and on a cycle.
+std::vector<int> slp_cascade_order(const qslp_problem_s &p, const NlpProblem &m);
+// Recomputes the columns of order at x, each from its row by Newton steps;
+// the names of those that did not settle ("" when all did).
+std::string slp_cascade_point(const qslp_problem_s &p, NlpProblem &m, const std::vector<int> &order,
+                              std::vector<double> &x);
 
 }  // namespace qnda

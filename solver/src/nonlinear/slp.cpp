@@ -267,6 +267,7 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
 
   Point cur;
   cur.x = p.x0;
+  if (o.cascade) o.cascade(cur.x);
   if (!cur.eval(p)) {
     r.status = NlpStatus::Error;
     r.message = "the problem's functions are not defined at the starting point";
@@ -433,6 +434,15 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
     if (accepted) {
       std::swap(cur, trial);
       viol = tviol;
+      if (o.cascade) {
+        // Determined columns follow their rows; the point is evaluated again.
+        Point moved = cur;
+        o.cascade(moved.x);
+        if (moved.eval(p)) {
+          cur = std::move(moved);
+          viol = violation(p, o, cur.g.data(), s.feas_tol, o.rtol_row);
+        }
+      }
       if (lr.has_dual) {
         // The LP's duals are sensitivities of its objective; the Lagrangian
         // f + lambda'g takes them negated.

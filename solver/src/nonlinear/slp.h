@@ -50,6 +50,9 @@ struct SlpOptions {
   std::vector<double> row_weight;
   // Per Jacobian entry (empty: 1): the factor of the step problems.
   std::vector<double> jac_factor;
+  // Recomputes the determined columns of a point from their rows
+  // (cascading), at the start and after each accepted step.  Empty: none.
+  std::function<void(std::vector<double> &)> cascade;
   bool fixed_penalty = false;     // start at penalty0 and never raise it
   double *penalty_out = nullptr;  // the penalty at the end
 };

@@ -84,6 +84,13 @@ void nlp_optimize(qslp_problem_s &p) {
   o.step_bounds = integer(p, QSLP_STEPBOUNDS);
   o.curvature = integer(p, QSLP_SLPCURVATURE) != 0;
   slp_extras_options(p, model, o);
+  // Determined columns follow their rows: at the start of either algorithm,
+  // and after each accepted SLP step.
+  const std::vector<int> cascade = slp_cascade_order(p, model);
+  if (!cascade.empty()) {
+    slp_cascade_point(p, model, cascade, model.x0);
+    o.cascade = [&](std::vector<double> &x) { slp_cascade_point(p, model, cascade, x); };
+  }
   o.penalty_out = &p.extras.last_penalty;
   // For QSLPgetdtime and QSLPprintevalinfo.
   p.extras.stats.reset();
