@@ -160,10 +160,10 @@ static const slp_method slp_check_tab[] = {
      "setcurrentiv() -> None: QSLPsetcurrentiv: the last solution becomes the start point"},
     {"getslpsol",
      "|OOOO",
-     {"x", "slack", "duals", "dj"},
+     {"x", "slack", "dual", "dj"},
      NULL,
      slp_getslpsol,
-     "getslpsol(x=None, slack=None, duals=None, dj=None): QSLPgetslpsol: the last solution into "
+     "getslpsol(x=None, slack=None, dual=None, dj=None): QSLPgetslpsol: the last solution into "
      "the lists given, or as a tuple of four lists when none is"},
     {"filesol",
      "s",
