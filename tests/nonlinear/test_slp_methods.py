@@ -296,7 +296,9 @@ def test_construct_and_row_information(cap):
     assert p.getrowinfo(row, ROWINFO_VALUE) == 8.0  # still at the constructed point
     p.updatelinearization()
     assert p.getrowinfo(row, ROWINFO_VALUE) == 27.0
-    assert p.getcolinfo(x, COLINFO_NONLINEAR) == 1
+    assert p.getrowinfo(row, 2) == 23.0  # violation of 27 <= 4
+    assert (p.getrowinfo(row, 5), p.getcolinfo(x, 4), p.getcolinfo(y, 4)) == (1, 0, 0)
+    assert p.getcolinfo(x, COLINFO_NONLINEAR) == 1 and p.getcolinfo(y, COLINFO_NONLINEAR) == 0
     p.unconstruct()
     with pytest.raises(quenda.SolverError, match="not constructed"):
         p.unconstruct()
@@ -345,6 +347,7 @@ def test_solution_housekeeping(cap, tmp_path):
     p.getslpsol(x=mine)
     assert mine == xs and len(slack) == len(duals) == 1 and len(dj) == 2
     assert p.getrowinfo(row, ROWINFO_DUAL) == duals[0]
+    assert p.getcolinfo(x, 5) == dj[0]
     p.setcurrentiv()
     assert p.getcolinfo(y, COLINFO_VALUE) == pytest.approx(3.0, abs=1e-5)
     out = tmp_path / "sol.csv"
