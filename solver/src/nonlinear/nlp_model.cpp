@@ -47,6 +47,7 @@ NameScope scope_of(const qslp_problem_s &p) {
 double ProblemUserCaller::call_once(const UserFunc &f, int index, const double *in, int n,
                                     const int *flags, double *partials) const {
   qslp_funcctx_s ctx{&p_, index, n};
+  ++p_.extras.stats.user;
   if (f.call == QSLP_UFCALL_DERIVATIVES)
     return reinterpret_cast<QSLPuserfuncderiv>(f.address)(in, flags, partials, &ctx);
   return reinterpret_cast<QSLPuserfunc>(f.address)(in, &ctx);
@@ -282,6 +283,7 @@ double NlpModel::objective(const double *x) {
 }
 
 bool NlpModel::eval_f(const double *x, double &f) {
+  ++p_.extras.stats.f;
   double v = obj_const_;
   for (int j = 0; j < n; ++j) v += obj_lin_[j] * x[j];
   for (const auto &q : obj_.quad) v += q.v * x[q.i] * x[q.j];
@@ -295,6 +297,7 @@ bool NlpModel::eval_f(const double *x, double &f) {
 }
 
 bool NlpModel::eval_grad(const double *x, double *grad) {
+  ++p_.extras.stats.grad;
   for (int j = 0; j < n; ++j) grad[j] = sense * obj_lin_[j];
   for (const auto &q : obj_.quad) {
     grad[q.i] += sense * q.v * x[q.j];
@@ -318,12 +321,14 @@ bool NlpModel::row_value(Row &r, const double *x, double &v) {
 }
 
 bool NlpModel::eval_g(const double *x, double *g) {
+  ++p_.extras.stats.g;
   for (int i = 0; i < m; ++i)
     if (!row_value(rows_[i], x, g[i])) return false;
   return true;
 }
 
 bool NlpModel::eval_jac(const double *x, double *values) {
+  ++p_.extras.stats.jac;
   std::fill(values, values + jrow.size(), 0.0);
   for (int i = 0; i < m; ++i) {
     Row &r = rows_[i];
@@ -339,6 +344,7 @@ bool NlpModel::eval_jac(const double *x, double *values) {
 }
 
 bool NlpModel::eval_hess(const double *x, double obj_factor, const double *lambda, double *values) {
+  ++p_.extras.stats.hess;
   std::fill(values, values + hrow.size(), 0.0);
   auto add_row = [&](Row &r, double w) {
     if (w == 0.0) return true;

@@ -128,6 +128,8 @@ int QSLPcopyprob(QSLPprob dest, QSLPprob src, const char *name) {
     dest->nl.strings = src->nl.strings;
     dest->nl.userfuncs = src->nl.userfuncs;
     dest->nl.start = src->nl.start;
+    dest->extras = src->extras;
+    dest->extras.built.reset();  // evaluated on the source's main problem
     dest->sol = NlpSolution();
     dest->nlp_status = dest->stop_status = dest->iterations = dest->algorithm_used = 0;
     dest->objval = dest->solvetime = dest->max_violation = 0.0;
