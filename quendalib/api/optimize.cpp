@@ -28,8 +28,10 @@ api_check_outlist(PyObject *obj, const char *keyword)
 typedef int (*flags_call)(QNDAprob, const char *);
 
 /* The long calls: flags parsed, the lock released and SIGINT handed to the
- * library around call.  tune installs the handler before it parses (the
- * handler_first order), the optimisations once the lock is released. */
+ * library around call.  tune releases the lock and installs the handler
+ * before anything else (the handler_first order), takes the lock back just
+ * long enough to parse its flags, and releases it again for the call; the
+ * optimisations parse first. */
 PyObject *
 api_none_if(PyObject *self, int rc)
 {
@@ -53,8 +55,11 @@ api_long_call(PyObject *self, PyObject *args, PyObject *kwargs, flags_call call,
     PyThreadState *ts;
     int rc;
 
-    if (handler_first)
+    if (handler_first) {
+        ts = PyEval_SaveThread();
         setSigIntHandler();
+        PyEval_RestoreThread(ts);
+    }
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|s", (char **)kwlist, &flags) ||
         (prob = api_handle(self)) == NULL) {
         if (handler_first)
@@ -110,8 +115,8 @@ QNDA_PY_interrupt(PyObject *self, PyObject *args, PyObject *kwargs)
     return api_int_call(self, args, kwargs, "reason", QNDAinterrupt);
 }
 
-/* tune(flags=''): the SIGINT handler goes in before the flags are parsed;
- * the lock is released once they are (parsing needs it). */
+/* tune(flags=''): the lock released and the SIGINT handler in before the
+ * flags are parsed (under the lock, taken back for that only). */
 static PyObject *
 QNDA_PY_tune(PyObject *self, PyObject *args, PyObject *kwargs)
 {
@@ -178,6 +183,20 @@ API_FILE_METHOD(writeslxsol, "s|s")
 API_FILE_METHOD(readslxsol, "s|s")
 API_FILE_METHOD(readbasis, "s|s")
 API_FILE_METHOD(writebasis, "|ss")
+API_FILE_METHOD(writebinsol, "s|s")
+API_FILE_METHOD(readbinsol, "s|s")
+
+static PyObject *
+QNDA_PY_writedirs(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    return api_string(self, args, kwargs, "filename", QNDAwritedirs);
+}
+
+static PyObject *
+QNDA_PY_readdirs(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    return api_string(self, args, kwargs, "filename", QNDAreaddirs);
+}
 
 static PyObject *
 QNDA_PY_setprobname(PyObject *self, PyObject *args, PyObject *kwargs)
@@ -236,6 +255,12 @@ PyMethodDef api_optimize_methods[] =
      API_METHOD(readslxsol, "readslxsol(filename, flags=''): reads a .slx solution as a start"),
      API_METHOD(writebasis, "writebasis(filename='', flags=''): writes the basis"),
      API_METHOD(readbasis, "readbasis(filename, flags=''): reads a basis as a start"),
+     API_METHOD(writebinsol, "writebinsol(filename, flags=''): writes the solution (values, "
+                             "slacks, duals, reduced costs) as a binary file"),
+     API_METHOD(readbinsol, "readbinsol(filename, flags=''): reads a binary solution file into "
+                            "the problem as its solution and next start"),
+     API_METHOD(writedirs, "writedirs(filename): writes the branching directives as text"),
+     API_METHOD(readdirs, "readdirs(filename): replaces the branching directives by a file's"),
      {"save", (PyCFunction)QNDA_PY_save, METH_NOARGS,
       "save(): writes the problem with its controls, basis and solution to <name>.svf"},
      API_METHOD(restore, "restore(probname, flags=''): reads a problem saved by save()"),

@@ -207,6 +207,44 @@ done:
     return quenda_result(self, res);
 }
 
+/* estimaterowdualranges(rowIndices, iterationLimit, minDualActivity,
+ * maxDualActivity): the interval of each row's dual into the two lists. */
+static PyObject *
+QNDA_PY_estimaterowdualranges(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"rowIndices", "iterationLimit", "minDualActivity",
+                                   "maxDualActivity", NULL};
+    PyObject *rows_o, *lower, *upper, *res = NULL;
+    int itrlimit, *rows = NULL;
+    QNDAint64 n = -1;
+    QNDAprob prob;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OiOO", (char **)kwlist, &rows_o, &itrlimit,
+                                     &lower, &upper))
+        return NULL;
+    if (api_check_outlist(lower, "minDualActivity") < 0 ||
+        api_check_outlist(upper, "maxDualActivity") < 0)
+        return NULL;
+    if ((prob = api_handle(self)) == NULL)
+        return NULL;
+    if (rows_o == Py_None) {
+        PyErr_SetString(quenda_InterfaceError, "Must provide argument rowIndices");
+        return NULL;
+    }
+    if (conv_obj2arr(self, &n, rows_o, (void **)&rows, CONV_ROW) < 0)
+        goto done;
+    if (sens_outputs<double, double>(self, n, CONV_DOUBLE, &lower, CONV_DOUBLE, &upper,
+                                     [&](double *lo, double *up) {
+                                         return QNDAestimaterowdualranges(prob, (int)n, rows,
+                                                                          itrlimit, lo, up);
+                                     }) != 0)
+        goto done;
+    res = Py_NewRef(Py_None);
+done:
+    conv_free((void **)&rows, n, CONV_ROW);
+    return quenda_result(self, res);
+}
+
 static PyObject *
 QNDA_PY_basisstability(PyObject *self, PyObject *args, PyObject *kwargs)
 {
@@ -242,6 +280,10 @@ PyMethodDef api_sensitivity_methods[] =
      SENS_METHOD(strongbranch,
                  "strongbranch(mbndind, cbndtype, dbndval, itrlimit, dsbobjval, msbstatus): "
                  "objective and LP status of each candidate bound change"),
+     SENS_METHOD(estimaterowdualranges,
+                 "estimaterowdualranges(rowIndices, iterationLimit, minDualActivity, "
+                 "maxDualActivity): for each row, the least and greatest dual value it takes at "
+                 "the optimal bases met as its right-hand side moves just past its range"),
      SENS_METHOD(basisstability, "basisstability(type, norm, ifscaled): condition number "
                                  "estimate of the optimal basis"),
      {NULL, NULL, 0, NULL}};
