@@ -85,16 +85,16 @@ QNDA_PY_setmessagestatus(PyObject *self, PyObject *args, PyObject *kwargs)
 #define REFINE_METHOD(name, doc)                                                                   \
     {#name, (PyCFunction)(void (*)(void))QNDA_PY_##name, METH_VARARGS | METH_KEYWORDS, doc}
 
-PyMethodDef api_refine_methods[] = {
-    REFINE_METHOD(refinemipsol,
-                  "refinemipsol(options, flags, solution, refined_solution) -> int: fixes the "
-                  "discrete columns at solution (None: the problem's), polishes the continuous "
-                  "part and returns the status (0 refined, 1 infeasible, 2 not integral, 3 "
-                  "unbounded, 4 stopped)"),
-    REFINE_METHOD(fixglobals, "fixglobals(ifround): fixes the discrete columns at their values in "
-                              "the solution, rounded when ifround"),
-    REFINE_METHOD(scale, "scale(mrscal=None, mcscal=None): scales rows and columns by powers of "
-                         "two (integer exponents) in the model the engine solves"),
-    REFINE_METHOD(setmessagestatus, "setmessagestatus(errcode, status): status 0 mutes the "
-                                    "library's messages of code errcode, nonzero shows them"),
-    {NULL, NULL, 0, NULL}};
+PyMethodDef api_refine_methods[] =
+    {REFINE_METHOD(refinemipsol,
+                   "refinemipsol(options, flags, solution, refined_solution) -> int: fixes the "
+                   "discrete columns at solution (None: the problem's), polishes the continuous "
+                   "part and returns the status (0 refined, 1 infeasible, 2 not integral, 3 "
+                   "unbounded, 4 stopped)"),
+     REFINE_METHOD(fixglobals, "fixglobals(ifround): fixes the discrete columns at their values in "
+                               "the solution, rounded when ifround"),
+     REFINE_METHOD(scale, "scale(mrscal=None, mcscal=None): scales rows and columns by powers of "
+                          "two (integer exponents) in the model the engine solves"),
+     REFINE_METHOD(setmessagestatus, "setmessagestatus(errcode, status): status 0 mutes the "
+                                     "library's messages of code errcode, nonzero shows them"),
+     {NULL, NULL, 0, NULL}};

@@ -790,6 +790,7 @@ QNDA_API int QNDAreadbinsol(QNDAprob prob, const char *filename, const char *fla
 #define QNDA_MSG_STOPPED 103      /* why a solve stopped, and local optimality */
 #define QNDA_MSG_DIRECTIVES 104   /* directives the engine does not use */
 #define QNDA_MSG_ROUTE 105        /* which engine route a quadratic model takes */
+#define QNDA_MSG_ANALYSIS 106     /* summaries of repairs and of the tuner */
 QNDA_API int QNDAsetmessagestatus(QNDAprob prob, int msgcode, int status);
 
 /* ------------------------------------------------------------------------

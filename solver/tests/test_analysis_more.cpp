@@ -233,10 +233,10 @@ TEST_F(Analysis, BinarySolutionRoundTripsAndRefusesDamage) {
   EXPECT_NE(last_error().find("not a binary solution"), std::string::npos) << last_error();
   EXPECT_EQ(QNDAreadbinsol(p, f.c_str(), "x"), QNDA_ERR_ARGUMENT);
   small_mip();  // another problem's shape: 2 rows, 2 columns, so add one
-  ASSERT_EQ(QNDAaddcols(p, 1, 0, std::vector<double>{0}.data(), std::vector<int>{0, 0}.data(),
-                        nullptr, nullptr, std::vector<double>{0}.data(),
-                        std::vector<double>{1}.data()),
-            0)
+  ASSERT_EQ(
+      QNDAaddcols(p, 1, 0, std::vector<double>{0}.data(), std::vector<int>{0, 0}.data(), nullptr,
+                  nullptr, std::vector<double>{0}.data(), std::vector<double>{1}.data()),
+      0)
       << last_error();
   EXPECT_EQ(QNDAreadbinsol(p, f.c_str(), ""), QNDA_ERR_FILE);
   EXPECT_NE(last_error().find("2 rows and 2 columns"), std::string::npos) << last_error();

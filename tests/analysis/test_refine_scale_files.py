@@ -185,6 +185,40 @@ class TestScale:
         p.mipoptimize()
         assert p.getObjVal() == pytest.approx(best, rel=1e-9)
 
+    def test_quadratic_objective(self):
+        x, y = quenda.var(lb=-10), quenda.var(lb=-10)
+        p = quenda.problem()
+        p.setControl("loglevel", 0)
+        p.addVariable(x, y)
+        p.addConstraint(x + y <= 1.5)
+        p.setObjective(x * x + x * y + 2 * y * y - 3 * x - y)
+        p.solve()
+        plain, obj = p.getSolution([x, y]), p.getObjVal()
+        p.scale([3], [-4, 5])
+        p.solve()
+        assert p.getObjVal() == pytest.approx(obj, rel=1e-7)
+        # The engine's optimality tolerance applies to the scaled model.
+        assert p.getSolution([x, y]) == pytest.approx(plain, abs=1e-4)
+
+    def test_callbacks_see_unscaled_solutions(self):
+        x, y = quenda.var(vartype=quenda.integer, ub=5), quenda.var(ub=100)
+        p = quenda.problem()
+        p.setControl("loglevel", 0)
+        p.addVariable(x, y)
+        p.addConstraint(3 * x + y == 17.5)
+        p.setObjective(x + 0.1 * y, sense=quenda.maximize)
+        p.scale([-2], [0, 5])
+        seen = []
+
+        def intsol(prob, data):
+            sx, sy = prob.getSolution([x, y])
+            seen.append(3 * sx + sy)
+
+        p.addcbintsol(intsol)
+        p.solve()
+        assert seen and seen == pytest.approx([17.5] * len(seen))
+        assert p.getSolution([x, y]) == pytest.approx([5, 2.5])
+
     @pytest.mark.parametrize("args,exc", [
         (([1],), quenda.ModelError),
         (([100] * 27,), quenda.SolverError),

@@ -30,7 +30,8 @@ int refine_mip_sol(qnda_problem_s &prob, int options, const char *flags, const d
     fail(QNDA_ERR_ARGUMENT, "unknown options %d (known: %d round)", options, QNDA_REFINE_ROUND);
   const Model &model = prob.model;
   const int n = model.ncols();
-  std::vector<double> x = solution ? std::vector<double>(solution, solution + n) : solution_of(prob);
+  std::vector<double> x =
+      solution ? std::vector<double>(solution, solution + n) : solution_of(prob);
   if (refined) std::copy(x.begin(), x.end(), refined);
   FlatModel m;
   analysis_model(prob, m);
@@ -58,8 +59,8 @@ int refine_mip_sol(qnda_problem_s &prob, int options, const char *flags, const d
   }
   // Binaries of sets, indicators and partial integers stay: then what
   // remains is a (small) MIP.
-  const bool mip = std::any_of(m.kind.begin(), m.kind.end(),
-                               [](ColKind k) { return k != ColKind::Continuous; });
+  const bool mip =
+      std::any_of(m.kind.begin(), m.kind.end(), [](ColKind k) { return k != ColKind::Continuous; });
   if (!mip) m.kind.clear();
   s.mip = mip;
   EngineResult r;

@@ -267,8 +267,8 @@ int repair(qnda_problem_s &prob, const RepairWeights &w, char phase2, double del
   }
   store_point(prob, m, x, mip);
   if (prob.controls.get_int(QNDA_LOGLEVEL) >= 1)
-    emit_messagef(&prob, MSG_INFO, "Repair: weighted violation %.10g%s", best,
-                  phase2 == 'o' ? " (phase 2 on the original objective)" : "");
+    emit_codedf(&prob, QNDA_MSG_ANALYSIS, MSG_INFO, "Repair: weighted violation %.10g%s", best,
+                phase2 == 'o' ? " (phase 2 on the original objective)" : "");
   return status;
 }
 

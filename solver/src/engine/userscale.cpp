@@ -48,7 +48,8 @@ void scale_model(FlatModel &fm, const ScaleFactors &f) {
   mul(fm.rowlo, f.row, false);
   mul(fm.rowup, f.row, false);
   for (FlatModel::QuadRow &q : fm.qrows)
-    for (size_t k = 0; k < q.v.size(); ++k) q.v[k] *= f.row[q.row] * f.col[q.c1[k]] * f.col[q.c2[k]];
+    for (size_t k = 0; k < q.v.size(); ++k)
+      q.v[k] *= f.row[q.row] * f.col[q.c1[k]] * f.col[q.c2[k]];
 }
 
 void scale_start(EngineStart &start, const ScaleFactors &f) {

@@ -96,7 +96,8 @@ void read_dirs(const qnda_problem_s &prob, const std::string &path, std::vector<
     std::getline(ls >> std::ws, name);
     name.erase(name.find_last_not_of(" \t") + 1);
     const int j = m.find_name(NAMES_COLS, name.c_str());
-    if (j < 0) fail(QNDA_ERR_FILE, "%s:%d: no column named \"%s\"", path.c_str(), lineno, name.c_str());
+    if (j < 0)
+      fail(QNDA_ERR_FILE, "%s:%d: no column named \"%s\"", path.c_str(), lineno, name.c_str());
     cols.push_back(j);
     dirs.push_back(d);
   }
@@ -105,7 +106,8 @@ void read_dirs(const qnda_problem_s &prob, const std::string &path, std::vector<
 void write_binsol(const qnda_problem_s &prob, const std::string &path) {
   const SolveState &st = prob.solve;
   if (!st.has_solution) fail(QNDA_ERR_STATE, "no solution available (optimise the problem first)");
-  const size_t m = static_cast<size_t>(prob.model.nrows()), n = static_cast<size_t>(prob.model.ncols());
+  const size_t m = static_cast<size_t>(prob.model.nrows()),
+               n = static_cast<size_t>(prob.model.ncols());
   BinHeader h{};
   std::memcpy(h.magic, kMagic, sizeof kMagic);
   h.version = kVersion;
