@@ -171,11 +171,13 @@ api_file(PyObject *self, PyObject *args, PyObject *kwargs, const char *format, f
     return api_none_if(self, call(prob, filename, flags));
 }
 
-#define API_FILE_METHOD(name, format)                                                              \
+/* QNDA_PY_<name> as helper(self, args, kwargs, arg, QNDA<name>). */
+#define API_VIA(helper, name, arg)                                                                 \
     static PyObject *QNDA_PY_##name(PyObject *self, PyObject *args, PyObject *kwargs)              \
     {                                                                                              \
-        return api_file(self, args, kwargs, format, QNDA##name);                                   \
+        return helper(self, args, kwargs, arg, QNDA##name);                                        \
     }
+#define API_FILE_METHOD(name, format) API_VIA(api_file, name, format)
 
 API_FILE_METHOD(writesol, "s|s")
 API_FILE_METHOD(writeprtsol, "s|s")
@@ -186,17 +188,8 @@ API_FILE_METHOD(writebasis, "|ss")
 API_FILE_METHOD(writebinsol, "s|s")
 API_FILE_METHOD(readbinsol, "s|s")
 
-static PyObject *
-QNDA_PY_writedirs(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    return api_string(self, args, kwargs, "filename", QNDAwritedirs);
-}
-
-static PyObject *
-QNDA_PY_readdirs(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    return api_string(self, args, kwargs, "filename", QNDAreaddirs);
-}
+API_VIA(api_string, writedirs, "filename")
+API_VIA(api_string, readdirs, "filename")
 
 static PyObject *
 QNDA_PY_setprobname(PyObject *self, PyObject *args, PyObject *kwargs)

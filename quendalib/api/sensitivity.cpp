@@ -116,28 +116,28 @@ sens_outputs(PyObject *self, QNDAint64 n, int ka, PyObject **out_a, int kb, PyOb
     return rc;
 }
 
-/* objsa / rhssa(mindex, lower, upper): the ranges of the given columns or
- * rows, into the two lists. */
+/* The indices in obj (keyword kw, of conversion kind) and two output
+ * lists that call(prob, n, indices, lo, hi) fills: objsa, rhssa and
+ * estimaterowdualranges. */
+template<typename Call>
 static PyObject *
-sens_ranges(PyObject *self, PyObject *args, PyObject *kwargs, int kind, range_call call)
+sens_indexed(PyObject *self, PyObject *obj, const char *kw, int kind, PyObject *lower,
+             const char *lower_kw, PyObject *upper, const char *upper_kw, Call call)
 {
-    static const char *kwlist[] = {"mindex", "lower", "upper", NULL};
-    PyObject *mindex, *lower, *upper, *res = NULL;
+    PyObject *res = NULL;
     int *ind = NULL;
     QNDAint64 n = -1;
     QNDAprob prob;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OOO", (char **)kwlist, &mindex, &lower, &upper))
-        return NULL;
-    if (api_check_outlist(lower, "lower") < 0 || api_check_outlist(upper, "upper") < 0)
+    if (api_check_outlist(lower, lower_kw) < 0 || api_check_outlist(upper, upper_kw) < 0)
         return NULL;
     if ((prob = api_handle(self)) == NULL)
         return NULL;
-    if (mindex == Py_None) {
-        PyErr_SetString(quenda_InterfaceError, "Must provide argument mindex");
-        goto done;
+    if (obj == Py_None) {
+        PyErr_Format(quenda_InterfaceError, "Must provide argument %s", kw);
+        return NULL;
     }
-    if (conv_obj2arr(self, &n, mindex, (void **)&ind, kind) < 0)
+    if (conv_obj2arr(self, &n, obj, (void **)&ind, kind) < 0)
         goto done;
     if (sens_outputs<double, double>(self, n, CONV_DOUBLE, &lower, CONV_DOUBLE, &upper,
                                      [&](double *lo, double *up) {
@@ -148,6 +148,19 @@ sens_ranges(PyObject *self, PyObject *args, PyObject *kwargs, int kind, range_ca
 done:
     conv_free((void **)&ind, n, kind);
     return quenda_result(self, res);
+}
+
+/* objsa / rhssa(mindex, lower, upper): the ranges of the given columns or
+ * rows, into the two lists. */
+static PyObject *
+sens_ranges(PyObject *self, PyObject *args, PyObject *kwargs, int kind, range_call call)
+{
+    static const char *kwlist[] = {"mindex", "lower", "upper", NULL};
+    PyObject *mindex, *lower, *upper;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OOO", (char **)kwlist, &mindex, &lower, &upper))
+        return NULL;
+    return sens_indexed(self, mindex, "mindex", kind, lower, "lower", upper, "upper", call);
 }
 
 static PyObject *
@@ -214,35 +227,17 @@ QNDA_PY_estimaterowdualranges(PyObject *self, PyObject *args, PyObject *kwargs)
 {
     static const char *kwlist[] = {"rowIndices", "iterationLimit", "minDualActivity",
                                    "maxDualActivity", NULL};
-    PyObject *rows_o, *lower, *upper, *res = NULL;
-    int itrlimit, *rows = NULL;
-    QNDAint64 n = -1;
-    QNDAprob prob;
+    PyObject *rows, *lower, *upper;
+    int itrlimit;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OiOO", (char **)kwlist, &rows_o, &itrlimit,
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OiOO", (char **)kwlist, &rows, &itrlimit,
                                      &lower, &upper))
         return NULL;
-    if (api_check_outlist(lower, "minDualActivity") < 0 ||
-        api_check_outlist(upper, "maxDualActivity") < 0)
-        return NULL;
-    if ((prob = api_handle(self)) == NULL)
-        return NULL;
-    if (rows_o == Py_None) {
-        PyErr_SetString(quenda_InterfaceError, "Must provide argument rowIndices");
-        return NULL;
-    }
-    if (conv_obj2arr(self, &n, rows_o, (void **)&rows, CONV_ROW) < 0)
-        goto done;
-    if (sens_outputs<double, double>(self, n, CONV_DOUBLE, &lower, CONV_DOUBLE, &upper,
-                                     [&](double *lo, double *up) {
-                                         return QNDAestimaterowdualranges(prob, (int)n, rows,
-                                                                          itrlimit, lo, up);
-                                     }) != 0)
-        goto done;
-    res = Py_NewRef(Py_None);
-done:
-    conv_free((void **)&rows, n, CONV_ROW);
-    return quenda_result(self, res);
+    return sens_indexed(self, rows, "rowIndices", CONV_ROW, lower, "minDualActivity", upper,
+                        "maxDualActivity",
+                        [itrlimit](QNDAprob prob, int n, const int *ind, double *lo, double *hi) {
+                            return QNDAestimaterowdualranges(prob, n, ind, itrlimit, lo, hi);
+                        });
 }
 
 static PyObject *

@@ -65,17 +65,11 @@ int refine_mip_sol(qnda_problem_s &prob, int options, const char *flags, const d
   s.mip = mip;
   EngineResult r;
   analysis_solve(prob, m, s, r);
-  switch (r.status) {
-    case EngineStatus::Optimal:
-      break;
-    case EngineStatus::Infeasible:
-    case EngineStatus::InfeasibleOrUnbounded:
-      return FIXED_INFEASIBLE;
-    case EngineStatus::Unbounded:
-      return FIXED_UNBOUNDED;
-    default:
-      return STOPPED;
-  }
+  const EngineStatus st = r.status;
+  if (st == EngineStatus::Infeasible || st == EngineStatus::InfeasibleOrUnbounded)
+    return FIXED_INFEASIBLE;
+  if (st == EngineStatus::Unbounded) return FIXED_UNBOUNDED;
+  if (st != EngineStatus::Optimal) return STOPPED;
   if (refined && r.has_primal) std::copy(r.col_value.begin(), r.col_value.begin() + n, refined);
   return REFINED;
 }

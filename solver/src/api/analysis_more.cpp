@@ -12,6 +12,11 @@ using namespace qnda;
 
 namespace {
 
+const char *named(const char *filename) {
+  check_array(filename, "filename");
+  return filename;
+}
+
 void no_flags(const char *flags) {
   if (flags && flags[strspn(flags, " ")])
     fail(QNDA_ERR_ARGUMENT, "unknown flags \"%s\" (none are known)", flags);
@@ -48,18 +53,14 @@ int QNDAscale(QNDAprob prob, const int *rowexp, const int *colexp) {
 }
 
 int QNDAwritedirs(QNDAprob prob, const char *filename) {
-  return guard_read(prob, "QNDAwritedirs", [&] {
-    check_array(filename, "filename");
-    write_dirs(*prob, filename);
-  });
+  return guard_read(prob, "QNDAwritedirs", [&] { write_dirs(*prob, named(filename)); });
 }
 
 int QNDAreaddirs(QNDAprob prob, const char *filename) {
   return guard(prob, "QNDAreaddirs", [&] {
-    check_array(filename, "filename");
     std::vector<int> cols;
     std::vector<Model::Directive> dirs;
-    read_dirs(*prob, filename, cols, dirs);
+    read_dirs(*prob, named(filename), cols, dirs);
     Model &m = prob->model;
     m.clear_directives();
     for (size_t k = 0; k < cols.size(); ++k) m.set_directive(cols[k], dirs[k]);
@@ -68,17 +69,15 @@ int QNDAreaddirs(QNDAprob prob, const char *filename) {
 
 int QNDAwritebinsol(QNDAprob prob, const char *filename, const char *flags) {
   return guard_read(prob, "QNDAwritebinsol", [&] {
-    check_array(filename, "filename");
     no_flags(flags);
-    write_binsol(*prob, filename);
+    write_binsol(*prob, named(filename));
   });
 }
 
 int QNDAreadbinsol(QNDAprob prob, const char *filename, const char *flags) {
   return guard(prob, "QNDAreadbinsol", [&] {
-    check_array(filename, "filename");
     no_flags(flags);
-    read_binsol(*prob, filename);
+    read_binsol(*prob, named(filename));
   });
 }
 
