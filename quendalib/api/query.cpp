@@ -840,6 +840,6 @@ PyMethodDef api_analysis_methods[] =
       "getpresolvemap(rowmap, colmap)\n\nFill the lists with the original row and column of "
       "each presolved row and column."},
      {"getmessagestatus", API_KW(QNDA_PY_getmessagestatus),
-      "getmessagestatus(errcode)\n\n1 when the library shows messages, 0 when they are "
-      "switched off."},
+      "getmessagestatus(errcode)\n\n1 when the library shows the messages of code errcode, 0 "
+      "when they are muted (setmessagestatus) or switched off."},
      {NULL, NULL, 0, NULL}};
