@@ -15,9 +15,17 @@ import quendalib as quenda
 DATA = os.path.join(os.path.dirname(__file__), os.pardir, "data")
 
 
+CHECK_PEROLD = """
+def check_perold(p):
+    st = p.getProbStatusString()
+    assert st == "lp_optimal", st
+    assert abs(p.getObjVal() + 9380.7552783) < 1e-4, p.getObjVal()
+"""
+
+
 def run_script(body, timeout=240):
     code = "import os, sys, threading, time\nimport quendalib as quenda\n" \
-        f"DATA = {os.path.abspath(DATA)!r}\n" + textwrap.dedent(body)
+        f"DATA = {os.path.abspath(DATA)!r}\n" + CHECK_PEROLD + textwrap.dedent(body)
     r = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True,
                        timeout=timeout)
     assert r.returncode == 0, f"exit {r.returncode}\n{r.stdout[-2000:]}\n{r.stderr[-3000:]}"
@@ -146,9 +154,7 @@ THREADS = """
             refused["main"] += 1
             time.sleep(0.001)  # let the other thread's read or solve end
             continue
-        st = p.getProbStatusString()
-        assert st == "lp_optimal", st
-        assert abs(p.getObjVal() + 9380.7552783) < 1e-4, p.getObjVal()
+        check_perold(p)
         solved += 1
     stop = True
     t.join()
@@ -196,9 +202,7 @@ TIGHT = """
         except quenda.ModelError as e:
             assert "busy in" in str(e), e
             continue
-        st = p.getProbStatusString()
-        assert st == "lp_optimal", st
-        assert abs(p.getObjVal() + 9380.7552783) < 1e-4, p.getObjVal()
+        check_perold(p)
         solved += 1
     stop = True
     t.join()
