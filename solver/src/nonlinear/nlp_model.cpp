@@ -234,6 +234,12 @@ bool NlpModel::term_value(Term &t, const double *x, double &v) {
   return std::isfinite(v);
 }
 
+bool NlpModel::row_term_value(int row, Term &t, const double *x, double &v) {
+  if (term_value(t, x, v)) return true;
+  if (on_eval_error) on_eval_error(row, t.col >= 0 ? t.col : kConstantCol);
+  return false;
+}
+
 bool NlpModel::term_derivs(Term &t, const double *x, double w, double *dense, double *jac,
                            double *h) {
   const std::vector<int> &kc = t.tape->columns();
@@ -284,7 +290,7 @@ bool NlpModel::eval_f(const double *x, double &f) {
   for (const auto &q : obj_.quad) v += q.v * x[q.i] * x[q.j];
   for (auto &t : obj_.terms) {
     double tv;
-    if (!term_value(t, x, tv)) return false;
+    if (!row_term_value(kObjectiveRow, t, x, tv)) return false;
     v += tv;
   }
   f = sense * v;
@@ -310,7 +316,7 @@ bool NlpModel::eval_g(const double *x, double *g) {
     for (const auto &q : r.quad) v += q.v * x[q.i] * x[q.j];
     for (auto &t : r.terms) {
       double tv;
-      if (!term_value(t, x, tv)) return false;
+      if (!row_term_value(i, t, x, tv)) return false;
       v += tv;
     }
     g[i] = v;

@@ -3,6 +3,7 @@
 // coefficients compiled to tapes, with exact first and second derivatives.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -54,6 +55,10 @@ class NlpModel : public NlpProblem {
   // The user's objective at x (sense undone).
   double objective(const double *x);
 
+  // Called with the row (-1: objective) and column (kConstantCol: none) of
+  // a coefficient whose value is not defined at the point evaluated.
+  std::function<void(int row, int col)> on_eval_error;
+
  private:
   struct Term {  // factor * formula(x) * x[col], col < 0: without the column
     std::shared_ptr<Tape> tape;
@@ -77,6 +82,8 @@ class NlpModel : public NlpProblem {
   };
 
   bool term_value(Term &t, const double *x, double &v);
+  // term_value, telling on_eval_error about a failure.
+  bool row_term_value(int row, Term &t, const double *x, double &v);
   // Adds w * gradient of the term at x to grad (dense) or, with jpos, to
   // values; with h, w * Hessian to h at the term's positions.
   bool term_derivs(Term &t, const double *x, double w, double *dense, double *jac, double *h);
