@@ -421,5 +421,7 @@ nonlinear_init(void)
 {
     problem_nl_hooks.add_row_part = nl_add_row_part;
     problem_nl_hooks.clear_row = nl_clear_row;
-    return nonlinear_methods_init();
+    if (nonlinear_methods_init() < 0)
+        return -1;
+    return nonlinear_multistart_init();
 }

@@ -7,7 +7,7 @@
 
 #include "qslp.h"
 
-static int
+int
 nl_check(problem_s *p)
 {
     if (p->prob == NULL) {
