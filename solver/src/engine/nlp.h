@@ -9,6 +9,7 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,8 @@ struct NlpResult {
 // process.  Throws qnda::Error when Ipopt is not there.
 void ipopt_solve(NlpProblem &p, const NlpSettings &s, NlpResult &r);
 bool ipopt_available();
+// Held by every run of Ipopt, also inside other engines built on it.
+std::mutex &ipopt_lock();
 
 // Largest violation of rows and bounds at x (g evaluated there).
 double nlp_violation(const NlpProblem &p, const double *x, const double *g);

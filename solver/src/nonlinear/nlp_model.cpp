@@ -82,16 +82,20 @@ double ProblemUserCaller::call(int index, const double *in, int n, double *parti
 }
 
 // ----------------------------------------------------------------- model
-NlpModel::NlpModel(qslp_problem_s &p) : p_(p), caller_(p) {
+NlpModel::NlpModel(qslp_problem_s &p, bool integers) : p_(p), caller_(p) {
   if (!p.main || !p.main->valid()) fail(QNDA_ERR_STATE, "the main problem is gone");
   const Model &mm = p.main->model;
   n = mm.ncols();
   m = mm.nrows();
-  for (int j = 0; j < n; ++j)
-    if (mm.coltype()[j] != 'C')
+  integer.assign(n, 0);
+  for (int j = 0; j < n; ++j) {
+    const char t = mm.coltype()[j];
+    integer[j] = integers && (t == 'I' || t == 'B');
+    if (t != 'C' && !integer[j])
       fail(QNDA_ERR_UNSUPPORTED,
            "column %s is not continuous: the nonlinear engines solve continuous problems only",
            mm.name(QNDA_NAMES_COLUMNS, j).c_str());
+  }
   if (mm.nsets() > 0 || mm.indicator_count() > 0)
     fail(QNDA_ERR_UNSUPPORTED,
          "special ordered sets and indicator rows cannot be part of a nonlinear problem");

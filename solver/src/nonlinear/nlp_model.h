@@ -39,8 +39,11 @@ class ProblemUserCaller : public UserCaller {
 
 class NlpModel : public NlpProblem {
  public:
-  // Throws qnda::Error for what the engines cannot take (integer columns).
-  explicit NlpModel(qslp_problem_s &p);
+  // Throws qnda::Error for what the engines cannot take (integer columns,
+  // unless integers is set: then integer[j] marks them).
+  explicit NlpModel(qslp_problem_s &p, bool integers = false);
+
+  std::vector<char> integer;  // 1: integer or binary column
 
   int sense = 1;  // of the user's objective; f = sense * objective
   bool has_user_functions = false;

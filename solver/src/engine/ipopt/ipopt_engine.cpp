@@ -20,13 +20,16 @@
 
 namespace qnda {
 
+std::mutex &ipopt_lock() {
+  static std::mutex mu;
+  return mu;
+}
+
 #ifdef QUENDA_HAVE_IPOPT
 namespace {
 
 using Ipopt::Index;
 using Ipopt::Number;
-
-std::mutex g_ipopt_mu;
 
 constexpr double kIpoptInf = 1e20;  // beyond Ipopt's +-1e19: no bound
 constexpr double kUnbounded = 1e20;
@@ -152,7 +155,7 @@ class Adapter : public Ipopt::TNLP {
 }  // namespace
 
 void ipopt_solve(NlpProblem &p, const NlpSettings &s, NlpResult &r) {
-  std::lock_guard<std::mutex> lk(g_ipopt_mu);
+  std::lock_guard<std::mutex> lk(ipopt_lock());
   Ipopt::SmartPtr<Ipopt::IpoptApplication> app = new Ipopt::IpoptApplication(false);
   app->Options()->SetIntegerValue("print_level", 0);
   app->Options()->SetStringValue("sb", "yes");
