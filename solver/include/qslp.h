@@ -139,6 +139,7 @@ typedef struct qslp_problem_s *QSLPprob;
 #define QSLP_IFUN_SIGN 46
 #define QSLP_IFUN_ERF 49
 #define QSLP_IFUN_ERFC 50
+#define QSLP_IFUN_CBFORMULA 60 /* cbformula(a): the formula callback (QSLPsetcbformula) */
 
 /* User function definitions (QSLPadduserfuncs): per function the tokens
  * (QSLP_TOK_STRING, name), (QSLP_UFTOK_RETURNS, 1), (QSLP_UFTOK_CALL, one of

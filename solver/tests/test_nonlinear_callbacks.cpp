@@ -227,3 +227,34 @@ TEST_F(Multistart, PresetsOfPerturbationsAndAlgorithms) {
 }
 
 }  // namespace
+
+namespace {
+
+int shifted_square(QSLPprob, void *obj, double a, double *value) {
+  ++*static_cast<int *>(obj);
+  *value = (a - 1.0) * (a - 1.0) + 0.5;
+  return 0;
+}
+
+int formula_fails(QSLPprob, void *, double, double *) { return 1; }
+
+class FormulaCallback : public qtest::Nlp, public ::testing::WithParamInterface<int> {};
+
+TEST_P(FormulaCallback, CbformulaIsTheCallbacksValue) {
+  cols({"x"}, -3.0, 3.0);
+  formula(-1, "cbformula(x) + 0.1 * x");
+  int calls = 0;
+  ASSERT_EQ(QSLPsetcbformula(s, shifted_square, &calls), 0);
+  EXPECT_EQ(solve(GetParam()), QSLP_NLPSTATUS_LOCALLY_OPTIMAL) << error();
+  EXPECT_NEAR(x()[0], 0.95, 1e-3);  // 2 (x - 1) + 0.1 = 0
+  EXPECT_NEAR(obj(), 0.0025 + 0.5 + 0.095, 1e-5);
+  EXPECT_GT(calls, 0);
+  // A failing callback leaves the formula undefined at the start.
+  ASSERT_EQ(QSLPsetcbformula(s, formula_fails, nullptr), 0);
+  EXPECT_NE(QSLPnlpoptimize(s, ""), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Algorithms, FormulaCallback,
+                         ::testing::Values(QSLP_ALG_SLP, QSLP_ALG_IPOPT));
+
+}  // namespace

@@ -156,3 +156,16 @@ def test_references_balance():
         p.solve()
     del p
     assert (sys.getrefcount(data), sys.getrefcount(cb)) == before
+
+
+@pytest.mark.skipif(not hasattr(quenda.problem, "chgccoef"), reason="needs chgccoef")
+def test_formula_callback_is_cbformula():
+    x = quenda.var(lb=-3, ub=3, name="x")
+    p = quenda.problem()
+    p.setControl("nlploglevel", 0)
+    p.addVariable(x)
+    p.setObjective(0.1 * x)
+    p.setcbformula(lambda prob, data, a: (a - 1.0) ** 2 + 0.5)
+    p.chgccoef(-1, p.getAttrib("nlpconstantcol"), None, "cbformula(x)")
+    p.solve()
+    assert p.getSolution(x) == pytest.approx(0.95, abs=1e-3)

@@ -7,6 +7,7 @@
 
 #include "core/error.h"
 #include "model/problem.h"
+#include "nonlinear/slp_callbacks.h"
 
 namespace qnda {
 
@@ -53,6 +54,14 @@ double ProblemUserCaller::call_once(const UserFunc &f, int index, const double *
 }
 
 double ProblemUserCaller::call(int index, const double *in, int n, double *partials) const {
+  if (index == 0 && n == 1) {
+    const double v = slp_cb_formula(p_, in[0]);
+    if (partials) {
+      const double h = 6e-6 * std::max(1.0, std::fabs(in[0]));
+      partials[0] = (slp_cb_formula(p_, in[0] + h) - slp_cb_formula(p_, in[0] - h)) / (2.0 * h);
+    }
+    return v;
+  }
   if (index < 1 || index > static_cast<int>(p_.nl.userfuncs.size())) return std::nan("");
   const UserFunc &f = p_.nl.userfuncs[index - 1];
   if (!f.address) return std::nan("");
@@ -156,6 +165,8 @@ NlpModel::NlpModel(qslp_problem_s &p, bool integers) : p_(p), caller_(p) {
           fail(QNDA_ERR_STATE, "user function %d has no entry point (QSLPchguserfuncaddress)", k);
         if (p.nl.userfuncs[k - 1].call != QSLP_UFCALL_DERIVATIVES) has_user_functions = true;
       }
+      // The formula callback gives values only.
+      if (t.type == QSLP_TOK_IFUN && t.value == QSLP_IFUN_CBFORMULA) has_user_functions = true;
     }
     Term t;
     t.tape = std::make_shared<Tape>(c.second.formula);
