@@ -46,8 +46,18 @@ def test_event_order(alg):
         first = names.index("iterend")
         assert sorted(e[2] for e in events[first - 2:first]) == [0, 1]
     else:
-        # the interior point reports its start and end only
-        assert names == ["slpstart", "slpend"]
+        # the interior point: its start, the end of each iteration, its end
+        assert names[1:-1] == ["iterend"] * p.getAttrib("nlpiterations")
+
+
+def test_iterend_stops_the_interior_point():
+    p, x, y = rosenbrock(IPOPT)
+    ends = []
+    p.setcbiterend(lambda prob, data: ends.append(1) or len(ends) >= 3)
+    p.solve()
+    assert len(ends) == 3
+    assert p.getProbStatusString() == "nlp_unfinished"
+    assert p.getAttrib("nlpstopstatus") == 9
 
 
 def test_iterend_reads_the_current_point():

@@ -45,6 +45,7 @@ struct NlpSettings {
   double opt_tol = 1e-6;
   int log_level = 1;                             // 0 silent, 1 summary, 2 a line per iteration
   std::function<bool()> stop;                    // polled; true stops
+  std::function<bool()> on_iteration;            // after each iteration; true stops
   std::function<void(const std::string &)> log;  // one line of the log
 };
 

@@ -99,13 +99,15 @@ void slp_run_engine(NlpModel &model, const SlpRun &run, const SlpHooks &hooks, N
     slp_solve(model, run.o, hooks, r);
     return;
   }
-  // The interior point has no iterations of its own to offer the SLP
-  // events; it reports the start and the end.
+  // The interior point offers the start, the end of each of its iterations
+  // (without the point: its callback does not show it) and the end.
   if (hooks.slpstart && hooks.slpstart() != 0) {
     r = NlpResult();
     r.status = NlpStatus::Interrupted;
   } else {
-    ipopt_solve(model, run.o.base, r);
+    NlpSettings s = run.o.base;
+    if (hooks.iterend) s.on_iteration = [&hooks] { return hooks.iterend() != 0; };
+    ipopt_solve(model, s, r);
   }
   if (hooks.slpend) hooks.slpend();
 }

@@ -113,7 +113,7 @@ class Adapter : public Ipopt::TNLP {
                     static_cast<int>(iter), obj, inf_pr, inf_du, mu);
       s_.log(line);
     }
-    if (s_.stop && s_.stop()) {
+    if ((s_.stop && s_.stop()) || (iter > 0 && s_.on_iteration && s_.on_iteration())) {
       stopped = true;
       return false;
     }
