@@ -258,3 +258,36 @@ INSTANTIATE_TEST_SUITE_P(Algorithms, FormulaCallback,
                          ::testing::Values(QSLP_ALG_SLP, QSLP_ALG_IPOPT));
 
 }  // namespace
+
+namespace {
+
+// Integer columns: min (x - 2.6)^2 + (y - 1.3)^2, x + y <= 3.5, x, y integer
+// has its optimum 0.45 at (2, 1); the quadratic parts are convex, so the
+// search proves it.
+using Global = qtest::Nlp;
+
+TEST_F(Global, ConvexMiqpIsProvenOptimal) {
+  cols({"x", "y"}, -5.0, 5.0);
+  row('L', 3.5, {{0, 1.0}, {1, 1.0}});
+  const int c[] = {0, 1};
+  const char t[] = {'I', 'I'};
+  ASSERT_EQ(QNDAchgcoltype(p, 2, c, t), 0);
+  formula(-1, "(x - 2.6)^2 + (y - 1.3)^2");
+  ASSERT_EQ(QSLPglobal(s), 0) << error();
+  // a formula: convexity is not decided, the status says local
+  EXPECT_EQ(status(), QSLP_NLPSTATUS_LOCALLY_OPTIMAL);
+  EXPECT_NEAR(obj(), 0.45, 1e-7);
+  EXPECT_NEAR(x()[0], 2.0, 1e-6);
+  EXPECT_NEAR(x()[1], 1.0, 1e-6);
+  // the same through the main problem's quadratic objective
+  ASSERT_EQ(QSLPloadcoefs(s, 0, nullptr, nullptr, nullptr, c, 1, nullptr, nullptr), 0);
+  const int qc[] = {0, 1};
+  const double qv[] = {1.0, 1.0}, lin[] = {-5.2, -2.6};  // x^2 + y^2 - 5.2 x - 2.6 y
+  ASSERT_EQ(QNDAchgmqobj(p, 2, qc, qc, qv), 0) << main_error();
+  ASSERT_EQ(QNDAchgobj(p, 2, c, lin), 0);
+  ASSERT_EQ(QSLPnlpoptimize(s, ""), 0) << error();
+  EXPECT_EQ(status(), QSLP_NLPSTATUS_OPTIMAL);
+  EXPECT_NEAR(obj(), 0.45 - 2.6 * 2.6 - 1.3 * 1.3, 1e-7);
+}
+
+}  // namespace
