@@ -236,14 +236,10 @@ static PyObject *
 QNDA_PY_msclear(PyObject *self, PyObject *noargs)
 {
     problem_s *p = (problem_s *)self;
-    PyObject *res = NULL;
-    if (nl_check(p) != 0)
-        return NULL;
-    if (QSLPmsclear(p->slpprob) == 0) {
-        Py_CLEAR(p->msjobs);
-        res = Py_NewRef(Py_None);
-    }
-    return quenda_result(self, res);
+    if (nl_check(p) != 0 || QSLPmsclear(p->slpprob) != 0)
+        return quenda_result(self, NULL);
+    Py_CLEAR(p->msjobs); /* the library holds none of them now */
+    return Py_NewRef(Py_None);
 }
 
 static PyObject *
@@ -265,7 +261,6 @@ static PyObject *
 QNDA_PY_globalsol(PyObject *self, PyObject *noargs)
 {
     problem_s *p = (problem_s *)self;
-    PyObject *res = NULL;
     int rc;
 
     if (nl_check(p) != 0)
@@ -275,36 +270,35 @@ QNDA_PY_globalsol(PyObject *self, PyObject *noargs)
     rc = QSLPglobal(p->slpprob);
     Py_END_ALLOW_THREADS
     resetSigIntHandler();
-    if (!quenda_cb_error_restore() && rc == 0)
-        res = Py_NewRef(Py_None);
-    return quenda_result(self, res);
+    /* A callback's exception wins over the library's code. */
+    return quenda_result(self, quenda_cb_error_restore() || rc != 0 ? NULL : Py_NewRef(Py_None));
 }
 
+/* name, flags, docstring (its first line the signature) */
+#define MS_METHOD(name, flags, doc) {#name, (PyCFunction)(void (*)(void))QNDA_PY_##name, flags, doc}
 #define MS_KW (METH_VARARGS | METH_KEYWORDS)
-#define MS_FUNC(f) ((PyCFunction)(void (*)(void))(f))
 
 static PyMethodDef multistart_methods[] =
-    {{"msaddjob", MS_FUNC(QNDA_PY_msaddjob), MS_KW,
-      "msaddjob(description=None, colind=None, initial=None, controls=None, jobobject=None) -> "
-      "None: add a multistart job: starting values of the columns colind (None: the first "
-      "len(initial)) and a dict of nonlinear controls (name or id -> value); jobobject goes to "
-      "the msjobstart, msjobend and mswinner callbacks"},
-     {"msaddpreset", MS_FUNC(QNDA_PY_msaddpreset), MS_KW,
-      "msaddpreset(description, preset, count, jobobject=None) -> None: add count jobs of a "
-      "preset: 1 random starting points within the bounds, 2 perturbations of the current "
-      "point, 3 a sweep of the algorithm controls"},
-     {"msaddcustompreset", MS_FUNC(QNDA_PY_msaddcustompreset), MS_KW,
-      "msaddcustompreset(description, preset, count, colind=None, initial=None, controls=None, "
-      "jobobject=None) -> None: msaddpreset whose jobs all start from these values and "
-      "controls"},
-     {"msclear", MS_FUNC(QNDA_PY_msclear), METH_NOARGS,
-      "msclear() -> None: remove every multistart job"},
-     {"msgetjobresult", MS_FUNC(QNDA_PY_msgetjobresult), MS_KW,
-      "msgetjobresult(job) -> tuple[int, float, float]: (nonlinear status, objective, largest "
-      "violation) of a job of the last multistart, in the order added"},
-     {"globalsol", MS_FUNC(QNDA_PY_globalsol), METH_NOARGS,
-      "globalsol() -> None: solve the problem with its integer columns by the mixed-integer "
-      "nonlinear search (also what solve() does for such a problem)"},
+    {MS_METHOD(msaddjob, MS_KW,
+               "msaddjob(description=None, colind=None, initial=None, controls=None, "
+               "jobobject=None) -> None: add a multistart job: starting values of the columns "
+               "colind (None: the first len(initial)) and a dict of nonlinear controls (name or id "
+               "-> value); jobobject goes to the msjobstart, msjobend and mswinner callbacks"),
+     MS_METHOD(msaddpreset, MS_KW,
+               "msaddpreset(description, preset, count, jobobject=None) -> None: add count jobs "
+               "of a preset: 1 random starting points within the bounds, 2 perturbations of the "
+               "current point, 3 a sweep of the algorithm controls"),
+     MS_METHOD(msaddcustompreset, MS_KW,
+               "msaddcustompreset(description, preset, count, colind=None, initial=None, "
+               "controls=None, jobobject=None) -> None: msaddpreset whose jobs all start from "
+               "these values and controls"),
+     MS_METHOD(msclear, METH_NOARGS, "msclear() -> None: remove every multistart job"),
+     MS_METHOD(msgetjobresult, MS_KW,
+               "msgetjobresult(job) -> tuple[int, float, float]: (nonlinear status, objective, "
+               "largest violation) of a job of the last multistart, in the order added"),
+     MS_METHOD(globalsol, METH_NOARGS,
+               "globalsol() -> None: solve the problem with its integer columns by the "
+               "mixed-integer nonlinear search (also what solve() does for such a problem)"),
      {NULL, NULL, 0, NULL}};
 
 int

@@ -79,6 +79,11 @@ class Nlp : public ::testing::Test {
     EXPECT_EQ(QSLPnlpoptimize(s, ""), 0) << error();
     return status();
   }
+  int intattrib(int id) {
+    int v = 0;
+    EXPECT_EQ(QSLPgetintattrib(s, id, &v), 0) << error();
+    return v;
+  }
   int status() {
     int v = -1;
     EXPECT_EQ(QSLPgetintattrib(s, QSLP_NLPSTATUS, &v), 0);

@@ -177,5 +177,56 @@ def test_formula_callback_is_cbformula():
     p.setObjective(0.1 * x)
     p.setcbformula(lambda prob, data, a: (a - 1.0) ** 2 + 0.5)
     p.chgccoef(-1, p.getAttrib("nlpconstantcol"), None, "cbformula(x)")
-    p.solve()
-    assert p.getSolution(x) == pytest.approx(0.95, abs=1e-3)
+    p.nlpoptimize()  # the modelling layer does not know of the coefficient
+    # min (x - 1)^2 + 0.5 + 0.1 x at x = 0.95
+    assert p.getAttrib("nlpobjval") == pytest.approx(0.5975, abs=1e-6)
+
+
+def test_cascade_callbacks_and_drcol():
+    # u and w follow their rows: u = t^2 + sin(t) + 1, w = 2 u
+    import math
+    t, u, w = (quenda.var(lb=-100, ub=100, name=n) for n in ("t", "u", "w"))
+    p = quenda.problem()
+    p.setControl("nlploglevel", 0)
+    p.addVariable(w, t, u)
+    rows = [u - t ** 2 - quenda.sin(t) == 1, w - 2 * u == 0]
+    p.addConstraint(rows)
+    p.setObjective(t)
+    p.addvars([u, w], determiningrow=rows, initvalue=[0, 0])
+    p.setInitialValues([w, t, u], [0, 2, 0])
+    p.cascadeorder()
+    events = []
+    p.setcbcascadestart(record(events, "start"))
+    p.setcbcascadeend(record(events, "end"))
+    p.setcbcascadevar(record(events, "var"))
+    p.setcbcascadevarfail(record(events, "fail"))
+
+    def drcol(prob, data, col, value, lb, ub):
+        events.append(("drcol", col, value, lb, ub))
+        return value + 1.0 if col == 2 else value  # y moved by one after settling
+    p.setcbdrcol(drcol)
+    p.cascade()
+    yv = 5 + math.sin(2)
+    assert [e[0] for e in events] == ["start", "drcol", "var", "drcol", "var", "end"]
+    assert events[1][1:] == (2, pytest.approx(yv), -100, 100)
+    assert events[2][2] == 2 and events[4][2] == 0
+    # z follows the moved y
+    assert events[3][2] == pytest.approx(2 * (yv + 1))
+
+
+def test_cascadevarfail():
+    x, y = (quenda.var(lb=-10, ub=10, name=n) for n in "xy")
+    p = quenda.problem()
+    p.setControl("nlploglevel", 0)
+    p.addVariable(x, y)
+    ry = y ** 2 + x == -5  # no y settles it for x = 0
+    p.addConstraint(ry)
+    p.setObjective(x)
+    p.addvars([y], determiningrow=[ry], initvalue=[1])
+    p.setInitialValues([x, y], [0, 1])
+    p.cascadeorder()
+    failed = []
+    p.setcbcascadevarfail(lambda prob, data, col: failed.append(col))
+    with pytest.raises(quenda.SolverError, match="cascading did not settle"):
+        p.cascade()
+    assert failed == [1]

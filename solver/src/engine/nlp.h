@@ -80,6 +80,10 @@ bool ipopt_available();
 // Held by every run of Ipopt, also inside other engines built on it.
 std::mutex &ipopt_lock();
 
+// The bounds of p for an engine whose infinity is big: infinite ones become
+// +-big.
+void nlp_bounds(const NlpProblem &p, double big, double *xl, double *xu, double *gl, double *gu);
+
 // Largest violation of rows and bounds at x (g evaluated there).
 double nlp_violation(const NlpProblem &p, const double *x, const double *g);
 

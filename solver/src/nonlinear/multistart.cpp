@@ -22,6 +22,7 @@
 #include <thread>
 
 #include "core/messages.h"
+#include "nonlinear/nlvars.h"
 #include "nonlinear/slp_callbacks.h"
 #include "nonlinear/slp_guard.h"
 #include "nonlinear/slp_run.h"
@@ -134,6 +135,7 @@ void ms_run(qslp_problem_s &p) {
     JobRun &jr = runs[k];
     jr.model = std::make_unique<NlpModel>(p);
     jr.run = slp_run_options(p, c);
+    slp_extras_options(p, *jr.model, jr.run.o);
     jr.run.o.base.log_level = 0;  // the jobs' logs would interleave
     jr.run.o.base.stop = [&stop] { return stop(); };
     job_start(job, k, seed, current, *jr.model);

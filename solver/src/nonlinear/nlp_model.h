@@ -57,6 +57,10 @@ class NlpModel : public NlpProblem {
 
   // The user's objective at x (sense undone).
   double objective(const double *x);
+  // The solution in the main problem's terms from an engine's result at a
+  // point: columns (with the folded transfer columns), slacks, duals and
+  // reduced costs of every row and column of the main problem.
+  void main_solution(const NlpResult &r, NlpSolution &sol);
 
   // Called with the row (-1: objective) and column (kConstantCol: none) of
   // a coefficient whose value is not defined at the point evaluated.
@@ -84,6 +88,18 @@ class NlpModel : public NlpProblem {
     std::vector<Term> terms;
   };
 
+  // An equality row rest(x) + a * t = b whose column t is free and found
+  // nowhere else but in the objective (c * t): the transfer row of a
+  // nonlinear objective, folded into it (nlp_fold.cpp).
+  struct Transfer {
+    int row, col;
+    double a, b, c;
+    Row body;  // rest(x), for t after the solve
+  };
+
+  void fold_transfer_rows();
+  // row: the row's index, for on_eval_error (below -1: not reported).
+  bool row_value(Row &r, const double *x, double &v, int row = -3);
   bool term_value(Term &t, const double *x, double &v);
   // term_value, telling on_eval_error about a failure.
   bool row_term_value(int row, Term &t, const double *x, double &v);
@@ -98,6 +114,9 @@ class NlpModel : public NlpProblem {
   std::vector<double> obj_lin_;  // dense objective coefficients
   double obj_const_ = 0.0;
   std::vector<Row> rows_;
+  std::vector<int> main_row_;  // the main problem's row of each engine row
+  std::vector<Transfer> transfers_;
+  int main_m_ = 0;
   std::vector<double> work_;
 };
 

@@ -15,49 +15,55 @@ F slot(const qslp_problem_s &p, SlpCbKind k) {
   return reinterpret_cast<F>(p.callbacks.fn[k]);
 }
 
+// The handle the callbacks receive: theirs to use, though the fire
+// functions only read the problem.
+QSLPprob handle(const qslp_problem_s &p) { return const_cast<qslp_problem_s *>(&p); }
+
 }  // namespace
 
-int slp_cb_event(qslp_problem_s &p, SlpCbKind k) {
+int slp_cb_event(const qslp_problem_s &p, SlpCbKind k) {
   auto f = slot<QSLPcb_event>(p, k);
-  return f ? f(&p, p.callbacks.object[k]) : 0;
+  return f ? f(handle(p), p.callbacks.object[k]) : 0;
 }
 
-int slp_cb_column(qslp_problem_s &p, SlpCbKind k, int col) {
+int slp_cb_column(const qslp_problem_s &p, SlpCbKind k, int col) {
   auto f = slot<QSLPcb_column>(p, k);
-  return f ? f(&p, p.callbacks.object[k], col) : 0;
+  return f ? f(handle(p), p.callbacks.object[k], col) : 0;
 }
 
-int slp_cb_coefevalerror(qslp_problem_s &p, int row, int col) {
+int slp_cb_coefevalerror(const qslp_problem_s &p, int row, int col) {
   auto f = slot<QSLPcb_coefevalerror>(p, kCbCoefEvalError);
-  return f ? f(&p, p.callbacks.object[kCbCoefEvalError], row, col) : 0;
+  return f ? f(handle(p), p.callbacks.object[kCbCoefEvalError], row, col) : 0;
 }
 
-int slp_cb_drcol(qslp_problem_s &p, int col, double value, double lb, double ub, double &newvalue) {
+int slp_cb_drcol(const qslp_problem_s &p, int col, double value, double lb, double ub,
+                 double &newvalue) {
   newvalue = value;
   auto f = slot<QSLPcb_drcol>(p, kCbDrCol);
   if (!f) return 0;
-  const int rc = f(&p, p.callbacks.object[kCbDrCol], col, value, &newvalue, lb, ub);
+  const int rc = f(handle(p), p.callbacks.object[kCbDrCol], col, value, &newvalue, lb, ub);
   if (!std::isfinite(newvalue)) newvalue = value;
   return rc;
 }
 
-double slp_cb_formula(qslp_problem_s &p, double arg) {
+double slp_cb_formula(const qslp_problem_s &p, double arg) {
   auto f = slot<QSLPcb_formula>(p, kCbFormula);
   double v = std::nan("");
-  if (!f || f(&p, p.callbacks.object[kCbFormula], arg, &v) != 0) return std::nan("");
+  if (!f || f(handle(p), p.callbacks.object[kCbFormula], arg, &v) != 0) return std::nan("");
   return v;
 }
 
-int slp_cb_msjob(qslp_problem_s &p, SlpCbKind k, void *job, const char *description) {
+int slp_cb_msjob(const qslp_problem_s &p, SlpCbKind k, void *job, const char *description) {
   auto f = slot<QSLPcb_msjob>(p, k);
   int status = 0;
-  if (f && f(&p, p.callbacks.object[k], job, description, &status) != 0 && status == 0) status = 1;
+  if (f && f(handle(p), p.callbacks.object[k], job, description, &status) != 0 && status == 0)
+    status = 1;
   return status;
 }
 
-void slp_cb_mswinner(qslp_problem_s &p, void *job, const char *description) {
+void slp_cb_mswinner(const qslp_problem_s &p, void *job, const char *description) {
   auto f = slot<QSLPcb_mswinner>(p, kCbMsWinner);
-  if (f) f(&p, p.callbacks.object[kCbMsWinner], job, description);
+  if (f) f(handle(p), p.callbacks.object[kCbMsWinner], job, description);
 }
 
 SlpHooks slp_callback_hooks(qslp_problem_s &p, std::function<void(const double *)> publish) {

@@ -13,18 +13,19 @@ struct qslp_problem_s;
 namespace qnda {
 
 // The event kinds (QSLPcb_event): their return value.
-int slp_cb_event(qslp_problem_s &p, SlpCbKind k);
+int slp_cb_event(const qslp_problem_s &p, SlpCbKind k);
 // itervar, cascadevar, cascadevarfail.
-int slp_cb_column(qslp_problem_s &p, SlpCbKind k, int col);
-int slp_cb_coefevalerror(qslp_problem_s &p, int row, int col);
+int slp_cb_column(const qslp_problem_s &p, SlpCbKind k, int col);
+int slp_cb_coefevalerror(const qslp_problem_s &p, int row, int col);
 // The value the drcol callback gives a determined column (value itself
 // without one); nonzero return stops.
-int slp_cb_drcol(qslp_problem_s &p, int col, double value, double lb, double ub, double &newvalue);
+int slp_cb_drcol(const qslp_problem_s &p, int col, double value, double lb, double ub,
+                 double &newvalue);
 // The formula callback's value at arg; NaN when there is none or it failed.
-double slp_cb_formula(qslp_problem_s &p, double arg);
+double slp_cb_formula(const qslp_problem_s &p, double arg);
 // msjobstart / msjobend: the status the callback leaves (0 without one).
-int slp_cb_msjob(qslp_problem_s &p, SlpCbKind k, void *job, const char *description);
-void slp_cb_mswinner(qslp_problem_s &p, void *job, const char *description);
+int slp_cb_msjob(const qslp_problem_s &p, SlpCbKind k, void *job, const char *description);
+void slp_cb_mswinner(const qslp_problem_s &p, void *job, const char *description);
 
 // The hooks of an SLP solve for the problem's callbacks.  publish (may be
 // empty) receives each accepted iterate before iterend fires, so that the

@@ -5,11 +5,13 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "core/error.h"
 #include "model/problem.h"
+#include "nonlinear/nlextras.h"
 #include "nonlinear/nlp_data.h"
 #include "nonlinear/slp_state.h"
 #include "qslp.h"
@@ -101,6 +103,9 @@ struct qslp_problem_s {
   qnda::NlpData nl;
   qnda::SlpCallbackSlots callbacks;
   qnda::MsState ms;  // multistart jobs and the results of the last run
+  // Keeps nl's indices in step with deletions in main (slp_follow.cpp).
+  std::unique_ptr<qnda::IndexFollower> follower;
+  qnda::SlpExtras extras;  // per-column and per-row SLP settings (nlvars.cpp)
   // Reason (QNDA_STOP_*) set by QSLPinterrupt from any thread.
   std::atomic<int> interrupt{0};
   // Results of the last nonlinear solve.

@@ -11,6 +11,8 @@
 #include "nonlinear/nlp_model.h"
 #include "nonlinear/minlp.h"
 #include "nonlinear/multistart.h"
+#include "nonlinear/nlvars.h"
+#include "nonlinear/slp.h"
 #include "nonlinear/slp_callbacks.h"
 #include "nonlinear/slp_guard.h"
 #include "nonlinear/slp_run.h"
@@ -40,8 +42,12 @@ constexpr Outcome kOutcomes[] = {
 
 // The algorithm QSLP_ALG_AUTO stands for: the interior-point engine, which
 // needs far fewer iterations on curved problems, when it was built in.
-int chosen_algorithm(const SlpControls &c) {
+int chosen_algorithm(const qslp_problem_s &p, const SlpControls &c) {
   const int a = integer(c, QSLP_ALGORITHM);
+  if (a == QSLP_ALG_IPOPT && p.extras.needs_slp())
+    fail(QNDA_ERR_UNSUPPORTED,
+         "soft or inactive rows need the SLP algorithm (nlpalgorithm 1), not the interior point");
+  if (p.extras.needs_slp()) return QSLP_ALG_SLP;
   if (a != QSLP_ALG_AUTO) return a;
   return ipopt_available() ? QSLP_ALG_IPOPT : QSLP_ALG_SLP;
 }
@@ -56,7 +62,7 @@ const char *slp_status_text(int s) {
 
 SlpRun slp_run_options(qslp_problem_s &p, const SlpControls &c) {
   SlpRun run;
-  run.alg = chosen_algorithm(c);
+  run.alg = chosen_algorithm(p, c);
   SlpOptions &o = run.o;
   NlpSettings &s = o.base;
   s.iter_limit = integer(c, QSLP_ITERLIMIT);
@@ -123,16 +129,9 @@ void slp_outcome(const NlpResult &r, int &status, int &stop) {
 }
 
 void slp_publish_point(qslp_problem_s &p, NlpModel &model, const double *x) {
-  NlpSolution &sol = p.sol;
-  sol.has_solution = true;
-  sol.x.assign(x, x + model.n);
-  std::vector<double> g(model.m, 0.0);
-  model.eval_g(x, g.data());
-  const Model &mm = p.main->model;
-  sol.slack.resize(model.m);
-  for (int i = 0; i < model.m; ++i) sol.slack[i] = mm.rhs()[i] - g[i];
-  sol.duals.assign(model.m, 0.0);
-  sol.djs.assign(model.n, 0.0);
+  NlpResult at;
+  at.x.assign(x, x + model.n);
+  model.main_solution(at, p.sol);
 }
 
 void slp_store_result(qslp_problem_s &p, NlpModel &model, const NlpResult &r, int stop) {
@@ -146,13 +145,7 @@ void slp_store_result(qslp_problem_s &p, NlpModel &model, const NlpResult &r, in
   p.iterations = r.iterations;
   p.sol = NlpSolution();
   if (r.has_point && static_cast<int>(r.x.size()) == model.n) {
-    slp_publish_point(p, model, r.x.data());
-    NlpSolution &sol = p.sol;
-    // Duals and reduced costs as sensitivities of the user's objective.
-    for (int i = 0; i < model.m && i < static_cast<int>(r.lambda.size()); ++i)
-      sol.duals[i] = -model.sense * r.lambda[i];
-    for (int j = 0; j < model.n && j < static_cast<int>(r.z.size()); ++j)
-      sol.djs[j] = model.sense * r.z[j];
+    model.main_solution(r, p.sol);
     p.objval = model.objective(r.x.data());
     std::vector<double> g(model.m, 0.0);
     model.eval_g(r.x.data(), g.data());
@@ -190,6 +183,23 @@ void nlp_optimize(qslp_problem_s &p) {
   SlpRun run = slp_run_options(p, p.controls);
   const NlpSettings &s = run.o.base;
   p.algorithm_used = run.alg;
+  slp_extras_options(p, model, run.o);
+  // Determined columns follow their rows: at the start of either algorithm,
+  // and after each accepted SLP step.
+  const std::vector<int> cascade = slp_cascade_order(p, model);
+  if (!cascade.empty()) {
+    slp_cascade_point(p, model, cascade, model.x0);
+    run.o.cascade = [&](std::vector<double> &x) { slp_cascade_point(p, model, cascade, x); };
+  }
+  run.o.penalty_out = &p.extras.last_penalty;
+  // For QSLPgetdtime and QSLPprintevalinfo.
+  p.extras.stats.reset();
+  p.extras.solve_start = std::chrono::steady_clock::now();
+  p.extras.solve_started = p.extras.solving = true;
+  struct SolvingFlag {
+    SlpExtras &e;
+    ~SolvingFlag() { e.solving = false; }
+  } solving_flag{p.extras};
   SlpStop stop(p);
   run.o.base.stop = [&stop] { return stop(); };
   model.on_eval_error = [&p, &stop](int row, int col) {

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include "core/error.h"
 #include "engine/minlp.h"
@@ -30,8 +31,6 @@ using Ipopt::Index;
 using Ipopt::Number;
 
 constexpr double kInf = 1e20;  // beyond Ipopt's +-1e19: no bound
-
-double to_engine(double v) { return std::isinf(v) ? (v > 0 ? kInf : -kInf) : v; }
 
 class Adapter : public Bonmin::TMINLP {
  public:
@@ -59,22 +58,9 @@ class Adapter : public Bonmin::TMINLP {
   }
   bool get_nlp_info(Index &n, Index &m, Index &nnz_jac, Index &nnz_h,
                     Ipopt::TNLP::IndexStyleEnum &style) override {
-    n = p_.n;
-    m = p_.m;
-    nnz_jac = static_cast<Index>(p_.jrow.size());
-    nnz_h = static_cast<Index>(p_.hrow.size());
+    std::tie(n, m, nnz_jac, nnz_h) = std::make_tuple(p_.n, p_.m, static_cast<Index>(p_.jrow.size()),
+                                                     static_cast<Index>(p_.hrow.size()));
     style = Ipopt::TNLP::C_STYLE;
-    return true;
-  }
-  bool get_bounds_info(Index n, Number *xl, Number *xu, Index m, Number *gl, Number *gu) override {
-    for (Index j = 0; j < n; ++j) {
-      xl[j] = to_engine(p_.xl[j]);
-      xu[j] = to_engine(p_.xu[j]);
-    }
-    for (Index i = 0; i < m; ++i) {
-      gl[i] = to_engine(p_.gl[i]);
-      gu[i] = to_engine(p_.gu[i]);
-    }
     return true;
   }
   // Called when the search starts from the problem's point (its root;
@@ -85,6 +71,10 @@ class Adapter : public Bonmin::TMINLP {
       stopped = true;
     if (init_x)
       for (Index j = 0; j < n; ++j) x[j] = p_.x0[j];
+    return true;
+  }
+  bool get_bounds_info(Index, Number *xl, Number *xu, Index, Number *gl, Number *gu) override {
+    nlp_bounds(p_, kInf, xl, xu, gl, gu);
     return true;
   }
   // After a stop every evaluation fails, so that the search winds down.

@@ -34,8 +34,6 @@ using Ipopt::Number;
 constexpr double kIpoptInf = 1e20;  // beyond Ipopt's +-1e19: no bound
 constexpr double kUnbounded = 1e20;
 
-double to_ipopt(double v) { return std::isinf(v) ? (v > 0 ? kIpoptInf : -kIpoptInf) : v; }
-
 class Adapter : public Ipopt::TNLP {
  public:
   Adapter(NlpProblem &p, const NlpSettings &s, NlpResult &r)
@@ -54,15 +52,8 @@ class Adapter : public Ipopt::TNLP {
     return true;
   }
 
-  bool get_bounds_info(Index n, Number *xl, Number *xu, Index m, Number *gl, Number *gu) override {
-    for (Index j = 0; j < n; ++j) {
-      xl[j] = to_ipopt(p_.xl[j]);
-      xu[j] = to_ipopt(p_.xu[j]);
-    }
-    for (Index i = 0; i < m; ++i) {
-      gl[i] = to_ipopt(p_.gl[i]);
-      gu[i] = to_ipopt(p_.gu[i]);
-    }
+  bool get_bounds_info(Index, Number *xl, Number *xu, Index, Number *gl, Number *gu) override {
+    nlp_bounds(p_, kIpoptInf, xl, xu, gl, gu);
     return true;
   }
 
