@@ -9,6 +9,7 @@
 #include <string>
 
 #include "callbacks/cblists.h"
+#include "callbacks/cutpool.h"
 #include "callbacks/dispatch.h"
 #include "controls/controls.h"
 #include "core/error.h"
@@ -51,6 +52,8 @@ struct qnda_problem_s {
   std::shared_ptr<qnda::AnalysisState> analysis;
   // The optimiser callbacks (QNDAaddcb...).
   qnda::CallbackLists callbacks;
+  // The cut pool (QNDAstorecuts ...).
+  qnda::CutPool cuts;
   // The engine's lack of branching directives was said in the log.
   bool directives_noted = false;
   // The engine of the last optimisation with its model and basis.
