@@ -75,8 +75,8 @@ QNDA_PY_addcuts(PyObject *self, PyObject *args, PyObject *kwargs)
 static PyObject *
 QNDA_PY_storecuts(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {"nodupl", "mtype", "qrtype", "drhs", "mstart",
-                                   "mindex", "mcols",  "dmatval", NULL};
+    static const char *kwlist[] = {"nodupl", "mtype", "qrtype",  "drhs", "mstart",
+                                   "mindex", "mcols", "dmatval", NULL};
     PyObject *o[7] = {NULL, NULL, NULL, NULL, NULL, NULL, NULL};
     int nodupl;
     api_arrays a(self);
@@ -198,8 +198,8 @@ QNDA_PY_getcpcutlist(PyObject *self, PyObject *args, PyObject *kwargs)
 static PyObject *
 QNDA_PY_getcpcuts(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {"mindex", "mtype", "qrtype", "mstart",
-                                   "mcols",  "dmatval", "drhs", NULL};
+    static const char *kwlist[] = {"mindex", "mtype",   "qrtype", "mstart",
+                                   "mcols",  "dmatval", "drhs",   NULL};
     PyObject *mindex, *o[6] = {NULL, NULL, NULL, NULL, NULL, NULL};
     static const char *const names[6] = {"mtype", "qrtype", "mstart", "mcols", "dmatval", "drhs"};
     api_arrays a(self);
@@ -293,8 +293,8 @@ QNDA_PY_setbranchcuts(PyObject *self, PyObject *args, PyObject *kwargs)
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "O", (char **)kwlist, &mindex) ||
         api_prob(self) == NULL || a.in(mindex, &n, &cuts, CONV_CUT) != 0)
         return NULL;
-    return api_none_if(self,
-                       QNDAsetbranchcuts(api_handle(self), n < 0 ? 0 : (int)n, (const QNDAcut *)cuts));
+    return api_none_if(self, QNDAsetbranchcuts(api_handle(self), n < 0 ? 0 : (int)n,
+                                               (const QNDAcut *)cuts));
 }
 
 static PyObject *
@@ -336,45 +336,45 @@ QNDA_PY_setbranchbounds(PyObject *self, PyObject *args, PyObject *kwargs)
     return api_none_if(self, QNDAsetbranchbounds(api_handle(self), generic_getptr(bounds)));
 }
 
-PyMethodDef api_cut_methods[] = {
-    {"addcuts", API_KW(QNDA_PY_addcuts),
-     "addcuts(mtype, qrtype, drhs, mstart, mcols=None, dmatval=None) -> None: Give cuts to the "
-     "node at hand (inside optnode or preintsol); they enter the cut pool too.  mstart has one "
-     "entry per cut and the end."},
-    {"storecuts", API_KW(QNDA_PY_storecuts),
-     "storecuts(nodupl, mtype, qrtype, drhs, mstart, mindex, mcols=None, dmatval=None) -> None: "
-     "Store cuts in the cut pool and fill mindex with their poolcut handles; nodupl 1 (2) gives "
-     "a cut equal to a stored one of the same (any) type that one's handle."},
-    {"loadcuts", API_KW(QNDA_PY_loadcuts),
-     "loadcuts(itype, interp, cutind=None) -> None: Give pool cuts to the node at hand: those "
-     "listed, else those of type itype (interp -1 every cut, 1 equal type, 2 any bit, 3 all "
-     "bits)."},
-    {"delcuts", API_KW(QNDA_PY_delcuts),
-     "delcuts(ibasis, itype, interp, delta, cutind=None) -> None: Take back cuts given to the "
-     "node at this event before the engine sees them."},
-    {"delcpcuts", API_KW(QNDA_PY_delcpcuts),
-     "delcpcuts(itype, interp, cutind=None) -> None: Delete cuts from the cut pool."},
-    {"getcutlist", API_KW(QNDA_PY_getcutlist),
-     "getcutlist(itype, interp, cutind) -> None: Fill cutind with the pool cuts of the selection "
-     "in the node's matrix."},
-    {"getcpcutlist", API_KW(QNDA_PY_getcpcutlist),
-     "getcpcutlist(itype, interp, delta, cutind, viol=None) -> None: Fill cutind (and viol) with "
-     "the pool cuts of the selection violated by more than delta at the node's solution."},
-    {"getcpcuts", API_KW(QNDA_PY_getcpcuts),
-     "getcpcuts(mindex, mtype=None, qrtype=None, mstart=None, mcols=None, dmatval=None, "
-     "drhs=None) -> None: Fill the given lists with the data of the pool cuts in mindex."},
-    {"getcutmap", API_KW(QNDA_PY_getcutmap),
-     "getcutmap(cutind, cutmap) -> None: Fill cutmap with each cut's row in the node's matrix, "
-     "-1 for a cut not in it."},
-    {"getcutslack", API_KW(QNDA_PY_getcutslack),
-     "getcutslack(cut) -> float: The slack (rhs - a'x) of a pool cut at the node's solution."},
-    {"setbranchcuts", API_KW(QNDA_PY_setbranchcuts),
-     "setbranchcuts(mindex) -> None: Give the pool cuts listed to the node at hand and every "
-     "node below it."},
-    {"storebounds", API_KW(QNDA_PY_storebounds),
-     "storebounds(mcols, qbtype, dbnd) -> generic: Keep bounds (type L, U or B) for "
-     "setbranchbounds."},
-    {"setbranchbounds", API_KW(QNDA_PY_setbranchbounds),
-     "setbranchbounds(bounds) -> None: Impose bounds kept by storebounds on the node at hand and "
-     "every node below it."},
-    {NULL, NULL, 0, NULL}};
+PyMethodDef api_cut_methods[] =
+    {{"addcuts", API_KW(QNDA_PY_addcuts),
+      "addcuts(mtype, qrtype, drhs, mstart, mcols=None, dmatval=None) -> None: Give cuts to the "
+      "node at hand (inside optnode or preintsol); they enter the cut pool too.  mstart has one "
+      "entry per cut and the end."},
+     {"storecuts", API_KW(QNDA_PY_storecuts),
+      "storecuts(nodupl, mtype, qrtype, drhs, mstart, mindex, mcols=None, dmatval=None) -> None: "
+      "Store cuts in the cut pool and fill mindex with their poolcut handles; nodupl 1 (2) gives "
+      "a cut equal to a stored one of the same (any) type that one's handle."},
+     {"loadcuts", API_KW(QNDA_PY_loadcuts),
+      "loadcuts(itype, interp, cutind=None) -> None: Give pool cuts to the node at hand: those "
+      "listed, else those of type itype (interp -1 every cut, 1 equal type, 2 any bit, 3 all "
+      "bits)."},
+     {"delcuts", API_KW(QNDA_PY_delcuts),
+      "delcuts(ibasis, itype, interp, delta, cutind=None) -> None: Take back cuts given to the "
+      "node at this event before the engine sees them."},
+     {"delcpcuts", API_KW(QNDA_PY_delcpcuts),
+      "delcpcuts(itype, interp, cutind=None) -> None: Delete cuts from the cut pool."},
+     {"getcutlist", API_KW(QNDA_PY_getcutlist),
+      "getcutlist(itype, interp, cutind) -> None: Fill cutind with the pool cuts of the selection "
+      "in the node's matrix."},
+     {"getcpcutlist", API_KW(QNDA_PY_getcpcutlist),
+      "getcpcutlist(itype, interp, delta, cutind, viol=None) -> None: Fill cutind (and viol) with "
+      "the pool cuts of the selection violated by more than delta at the node's solution."},
+     {"getcpcuts", API_KW(QNDA_PY_getcpcuts),
+      "getcpcuts(mindex, mtype=None, qrtype=None, mstart=None, mcols=None, dmatval=None, "
+      "drhs=None) -> None: Fill the given lists with the data of the pool cuts in mindex."},
+     {"getcutmap", API_KW(QNDA_PY_getcutmap),
+      "getcutmap(cutind, cutmap) -> None: Fill cutmap with each cut's row in the node's matrix, "
+      "-1 for a cut not in it."},
+     {"getcutslack", API_KW(QNDA_PY_getcutslack),
+      "getcutslack(cut) -> float: The slack (rhs - a'x) of a pool cut at the node's solution."},
+     {"setbranchcuts", API_KW(QNDA_PY_setbranchcuts),
+      "setbranchcuts(mindex) -> None: Give the pool cuts listed to the node at hand and every "
+      "node below it."},
+     {"storebounds", API_KW(QNDA_PY_storebounds),
+      "storebounds(mcols, qbtype, dbnd) -> generic: Keep bounds (type L, U or B) for "
+      "setbranchbounds."},
+     {"setbranchbounds", API_KW(QNDA_PY_setbranchbounds),
+      "setbranchbounds(bounds) -> None: Impose bounds kept by storebounds on the node at hand and "
+      "every node below it."},
+     {NULL, NULL, 0, NULL}};

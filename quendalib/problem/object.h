@@ -32,6 +32,8 @@ typedef struct {
     int obj_col;                           /* auxiliary column of a nonlinear objective, -1 */
     int obj_row;                           /* auxiliary row defining it, -1 */
     PyObject *weakreflist;                 /* controls and attributes refer to us weakly */
+    PyObject *cbview;                      /* owned view re-bound for each callback event
+                                              (callbacks/trampolines.cpp), or NULL */
     int busy;                              /* depth of the problem's methods running (busy.cpp) */
     unsigned long busy_thread;             /* the thread running the outermost one */
     const char *busy_method;               /* its name */

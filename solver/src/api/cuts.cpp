@@ -12,8 +12,12 @@ namespace {
 const char kNoNode[] =
     "only inside a node callback (optnode, or preintsol) of a MIP search on the cbc engine";
 
-std::uint64_t cut_id(QNDAcut c) { return static_cast<std::uint64_t>(reinterpret_cast<uintptr_t>(c)); }
-QNDAcut cut_handle(std::uint64_t id) { return reinterpret_cast<QNDAcut>(static_cast<uintptr_t>(id)); }
+std::uint64_t cut_id(QNDAcut c) {
+  return static_cast<std::uint64_t>(reinterpret_cast<uintptr_t>(c));
+}
+QNDAcut cut_handle(std::uint64_t id) {
+  return reinterpret_cast<QNDAcut>(static_cast<uintptr_t>(id));
+}
 
 NodeCutEvent &node_event(qnda_problem_s *prob) {
   NodeCutEvent *ev = node_cut_event(prob);
@@ -43,8 +47,7 @@ std::vector<PoolCut> read_cuts(const qnda_problem_s *prob, int ncuts, const int 
     c.type = cuttype[i];
     c.rowtype = rowtype[i];
     if (c.rowtype != 'L' && c.rowtype != 'G' && c.rowtype != 'E')
-      fail(QNDA_ERR_ARGUMENT, "cut %d has row type '%c'; a cut is of type L, G or E", i,
-           c.rowtype);
+      fail(QNDA_ERR_ARGUMENT, "cut %d has row type '%c'; a cut is of type L, G or E", i, c.rowtype);
     c.rhs = rhs[i];
     if (start[i + 1] < start[i])
       fail(QNDA_ERR_ARGUMENT, "start of cut %d (%d) is below that of cut %d (%d)", i + 1,
@@ -117,8 +120,7 @@ extern "C" int QNDAstorecuts(QNDAprob prob, int ncuts, int nodupl, const int *cu
                              const char *rowtype, const double *rhs, const int *start,
                              QNDAcut *cutind, const int *colind, const double *cutcoef) {
   return guard_read(prob, "QNDAstorecuts", [&] {
-    if (nodupl < 0 || nodupl > 2)
-      fail(QNDA_ERR_ARGUMENT, "nodupl is %d; it is 0, 1 or 2", nodupl);
+    if (nodupl < 0 || nodupl > 2) fail(QNDA_ERR_ARGUMENT, "nodupl is %d; it is 0, 1 or 2", nodupl);
     std::vector<PoolCut> cuts =
         read_cuts(prob, ncuts, cuttype, rowtype, rhs, start, colind, cutcoef);
     if (ncuts > 0) check_array(cutind, "cutind");
