@@ -46,7 +46,8 @@ def timed(p):
     return time.process_time() - t0
 
 
-def python_case(kind):
+def counted(kind):
+    """The tiny problem set up for kind, a do-nothing callback and its count."""
     p = tiny()
     p.setControl({"loglevel": 1 if kind == "message" else 0, "outputlog": 0,
                   "solvername": "cbc" if kind == "optnode" else "highs"})
@@ -55,6 +56,11 @@ def python_case(kind):
     def noop(prob, data, *rest):
         events[0] += 1
 
+    return p, noop, events
+
+
+def python_case(kind):
+    p, noop, events = counted(kind)
     none = with_ = float("inf")
     for _ in range(7):
         none = min(none, timed(p))
@@ -70,14 +76,7 @@ FANOUT = 100
 
 def python_fanout(kind):
     """Seconds per call of a do-nothing Python callback (see above)."""
-    p = tiny()
-    p.setControl({"loglevel": 1 if kind == "message" else 0, "outputlog": 0,
-                  "solvername": "cbc" if kind == "optnode" else "highs"})
-    calls = [0]
-
-    def noop(prob, data, *rest):
-        calls[0] += 1
-
+    p, noop, calls = counted(kind)
     best = {}
     for k in (1, FANOUT):
         for _ in range(k):
