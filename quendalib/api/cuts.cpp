@@ -189,10 +189,9 @@ QNDA_PY_getcpcutlist(PyObject *self, PyObject *args, PyObject *kwargs)
         return NULL;
     if (QNDAgetcpcutlist(api_handle(self), itype, interp, delta, &n, n, ids, v) != 0)
         return api_fail(self);
-    if (conv_arr2obj(self, n, ids, &cutind, CONV_CUT) != 0 ||
-        conv_arr2obj(self, n, v, &viol, CONV_DOUBLE) != 0)
+    if (conv_arr2obj(self, n, ids, &cutind, CONV_CUT) != 0)
         return NULL;
-    Py_RETURN_NONE;
+    return conv_arr2obj(self, n, v, &viol, CONV_DOUBLE) != 0 ? NULL : Py_NewRef(Py_None);
 }
 
 static PyObject *
