@@ -247,3 +247,30 @@ def test_no_references_leak():
             p.loadcuts(0, -1, handles)
     gc.collect()
     assert (sys.getrefcount(handles[0]), sys.getrefcount(p)) == before
+
+
+def test_delcuts_takes_back_this_events_cuts_only():
+    t = Tsp(CITIES)
+    by_optnode(t, [])
+    decoy = []
+    t.p.storecuts(0, [7], "L", [0.0], [0, 1], decoy, [t.col[0, 8]], [1.0])  # x(0, 8) <= 0
+    outcomes = []
+
+    def cb(prob, data):
+        cutmap = []
+        prob.getcutmap(decoy, cutmap)
+        assert cutmap == [-1]  # taken back every time: never in the node's matrix
+        prob.loadcuts(0, -1, decoy)
+        prob.delcuts(0, 7, 1, 0.0)
+        listed = []
+        prob.getcutlist(0, -1, listed)
+        if listed:
+            try:
+                prob.delcuts(0, 0, -1, 0.0, listed[:1])
+            except quenda.SolverError as e:
+                outcomes.append(str(e))
+        return 0
+    t.p.addcboptnode(cb, priority=-1)  # after the subtour cuts are given
+    t.p.mipoptimize()
+    assert t.tour_length() == pytest.approx(OPTIMUM)
+    assert outcomes and "keeps the cuts of its node matrix" in outcomes[0]
