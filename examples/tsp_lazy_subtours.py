@@ -1,13 +1,12 @@
 """Travelling salesman with lazy subtour elimination.
 
 The assignment constraints (each city entered and left once) are the whole
-model at first; the exponentially many subtour-elimination constraints are
-added only when a candidate solution breaks one.  A `preintsol` callback
-looks at every candidate integer solution the search proposes, rejects it
-when it splits into subtours and remembers those subtours; after the
-search, their constraints join the model and the search runs again.  A
-round that rejects nothing has found an optimal tour.  An `intsol`
-callback logs the progress of each round.
+model; the exponentially many subtour-elimination constraints are given to
+the search only where it needs them.  A `preintsol` callback looks at every
+candidate integer solution, and when it splits into subtours rejects it
+and adds the cut sum(x[i, j] for i, j in S) <= |S| - 1 of each subtour S
+to the node (`addcuts`): the node is solved again with the cuts, and one
+search ends with an optimal tour.  An `intsol` callback logs the progress.
 """
 import math
 import random
@@ -48,40 +47,39 @@ def subtours(values: Sequence[float]) -> list[list[int]]:
     return cycles
 
 
-found: list[list[int]] = []  # subtours met in this round
+col = {a: k for k, a in enumerate(arcs)}
+rejected = [0]
 
 
 def reject_subtours(prob: quenda.problem, data: object, soltype: int,
                     cutoff: float) -> tuple[int, None]:
-    cycles = subtours(prob.getSolution(list(x.values())))
+    values: list[float] = []
+    prob.getlpsol(values)
+    cycles = subtours(values)
     if len(cycles) == 1:
         return 0, None  # a tour: accept it
-    found.extend(c for c in cycles if len(c) < n)
+    rejected[0] += 1
+    if soltype == 0:  # from a node: cut the subtours off there
+        mstart, mcols = [0], []
+        for c in cycles:
+            mcols += [col[i, j] for i in c for j in c if i != j]
+            mstart.append(len(mcols))
+        prob.addcuts([1] * len(cycles), "L" * len(cycles), [len(c) - 1.0 for c in cycles],
+                     mstart, mcols, [1.0] * len(mcols))
     return 1, None
 
 
-def log_progress(prob: quenda.problem, data: list[int]) -> None:
-    print(f"    round {data[0]}: tour of length {prob.attributes.mipobjval:.2f} "
-          f"at node {prob.attributes.nodes}")
+def log_progress(prob: quenda.problem, data: object) -> None:
+    print(f"    tour of length {prob.attributes.mipobjval:.2f} at node {prob.attributes.nodes}")
 
 
 tsp.addcbpreintsol(reject_subtours)
-round_ = [0]
-tsp.addcbintsol(log_progress, round_)
-added: set[frozenset[int]] = set()
-while True:
-    round_[0] += 1
-    found.clear()
-    tsp.solve()
-    new = {frozenset(c) for c in found} - added
-    print(f"round {round_[0]}: {len(found)} candidates rejected, {len(new)} new subtours")
-    if not found:
-        break
-    for s in new:
-        tsp.addConstraint(quenda.Sum(x[i, j] for i in s for j in s if i != j) <= len(s) - 1)
-    added |= new
+tsp.addcbintsol(log_progress)
+tsp.solve()
+print(f"{rejected[0]} candidates with subtours rejected")
 
 tour = subtours(tsp.getSolution(list(x.values())))[0]
 length = sum(dist[a, b] for a, b in zip(tour, tour[1:] + tour[:1]))
 print(f"optimal tour of {n} cities, length {length:.2f}: {tour}")
+assert len(tour) == n
 assert abs(length - tsp.getObjVal()) < 1e-6

@@ -24,7 +24,7 @@ slp_event(QSLPprob slp, void *entry, const char *name)
     cb_call c;
     int rc = -1;
     if (slp_setup(&c, slp, entry) == 0) {
-        PyObject *res = cb_call_function(&c, name, "(OO)", c.view, c.data);
+        PyObject *res = cb_call_format(&c, name, "(OO)", c.view, c.data);
         if (res != NULL)
             rc = cb_int_result(res);
         Py_XDECREF(res);
@@ -100,7 +100,7 @@ slp_column(QSLPprob slp, void *entry, int col, const char *name, int keep)
     cb_call c;
     int rc = -1;
     if (slp_setup(&c, slp, entry) == 0)
-        rc = slp_int_of(&c, cb_call_function(&c, name, "(OOi)", c.view, c.data, col), name);
+        rc = slp_int_of(&c, cb_call_format(&c, name, "(OOi)", c.view, c.data, col), name);
     cb_outro(&c);
     return keep ? rc : 0;
 }
@@ -129,8 +129,7 @@ wrapper_coefevalerror(QSLPprob slp, void *entry, int row, int col)
     cb_call c;
     int rc = -1;
     if (slp_setup(&c, slp, entry) == 0)
-        rc = slp_int_of(&c,
-                        cb_call_function(&c, "coefevalerror", "(OOii)", c.view, c.data, row, col),
+        rc = slp_int_of(&c, cb_call_format(&c, "coefevalerror", "(OOii)", c.view, c.data, row, col),
                         "coefevalerror");
     cb_outro(&c);
     return rc;
@@ -144,8 +143,8 @@ wrapper_drcol(QSLPprob slp, void *entry, int col, double value, double *newvalue
     int rc = -1;
     if (slp_setup(&c, slp, entry) == 0)
         rc = slp_float_of(&c,
-                          cb_call_function(&c, "drcol", "(OOiddd)", c.view, c.data, col, value, lb,
-                                           ub),
+                          cb_call_format(&c, "drcol", "(OOiddd)", c.view, c.data, col, value, lb,
+                                         ub),
                           "drcol", newvalue);
     cb_outro(&c);
     return rc;
@@ -157,7 +156,7 @@ wrapper_formula(QSLPprob slp, void *entry, double arg, double *value)
     cb_call c;
     int rc = -1;
     if (slp_setup(&c, slp, entry) == 0)
-        rc = slp_float_of(&c, cb_call_function(&c, "formula", "(OOd)", c.view, c.data, arg),
+        rc = slp_float_of(&c, cb_call_format(&c, "formula", "(OOd)", c.view, c.data, arg),
                           "formula", value);
     cb_outro(&c);
     return rc;
@@ -177,8 +176,8 @@ slp_msjob(QSLPprob slp, void *entry, void *job, const char *description, int *st
 {
     cb_call c;
     if (slp_setup(&c, slp, entry) == 0) {
-        PyObject *res = cb_call_function(&c, name, "(OOOs)", c.view, c.data, slp_job(job),
-                                         description != NULL ? description : "");
+        PyObject *res = cb_call_format(&c, name, "(OOOs)", c.view, c.data, slp_job(job),
+                                       description != NULL ? description : "");
         if (res != NULL)
             *status = slp_int_of(&c, res, name);
     }
@@ -203,8 +202,8 @@ wrapper_mswinner(QSLPprob slp, void *entry, void *job, const char *description)
 {
     cb_call c;
     if (slp_setup(&c, slp, entry) == 0)
-        Py_XDECREF(cb_call_function(&c, "mswinner", "(OOOs)", c.view, c.data, slp_job(job),
-                                    description != NULL ? description : ""));
+        Py_XDECREF(cb_call_format(&c, "mswinner", "(OOOs)", c.view, c.data, slp_job(job),
+                                  description != NULL ? description : ""));
     cb_outro(&c);
     return 0;
 }

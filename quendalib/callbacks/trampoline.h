@@ -8,11 +8,12 @@
 
 typedef struct {
     PyGILState_STATE gil;
-    QNDAprob prob;  /* the event's handle */
-    QSLPprob slp;   /* the nonlinear handle of a nonlinear event, else NULL */
-    PyObject *view; /* owned temporary problem, or NULL */
-    PyObject *func; /* owned */
-    PyObject *data; /* owned */
+    QNDAprob prob;   /* the event's handle */
+    QSLPprob slp;    /* the nonlinear handle of a nonlinear event, else NULL */
+    PyObject *owner; /* owned: the problem the entry belongs to, or NULL */
+    PyObject *view;  /* owned temporary problem, or NULL */
+    PyObject *func;  /* owned */
+    PyObject *data;  /* owned */
 } cb_call;
 
 /* Takes the lock and reads the entry; the view carries prob and slp.  0, or
@@ -28,9 +29,12 @@ void cb_failed(cb_call *c, const char *name);
 /* The integer of a result: an int (or NumPy integer), None as 0, anything
  * else -1. */
 int cb_int_result(PyObject *res);
-/* Calls the function with what fmt builds; new reference, or NULL after
- * cb_failed. */
-PyObject *cb_call_function(cb_call *c, const char *name, const char *fmt, ...);
+/* Calls the function with (view, data) and the n objects of rest
+ * (borrowed, n <= 3) by vectorcall; new reference, or NULL after cb_failed. */
+PyObject *cb_call_function(cb_call *c, const char *name, PyObject *const *rest, size_t n);
+/* The same with the whole argument tuple built by fmt (the nonlinear kinds,
+ * whose events are rare next to the optimiser's). */
+PyObject *cb_call_format(cb_call *c, const char *name, const char *fmt, ...);
 
 /* The registrations of the nonlinear kinds (slp_trampolines.cpp). */
 #define CB_SLP_SET_DECL(kind) int cb_set_##kind(QSLPprob prob, void *entry);

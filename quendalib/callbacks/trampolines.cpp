@@ -15,22 +15,24 @@
 
 #include "callbacks/trampoline.h"
 
-/* The view: a bare problem with the event's handle that shares the owner's
- * lists, maps and callback slots.  New reference, or NULL. */
-static PyObject *
-cb_view_new(problem_s *owner, QNDAprob prob)
+/* Points the view at the event: its handle, and the owner's lists, maps
+ * and callback slots.  Only what changed is swapped, so an event on a view
+ * already bound to its owner costs a handful of stores. */
+static void
+cb_view_bind(problem_s *v, problem_s *owner, QNDAprob prob)
 {
-    problem_s *v = (problem_s *)problem_alloc();
-    if (v == NULL)
-        return NULL;
     v->prob = prob;
-    v->vars = Py_XNewRef(owner->vars);
-    v->cons = Py_XNewRef(owner->cons);
-    v->sos = Py_XNewRef(owner->sos);
-    v->varmap = owner->varmap; /* borrowed: cleared before the view goes */
+    if (v->vars != owner->vars)
+        Py_XSETREF(v->vars, Py_XNewRef(owner->vars));
+    if (v->cons != owner->cons)
+        Py_XSETREF(v->cons, Py_XNewRef(owner->cons));
+    if (v->sos != owner->sos)
+        Py_XSETREF(v->sos, Py_XNewRef(owner->sos));
+    if (v->userfuncs != owner->userfuncs)
+        Py_XSETREF(v->userfuncs, Py_XNewRef(owner->userfuncs));
+    v->varmap = owner->varmap; /* borrowed: cleared before the view goes idle */
     v->conmap = owner->conmap;
     v->sosmap = owner->sosmap;
-    v->userfuncs = Py_XNewRef(owner->userfuncs);
     v->nlp_index = owner->nlp_index;
     v->n_nlcons = owner->n_nlcons;
     v->nl_obj = owner->nl_obj;
@@ -38,24 +40,65 @@ cb_view_new(problem_s *owner, QNDAprob prob)
     v->obj_row = owner->obj_row;
     for (int k = 0; k < QUENDA_NCALLBACKS; k++)
         v->callback[k] = Py_XNewRef(owner->callback[k]);
+}
+
+/* A new view of owner for the event: a bare problem with its own control
+ * and attribute objects.  New reference, or NULL. */
+static PyObject *
+cb_view_new(problem_s *owner, QNDAprob prob)
+{
+    problem_s *v = (problem_s *)problem_alloc();
+    if (v == NULL)
+        return NULL;
+    cb_view_bind(v, owner, prob);
     v->ctrl = ctrl_base((PyObject *)v);
     v->attr = v->ctrl != NULL ? attr_base((PyObject *)v) : NULL;
+    if (v->attr == NULL)
+        Py_CLEAR(v);
     return (PyObject *)v;
 }
 
-/* Drops the view without touching what it borrowed: a view the function
- * kept is an empty shell afterwards. */
+/* Unbinds the view from the event without touching what it borrowed: a
+ * view the function kept is an empty shell afterwards. */
 static void
-cb_view_release(PyObject *view)
+cb_view_unbind(PyObject *view)
 {
     problem_s *v = (problem_s *)view;
-    if (v == NULL)
-        return;
     v->prob = NULL;
     v->slpprob = NULL;
     v->varmap = v->conmap = v->sosmap = NULL;
     for (int k = 0; k < QUENDA_NCALLBACKS; k++)
         Py_CLEAR(v->callback[k]); /* the slot only: the entries are the owner's */
+}
+
+/* The view of an event.  A problem keeps one view between events
+ * (owner->cbview) and each event re-binds it; a fresh one is made when
+ * there is none yet, or when an outer event (a callback whose library call
+ * logged a message) is still using it.  New reference, or NULL. */
+static PyObject *
+cb_view_get(problem_s *owner, QNDAprob prob)
+{
+    PyObject *kept = owner->cbview, *v;
+    if (kept != NULL && Py_REFCNT(kept) == 1) {
+        cb_view_bind((problem_s *)kept, owner, prob);
+        return Py_NewRef(kept);
+    }
+    v = cb_view_new(owner, prob);
+    if (v != NULL && kept == NULL)
+        owner->cbview = Py_NewRef(v);
+    return v;
+}
+
+/* Ends the event's use of the view.  One that the function kept is left to
+ * it (an empty shell) and the problem makes another next time. */
+static void
+cb_view_release(problem_s *owner, PyObject *view)
+{
+    if (view == NULL)
+        return;
+    cb_view_unbind(view);
+    if (owner != NULL && owner->cbview == view && Py_REFCNT(view) > 2)
+        Py_CLEAR(owner->cbview);
     Py_DECREF(view);
 }
 
@@ -75,7 +118,7 @@ cb_setup_slp(cb_call *c, QNDAprob prob, QSLPprob slp, void *entry)
     c->gil = PyGILState_Ensure();
     c->prob = prob;
     c->slp = slp;
-    c->view = c->func = c->data = NULL;
+    c->owner = c->view = c->func = c->data = NULL;
     if (quenda_cb_error_pending()) {
         quenda_cb_error_save();
         cb_interrupt(c);
@@ -87,10 +130,11 @@ cb_setup_slp(cb_call *c, QNDAprob prob, QSLPprob slp, void *entry)
     owner = PyWeakref_GetObject(PyList_GET_ITEM(e, 0)); /* borrowed */
     if (owner == NULL || owner == Py_None)
         return -3;
+    c->owner = Py_NewRef(owner);
     c->func = Py_NewRef(PyList_GET_ITEM(e, 1));
     c->data = Py_NewRef(PyList_GET_ITEM(e, 2));
-    c->view = cb_view_new((problem_s *)owner, prob);
-    if (c->view == NULL || ((problem_s *)c->view)->attr == NULL) {
+    c->view = cb_view_get((problem_s *)owner, prob);
+    if (c->view == NULL) {
         quenda_cb_error_save();
         cb_interrupt(c);
         return -3;
@@ -110,9 +154,10 @@ cb_setup(cb_call *c, QNDAprob prob, void *entry)
 void
 cb_outro(cb_call *c)
 {
-    cb_view_release(c->view);
+    cb_view_release((problem_s *)c->owner, c->view);
     Py_XDECREF(c->func);
     Py_XDECREF(c->data);
+    Py_XDECREF(c->owner);
     PyGILState_Release(c->gil);
 }
 
@@ -150,10 +195,24 @@ cb_int_result(PyObject *res)
     return -1;
 }
 
-/* Calls the function with (view, data) followed by what fmt builds from
- * the rest; name as in cb_failed.  New reference, or NULL after cb_failed. */
+/* Calls the function with (view, data) followed by the n objects of rest
+ * (borrowed), without building a tuple; name as in cb_failed.  New
+ * reference, or NULL after cb_failed. */
 PyObject *
-cb_call_function(cb_call *c, const char *name, const char *fmt, ...)
+cb_call_function(cb_call *c, const char *name, PyObject *const *rest, size_t n)
+{
+    PyObject *stack[5] = {c->view, c->data, NULL, NULL, NULL};
+    PyObject *res;
+    for (size_t i = 0; i < n; i++)
+        stack[2 + i] = rest[i];
+    res = PyObject_Vectorcall(c->func, stack, 2 + n, NULL);
+    if (res == NULL)
+        cb_failed(c, name);
+    return res;
+}
+
+PyObject *
+cb_call_format(cb_call *c, const char *name, const char *fmt, ...)
 {
     PyObject *args, *res;
     va_list ap;
@@ -167,6 +226,24 @@ cb_call_function(cb_call *c, const char *name, const char *fmt, ...)
     return res;
 }
 
+/* As cb_call_function with rest built from new references (any NULL: the
+ * call fails as the function would); they are released afterwards. */
+static PyObject *
+cb_call_built(cb_call *c, const char *name, PyObject **rest, size_t n)
+{
+    PyObject *res = NULL;
+    size_t i;
+    for (i = 0; i < n && rest[i] != NULL; i++)
+        ;
+    if (i == n)
+        res = cb_call_function(c, name, rest, n);
+    else
+        cb_failed(c, name);
+    for (i = 0; i < n; i++)
+        Py_XDECREF(rest[i]);
+    return res;
+}
+
 /* The kinds called with (view, data) only; *result gets the converted
  * int when result is not NULL. */
 static void
@@ -174,7 +251,7 @@ common_wrapper(QNDAprob prob, void *entry, int *result, const char *name)
 {
     cb_call c;
     if (cb_setup(&c, prob, entry) == 0) {
-        PyObject *res = cb_call_function(&c, name, "(OO)", c.view, c.data);
+        PyObject *res = cb_call_function(&c, name, NULL, 0);
         if (res != NULL && result != NULL)
             *result = cb_int_result(res);
         Py_XDECREF(res);
@@ -214,8 +291,10 @@ wrapper_message(QNDAprob prob, void *entry, const char *msg, int len, int msgtyp
     cb_call c;
     if (msg == NULL)
         return; /* a flush has no line to pass on */
-    if (cb_setup(&c, prob, entry) == 0)
-        Py_XDECREF(cb_call_function(&c, "message", "(OOsl)", c.view, c.data, msg, (long)msgtype));
+    if (cb_setup(&c, prob, entry) == 0) {
+        PyObject *rest[2] = {PyUnicode_FromString(msg), PyLong_FromLong(msgtype)};
+        Py_XDECREF(cb_call_built(&c, "message", rest, 2));
+    }
     cb_outro(&c);
 }
 
@@ -223,9 +302,10 @@ static void
 wrapper_usersolnotify(QNDAprob prob, void *entry, const char *solname, int status)
 {
     cb_call c;
-    if (cb_setup(&c, prob, entry) == 0)
-        Py_XDECREF(
-            cb_call_function(&c, "usersolnotify", "(OOsl)", c.view, c.data, solname, (long)status));
+    if (cb_setup(&c, prob, entry) == 0) {
+        PyObject *rest[2] = {PyUnicode_FromString(solname), PyLong_FromLong(status)};
+        Py_XDECREF(cb_call_built(&c, "usersolnotify", rest, 2));
+    }
     cb_outro(&c);
 }
 
@@ -233,9 +313,11 @@ static void
 wrapper_newnode(QNDAprob prob, void *entry, int parent, int node, int branch)
 {
     cb_call c;
-    if (cb_setup(&c, prob, entry) == 0)
-        Py_XDECREF(cb_call_function(&c, "newnode", "(OOlll)", c.view, c.data, (long)parent,
-                                    (long)node, (long)branch));
+    if (cb_setup(&c, prob, entry) == 0) {
+        PyObject *rest[3] = {PyLong_FromLong(parent), PyLong_FromLong(node),
+                             PyLong_FromLong(branch)};
+        Py_XDECREF(cb_call_built(&c, "newnode", rest, 3));
+    }
     cb_outro(&c);
 }
 
@@ -243,8 +325,10 @@ static void
 wrapper_nodecutoff(QNDAprob prob, void *entry, int node)
 {
     cb_call c;
-    if (cb_setup(&c, prob, entry) == 0)
-        Py_XDECREF(cb_call_function(&c, "nodecutoff", "(OOl)", c.view, c.data, (long)node));
+    if (cb_setup(&c, prob, entry) == 0) {
+        PyObject *rest[1] = {PyLong_FromLong(node)};
+        Py_XDECREF(cb_call_built(&c, "nodecutoff", rest, 1));
+    }
     cb_outro(&c);
 }
 
@@ -262,8 +346,10 @@ wrapper_preintsol(QNDAprob prob, void *entry, int soltype, int *reject, double *
 {
     cb_call c;
     PyObject *res = NULL;
-    if (cb_setup(&c, prob, entry) == 0)
-        res = cb_call_function(&c, "preintsol", "(OOld)", c.view, c.data, (long)soltype, *cutoff);
+    if (cb_setup(&c, prob, entry) == 0) {
+        PyObject *rest[2] = {PyLong_FromLong(soltype), PyFloat_FromDouble(*cutoff)};
+        res = cb_call_built(&c, "preintsol", rest, 2);
+    }
     if (res != NULL) {
         PyObject *r = NULL, *co = NULL;
         int ok = PyTuple_Check(res) && PyTuple_GET_SIZE(res) == 2;
@@ -304,7 +390,7 @@ wrapper_gapnotify(QNDAprob prob, void *entry, double *relgap, double *absgap, do
     PyObject *res = NULL;
     double *out[4] = {relgap, absgap, obj, bound};
     if (cb_setup(&c, prob, entry) == 0)
-        res = cb_call_function(&c, "gapnotify", "(OO)", c.view, c.data);
+        res = cb_call_function(&c, "gapnotify", NULL, 0);
     if (res != NULL) {
         int ok = PyTuple_Check(res) && PyTuple_GET_SIZE(res) == 4;
         for (int i = 0; ok && i < 4; i++)
@@ -342,7 +428,7 @@ wrapper_chgbranchobject(QNDAprob prob, void *entry, QNDAbranchobject branch,
         if (proposed == NULL)
             cb_failed(&c, "chgbranchobject");
         else
-            res = cb_call_function(&c, "chgbranchobject", "(OOO)", c.view, c.data, proposed);
+            res = cb_call_function(&c, "chgbranchobject", &proposed, 1);
     }
     if (res != NULL) {
         if (!PyObject_TypeCheck(res, &quenda_branchobjType)) {
@@ -371,11 +457,11 @@ wrapper_mipthread(QNDAprob prob, void *entry, QNDAprob threadprob)
     cb_call c;
     if (cb_setup(&c, prob, entry) == 0) {
         PyObject *worker = cb_view_new((problem_s *)c.view, threadprob);
-        if (worker == NULL || ((problem_s *)worker)->attr == NULL)
+        if (worker == NULL)
             cb_failed(&c, "mipthread");
         else
-            Py_XDECREF(cb_call_function(&c, "mipthread", "(OOO)", c.view, c.data, worker));
-        cb_view_release(worker);
+            Py_XDECREF(cb_call_function(&c, "mipthread", &worker, 1));
+        cb_view_release(NULL, worker);
     }
     cb_outro(&c);
 }

@@ -35,6 +35,8 @@ typedef struct {
     void *obj_saved;                       /* owned: its row's coefficients while kept
                                               (problem/objtransfer.cpp), or NULL */
     PyObject *weakreflist;                 /* controls and attributes refer to us weakly */
+    PyObject *cbview;                      /* owned view re-bound for each callback event
+                                              (callbacks/trampolines.cpp), or NULL */
     int busy;                              /* depth of the problem's methods running (busy.cpp) */
     unsigned long busy_thread;             /* the thread running the outermost one */
     const char *busy_method;               /* its name */

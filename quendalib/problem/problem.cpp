@@ -190,6 +190,7 @@ problem_dealloc(PyObject *self)
     PyErr_Fetch(&et, &ev, &tb); /* an exception in flight must survive us */
     if (p->weakreflist != NULL)
         PyObject_ClearWeakRefs(self);
+    Py_CLEAR(p->cbview); /* unbound between events: it holds no handle */
 
     if (p->prob != NULL || p->slpprob != NULL) {
         int was_open = qnda_py_env.initialized;

@@ -879,6 +879,73 @@ QNDA_CALLBACK_PAIR(usersolnotify)
 #undef QNDA_CALLBACK_PAIR
 /* The message kind is QNDAaddcbmessage / QNDAremovecbmessage above. */
 
+/* ----------------------------------------------------------------------
+ * Cuts.  The cut pool of a problem keeps cuts (rows over its columns with a
+ * user type) under handles that stay valid until the cut is deleted from
+ * the pool; cuts enter the running search only from a node callback
+ * (optnode, or preintsol for a candidate of a node's relaxation) of a MIP
+ * search on the Cbc engine: QNDAaddcuts, QNDAloadcuts and QNDAsetbranchcuts
+ * give cuts, QNDAsetbranchbounds bounds, to the node at hand (and so to
+ * every node below it), which the engine solves again with them.  Cuts
+ * given while a heuristic's candidate is tested apply to the whole search.
+ *
+ * Row types are 'L', 'G' and 'E'; start has ncuts + 1 entries.  A
+ * selection (cuttype, interp) picks the pool's cuts: interp -1 every cut,
+ * 1 cuts whose type equals cuttype, 2 cuts sharing a bit with it, 3 cuts
+ * having all its bits; a list of handles (ncuts >= 0) overrides it.
+ * Slacks (rhs - a'x) and violations are measured at the solution of the
+ * event (the node's relaxation), or of the last solve outside callbacks.
+ * ---------------------------------------------------------------------- */
+typedef struct qnda_cut_s *QNDAcut;
+
+/* New cuts for the node at hand; they enter the pool too. */
+QNDA_API int QNDAaddcuts(QNDAprob prob, int ncuts, const int *cuttype, const char *rowtype,
+                         const double *rhs, const int *start, const int *colind,
+                         const double *cutcoef);
+/* Stores cuts in the pool and writes their handles (ncuts of them).
+ * nodupl 0 keeps every cut, 1 gives a cut equal to a stored one of the same
+ * type the stored one's handle, 2 does so for a stored one of any type. */
+QNDA_API int QNDAstorecuts(QNDAprob prob, int ncuts, int nodupl, const int *cuttype,
+                           const char *rowtype, const double *rhs, const int *start,
+                           QNDAcut *cutind, const int *colind, const double *cutcoef);
+/* Gives pool cuts (a selection, or ncuts handles) to the node at hand. */
+QNDA_API int QNDAloadcuts(QNDAprob prob, int cuttype, int interp, int ncuts, const QNDAcut *cutind);
+/* Takes cuts given at this event back before the engine sees them; cuts
+ * already in the engine's node matrix stay (Cbc takes off those that are
+ * not binding itself), and naming one of them fails.  basis and delta are
+ * accepted for the selection's form: the cuts taken back have no slack in
+ * the node's matrix yet. */
+QNDA_API int QNDAdelcuts(QNDAprob prob, int basis, int cuttype, int interp, double delta, int ncuts,
+                         const QNDAcut *cutind);
+/* Deletes cuts from the pool; their handles become invalid. */
+QNDA_API int QNDAdelcpcuts(QNDAprob prob, int cuttype, int interp, int ncuts,
+                           const QNDAcut *cutind);
+/* The pool cuts of a selection in the node's matrix (inside a node
+ * callback): *ncuts of them, at most size written. */
+QNDA_API int QNDAgetcutlist(QNDAprob prob, int cuttype, int interp, int *ncuts, int size,
+                            QNDAcut *cutind);
+/* The pool cuts of a selection violated by more than delta at the event's
+ * solution, with their violations (viol may be NULL); *ncuts of them, at
+ * most size written. */
+QNDA_API int QNDAgetcpcutlist(QNDAprob prob, int cuttype, int interp, double delta, int *ncuts,
+                              int size, QNDAcut *cutind, double *viol);
+/* The data of ncuts pool cuts: start gets ncuts + 1 entries, colind and
+ * cutcoef at most size; any output may be NULL. */
+QNDA_API int QNDAgetcpcuts(QNDAprob prob, const QNDAcut *cutind, int ncuts, int size, int *cuttype,
+                           char *rowtype, int *start, int *colind, double *cutcoef, double *rhs);
+/* For each cut, its row in the node's matrix, or -1 when it is not in it. */
+QNDA_API int QNDAgetcutmap(QNDAprob prob, int ncuts, const QNDAcut *cutind, int *cutmap);
+/* rhs - a'x of a pool cut at the event's solution. */
+QNDA_API int QNDAgetcutslack(QNDAprob prob, QNDAcut cut, double *slack);
+/* Bounds kept under a handle for QNDAsetbranchbounds; bndtype 'L', 'U' or
+ * 'B' (both). */
+QNDA_API int QNDAstorebounds(QNDAprob prob, int nbounds, const int *colind, const char *bndtype,
+                             const double *bndval, void **bounds);
+/* Gives the node at hand the stored bounds (which then hold for every
+ * node below it), or the pool cuts listed. */
+QNDA_API int QNDAsetbranchbounds(QNDAprob prob, void *bounds);
+QNDA_API int QNDAsetbranchcuts(QNDAprob prob, int ncuts, const QNDAcut *cutind);
+
 #ifdef __cplusplus
 }
 #endif

@@ -259,6 +259,37 @@ def test_view_kept_beyond_the_callback_is_an_empty_shell():
         kept[0].getObjVal()
 
 
+def test_view_is_reused_between_events_and_its_data_released_with_the_problem():
+    """Events re-bind one view; one kept by a callback is left to it, and the
+    problem's end releases everything."""
+    import gc
+    import weakref
+
+    class Data:
+        pass
+    p, x, _ = knapsacks()
+    ids, kept = [], []
+    data = Data()
+
+    def intsol(prob, d):
+        ids.append(id(prob))
+        assert prob.getSolution(x[0]) in (0.0, 1.0)
+        assert prob.attributes.mipsols >= 1 and prob.controls.loglevel == 0
+        if len(ids) == 2:
+            kept.append(prob)
+
+    p.addcbintsol(intsol, data)
+    p.solve()
+    assert len(ids) >= 3 and ids[0] == ids[1] != ids[2]  # the second event kept it
+    assert len(set(ids[2:])) == 1  # one view again after the kept one
+    with pytest.raises(quenda.ModelError, match="Problem not initialized"):
+        kept[0].getObjVal()
+    ref = weakref.ref(data)
+    del data, p, kept
+    gc.collect()
+    assert ref() is None
+
+
 @pytest.mark.parametrize("model, engine", [("egout.mps", 2), ("afiro.mps", 1)])
 def test_solvername_cbc_runs_mip_searches_only(model, engine):
     p = read(model)

@@ -42,6 +42,7 @@ class CallbackDispatch {
                    Interrupt interrupt);
 
   bool wants(CbKind k) const { return lists_.any(k); }
+  QNDAprob problem() const { return prob_; }
   // Kinds whose callbacks return "stop": lplog, barlog, globallog, cutlog.
   void log_event(CbKind k, const EventInfo &e);
   void bariteration(const EventInfo &e);

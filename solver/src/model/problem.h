@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "callbacks/cblists.h"
+#include "callbacks/cutpool.h"
 #include "callbacks/dispatch.h"
 #include "controls/controls.h"
 #include "core/error.h"
@@ -68,6 +69,8 @@ struct qnda_problem_s {
   std::vector<int> muted_codes;
   // The optimiser callbacks (QNDAaddcb...).
   qnda::CallbackLists callbacks;
+  // The cut pool (QNDAstorecuts ...).
+  qnda::CutPool cuts;
   // The engine's lack of branching directives was said in the log.
   bool directives_noted = false;
   // The engine of the last optimisation with its model and basis.

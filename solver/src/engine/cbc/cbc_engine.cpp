@@ -2,6 +2,7 @@
 // to the caller, so that the node callbacks (optnode, preintsol) can fire.
 // The only file of the library that sees Cbc.  Linear objectives with
 // integer and continuous columns; the rest stays with HiGHS.
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <string>
@@ -15,8 +16,10 @@
 #include "CglMixedIntegerRounding2.hpp"
 #include "CglProbing.hpp"
 #include "CoinMessageHandler.hpp"
+#include "OsiAuxInfo.hpp"
 #include "OsiClpSolverInterface.hpp"
 #include "core/messages.h"
+#include "engine/cbc/cbc_cuts.h"
 #include "engine/cbc/cbc_engine.h"
 
 namespace qnda {
@@ -25,6 +28,7 @@ namespace {
 struct RunState {
   const EngineHooks *hooks = nullptr;
   int ncols = 0;
+  int nrows = 0;  // of the model: the node LP's later rows are cuts
   int sense = 1;  // of the user's objective; Cbc keeps its cutoff as a minimisation
   long long sols = 0;
   bool interrupted = false;
@@ -32,7 +36,27 @@ struct RunState {
   // each solution and would forget ours.
   double user_cutoff = INFINITY;
   double last_sol = INFINITY;  // objective (as a minimisation) of the last intsol
+  // The last candidate preintsol accepted, not to be offered again (Cbc
+  // shows a node's integral relaxation to its generators and as a solution).
+  std::vector<double> accepted;
 };
+
+// Whether x is the relaxation preintsol accepted at its node (Cbc rounds
+// the integer columns of a solution before it offers it).
+bool accepted_before(const RunState &rs, const double *x) {
+  if (rs.accepted.empty()) return false;
+  for (int j = 0; j < rs.ncols; ++j)
+    if (std::fabs(x[j] - rs.accepted[j]) > 1e-6) return false;
+  return true;
+}
+
+bool integral(const CbcModel &m, const RunState &rs, const double *x) {
+  if (!x) return false;
+  const double tol = m.getIntegerTolerance();
+  for (int j = 0; j < rs.ncols; ++j)
+    if (m.solver()->isInteger(j) && std::fabs(x[j] - std::round(x[j])) > tol) return false;
+  return true;
+}
 
 EventInfo event_info(const CbcModel &m, const RunState &rs) {
   EventInfo e;
@@ -47,6 +71,25 @@ EventInfo event_info(const CbcModel &m, const RunState &rs) {
     e.gap = diff / std::max(1e-10, std::fabs(e.primal_bound));
   }
   return e;
+}
+
+// Offers candidate x to preintsol; false when a callback rejects it.
+bool fire_preintsol(CbcModel &m, RunState &rs, const double *x, int soltype) {
+  EventInfo e = event_info(m, rs);
+  e.x = x;
+  int reject = 0;
+  // Cbc keeps its cutoff as a minimisation; the callback sees the user's sense.
+  const double sense = rs.sense;
+  const double internal = m.getCutoff();
+  double cutoff = std::fabs(internal) >= 1e20 ? sense * QNDA_INFINITY : sense * internal;
+  const double before = cutoff;
+  rs.hooks->events->preintsol(e, soltype, &reject, &cutoff);
+  if (cutoff != before && std::fabs(cutoff) < 1e20) {
+    rs.user_cutoff = std::min(rs.user_cutoff, sense * cutoff);
+    m.setCutoff(rs.user_cutoff);
+  }
+  if (reject == 0) rs.accepted.assign(x, x + rs.ncols);
+  return reject == 0;
 }
 
 // Solutions, the stop polls and preintsol come through Cbc's event handler.
@@ -96,39 +139,27 @@ class Events final : public CbcEventHandler {
     const double *x = nullptr;
     int soltype = 0;
     for (int i = 0; i < 3 && !x; ++i)
-      if (integral(cands[i])) {
+      if (integral(*model_, *rs_, cands[i])) {
         x = cands[i];
         soltype = i == 0 ? 0 : 1;
       }
-    if (!x) return true;  // nothing to show; Cbc checks the candidate itself
-    EventInfo e = event_info(*model_, *rs_);
-    e.x = x;
-    int reject = 0;
-    // Cbc keeps its cutoff as a minimisation; the callback sees the user's sense.
-    const double sense = rs_->sense;
-    const double internal = model_->getCutoff();
-    double cutoff = std::fabs(internal) >= 1e20 ? sense * QNDA_INFINITY : sense * internal;
-    const double before = cutoff;
-    rs_->hooks->events->preintsol(e, soltype, &reject, &cutoff);
-    if (cutoff != before && std::fabs(cutoff) < 1e20) {
-      rs_->user_cutoff = std::min(rs_->user_cutoff, sense * cutoff);
-      model_->setCutoff(rs_->user_cutoff);
-    }
-    return reject == 0;
-  }
-  bool integral(const double *x) const {
-    if (!x) return false;
-    const double tol = model_->getIntegerTolerance();
-    for (int j = 0; j < rs_->ncols; ++j)
-      if (model_->solver()->isInteger(j) && std::fabs(x[j] - std::round(x[j])) > tol) return false;
-    return true;
+    if (!x) return true;                        // nothing to show; Cbc checks the candidate itself
+    if (accepted_before(*rs_, x)) return true;  // offered at its node already
+    // Cuts given here cannot enter a node: they join the global cuts.
+    CbcNodeCuts cuts(*model_->solver(), rs_->nrows);
+    NodeCutScope scope(rs_->hooks->events->problem(), cuts);
+    const bool keep = fire_preintsol(*model_, *rs_, x, soltype);
+    cuts.hand_over_global(*model_);
+    return keep;
   }
   RunState *rs_;
 };
 
-// The node relaxation of each node, for optnode: Cbc calls its cut
-// generators on every node's LP solution.  A node the callback declares
-// infeasible gets a column cut that no point satisfies.
+// The node relaxation of each node, for optnode and (when it is integral)
+// preintsol: Cbc calls its cut generators on every node's LP solution, and
+// the cuts and bounds the callbacks give go back to it as this generator's.
+// A node declared infeasible, or whose integral relaxation was rejected
+// without a cut, gets a column cut that no point satisfies.
 class NodeHook final : public CglCutGenerator {
  public:
   explicit NodeHook(RunState *rs, CbcModel *m) : rs_(rs), model_(m) {}
@@ -136,12 +167,24 @@ class NodeHook final : public CglCutGenerator {
   void generateCuts(const OsiSolverInterface &si, OsiCuts &cs,
                     const CglTreeInfo info = CglTreeInfo()) override {
     CallbackDispatch *ev = rs_->hooks->events;
-    if (!ev || !ev->wants(CB_OPTNODE) || si.getNumCols() == 0) return;
-    EventInfo e = event_info(*model_, *rs_);
-    e.x = si.getColSolution();
-    e.primal_bound = si.getObjValue();
+    if (!ev || si.getNumCols() == 0) return;
+    CbcNodeCuts cuts(si, rs_->nrows);
+    NodeCutScope scope(ev->problem(), cuts);
     int infeasible = 0;
-    ev->optnode(e, &infeasible);
+    if (ev->wants(CB_OPTNODE)) {
+      EventInfo e = event_info(*model_, *rs_);
+      e.x = si.getColSolution();
+      e.primal_bound = si.getObjValue();
+      ev->optnode(e, &infeasible);
+    }
+    const double *x = si.getColSolution();
+    const bool seen = accepted_before(*rs_, x);
+    bool rejected = false;
+    if (!infeasible && !seen && ev->wants(CB_PREINTSOL) && integral(*model_, *rs_, x)) {
+      rejected = !fire_preintsol(*model_, *rs_, x, 0);
+    }
+    // A rejected relaxation that no new cut removes leaves the node nothing.
+    if (!infeasible && cuts.hand_over(cs) == 0 && rejected) infeasible = 1;
     if (infeasible) {
       OsiColCut cut;
       const int col = 0;
@@ -195,6 +238,7 @@ class CbcEngine final : public Engine {
     RunState rs;
     rs.hooks = &hooks;
     rs.ncols = m.ncols;
+    rs.nrows = m.nrows;
     rs.sense = m.sense < 0 ? -1 : 1;
     model.setLogLevel(s.log_level >= 2 ? 1 : 0);
     model.messageHandler()->setLogLevel(s.log_level >= 2 ? 1 : 0);
@@ -219,8 +263,11 @@ class CbcEngine final : public Engine {
     model.addCutGenerator(&knapsack, -1, "KnapsackCover");
     model.addCutGenerator(&mir, -1, "MIR2");
     NodeHook node_hook(&rs, &model);
-    if (hooks.events && hooks.events->wants(CB_OPTNODE))
-      model.addCutGenerator(&node_hook, 1, "optnode", true, false, false, 1);
+    OsiBabSolver lazy;
+    if (hooks.events && (hooks.events->wants(CB_OPTNODE) || hooks.events->wants(CB_PREINTSOL))) {
+      model.addCutGenerator(&node_hook, 1, "callbacks", true, true, false, 1);
+      cbc_expect_lazy_cuts(model, model.numberCutGenerators() - 1, lazy);
+    }
     Events events(&rs);
     model.passInEventHandler(&events);
 
