@@ -28,3 +28,4 @@ PyObject *api_int_call(PyObject *self, PyObject *args, PyObject *kwargs, const c
 extern PyMethodDef api_optimize_methods[];
 extern PyMethodDef api_iis_methods[];
 extern PyMethodDef api_sensitivity_methods[];
+extern PyMethodDef api_presolve_methods[];

@@ -643,8 +643,8 @@ QNDA_PY_loadmipsol(PyObject *self, PyObject *args, PyObject *kwargs)
     Py_RETURN_NONE;
 }
 
-/* loadbasis and loadpresolvebasis. */
-template<int (*F)(QNDAprob, const int *, const int *)>
+/* loadbasis and loadpresolvebasis (sized for the presolved problem). */
+template<int (*F)(QNDAprob, const int *, const int *), int PRESOLVED>
 static PyObject *
 chg_basis(PyObject *self, PyObject *args, PyObject *kwargs)
 {
@@ -656,7 +656,7 @@ chg_basis(PyObject *self, PyObject *args, PyObject *kwargs)
     problem_s *p;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OO", (char **)kwlist, &ro, &co) ||
-        (p = api_prob(self)) == NULL || api_sizes(self, &rows, &cols) != 0)
+        (p = api_prob(self)) == NULL || api_dims(self, PRESOLVED, &rows, &cols) != 0)
         return NULL;
     if (api_absent(ro) || api_absent(co)) {
         api_missing("Must provide arguments rstatus, cstatus");
@@ -735,10 +735,10 @@ PyMethodDef api_change_methods[] =
      {"loadmipsol", API_KW(QNDA_PY_loadmipsol),
       "loadmipsol(dsol)\n\nLoad a solution (a value per column) as a start of the next MIP "
       "search."},
-     {"loadbasis", API_KW(chg_basis<QNDAloadbasis>),
+     {"loadbasis", API_KW((chg_basis<QNDAloadbasis, 0>)),
       "loadbasis(rstatus, cstatus)\n\nLoad a starting basis: a status per row and per column "
       "(0 at lower bound, 1 basic, 2 at upper bound, 3 superbasic)."},
-     {"loadpresolvebasis", API_KW(chg_basis<QNDAloadpresolvebasis>),
+     {"loadpresolvebasis", API_KW((chg_basis<QNDAloadpresolvebasis, 1>)),
       "loadpresolvebasis(rstatus, cstatus)\n\nAs loadbasis, for the presolved problem (which "
       "outside an optimisation is the problem itself)."},
      {NULL, NULL, 0, NULL}};

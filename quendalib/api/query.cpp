@@ -381,7 +381,8 @@ typedef int (*sol_call)(QNDAprob, double *, double *, double *, double *);
 /* getlpsol, getpresolvesol and getmipsol: up to four double outputs, x and
  * dj per column, slack and dual per row. */
 static PyObject *
-sol_get(PyObject *self, PyObject *args, PyObject *kwargs, int nout, sol_call call)
+sol_get(PyObject *self, PyObject *args, PyObject *kwargs, int nout, sol_call call,
+        int presolved = 0)
 {
     static const char *kwlist4[] = {"x", "slack", "dual", "dj", NULL};
     static const char *kwlist2[] = {"x", "slack", NULL};
@@ -394,7 +395,7 @@ sol_get(PyObject *self, PyObject *args, PyObject *kwargs, int nout, sol_call cal
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, nout == 4 ? "|OOOO" : "|OO",
                                      (char **)(nout == 4 ? kwlist4 : kwlist2), &o[0], &o[1], &o[2],
                                      &o[3]) ||
-        (p = api_prob(self)) == NULL || api_sizes(self, &rows, &cols) != 0)
+        (p = api_prob(self)) == NULL || api_dims(self, presolved, &rows, &cols) != 0)
         return NULL;
     n[0] = n[3] = cols;
     n[1] = n[2] = rows;
@@ -420,7 +421,7 @@ QNDA_PY_getlpsol(PyObject *self, PyObject *args, PyObject *kwargs)
 static PyObject *
 QNDA_PY_getpresolvesol(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return sol_get(self, args, kwargs, 4, QNDAgetpresolvesol);
+    return sol_get(self, args, kwargs, 4, QNDAgetpresolvesol, 1);
 }
 
 static PyObject *
@@ -432,8 +433,8 @@ QNDA_PY_getmipsol(PyObject *self, PyObject *args, PyObject *kwargs)
                    });
 }
 
-/* getbasis and getpresolvebasis. */
-template<int (*F)(QNDAprob, int *, int *)>
+/* getbasis and getpresolvebasis (sized for the presolved problem). */
+template<int (*F)(QNDAprob, int *, int *), int PRESOLVED>
 static PyObject *
 sol_basis(PyObject *self, PyObject *args, PyObject *kwargs)
 {
@@ -445,7 +446,7 @@ sol_basis(PyObject *self, PyObject *args, PyObject *kwargs)
     problem_s *p;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OO", (char **)kwlist, &ro, &co) ||
-        (p = api_prob(self)) == NULL || api_sizes(self, &rows, &cols) != 0)
+        (p = api_prob(self)) == NULL || api_dims(self, PRESOLVED, &rows, &cols) != 0)
         return NULL;
     if (api_absent(ro) && api_absent(co)) {
         api_missing("Must provide arguments (as lists) of get[presolve]basis");
@@ -514,10 +515,10 @@ PyMethodDef api_solution_methods[] =
       "the engine solved."},
      {"getmipsol", API_KW(QNDA_PY_getmipsol),
       "getmipsol(x=None, slack=None)\n\nFill the given lists with the best MIP solution."},
-     {"getbasis", API_KW(sol_basis<QNDAgetbasis>),
+     {"getbasis", API_KW((sol_basis<QNDAgetbasis, 0>)),
       "getbasis(rstatus, cstatus)\n\nFill the lists with the basis statuses of rows and columns "
       "(0 at lower bound, 1 basic, 2 at upper bound); either may be None."},
-     {"getpresolvebasis", API_KW(sol_basis<QNDAgetpresolvebasis>),
+     {"getpresolvebasis", API_KW((sol_basis<QNDAgetpresolvebasis, 1>)),
       "getpresolvebasis(rstatus, cstatus)\n\nAs getbasis, for the presolved problem (which "
       "outside an optimisation is the problem itself)."},
      {"getcontrolinfo", API_KW(QNDA_PY_getcontrolinfo),
@@ -764,7 +765,7 @@ QNDA_PY_getpresolvemap(PyObject *self, PyObject *args, PyObject *kwargs)
     problem_s *p;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OO", (char **)kwlist, &ro, &co) ||
-        (p = api_prob(self)) == NULL || api_sizes(self, &rows, &cols) != 0)
+        (p = api_prob(self)) == NULL || api_dims(self, 1, &rows, &cols) != 0)
         return NULL;
     if (api_absent(ro) || api_absent(co)) {
         api_missing("Must provide argument rowmap and colmap");

@@ -6,6 +6,7 @@
 
 #include "api/model_args.h"
 #include "engine/pivots.h"
+#include "engine/presolved.h"
 
 using namespace qnda;
 
@@ -131,8 +132,12 @@ int QNDAgetpivots(QNDAprob prob, int enter, int *outlist, double *x, double *dob
 
 int QNDAgetpresolvemap(QNDAprob prob, int *rowmap, int *colmap) {
   return guard_read(prob, "QNDAgetpresolvemap", [&] {
-    // Presolve stays inside the engine: the presolved problem seen from
-    // outside is the problem itself, row i and column j map to themselves.
+    if (const PresolvedState *ps = presolved_state(*prob)) {
+      if (rowmap) std::copy(ps->pre->row_map.begin(), ps->pre->row_map.end(), rowmap);
+      if (colmap) std::copy(ps->pre->col_map.begin(), ps->pre->col_map.end(), colmap);
+      return;
+    }
+    // Not presolved: row i and column j map to themselves.
     for (int i = 0; rowmap && i < prob->model.nrows(); ++i) rowmap[i] = i;
     for (int j = 0; colmap && j < prob->model.ncols(); ++j) colmap[j] = j;
   });

@@ -65,6 +65,7 @@ namespace {
 struct Flags {
   int algorithm = 0;  // 0: from the control
   bool relax = false;
+  bool presolve_only = false;  // 'P': presolve and leave the problem presolved
 };
 
 Flags parse_flags(const char *flags, bool mip) {
@@ -88,10 +89,13 @@ Flags parse_flags(const char *flags, bool mip) {
         if (!mip) fail(QNDA_ERR_ARGUMENT, "unknown flag 'l' (only mipoptimize takes it)");
         f.relax = true;
         break;
+      case 'P':
+        f.presolve_only = true;
+        break;
       case ' ':
         break;
       default:
-        fail(QNDA_ERR_ARGUMENT, "unknown flag '%c' in \"%s\" (known: d p b n%s)", *p, flags,
+        fail(QNDA_ERR_ARGUMENT, "unknown flag '%c' in \"%s\" (known: d p b n P%s)", *p, flags,
              mip ? " l" : "");
     }
   }
@@ -127,6 +131,8 @@ EngineSettings settings_from(const Controls &c, bool mip, const Flags &f) {
   if (s.max_nodes == 0) s.max_nodes = -1;
   return s;
 }
+
+}  // namespace
 
 // Row basis statuses: ours are those of the slack s = rhs - a'x (an 'L'
 // row at its limit has s = 0 at its lower bound); the engine's are those of
@@ -212,6 +218,8 @@ void fill_results(const Model &model, const EngineResult &r, bool rows_rewritten
     }
   }
 }
+
+namespace {
 
 int stop_of(EngineStatus s, int interrupt_reason) {
   switch (s) {
@@ -299,7 +307,16 @@ Engine *kept_engine(qnda_problem_s &prob, const std::string &name) {
 
 }  // namespace
 
+EngineSettings optimise_settings(const qnda_problem_s &prob, bool mip, const char *flags,
+                                 bool &presolve_only) {
+  const Flags f = parse_flags(flags, mip);
+  presolve_only = f.presolve_only;
+  return settings_from(prob.controls, mip, f);
+}
+
 int lp_status_from(EngineStatus s) { return lp_status_of(s); }
+int mip_status_from(EngineStatus s, bool has_solution) { return mip_status_of(s, has_solution); }
+int stop_status_from(EngineStatus s, int interrupt_reason) { return stop_of(s, interrupt_reason); }
 
 // How a MIP start fares against the model the engine gets: 1 feasible, 4
 // infeasible, 5 of the wrong length (the codes of usersolnotify).

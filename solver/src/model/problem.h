@@ -22,6 +22,9 @@ namespace qnda {
 // Results of the analyses of analysis/ (infeasible subsystems ...), kept
 // until the model changes.
 struct AnalysisState;
+// The problem left presolved (engine/presolved.h), until postsolve or a
+// change of the model.
+struct PresolvedState;
 // An engine instance a problem keeps between optimisations, so that the next
 // one starts from where the last ended (engine/engine.h derives the engines
 // from it).  Never shared: a copied problem starts without one.
@@ -49,6 +52,7 @@ struct qnda_problem_s {
   // Handlers of this problem's messages (QNDAaddcbmessage).
   qnda::HandlerList handlers;
   std::shared_ptr<qnda::AnalysisState> analysis;
+  std::shared_ptr<qnda::PresolvedState> presolved;
   // The optimiser callbacks (QNDAaddcb...).
   qnda::CallbackLists callbacks;
   // The engine's lack of branching directives was said in the log.
@@ -70,6 +74,7 @@ struct qnda_problem_s {
   void model_changed() {
     solve.invalidate();
     analysis.reset();
+    presolved.reset();
   }
   // The results the queries answer with: the event's inside a callback on
   // this thread, else the last solve's.
