@@ -21,6 +21,24 @@
  * first.. of a type, packed one after the other.  0, or -1 with an
  * exception set. */
 static int
+load_id_names(PyObject *self, int type, int first)
+{
+    /* The library gets the names the objects show ("C<id>", "R<id>"), so
+     * that a name finds the same column or row on both sides. */
+    int n = 0, rc = 0;
+    char *buf = conv_default_names(self, type == QNDA_NAMES_ROWS, first, &n);
+
+    if (buf == NULL)
+        return PyErr_Occurred() ? -1 : 0;
+    if (QNDAaddnames(((problem_s *)self)->prob, type, buf, first, first + n - 1) != 0) {
+        api_fail(self);
+        rc = -1;
+    }
+    qarr_free((void **)&buf);
+    return rc;
+}
+
+static int
 load_names(PyObject *self, PyObject *names, int type, int first)
 {
     api_arrays a(self);
@@ -28,8 +46,10 @@ load_names(PyObject *self, PyObject *names, int type, int first)
     QNDAint64 n = -1, bytes = 0, i;
     char *buf, *w;
 
-    if (api_absent(names) || a.in(names, &n, &s, CONV_STRING) != 0)
-        return PyErr_Occurred() ? -1 : 0;
+    if (api_absent(names))
+        return load_id_names(self, type, first);
+    if (a.in(names, &n, &s, CONV_STRING) != 0)
+        return -1;
     if (n == 0)
         return 0;
     for (i = 0; i < n; i++)

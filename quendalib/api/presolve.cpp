@@ -10,7 +10,7 @@
 static PyObject *
 QNDA_PY_presolverow(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    static const char *kwlist[] = {"qrtype", "mcolso", "dvalo", "drhso",
+    static const char *kwlist[] = {"qrtype",    "mcolso", "dvalo", "drhso",
                                    "maxcoeffs", "mcolsp", "dvalp", NULL};
     PyObject *cols_o, *vals_o, *pcols_o, *pvals_o;
     int rowtype = 0, maxcoefs = 0, ncoefs = 0, status = 0, *cols, *pcols;

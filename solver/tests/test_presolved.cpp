@@ -120,8 +120,7 @@ TEST_F(Presolved, LpSolvedPresolvedThenPostsolvedMatchesTheDirectSolve) {
   EXPECT_EQ(intattr(QNDA_LPSTATUS), QNDA_LP_OPTIMAL);
   EXPECT_NEAR(dblattr(QNDA_LPOBJVAL), -464.753142857, 1e-6);
   std::vector<double> ps(prow), pd(prow), pdj(pcol);
-  ASSERT_EQ(QNDAgetpresolvesol(p, px.data(), ps.data(), pd.data(), pdj.data()), 0)
-      << last_error();
+  ASSERT_EQ(QNDAgetpresolvesol(p, px.data(), ps.data(), pd.data(), pdj.data()), 0) << last_error();
   std::vector<int> rs(prow), cs(pcol);
   ASSERT_EQ(QNDAgetpresolvebasis(p, rs.data(), cs.data()), 0) << last_error();
   int basic = 0;

@@ -199,8 +199,7 @@ void postsolve(qnda_problem_s &prob) {
   if (!keep) return;
   const PresolvedState &ps = *keep;
   const EngineResult &r = ps.result;
-  const bool usable =
-      ps.solved && r.has_primal && (ps.mip || r.status == EngineStatus::Optimal);
+  const bool usable = ps.solved && r.has_primal && (ps.mip || r.status == EngineStatus::Optimal);
   if (!usable) return;
   EngineResult out;
   ps.pre->postsolve(r, out);
@@ -246,8 +245,8 @@ void load_presolved_basis(PresolvedState &ps, const int *rowstat, const int *col
   check(rowstat, m, "rowstat");
   check(colstat, n, "colstat");
   if (basic != m)
-    fail(QNDA_ERR_ARGUMENT, "the basis has %d basic entries for the %d rows of the presolved problem",
-         basic, m);
+    fail(QNDA_ERR_ARGUMENT,
+         "the basis has %d basic entries for the %d rows of the presolved problem", basic, m);
   ps.start_rowstat.assign(rowstat, rowstat + m);
   ps.start_colstat.assign(colstat, colstat + n);
 }

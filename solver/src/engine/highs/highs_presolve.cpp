@@ -22,7 +22,8 @@ class HighsPresolve final : public EnginePresolve {
     h_.setOptionValue("dual_feasibility_tolerance", s.opt_tol);
     if (mip) h_.setOptionValue("mip_feasibility_tolerance", s.mip_tol);
     if (s.time_limit > 0 && s.time_limit < 1e20) h_.setOptionValue("time_limit", s.time_limit);
-    if (!s.presolve) h_.setOptionValue("presolve", "off");  // the state then holds the model as it is
+    if (!s.presolve)
+      h_.setOptionValue("presolve", "off");  // the state then holds the model as it is
     FlatModel copy = m;
     HighsModel hm;
     move_into(copy, hm, mip);
