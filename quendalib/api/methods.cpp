@@ -759,6 +759,6 @@ PyMethodDef api_change_methods[] =
       "loadbasis(rstatus, cstatus)\n\nLoad a starting basis: a status per row and per column "
       "(0 at lower bound, 1 basic, 2 at upper bound, 3 superbasic)."},
      {"loadpresolvebasis", API_KW((chg_basis<QNDAloadpresolvebasis, 1>)),
-      "loadpresolvebasis(rstatus, cstatus)\n\nAs loadbasis, for the presolved problem (which "
-      "outside an optimisation is the problem itself)."},
+      "loadpresolvebasis(rstatus, cstatus)\n\nAs loadbasis, for the next solve of the presolved "
+      "problem (the problem itself unless lpoptimize('P') left it presolved)."},
      {NULL, NULL, 0, NULL}};

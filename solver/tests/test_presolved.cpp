@@ -130,6 +130,10 @@ TEST_F(Presolved, LpSolvedPresolvedThenPostsolvedMatchesTheDirectSolve) {
   std::vector<double> ox(cols);
   EXPECT_EQ(QNDAgetlpsol(p, ox.data(), nullptr, nullptr, nullptr), QNDA_ERR_STATE);
   EXPECT_NE(last_error().find("presolved"), std::string::npos) << last_error();
+  int npv = -1, nps = -1, nds = -1, ndv = -1;
+  ASSERT_EQ(QNDAgetscaledinfeas(p, &npv, &nps, &nds, &ndv, nullptr, nullptr, nullptr, nullptr), 0)
+      << last_error();
+  EXPECT_EQ(npv + nps + nds + ndv, 0) << "the presolved optimum is feasible in its own space";
 
   // Every kept row expressed in the reduced columns agrees with the
   // original row at the postsolved point: a'x - b = p'x_p - b_p.

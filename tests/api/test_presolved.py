@@ -143,6 +143,11 @@ class TestPresolvedState:
         assert (r + c).count(1) == prow
         with pytest.raises(quenda.SolverError, match="presolved"):
             p.getlpsol([])
+        lists = [[9], [9], [9], [9]]
+        p.getscaledinfeas(*lists)
+        assert lists == [[], [], [], []]
+        with pytest.raises(quenda.SolverError, match="presolved"):
+            p.getinfeas([], [], [], [])
         p.loadpresolvebasis(r, c)
         p.lpoptimize()
         assert p.getAttrib("simplexiter") == 0
