@@ -63,20 +63,9 @@ Judged presolved_view(const PresolvedState &ps) {
   const EngineResult &res = ps.result;
   if (!ps.solved || !res.has_primal)
     fail(QNDA_ERR_STATE, "no solution of the presolved problem (optimise it first)");
-  Judged j;
-  j.n = r.ncols;
-  j.rows = r.nrows;
-  j.sense = r.sense < 0 ? -1.0 : 1.0;
-  j.lb = r.lb;
-  j.ub = r.ub;
-  j.lo = r.rowlo;
-  j.hi = r.rowup;
-  j.x = res.col_value;
-  j.act = res.row_activity;
-  j.has_duals = res.has_dual;
-  j.duals = res.row_dual;
-  j.djs = res.col_dual;
-  return j;
+  return Judged{
+      r.ncols, r.nrows,       r.sense < 0 ? -1.0 : 1.0, r.lb,         r.ub,         r.rowlo,
+      r.rowup, res.col_value, res.row_activity,         res.row_dual, res.col_dual, res.has_dual};
 }
 
 // Primal: columns outside their bounds, rows outside theirs.  Dual (of a
