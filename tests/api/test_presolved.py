@@ -65,6 +65,24 @@ def test_presolved_solve_then_postsolve_matches_direct_solve(name, mip):
     assert len(p.getSolution()) == cols
 
 
+@pytest.mark.parametrize("name", ["egout.mps", "lseu.mps"])
+def test_stopped_mip_stays_presolved_and_postsolves_to_a_feasible_point(name):
+    p = read(name)
+    p.mipoptimize("P")
+    p.setControl("maxmipsol", 1)
+    p.mipoptimize()
+    assert p.getAttrib("stopstatus") == 6  # solution limit
+    assert p.getAttrib("cols") < p.getAttrib("originalcols")
+    found = p.getAttrib("mipobjval")
+    p.postsolve()
+    x, obj = p.getSolution(), []
+    p.getobj(obj, 0, len(x) - 1)
+    assert sum(c * v for c, v in zip(obj, x)) == pytest.approx(found, rel=1e-9)
+    lists = [[9], [9], [9], [9]]
+    p.getinfeas(*lists)
+    assert lists[:2] == [[], []]
+
+
 def test_presolverow_in_presolved_columns():
     p = read("afiro.mps")
     orig = rows_of(p)
