@@ -57,7 +57,8 @@ QNDA_PY_postsolve(PyObject *self, PyObject *)
 
 PyMethodDef api_presolve_methods[] =
     {{"presolverow", API_KW(QNDA_PY_presolverow),
-      "presolverow(qrtype, mcolso, dvalo, drhso, maxcoeffs, mcolsp, dvalp)\n\nThe row "
+      "presolverow(qrtype, mcolso, dvalo, drhso, maxcoeffs, mcolsp, dvalp) -> tuple[float, "
+      "int]\n\nThe row "
       "sum(dvalo[k] * mcolso[k]) (qrtype) drhso of the problem in the columns of the presolved "
       "problem (lpoptimize('P') leaves a problem presolved; otherwise the row comes back as "
       "given): mcolsp gets the presolved column indices (ints) and dvalp their coefficients, at "
@@ -66,7 +67,8 @@ PyMethodDef api_presolve_methods[] =
       "side, status): status 0 done, 1 more than maxcoeffs coefficients (the lists are left "
       "alone), -1 the row uses a column presolve replaced by several presolved ones."},
      {"postsolve", (PyCFunction)QNDA_PY_postsolve, METH_NOARGS,
-      "postsolve()\n\nEnds the presolved state: the presolved problem's solution (with an LP's "
+      "postsolve() -> None\n\nEnds the presolved state: the presolved problem's solution (with an "
+      "LP's "
       "duals and basis) becomes the problem's.  Does nothing when the problem is not "
       "presolved."},
      {NULL, NULL, 0, NULL}};
