@@ -413,7 +413,8 @@ constraint_get_name(PyObject *self, void *)
 
 static PyGetSetDef constraint_getset[] = {{(char *)"name", constraint_get_name,
                                            quenda_set_name<constraint_object>,
-                                           (char *)"Constraint name", NULL},
+                                           (char *)"Constraint name",
+                                           (void *)"Invalid constraint name (must be a string)"},
                                           {NULL}};
 
 static PyMemberDef constraint_members[] =

@@ -88,10 +88,18 @@ quenda_name_or_default(PyObject *name, char prefix, uint32_t id)
 
 /* The setter of that name slot, for a type T whose objects hold it in
  * T::name (deleting it gives the default name back). */
+/* The setter of a `name` member.  The closure is the refusal message: a
+ * name is a str or bytes from construction on, so that what is added to a
+ * problem or written to a file never holds anything else.  Deleting the
+ * name gives the object its default name back. */
 template<typename T>
 static int
-quenda_set_name(PyObject *self, PyObject *value, void *)
+quenda_set_name(PyObject *self, PyObject *value, void *closure)
 {
+    if (value != NULL && !(PyUnicode_Check(value) || PyBytes_Check(value))) {
+        quenda_model_error((const char *)closure);
+        return -1;
+    }
     Py_XSETREF(((T *)self)->name, Py_XNewRef(value));
     return 0;
 }

@@ -1,7 +1,7 @@
 /* quenda.SOS: special ordered sets. */
 #include "algebra/sos.h"
 
-#include <structmember.h>
+#include "algebra/exprtype.h"
 
 #include "module/session.h"
 
@@ -119,14 +119,39 @@ static PyMethodDef sos_methods[] = {{"copy", (PyCFunction)sos_copy, METH_NOARGS,
                                      "Return a copy of the SOS as a new object"},
                                     {NULL, NULL, 0, NULL}};
 
-static PyMemberDef sos_members[] = {{(char *)"name", T_OBJECT_EX, offsetof(sos_object, name), 0,
-                                     (char *)"SOS's name"},
-                                    {NULL, 0, 0, 0, NULL}};
+static PyObject *
+sos_get_name(PyObject *self, void *)
+{
+    sos_object *s = (sos_object *)self;
+    if (s->name == NULL)
+        return PyUnicode_FromFormat("sos%u", (unsigned)s->id);
+    return Py_NewRef(s->name);
+}
+
+/* A set always holds its name (the problem reads it when the set is added):
+ * deleting it stores the default name again. */
+static int
+sos_set_name(PyObject *self, PyObject *value, void *closure)
+{
+    if (value != NULL)
+        return quenda_set_name<sos_object>(self, value, closure);
+    PyObject *name = PyUnicode_FromFormat("sos%u", (unsigned)((sos_object *)self)->id);
+    if (name == NULL)
+        return -1;
+    int r = quenda_set_name<sos_object>(self, name, closure);
+    Py_DECREF(name);
+    return r;
+}
+
+static PyGetSetDef sos_getset[] = {{(char *)"name", sos_get_name, sos_set_name,
+                                    (char *)"SOS's name",
+                                    (void *)"Invalid SOS name (must be a string)"},
+                                   {NULL}};
 
 /* ------------------------------------------------------------ type object */
 
 PyTypeObject quenda_SOSType =
     quenda_type_build("quenda.SOS", sizeof(sos_object), Py_TPFLAGS_DEFAULT | Py_TPFLAGS_BASETYPE,
                       "Special ordered set of type 1 or 2", Py_tp_dealloc, sos_dealloc, Py_tp_repr,
-                      sos_str, Py_tp_str, sos_str, Py_tp_methods, sos_methods, Py_tp_members,
-                      sos_members, Py_tp_init, sos_init);
+                      sos_str, Py_tp_str, sos_str, Py_tp_methods, sos_methods, Py_tp_getset,
+                      sos_getset, Py_tp_init, sos_init);

@@ -285,7 +285,8 @@ var_get_name(PyObject *self, void *)
 }
 
 static PyGetSetDef var_getset[] = {{(char *)"name", var_get_name, quenda_set_name<var_object>,
-                                    (char *)"Name of the variable", NULL},
+                                    (char *)"Name of the variable",
+                                    (void *)"Invalid variable name (must be a string)"},
                                    {NULL}};
 
 static PyMemberDef var_members[] =

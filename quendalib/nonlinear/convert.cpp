@@ -390,36 +390,9 @@ done:
     return ret;
 }
 
-static int
-nl_clear_row(problem_s *p, int row)
-{
-    int n = 0;
-    std::vector<int> rows, cols;
-    if (QSLPgetcoefs(p->slpprob, &n, NULL, NULL, NULL, NULL, 0, NULL, NULL, NULL) != 0)
-        goto fail;
-    if (n > 0) {
-        std::vector<int> r((size_t)n), c((size_t)n);
-        if (QSLPgetcoefs(p->slpprob, &n, r.data(), c.data(), NULL, NULL, 0, NULL, NULL, NULL) != 0)
-            goto fail;
-        for (int i = 0; i < n; i++)
-            if (r[(size_t)i] == row) {
-                rows.push_back(row);
-                cols.push_back(c[(size_t)i]);
-            }
-        if (!rows.empty() &&
-            QSLPdelcoefs(p->slpprob, (int)rows.size(), rows.data(), cols.data()) != 0)
-            goto fail;
-    }
-    return 0;
-fail:
-    setQndaErrIfNull((PyObject *)p, NULL);
-    return -1;
-}
-
 int
 nonlinear_init(void)
 {
     problem_nl_hooks.add_row_part = nl_add_row_part;
-    problem_nl_hooks.clear_row = nl_clear_row;
     return nonlinear_methods_init();
 }

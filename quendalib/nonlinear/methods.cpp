@@ -1,6 +1,7 @@
 /* Problem methods of the nonlinear layer: starting points and a view of
  * the formula tokens that an expression becomes. */
 #include "nonlinear/convert.h"
+#include "nonlinear/slpwrap.h"
 
 #include "module/session.h"
 #include "problem/problem.h"
@@ -55,7 +56,7 @@ QNDA_PY_nlFormula(PyObject *self, PyObject *args, PyObject *kwargs)
 {
     static const char *kwlist[] = {"expression", "coef", NULL};
     problem_s *p = (problem_s *)self;
-    PyObject *expr, *types = NULL, *values = NULL, *res = NULL;
+    PyObject *expr, *pair = NULL, *res = NULL;
     int coef = 0, col = 0;
     double factor = 1.0;
     nl_tokens t;
@@ -66,23 +67,13 @@ QNDA_PY_nlFormula(PyObject *self, PyObject *args, PyObject *kwargs)
     nl_tokens_init(&t, p);
     if ((coef ? convertCoef(&t, expr, &col, &factor) : convertExpr(&t, expr)) != 0)
         goto done;
-    if ((types = PyList_New(t.n)) == NULL || (values = PyList_New(t.n)) == NULL)
+    if ((pair = slp_tokens_out(t.type, t.val, (int)t.n)) == NULL)
         goto done;
-    for (int64_t i = 0; i < t.n; i++) {
-        PyObject *a = PyLong_FromLong(t.type[i]), *b = PyFloat_FromDouble(t.val[i]);
-        if (a == NULL || b == NULL) {
-            Py_XDECREF(a);
-            Py_XDECREF(b);
-            goto done;
-        }
-        PyList_SET_ITEM(types, i, a);
-        PyList_SET_ITEM(values, i, b);
-    }
-    res =
-        coef ? Py_BuildValue("(idOO)", col, factor, types, values) : PyTuple_Pack(2, types, values);
+    res = coef ? Py_BuildValue("(idOO)", col, factor, PyTuple_GET_ITEM(pair, 0),
+                               PyTuple_GET_ITEM(pair, 1))
+               : Py_NewRef(pair);
 done:
-    Py_XDECREF(types);
-    Py_XDECREF(values);
+    Py_XDECREF(pair);
     nl_tokens_free(&t);
     return quenda_result(self, res);
 }
@@ -98,5 +89,8 @@ static PyMethodDef nonlinear_methods[] =
 int
 nonlinear_methods_init(void)
 {
-    return problem_add_methods(nonlinear_methods);
+    if (problem_add_methods(nonlinear_methods) != 0 ||
+        problem_add_methods(slp_coef_methods()) != 0 || problem_add_methods(slp_var_methods()) != 0)
+        return -1;
+    return problem_add_methods(slp_check_methods());
 }

@@ -22,6 +22,7 @@
 #include "problem/alloc.h"
 #include "problem/conv.h"
 #include "problem/maps.h"
+#include "problem/objtransfer.h"
 #include "problem/object.h"
 #include "problem/solve.h"
 
@@ -33,6 +34,8 @@
 #define FILES_ATTR_COLS 1214
 #define FILES_ATTR_SETS 1194
 #define FILES_CHUNK 256
+#define FILES_SLP_ATTR_NLEQROWS 12016   /* equality rows with nonlinear coefficients */
+#define FILES_SLP_ATTR_NLINEQROWS 12026 /* other rows with them */
 
 typedef struct {
     void *buf;        /* library allocator: packed names of one chunk */
@@ -141,13 +144,14 @@ files_args(problem_s *p, PyObject *args, PyObject *kwargs, const char **filename
 
 /* A file call of the library on the problem, the interpreter released
  * meanwhile; the library's code. */
+template<class H>
 static int
-files_unlocked(int (*call)(QNDAprob, const char *, const char *), problem_s *p,
-               const char *filename, const char *options)
+files_unlocked(int (*call)(H, const char *, const char *), H handle, const char *filename,
+               const char *options)
 {
     int rc;
     Py_BEGIN_ALLOW_THREADS
-    rc = call(p->prob, filename, options);
+    rc = call(handle, filename, options);
     Py_END_ALLOW_THREADS
     return rc;
 }
@@ -275,6 +279,8 @@ files_read_sets(problem_s *p, namechunk *nc, int n)
     return 0;
 }
 
+static int files_read(problem_s *p, const char *filename, const char *options);
+
 /* read and write: the arguments, the library's call made without the
  * interpreter lock and, after a read, the objects made again from what the
  * library now holds. */
@@ -289,13 +295,15 @@ files_transfer(PyObject *self, PyObject *args, PyObject *kwargs, bool reading)
         goto done;
     if (files_args(p, args, kwargs, &filename, &options) != 0)
         goto done;
-    if (!reading && problem_is_nonlinear(p)) {
-        PyErr_SetString(quenda_ModelError, "Nonlinear problems cannot be written yet");
+    if (!reading && problem_is_nonlinear(p) && p->slpprob != NULL && problem_slp_in_use()) {
+        if (files_unlocked(QSLPwriteprob, p->slpprob, filename, options) != 0)
+            goto done;
+    } else if (!reading) {
+        if (files_unlocked(QNDAwriteprob, p->prob, filename, options) != 0)
+            goto done;
+    } else if (files_read(p, filename, options) != 0) {
         goto done;
     }
-    if (files_unlocked(reading ? QNDAreadprob : QNDAwriteprob, p, filename, options) != 0 ||
-        (reading && problem_registry_reload(self) != 0))
-        goto done;
     res = Py_NewRef(Py_None);
 done:
     return quenda_result(self, res);
@@ -307,10 +315,10 @@ problem_read(PyObject *self, PyObject *args, PyObject *kwargs)
     return files_transfer(self, args, kwargs, true);
 }
 
-int
-problem_registry_reload(PyObject *self)
+/* The registry made again from what the library holds.  0, or -1. */
+static int
+files_reload_objects(problem_s *p)
 {
-    problem_s *p = (problem_s *)self;
     namechunk nc = {NULL, 0, NULL};
     int ncols = 0, nrows = 0, nsets = 0, rc = -1;
 
@@ -321,20 +329,53 @@ problem_registry_reload(PyObject *self)
     if (files_read_items(p, &nc, ncols, files_columns) != 0 ||
         files_read_items(p, &nc, nrows, files_rows) != 0 || files_read_sets(p, &nc, nsets) != 0)
         goto done;
-    /* what the library holds is linear or quadratic: nothing is left of a
-     * nonlinear part the problem had before */
-    if (p->slpprob != NULL && (p->n_nlcons > 0 || p->nl_obj)) {
-        int start0 = 0;
-        if (QSLPloadcoefs(p->slpprob, 0, NULL, NULL, NULL, &start0, 1, NULL, NULL) != 0)
-            goto done;
-    }
-    p->n_nlcons = 0;
+    /* a nonlinear objective read back is the row and column it was written
+     * as: ordinary objects now */
     p->nl_obj = 0;
     p->obj_col = p->obj_row = -1;
+    objtransfer_forget(p);
     rc = 0;
 done:
     qarr_free(&nc.buf);
     return rc;
+}
+
+int
+problem_registry_reload(PyObject *self)
+{
+    problem_s *p = (problem_s *)self;
+    if (files_reload_objects(p) != 0)
+        return -1;
+    /* what the library holds is linear or quadratic: nothing is left of a
+     * nonlinear part the problem had before */
+    if (p->slpprob != NULL) {
+        int start0 = 0;
+        if (QSLPloadcoefs(p->slpprob, 0, NULL, NULL, NULL, &start0, 1, NULL, NULL) != 0)
+            return -1;
+    }
+    p->n_nlcons = 0;
+    return 0;
+}
+
+/* read(): the main library's reader, and when the file holds nonlinear
+ * sections (the main reader refuses them) the nonlinear library's; then the
+ * objects again and the count of nonlinear rows.  0, or -1. */
+static int
+files_read(problem_s *p, const char *filename, const char *options)
+{
+    int eq = 0, ineq = 0;
+    if (files_unlocked(QNDAreadprob, p->prob, filename, options) == 0)
+        return problem_registry_reload((PyObject *)p);
+    if (p->slpprob == NULL || !problem_slp_in_use())
+        return -1;
+    if (files_unlocked(QSLPreadprob, p->slpprob, filename, options) != 0 ||
+        files_reload_objects(p) != 0)
+        return -1;
+    if (QSLPgetintattrib(p->slpprob, FILES_SLP_ATTR_NLEQROWS, &eq) != 0 ||
+        QSLPgetintattrib(p->slpprob, FILES_SLP_ATTR_NLINEQROWS, &ineq) != 0)
+        return -1;
+    p->n_nlcons = eq + ineq;
+    return 0;
 }
 
 static PyObject *

@@ -3,7 +3,7 @@
 
 #include "module/session.h"
 
-problem_nl_hooks_t problem_nl_hooks = {NULL, NULL};
+problem_nl_hooks_t problem_nl_hooks = {NULL};
 
 static int
 nl_unavailable(problem_s *p)
@@ -19,10 +19,4 @@ int
 problem_nl_add(problem_s *p, int row, PyObject *node)
 {
     return nl_unavailable(p) != 0 ? -1 : problem_nl_hooks.add_row_part(p, row, node);
-}
-
-int
-problem_nl_clear(problem_s *p, int row)
-{
-    return nl_unavailable(p) != 0 ? -1 : problem_nl_hooks.clear_row(p, row);
 }

@@ -8,15 +8,12 @@
 #include "problem/object.h"
 
 typedef struct {
-    /* Adds the nonlinear expression node as coefficients of row (-1: the
-     * objective).  0, or -1 with an exception set. */
+    /* Adds the nonlinear expression node as coefficients of row.  0, or -1
+     * with an exception set. */
     int (*add_row_part)(problem_s *p, int row, PyObject *node);
-    /* Deletes every nonlinear coefficient of row.  0, or -1. */
-    int (*clear_row)(problem_s *p, int row);
 } problem_nl_hooks_t;
 
 extern problem_nl_hooks_t problem_nl_hooks;
 
 /* The hook, or ModelError when the nonlinear layer is not there. */
 int problem_nl_add(problem_s *p, int row, PyObject *node);
-int problem_nl_clear(problem_s *p, int row);

@@ -31,6 +31,8 @@ typedef struct {
     PyObject *userfuncs;                   /* owned dict of user functions, or NULL */
     int obj_col;                           /* auxiliary column of a nonlinear objective, -1 */
     int obj_row;                           /* auxiliary row defining it, -1 */
+    void *obj_saved;                       /* owned: its row's coefficients while kept
+                                              (problem/objtransfer.cpp), or NULL */
     PyObject *weakreflist;                 /* controls and attributes refer to us weakly */
     int busy;                              /* depth of the problem's methods running (busy.cpp) */
     unsigned long busy_thread;             /* the thread running the outermost one */

@@ -26,6 +26,7 @@
 #include "problem/solve.h"
 
 #include "qnda.h"
+#include "qslp.h"
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -93,8 +94,10 @@ pickle_model_bytes(problem_s *p)
 
     if (tmp.make() < 0)
         return NULL;
+    /* a nonlinear problem's file holds its nonlinear coefficients too */
+    QSLPprob slp = problem_is_nonlinear(p) ? p->slpprob : NULL;
     Py_BEGIN_ALLOW_THREADS
-    rc = QNDAwriteprob(p->prob, tmp.path, "");
+    rc = slp != NULL ? QSLPwriteprob(slp, tmp.path, "") : QNDAwriteprob(p->prob, tmp.path, "");
     Py_END_ALLOW_THREADS
     if (rc != 0)
         return setQndaErrIfNull((PyObject *)p, NULL), (PyObject *)NULL;
@@ -167,25 +170,28 @@ pickle_reduce_problem(PyObject *unused, PyObject *obj)
                         "Cannot pickle a problem whose library session has ended (quendalib.free)");
         return NULL;
     }
-    if (problem_is_nonlinear(p)) {
-        PyErr_SetString(quenda_ModelError, "Nonlinear problems cannot be pickled yet");
+    if (problem_is_nonlinear(p) && p->userfuncs != NULL && PyDict_Size(p->userfuncs) > 0) {
+        PyErr_SetString(quenda_ModelError,
+                        "Nonlinear problems with user functions cannot be pickled: the model "
+                        "file keeps a function's name, not its code");
         return NULL;
     }
-    PyObject *items[7] = {PyObject_CallMethod(obj, "name", NULL),
+    PyObject *items[8] = {PyObject_CallMethod(obj, "name", NULL),
                           pickle_model_bytes(p),
                           PyObject_CallMethod(obj, "getControl", NULL),
                           pickle_results_bytes(p),
                           PySequence_List(p->vars),
                           PySequence_List(p->cons),
-                          PySequence_List(p->sos)};
+                          PySequence_List(p->sos),
+                          PyBool_FromLong(p->nl_obj != 0)};
     PyObject *state = NULL;
     bool ok = true;
     for (PyObject *o : items)
         ok = ok && o != NULL;
     if (ok)
-        state = Py_BuildValue("{s:O,s:O,s:O,s:O,s:O,s:O,s:O}", "name", items[0], "model", items[1],
-                              "controls", items[2], "results", items[3], "vars", items[4], "cons",
-                              items[5], "sos", items[6]);
+        state = Py_BuildValue("{s:O,s:O,s:O,s:O,s:O,s:O,s:O,s:O}", "name", items[0], "model",
+                              items[1], "controls", items[2], "results", items[3], "vars", items[4],
+                              "cons", items[5], "sos", items[6], "nlobj", items[7]);
     for (PyObject *o : items)
         Py_XDECREF(o);
     return pickle_reduction("problem", state);
@@ -317,6 +323,31 @@ unpickle_registry(problem_s *p, PyObject *state)
     return 0;
 }
 
+/* A nonlinear objective comes back from the file as its transfer row and
+ * column, the last of each, read as ordinary objects: they are the
+ * objective's again.  0, or -1 with an exception. */
+static int
+unpickle_transfer(problem_s *p, PyObject *state)
+{
+    PyObject *nlobj = PyDict_GetItemString(state, "nlobj");
+    Py_ssize_t nv = PyList_GET_SIZE(p->vars), nc = PyList_GET_SIZE(p->cons);
+    if (nlobj == NULL || !PyObject_IsTrue(nlobj))
+        return 0;
+    if (nv == 0 || nc == 0 || p->n_nlcons < 1) {
+        PyErr_SetString(quenda_ModelError,
+                        "Pickled problem: its objective does not match its model");
+        return -1;
+    }
+    if (PyList_SetSlice(p->vars, nv - 1, nv, NULL) != 0 ||
+        PyList_SetSlice(p->cons, nc - 1, nc, NULL) != 0)
+        return -1;
+    p->obj_col = (int)nv - 1;
+    p->obj_row = (int)nc - 1;
+    p->nl_obj = 1;
+    p->n_nlcons--;
+    return 0;
+}
+
 /* Model, registry, controls and results of a fresh problem from the
  * state.  0, or -1 with an exception. */
 static int
@@ -324,7 +355,8 @@ unpickle_fill(PyObject *prob, PyObject *state, PyObject *model, PyObject *contro
               PyObject *results)
 {
     problem_s *p = (problem_s *)prob;
-    if (pickle_read_model(prob, model) < 0 || unpickle_registry(p, state) < 0)
+    if (pickle_read_model(prob, model) < 0 || unpickle_transfer(p, state) < 0 ||
+        unpickle_registry(p, state) < 0)
         return -1;
     PyObject *r = PyObject_CallMethod(prob, "setControl", "O", controls);
     if (r == NULL)

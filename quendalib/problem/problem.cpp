@@ -15,6 +15,7 @@
 #include "problem/control.h"
 #include "problem/conv.h"
 #include "problem/files.h"
+#include "problem/objtransfer.h"
 #include "problem/registry.h"
 #include "problem/results.h"
 #include "problem/solve.h"
@@ -39,6 +40,7 @@ problem_set_initial_fields(problem_s *p)
     p->nl_obj = 0;
     p->obj_col = -1;
     p->obj_row = -1;
+    p->obj_saved = NULL;
 }
 
 PyObject *
@@ -206,6 +208,7 @@ problem_dealloc(PyObject *self)
     Py_CLEAR(p->cons);
     Py_CLEAR(p->sos);
     Py_CLEAR(p->userfuncs);
+    objtransfer_forget(p);
     problem_maps_free(p);
     Py_TYPE(self)->tp_free(self);
     PyErr_Restore(et, ev, tb);
@@ -288,6 +291,8 @@ problem_copy(PyObject *self, PyObject *noargs)
         goto done;
     dst->n_nlcons = src->n_nlcons;
     dst->nl_obj = src->nl_obj;
+    dst->obj_col = src->obj_col;
+    dst->obj_row = src->obj_row;
     for (k = 0; k < 3; k++) {
         PyObject *from = k == 0 ? src->vars : k == 1 ? src->cons : src->sos;
         PyObject *to = k == 0 ? dst->vars : k == 1 ? dst->cons : dst->sos;

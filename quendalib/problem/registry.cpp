@@ -4,6 +4,7 @@
 #include "problem/registry.h"
 
 #include "problem/batch.h"
+#include "problem/objtransfer.h"
 
 /* ------------------------------------------------------------------ */
 /* The methods: each one change of the registry at a time                */
@@ -14,12 +15,34 @@ static PyObject *
 reg_guarded(PyObject *self, PyObject *args, PyObject *kwargs, const reg_kind *kind, int del)
 {
     problem_s *p = (problem_s *)self;
-    PyObject *res;
+    PyObject *res = NULL;
+    int moved = 0;
+    /* new rows and columns go before a nonlinear objective's transfer */
+    const int moves = del < 0 && kind != &reg_kind_sets;
+
     if (problem_registry_enter(p) != 0)
         return NULL;
+    if (moves && objtransfer_take_out(p, &moved) != 0)
+        goto done;
     res = del >= 0       ? problem_delete_impl(self, args, kwargs, del)
           : kind != NULL ? reg_batch_add(self, args, kind)
                          : problem_addIndicator_impl(self, args);
+    if (res != NULL && del >= 0 && objtransfer_follow(p) != 0)
+        Py_CLEAR(res);
+done:
+    if (moved) {
+        /* put back even after a failed add, keeping the add's exception */
+        PyObject *et, *ev, *tb;
+        PyErr_Fetch(&et, &ev, &tb);
+        if (objtransfer_put_back(p) != 0) {
+            Py_CLEAR(res);
+            Py_XDECREF(et);
+            Py_XDECREF(ev);
+            Py_XDECREF(tb);
+        } else {
+            PyErr_Restore(et, ev, tb);
+        }
+    }
     problem_registry_leave(p);
     return res;
 }

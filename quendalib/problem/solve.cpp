@@ -15,6 +15,7 @@
 #include "module/session.h"
 #include "problem/alloc.h"
 #include "problem/nlhooks.h"
+#include "problem/objtransfer.h"
 #include "problem/split.h"
 
 #include "qnda.h"
@@ -208,10 +209,14 @@ problem_setObjective(PyObject *self, PyObject *args, PyObject *kwargs)
         PyErr_SetString(quenda_ModelError, "Invalid object set as objective");
         goto done;
     }
+    /* the old nonlinear objective's transfer row and column go first, so
+       that the columns below are the user's */
+    if (objtransfer_remove(p) != 0)
+        goto done;
     if (QNDAgetintattrib(p->prob, SOLVE_ATTR_COLS, &ncols) != 0)
         goto done;
     if (kind == EXPR_NONLINEAR) {
-        /* the whole objective goes to the nonlinear problem's objective row */
+        /* the whole objective goes to the transfer row */
         if (p->slpprob == NULL || problem_nl_hooks.add_row_part == NULL) {
             PyErr_SetString(quenda_ModelError, "The nonlinear solver is not available");
             goto done;
@@ -232,14 +237,8 @@ problem_setObjective(PyObject *self, PyObject *args, PyObject *kwargs)
         goto done;
     if (QNDAchgobjsense(p->prob, (int)sense) != 0)
         goto done;
-    if (p->nl_obj && problem_nl_clear(p, -1) != 0)
+    if (nlobj != NULL && objtransfer_add(p, nlobj) != 0)
         goto done;
-    p->nl_obj = 0;
-    if (nlobj != NULL) {
-        if (problem_nl_add(p, -1, nlobj) != 0)
-            goto done;
-        p->nl_obj = 1;
-    }
     if (problem_is_nonlinear(p) && p->slpprob != NULL && problem_slp_in_use() &&
         QSLPsetdblcontrol(p->slpprob, SOLVE_SLP_CTRL_OBJSENSE, (double)sense) != 0)
         goto done;

@@ -257,6 +257,190 @@ QNDA_API int QSLPsetcurrentiv(QSLPprob prob);
  * and reduced costs; any may be NULL. */
 QNDA_API int QSLPgetslpsol(QSLPprob prob, double *x, double *slack, double *dual, double *dj);
 
+/* --- Model files --------------------------------------------------------
+ * MPS files with the nonlinear coefficients and the names of the user
+ * functions in two sections of their own (NLCOEFS, USERFUNCS; see
+ * docs/nonlinear.md).  The main problem is read or written as QNDAreadprob
+ * and QNDAwriteprob do (same flags); the LP format cannot hold nonlinear
+ * coefficients.  Reading replaces the nonlinear coefficients; user functions
+ * named in the file and not yet defined are defined without an entry point. */
+QNDA_API int QSLPreadprob(QSLPprob prob, const char *filename, const char *flags);
+QNDA_API int QSLPwriteprob(QSLPprob prob, const char *filename, const char *flags);
+
+/* --- SLP variables, rows, tolerance sets, cascading, checks -------------
+ * Per-column and per-row settings of the SLP algorithm.  Every column is an
+ * SLP variable with default settings until QSLPaddvars / QSLPchgvar give it
+ * others; QSLPdelvars puts it back to the defaults.  The interior-point
+ * engine takes none of them except the start values; soft and inactive rows
+ * make QSLP_ALG_AUTO choose SLP and are refused by QSLP_ALG_IPOPT. */
+
+/* Step bound kinds (QSLPchgdeltatype, QSLPgetvar) */
+#define QSLP_DELTA_ADAPTIVE 0 /* trust region; the value is the first bound (0: automatic) */
+#define QSLP_DELTA_FIXED 1    /* the step bound stays at the value */
+#define QSLP_DELTA_FREE 2     /* no step bound on the column */
+/* Row status (QSLPchgrowstatus) */
+#define QSLP_ROW_HARD 0     /* must hold; violations cost penalty * weight per unit */
+#define QSLP_ROW_SOFT 1     /* may be violated at a cost of weight per unit */
+#define QSLP_ROW_INACTIVE 2 /* left out of the nonlinear solve */
+/* Tolerance sets: per set QSLP_TOLSET_SIZE values, entry k given when bit k
+ * of its status is set (otherwise the control applies). */
+#define QSLP_TOLSET_SIZE 2
+#define QSLP_TOL_ATOL_VAR 0 /* absolute tolerance on a column's step */
+#define QSLP_TOL_RTOL_VAR 1 /* relative tolerance on a column's step */
+/* Information of QSLPgetrowinfo (double unless said) */
+#define QSLP_ROWINFO_VALUE 1     /* activity at the current point */
+#define QSLP_ROWINFO_VIOLATION 2 /* violation at the current point */
+#define QSLP_ROWINFO_STATUS 3    /* int: QSLP_ROW_* */
+#define QSLP_ROWINFO_WEIGHT 4
+#define QSLP_ROWINFO_NLCOEFS 5 /* int: nonlinear coefficients of the row */
+#define QSLP_ROWINFO_DUAL 6    /* multiplier of the last solution */
+/* Information of QSLPgetcolinfo */
+#define QSLP_COLINFO_VALUE 1   /* value at the current point */
+#define QSLP_COLINFO_DELTA 2   /* step bound the next SLP solve starts from */
+#define QSLP_COLINFO_DETROW 3  /* int: determining row, -1 none */
+#define QSLP_COLINFO_NLCOEFS 4 /* int: nonlinear coefficients in the column */
+#define QSLP_COLINFO_REDUCEDCOST 5
+#define QSLP_COLINFO_NONLINEAR 6 /* int: 1 when the column is in a nonlinear term */
+/* Residuals of QSLPvalidatekkt */
+#define QSLP_KKT_STATIONARITY 0    /* largest entry of the projected Lagrangian gradient */
+#define QSLP_KKT_FEASIBILITY 1     /* largest row or bound violation */
+#define QSLP_KKT_COMPLEMENTARITY 2 /* largest multiplier times distance to its side */
+#define QSLP_KKT_DUALSIGN 3        /* largest multiplier of the wrong sign */
+#define QSLP_KKT_COUNT 4
+
+/* Settings of nvars columns; any array may be NULL (defaults: no determining
+ * row (-1), sequence 0 (automatic), tolerance set 0 (none), no start value,
+ * step bound 0 (automatic)).  QSLPloadvars first removes every setting. */
+QNDA_API int QSLPaddvars(QSLPprob prob, int nvars, const int *colindex, const int *determiningrow,
+                         const int *seqnum, const int *tolindex, const double *initvalue,
+                         const double *stepbound);
+QNDA_API int QSLPloadvars(QSLPprob prob, int nvars, const int *colindex, const int *determiningrow,
+                          const int *seqnum, const int *tolindex, const double *initvalue,
+                          const double *stepbound);
+/* Changes the settings given (NULL: kept) of one column. */
+QNDA_API int QSLPchgvar(QSLPprob prob, int col, const int *determiningrow, const int *seqnum,
+                        const int *tolindex, const int *deltatype, const double *initvalue,
+                        const double *stepbound);
+/* initvalue: the start value (the column's start, 0 when none is set). */
+QNDA_API int QSLPgetvar(QSLPprob prob, int col, int *determiningrow, int *seqnum, int *tolindex,
+                        int *deltatype, double *initvalue, double *stepbound);
+QNDA_API int QSLPdelvars(QSLPprob prob, int nvars, const int *colindex);
+/* Step bound kinds (QSLP_DELTA_*) and values of nvars columns. */
+QNDA_API int QSLPchgdeltatype(QSLPprob prob, int nvars, const int *colindex, const int *deltatype,
+                              const double *values);
+
+/* Tolerance sets are numbered from 1; tols holds QSLP_TOLSET_SIZE values per
+ * set, a negative value leaving that entry to the control. */
+QNDA_API int QSLPaddtolsets(QSLPprob prob, int ntolsets, const double *tols);
+/* Replaces every set; columns that referred to a set now gone refer to none. */
+QNDA_API int QSLPloadtolsets(QSLPprob prob, int ntolsets, const double *tols);
+/* status NULL: every entry of tols; else the entries whose bit is set. */
+QNDA_API int QSLPchgtolset(QSLPprob prob, int tolset, const int *status, const double *tols);
+QNDA_API int QSLPgettolset(QSLPprob prob, int tolset, int *status, double *tols);
+/* Deletes sets; later sets move down, columns follow their set. */
+QNDA_API int QSLPdeltolsets(QSLPprob prob, int ntolsets, const int *tolsets);
+
+QNDA_API int QSLPchgrowstatus(QSLPprob prob, int row, int status);
+QNDA_API int QSLPgetrowstatus(QSLPprob prob, int row, int *status);
+/* A hard row's error vectors cost penalty * weight, a soft row's weight
+ * (default 1, >= 0). */
+QNDA_API int QSLPchgrowwt(QSLPprob prob, int row, const double *weight);
+QNDA_API int QSLPgetrowwt(QSLPprob prob, int row, double *weight);
+/* Row or column information (QSLP_ROWINFO_*, QSLP_COLINFO_*) into *info, an
+ * int or a double as the type says. */
+QNDA_API int QSLPgetrowinfo(QSLPprob prob, int row, int infotype, void *info);
+QNDA_API int QSLPgetcolinfo(QSLPprob prob, int col, int infotype, void *info);
+
+/* Derivative factors: the SLP step problems take the derivative of row
+ * rowindex along column colindex times the factor (a damping of columns
+ * whose steps oscillate); rows, feasibility and convergence use the exact
+ * functions.  QSLPloaddfs removes every factor first; factor 1 removes one. */
+QNDA_API int QSLPadddfs(QSLPprob prob, int ndfs, const int *colindex, const int *rowindex,
+                        const double *value);
+QNDA_API int QSLPloaddfs(QSLPprob prob, int ndfs, const int *colindex, const int *rowindex,
+                         const double *value);
+QNDA_API int QSLPchgdf(QSLPprob prob, int col, int row, const double *value);
+/* 1 when the pair has no factor. */
+QNDA_API int QSLPgetdf(QSLPprob prob, int col, int row, double *value);
+
+/* Cascading: a column with a determining row (an equality in which it
+ * appears) is recomputed from that row, the other columns held, by Newton
+ * steps (at most its limit, default 20).  QSLPcascadeorder orders the
+ * determined columns so that each follows those its row uses (the sequence
+ * numbers given first); a cycle fails.  QSLPcascade recomputes them, in that
+ * order, at the start point (QSLPsetinitialvalues, QSLPsetcurrentiv). */
+QNDA_API int QSLPcascadeorder(QSLPprob prob);
+QNDA_API int QSLPcascade(QSLPprob prob);
+QNDA_API int QSLPchgcascadenlimit(QSLPprob prob, int col, int limit);
+
+/* The current point is the start point.  QSLPconstruct evaluates the
+ * problem there (values and derivatives, which QSLPgetrowinfo reads);
+ * QSLPupdatelinearization evaluates it again at the start point as it now
+ * is; QSLPunconstruct drops it.  A change of coefficients needs a new
+ * QSLPconstruct. */
+QNDA_API int QSLPconstruct(QSLPprob prob);
+QNDA_API int QSLPunconstruct(QSLPprob prob);
+QNDA_API int QSLPupdatelinearization(QSLPprob prob);
+
+/* Checks the model: formulas defined at the current point, settings that
+ * refer to existing rows, columns and tolerance sets, determining rows that
+ * are equalities holding their column, an acyclic cascade.  Each fault is a
+ * warning message; *nfaults counts them (NULL: fails on the first). */
+QNDA_API int QSLPvalidate(QSLPprob prob, int *nfaults);
+/* Row violations at x (one value per column): their sum, the sum scaled by
+ * 1 + |activity|, and the objective there. */
+QNDA_API int QSLPvalidatevector(QSLPprob prob, const double *x, double *suminf,
+                                double *sumscaledinf, double *objval);
+/* One row at the current point: its activity, its violation, and the
+ * largest difference between its exact derivatives and central differences
+ * (a check of user functions' partials). */
+QNDA_API int QSLPvalidaterow(QSLPprob prob, int row, double *value, double *violation,
+                             double *deriverror);
+/* KKT residuals (QSLP_KKT_COUNT values) at x with multipliers duals (rows,
+ * sensitivities as QSLPgetslpsol gives them); x NULL: the last solution,
+ * duals NULL: the last solution's.  Bound multipliers are those that fit
+ * best, so the stationarity residual is of the projected gradient. */
+QNDA_API int QSLPvalidatekkt(QSLPprob prob, const double *x, const double *duals,
+                             double *residuals);
+
+/* The next SLP solves start from the penalty the last one ended with, and
+ * never raise it; *penalty gets it (may be NULL). */
+QNDA_API int QSLPfixpenalties(QSLPprob prob, double *penalty);
+/* Forgets the last solution, the construction, fixed penalties and
+ * statistics; settings and coefficients stay. */
+QNDA_API int QSLPreinitialize(QSLPprob prob);
+/* Simplifies coefficients: zero factors and formulas that are constant (no
+ * columns, or only fixed columns) are folded into the main problem's
+ * matrix, right-hand sides and objective.  *nremoved (may be NULL) counts the
+ * coefficients gone. */
+QNDA_API int QSLPpresolve(QSLPprob prob, int *nremoved);
+/* Step bounds from the columns' sizes: a column's first step bound becomes
+ * a tenth of its bound range when both bounds are finite, else
+ * max(1, |start value|); columns with a step bound of their own keep it. */
+QNDA_API int QSLPscaling(QSLPprob prob);
+
+/* The last solution to a file: a header line, then "C,name,value,reduced
+ * cost" per column and "R,name,activity,slack,dual" per row. */
+QNDA_API int QSLPfilesol(QSLPprob prob, const char *filename);
+/* Memory the nonlinear problem holds, as messages of the main problem. */
+QNDA_API int QSLPprintmemory(QSLPprob prob);
+/* Evaluation counts of the last solve (functions, derivatives, user
+ * function calls) as messages. */
+QNDA_API int QSLPprintevalinfo(QSLPprob prob);
+/* A message of msgtype (1 information, 3 warning, 4 error) through the main
+ * problem's handlers. */
+QNDA_API int QSLPprintmsg(QSLPprob prob, int msgtype, const char *text);
+/* Type of the last message of the nonlinear problem (0: none yet). */
+QNDA_API int QSLPgetmessagetype(QSLPprob prob, int *msgtype);
+/* Seconds since the current (or last) nonlinear solve started; 0 before. */
+QNDA_API int QSLPgetdtime(QSLPprob prob, double *seconds);
+/* Chooses a prefix no row or column name starts with (for names the
+ * nonlinear layer makes) and gives it. */
+QNDA_API int QSLPsetuniqueprefix(QSLPprob prob, char *prefix, int maxbytes, int *nbytes);
+/* Tokens of every coefficient's formula with their end tokens (the room
+ * QSLPgetcoefs needs). */
+QNDA_API int QSLPtokencount(QSLPprob prob, int *ntokens);
+
 #ifdef __cplusplus
 }
 #endif

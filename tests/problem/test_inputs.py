@@ -53,6 +53,23 @@ def test_names_must_be_strings(make, message):
         make()
 
 
+@pytest.mark.parametrize("make, message", [
+    (lambda: quenda.var(name="x"), "Invalid variable name"),
+    (lambda: quenda.constraint(quenda.var() >= 0, name="c"), "Invalid constraint name"),
+    (lambda: quenda.sos([quenda.var()], [1], name="s"), "Invalid SOS name"),
+], ids=["var", "constraint", "sos"])
+@pytest.mark.parametrize("bad", [-1, None, 2.5, ["x"]])
+def test_names_stay_strings_after_construction(make, message, bad):
+    obj = make()
+    with pytest.raises(quenda.ModelError, match=message):
+        obj.name = bad
+    assert str(obj.name) in ("x", "c", "s")
+    obj.name = b"renamed"
+    assert obj.name == b"renamed"
+    del obj.name                        # back to the default name
+    assert isinstance(obj.name, str) and obj.name[0] in "CRs"
+
+
 @pytest.mark.parametrize("member", ["controls", "attributes"])
 def test_controls_and_attributes_are_read_only(member):
     p = quenda.problem()

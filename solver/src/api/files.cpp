@@ -2,6 +2,7 @@
 #include <string>
 #include <sys/stat.h>
 
+#include "api/files.h"
 #include "api/guard.h"
 #include "io/lpfile.h"
 #include "io/modeldata.h"
@@ -75,54 +76,77 @@ void read_mps_any(const std::string &name, bool keep_nrows, const char *flags, M
 
 }  // namespace
 
+namespace qnda {
+
+std::string read_model_file(qnda_problem_s &prob, const char *filename, const char *flags,
+                            ModelData &d) {
+  check_array(filename, "filename");
+  check_flags(flags, "lmxfo");
+  std::string name = filename;
+  if (!exists(name)) {
+    // "model" finds model.mps or model.lp.
+    const char *exts[] = {".mps", ".lp", ".MPS", ".LP"};
+    bool found = false;
+    for (const char *e : exts)
+      if (exists(name + e)) {
+        name += e;
+        found = true;
+        break;
+      }
+    if (!found) fail(QNDA_ERR_FILE, "cannot open %s for reading", filename);
+  }
+  if (ends_with(name, ".gz") && format_of(name, flags) == Format::Mps)
+    fail(QNDA_ERR_FILE, "compressed MPS files are not read; uncompress %s first", name.c_str());
+  if (format_of(name, flags) == Format::Lp)
+    read_lp(name, d);
+  else
+    read_mps_any(name, prob.controls.get_int(QNDA_KEEPNROWS) != 0, flags, d);
+  if (d.name.empty()) {
+    // The file's base name without its extension.
+    size_t slash = name.find_last_of('/');
+    std::string base = slash == std::string::npos ? name : name.substr(slash + 1);
+    size_t dot = base.find('.');
+    d.name = dot == std::string::npos ? base : base.substr(0, dot);
+  }
+  check_model_data(d, name);
+  return name;
+}
+
+void write_model_file(const qnda_problem_s &prob, const char *filename, const char *flags,
+                      const std::vector<std::string> *extra) {
+  check_flags(flags, "lmxfop");
+  const bool lp = has_flag(flags, 'l');
+  std::string name = out_name(prob, filename, lp ? ".lp" : ".mps");
+  if (format_of(name, flags) == Format::Lp) {
+    if (extra)
+      fail(QNDA_ERR_UNSUPPORTED,
+           "the LP format cannot hold nonlinear coefficients: write %s as MPS", name.c_str());
+    write_lp(name, prob.name, prob.model);
+  } else {
+    if (extra && has_flag(flags, 'o'))
+      fail(QNDA_ERR_UNSUPPORTED, "nonlinear coefficients are written in free MPS only (no 'o')");
+    write_mps(name, prob.name, prob.model, has_flag(flags, 'o'), extra);
+  }
+}
+
+}  // namespace qnda
+
 extern "C" {
 
 int QNDAreadprob(QNDAprob prob, const char *filename, const char *flags) {
   return guard(prob, "QNDAreadprob", [&] {
-    check_array(filename, "filename");
-    check_flags(flags, "lmxfo");
-    std::string name = filename;
-    if (!exists(name)) {
-      // "model" finds model.mps or model.lp.
-      const char *exts[] = {".mps", ".lp", ".MPS", ".LP"};
-      bool found = false;
-      for (const char *e : exts)
-        if (exists(name + e)) {
-          name += e;
-          found = true;
-          break;
-        }
-      if (!found) fail(QNDA_ERR_FILE, "cannot open %s for reading", filename);
-    }
-    if (ends_with(name, ".gz") && format_of(name, flags) == Format::Mps)
-      fail(QNDA_ERR_FILE, "compressed MPS files are not read; uncompress %s first", name.c_str());
     ModelData d;
-    if (format_of(name, flags) == Format::Lp)
-      read_lp(name, d);
-    else
-      read_mps_any(name, prob->controls.get_int(QNDA_KEEPNROWS) != 0, flags, d);
-    if (d.name.empty()) {
-      // The file's base name without its extension.
-      size_t slash = name.find_last_of('/');
-      std::string base = slash == std::string::npos ? name : name.substr(slash + 1);
-      size_t dot = base.find('.');
-      d.name = dot == std::string::npos ? base : base.substr(0, dot);
-    }
-    check_model_data(d, name);
+    const std::string name = read_model_file(*prob, filename, flags, d);
+    if (!d.nonlinear.empty())
+      fail(QNDA_ERR_FILE, "%s holds nonlinear coefficients (section %s): read it with QSLPreadprob",
+           name.c_str(), d.nonlinear.front().first.c_str());
     load_model_data(*prob, d);
   });
 }
 
 int QNDAwriteprob(QNDAprob prob, const char *filename, const char *flags) {
-  return guard_read(prob, "QNDAwriteprob", [&] {
-    check_flags(flags, "lmxfop");
-    const bool lp = has_flag(flags, 'l');
-    std::string name = out_name(*prob, filename, lp ? ".lp" : ".mps");
-    if (format_of(name, flags) == Format::Lp)
-      write_lp(name, prob->name, prob->model);
-    else
-      write_mps(name, prob->name, prob->model, has_flag(flags, 'o'));
-  });
+  return guard_read(prob, "QNDAwriteprob",
+                    [&] { write_model_file(*prob, filename, flags, nullptr); });
 }
 
 int QNDAwritesol(QNDAprob prob, const char *filename, const char *flags) {

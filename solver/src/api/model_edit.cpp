@@ -3,9 +3,11 @@
 // in the store); letters, starts and values are checked in checked mode.
 #include <cmath>
 #include <cstring>
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include "api/guard.h"
 #include "api/model_args.h"
@@ -226,17 +228,31 @@ void change_each(qnda_problem_s *prob, int n, const int *idx, const T *vals, con
   prob->model_changed();
 }
 
-// Deleting n items of count (idx checked always: the store trusts them);
-// reshaped: rows or columns go, so the user's starting points go too.
+enum DeleteKind { DEL_ROWS, DEL_COLS, DEL_SETS };
+
+// Deleting n items of count (idx checked always: the store trusts them).
+// Rows or columns going reshape the model: the user's starting points go,
+// and whatever follows their indices (nonlinear coefficients) is renumbered,
+// or refuses the deletion before anything is deleted.
 template <class Delete>
 void delete_items(qnda_problem_s *prob, int n, const int *idx, const char *nname,
-                  const char *idxname, int count, const char *what, bool reshaped, Delete del) {
+                  const char *idxname, int count, const char *what, DeleteKind kind, Delete del) {
   check_count(n, nname);
   if (n == 0) return;
   check_array(idx, idxname);
   check_indices(idx, n, count, what);
+  std::vector<int> sorted;
+  if (kind != DEL_SETS && !prob->followers.empty()) {
+    sorted.assign(idx, idx + n);
+    std::sort(sorted.begin(), sorted.end());
+    sorted.erase(std::unique(sorted.begin(), sorted.end()), sorted.end());
+    for (IndexFollower *f : prob->followers) f->check_delete(kind == DEL_ROWS, sorted);
+  }
   del(n, idx);
-  if (reshaped) prob->solve.clear_all();
+  if (kind != DEL_SETS) {
+    for (IndexFollower *f : prob->followers) f->deleted(kind == DEL_ROWS, sorted);
+    prob->solve.clear_all();
+  }
   prob->model_changed();
 }
 
@@ -296,21 +312,21 @@ int QNDAaddnames(QNDAprob prob, int type, const char *names, int first, int last
 // ---------------------------------------------------------------- deleting
 int QNDAdelrows(QNDAprob prob, int nrows, const int *rowind) {
   return guard(prob, "QNDAdelrows", [&] {
-    delete_items(prob, nrows, rowind, "nrows", "rowind", prob->model.nrows(), "row", true,
+    delete_items(prob, nrows, rowind, "nrows", "rowind", prob->model.nrows(), "row", DEL_ROWS,
                  [&](int n, const int *idx) { prob->model.delete_rows(n, idx); });
   });
 }
 
 int QNDAdelcols(QNDAprob prob, int ncols, const int *colind) {
   return guard(prob, "QNDAdelcols", [&] {
-    delete_items(prob, ncols, colind, "ncols", "colind", prob->model.ncols(), "column", true,
+    delete_items(prob, ncols, colind, "ncols", "colind", prob->model.ncols(), "column", DEL_COLS,
                  [&](int n, const int *idx) { prob->model.delete_cols(n, idx); });
   });
 }
 
 int QNDAdelsets(QNDAprob prob, int nsets, const int *setind) {
   return guard(prob, "QNDAdelsets", [&] {
-    delete_items(prob, nsets, setind, "nsets", "setind", prob->model.nsets(), "set", false,
+    delete_items(prob, nsets, setind, "nsets", "setind", prob->model.nsets(), "set", DEL_SETS,
                  [&](int n, const int *idx) { prob->model.delete_sets(n, idx); });
   });
 }

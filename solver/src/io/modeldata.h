@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qnda.h"
@@ -50,6 +51,10 @@ struct ModelData {
   std::vector<int> setcol;
   std::vector<double> setref;
   std::vector<Indicator> indicators;
+  // Lines of the sections that belong to the nonlinear interface (NLCOEFS,
+  // USERFUNCS), as (section, line) for it to read; the main interface
+  // refuses a file that has them.
+  std::vector<std::pair<std::string, std::string>> nonlinear;
 
   int ncols() const { return static_cast<int>(obj.size()); }
   int nrows() const { return static_cast<int>(rowtype.size()); }
@@ -71,7 +76,9 @@ bool valid_utf8(const std::string &s);
 // so names may hold spaces).  Throw qnda::Error(QNDA_ERR_FILE ...).
 // keep_nrows: free rows after the objective stay as rows of type 'N'.
 void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &out);
-void write_mps(const std::string &path, const std::string &probname, const Model &model,
-               bool fixed);
+// extra: lines written as they are before ENDATA (sections of the nonlinear
+// interface).
+void write_mps(const std::string &path, const std::string &probname, const Model &model, bool fixed,
+               const std::vector<std::string> *extra = nullptr);
 
 }  // namespace qnda

@@ -33,6 +33,7 @@ enum Section {
   S_QCMATRIX,
   S_SOS,
   S_INDICATORS,
+  S_NONLINEAR,
   S_SKIP
 };
 
@@ -418,6 +419,7 @@ Section section_named(const std::string &h) {
       {"QUADOBJ", S_QUADOBJ},       {"QSECTION", S_QUADOBJ},
       {"QMATRIX", S_QMATRIX},       {"SOS", S_SOS},
       {"INDICATORS", S_INDICATORS}, {"OBJNAME", S_SKIP},
+      {"NLCOEFS", S_NONLINEAR},     {"USERFUNCS", S_NONLINEAR},
   };
   for (const auto &p : kPlain)
     if (h == p.name) return p.sec;
@@ -432,7 +434,7 @@ void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &d
   d = ModelData();
   Reader rd(path, keep_nrows, d);
   Section sec = S_NONE;
-  std::string line;
+  std::string line, section;
   bool ended = false;
   while (std::getline(in, line)) {
     ++rd.line_no;
@@ -464,6 +466,7 @@ void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &d
       } else {
         sec = section_named(h);
         if (sec == S_NONE) rd.bad("unknown section", t[0]);
+        section = h;
       }
       continue;
     }
@@ -500,6 +503,9 @@ void read_mps(const std::string &path, bool keep_nrows, bool fixed, ModelData &d
         break;
       case S_INDICATORS:
         rd.indicator_line(t);
+        break;
+      case S_NONLINEAR:
+        d.nonlinear.emplace_back(section, line);
         break;
       case S_SKIP:
         break;

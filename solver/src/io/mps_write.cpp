@@ -92,8 +92,8 @@ void check_name(const std::string &n, const char *kind, bool fixed) {
 
 }  // namespace
 
-void write_mps(const std::string &path, const std::string &probname, const Model &model,
-               bool fixed) {
+void write_mps(const std::string &path, const std::string &probname, const Model &model, bool fixed,
+               const std::vector<std::string> *extra) {
   const int n = model.ncols(), m = model.nrows();
   std::vector<std::string> rn(m), cn(n);
   for (int i = 0; i < m; ++i) {
@@ -244,6 +244,8 @@ void write_mps(const std::string &path, const std::string &probname, const Model
       if (c >= 0) out.line("IF", {rn[i], cn[c], model.indicator_comp(i) > 0 ? "1" : "0"});
     }
   }
+  if (extra)
+    for (const std::string &l : *extra) out.header(l.c_str());
   out.header("ENDATA");
   out.close();
 }

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "callbacks/cblists.h"
 #include "callbacks/dispatch.h"
@@ -31,6 +32,16 @@ struct PresolvedState;
 class KeptEngine {
  public:
   virtual ~KeptEngine() = default;
+};
+// Something that refers to the model's rows or columns by index (the
+// coefficients of a nonlinear problem on this one) and must follow their
+// deletion.  check may refuse it by throwing qnda::Error before anything is
+// deleted; deleted then gets the same indices, sorted and distinct.
+class IndexFollower {
+ public:
+  virtual ~IndexFollower() = default;
+  virtual void check_delete(bool rows, const std::vector<int> &idx) = 0;
+  virtual void deleted(bool rows, const std::vector<int> &idx) = 0;
 };
 }  // namespace qnda
 
@@ -59,6 +70,8 @@ struct qnda_problem_s {
   bool directives_noted = false;
   // The engine of the last optimisation with its model and basis.
   std::unique_ptr<qnda::KeptEngine> engine;
+  // Told of deleted rows and columns (not owned; each unregisters itself).
+  std::vector<qnda::IndexFollower *> followers;
 
   qnda_problem_s() = default;
   qnda_problem_s(const qnda_problem_s &) = delete;

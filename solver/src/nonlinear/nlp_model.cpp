@@ -47,6 +47,7 @@ NameScope scope_of(const qslp_problem_s &p) {
 double ProblemUserCaller::call_once(const UserFunc &f, int index, const double *in, int n,
                                     const int *flags, double *partials) const {
   qslp_funcctx_s ctx{&p_, index, n};
+  ++p_.extras.stats.user;
   if (f.call == QSLP_UFCALL_DERIVATIVES)
     return reinterpret_cast<QSLPuserfuncderiv>(f.address)(in, flags, partials, &ctx);
   return reinterpret_cast<QSLPuserfunc>(f.address)(in, &ctx);
@@ -113,7 +114,8 @@ NlpModel::NlpModel(qslp_problem_s &p) : p_(p), caller_(p) {
   }
   x0.resize(n);
   for (int j = 0; j < n; ++j) {
-    const double s = static_cast<int>(p.nl.start.size()) == n ? p.nl.start[j] : 0.0;
+    // columns added after the start was given start at 0
+    const double s = j < static_cast<int>(p.nl.start.size()) ? p.nl.start[j] : 0.0;
     x0[j] = std::min(std::max(s, xl[j]), xu[j]);
   }
 
@@ -163,6 +165,8 @@ NlpModel::NlpModel(qslp_problem_s &p) : p_(p), caller_(p) {
     for (int j : t.ext) nonlinear_col[j] = 1;
     (row == kObjectiveRow ? obj_ : rows_[row]).terms.push_back(std::move(t));
   }
+  main_m_ = m;
+  fold_transfer_rows();
   for (const auto &q : obj_.quad) nonlinear_col[q.i] = nonlinear_col[q.j] = 1;
   linear_row.assign(m, 1);
   for (int i = 0; i < m; ++i) {
@@ -279,6 +283,7 @@ double NlpModel::objective(const double *x) {
 }
 
 bool NlpModel::eval_f(const double *x, double &f) {
+  ++p_.extras.stats.f;
   double v = obj_const_;
   for (int j = 0; j < n; ++j) v += obj_lin_[j] * x[j];
   for (const auto &q : obj_.quad) v += q.v * x[q.i] * x[q.j];
@@ -292,6 +297,7 @@ bool NlpModel::eval_f(const double *x, double &f) {
 }
 
 bool NlpModel::eval_grad(const double *x, double *grad) {
+  ++p_.extras.stats.grad;
   for (int j = 0; j < n; ++j) grad[j] = sense * obj_lin_[j];
   for (const auto &q : obj_.quad) {
     grad[q.i] += sense * q.v * x[q.j];
@@ -302,23 +308,27 @@ bool NlpModel::eval_grad(const double *x, double *grad) {
   return true;
 }
 
-bool NlpModel::eval_g(const double *x, double *g) {
-  for (int i = 0; i < m; ++i) {
-    Row &r = rows_[i];
-    double v = 0.0;
-    for (size_t k = 0; k < r.lin_col.size(); ++k) v += r.lin_val[k] * x[r.lin_col[k]];
-    for (const auto &q : r.quad) v += q.v * x[q.i] * x[q.j];
-    for (auto &t : r.terms) {
-      double tv;
-      if (!term_value(t, x, tv)) return false;
-      v += tv;
-    }
-    g[i] = v;
+bool NlpModel::row_value(Row &r, const double *x, double &v) {
+  v = 0.0;
+  for (size_t k = 0; k < r.lin_col.size(); ++k) v += r.lin_val[k] * x[r.lin_col[k]];
+  for (const auto &q : r.quad) v += q.v * x[q.i] * x[q.j];
+  for (auto &t : r.terms) {
+    double tv;
+    if (!term_value(t, x, tv)) return false;
+    v += tv;
   }
   return true;
 }
 
+bool NlpModel::eval_g(const double *x, double *g) {
+  ++p_.extras.stats.g;
+  for (int i = 0; i < m; ++i)
+    if (!row_value(rows_[i], x, g[i])) return false;
+  return true;
+}
+
 bool NlpModel::eval_jac(const double *x, double *values) {
+  ++p_.extras.stats.jac;
   std::fill(values, values + jrow.size(), 0.0);
   for (int i = 0; i < m; ++i) {
     Row &r = rows_[i];
@@ -334,6 +344,7 @@ bool NlpModel::eval_jac(const double *x, double *values) {
 }
 
 bool NlpModel::eval_hess(const double *x, double obj_factor, const double *lambda, double *values) {
+  ++p_.extras.stats.hess;
   std::fill(values, values + hrow.size(), 0.0);
   auto add_row = [&](Row &r, double w) {
     if (w == 0.0) return true;

@@ -53,6 +53,10 @@ class NlpModel : public NlpProblem {
 
   // The user's objective at x (sense undone).
   double objective(const double *x);
+  // The solution in the main problem's terms from an engine's result at a
+  // point: columns (with the folded transfer columns), slacks, duals and
+  // reduced costs of every row and column of the main problem.
+  void main_solution(const NlpResult &r, NlpSolution &sol);
 
  private:
   struct Term {  // factor * formula(x) * x[col], col < 0: without the column
@@ -76,6 +80,17 @@ class NlpModel : public NlpProblem {
     std::vector<Term> terms;
   };
 
+  // An equality row rest(x) + a * t = b whose column t is free and found
+  // nowhere else but in the objective (c * t): the transfer row of a
+  // nonlinear objective, folded into it (nlp_fold.cpp).
+  struct Transfer {
+    int row, col;
+    double a, b, c;
+    Row body;  // rest(x), for t after the solve
+  };
+
+  void fold_transfer_rows();
+  bool row_value(Row &r, const double *x, double &v);
   bool term_value(Term &t, const double *x, double &v);
   // Adds w * gradient of the term at x to grad (dense) or, with jpos, to
   // values; with h, w * Hessian to h at the term's positions.
@@ -88,6 +103,9 @@ class NlpModel : public NlpProblem {
   std::vector<double> obj_lin_;  // dense objective coefficients
   double obj_const_ = 0.0;
   std::vector<Row> rows_;
+  std::vector<int> main_row_;  // the main problem's row of each engine row
+  std::vector<Transfer> transfers_;
+  int main_m_ = 0;
   std::vector<double> work_;
 };
 

@@ -25,7 +25,7 @@ class SlpLp {
  public:
   // Every row gets error vectors: the step bounds can make even a linear
   // row unreachable from the current point.
-  explicit SlpLp(const NlpProblem &p) : p_(p) {
+  SlpLp(const NlpProblem &p, const SlpOptions &o) : p_(p), o_(o) {
     for (int i = 0; i < p.m; ++i) pen_row_.push_back(i);
     npen_ = static_cast<int>(pen_row_.size());
     // Column-wise order of the Jacobian entries.
@@ -92,6 +92,15 @@ class SlpLp {
 
   int npen() const { return npen_; }
 
+  int row_status(int i) const { return o_.row_status.empty() ? QSLP_ROW_HARD : o_.row_status[i]; }
+  // Cost of a unit of row i's error vectors.
+  double pen_cost(int i, double penalty) const {
+    const double w = o_.row_weight.empty() ? 1.0 : o_.row_weight[i];
+    const int st = row_status(i);
+    return st == QSLP_ROW_SOFT ? w : st == QSLP_ROW_INACTIVE ? 0.0 : penalty * w;
+  }
+  double jfac(size_t k) const { return o_.jac_factor.empty() ? 1.0 : o_.jac_factor[k]; }
+
   // The linear rows and the bounds alone, without step bounds or error
   // vectors, and without objective: whether any point satisfies them.
   void build_linear_part(const double *jac, FlatModel &lp) {
@@ -104,8 +113,9 @@ class SlpLp {
     lp.rowlo.resize(p_.m);
     lp.rowup.resize(p_.m);
     for (int i = 0; i < p_.m; ++i) {
-      lp.rowlo[i] = p_.linear_row[i] ? p_.gl[i] : -kInf;
-      lp.rowup[i] = p_.linear_row[i] ? p_.gu[i] : kInf;
+      const bool hard = p_.linear_row[i] && row_status(i) == QSLP_ROW_HARD;
+      lp.rowlo[i] = hard ? p_.gl[i] : -kInf;
+      lp.rowup[i] = hard ? p_.gu[i] : kInf;
     }
     put_jacobian(jac, lp);
   }
@@ -140,17 +150,19 @@ class SlpLp {
     // Row i: J_i y in [gl - g + J_i x, gu - g + J_i x]; linear rows have
     // g = J_i x exactly.
     std::vector<double> jx(m, 0.0);
-    for (size_t k = 0; k < p_.jrow.size(); ++k) jx[p_.jrow[k]] += jac[k] * x[p_.jcol[k]];
+    for (size_t k = 0; k < p_.jrow.size(); ++k) jx[p_.jrow[k]] += jfac(k) * jac[k] * x[p_.jcol[k]];
     lp.rowlo.resize(m);
     lp.rowup.resize(m);
     for (int i = 0; i < m; ++i) {
       const double shift = p_.linear_row[i] ? 0.0 : jx[i] - g[i];
       lp.rowlo[i] = p_.gl[i] + shift;
       lp.rowup[i] = p_.gu[i] + shift;
+      if (row_status(i) == QSLP_ROW_INACTIVE) lp.rowlo[i] = -kInf, lp.rowup[i] = kInf;
     }
     put_jacobian(jac, lp);
     // p (+1) and q (-1) of each penalised row.
     for (int s = 0; s < 2 * npen_; ++s) {
+      lp.obj[n + s] = pen_cost(pen_row_[s % npen_], penalty);
       lp.index.push_back(pen_row_[s % npen_]);
       lp.value.push_back(s < npen_ ? 1.0 : -1.0);
       lp.start.push_back(static_cast<int>(lp.index.size()));
@@ -176,6 +188,7 @@ class SlpLp {
 
  private:
   const NlpProblem &p_;
+  const SlpOptions &o_;
   std::vector<int> pen_row_;
   int npen_ = 0;
   // The Jacobian's values as lp's column-wise matrix.
@@ -185,7 +198,7 @@ class SlpLp {
     lp.value.resize(perm_.size());
     for (size_t q = 0; q < perm_.size(); ++q) {
       lp.index[q] = p_.jrow[perm_[q]];
-      lp.value[q] = jac[perm_[q]];
+      lp.value[q] = jfac(perm_[q]) * jac[perm_[q]];
     }
   }
 
@@ -193,18 +206,27 @@ class SlpLp {
   std::vector<int> hr_, hc_, diag_;
 };
 
-// Sum of row violations, and the largest scaled one (against the absolute
-// and relative row tolerances).
+// Weighted sums of the violations of hard and of soft rows, and whether
+// every hard row is within the absolute and relative row tolerances.
 struct Violation {
-  double sum = 0.0;
+  double sum = 0.0, soft = 0.0;
   bool within = true;
+  double merit(double f, double penalty) const { return f + penalty * sum + soft; }
 };
 
-Violation violation(const NlpProblem &p, const double *g, double atol, double rtol) {
+Violation violation(const NlpProblem &p, const SlpOptions &o, const double *g, double atol,
+                    double rtol) {
   Violation v;
   for (int i = 0; i < p.m; ++i) {
+    const int st = o.row_status.empty() ? QSLP_ROW_HARD : o.row_status[i];
+    if (st == QSLP_ROW_INACTIVE) continue;
     const double e = std::max({0.0, p.gl[i] - g[i], g[i] - p.gu[i]});
-    v.sum += e;
+    const double w = o.row_weight.empty() ? 1.0 : o.row_weight[i];
+    if (st == QSLP_ROW_SOFT) {
+      v.soft += w * e;
+      continue;
+    }
+    v.sum += w * e;
     if (e > atol + rtol * std::fabs(g[i])) v.within = false;
   }
   return v;
@@ -239,12 +261,13 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
   auto hook = [](const std::function<int()> &h) { return h && h() != 0; };
 
   std::unique_ptr<Engine> engine = make_engine("highs");
-  SlpLp lpb(p);
+  SlpLp lpb(p, o);
   const int n = p.n;
   r = NlpResult();
 
   Point cur;
   cur.x = p.x0;
+  if (o.cascade) o.cascade(cur.x);
   if (!cur.eval(p)) {
     r.status = NlpStatus::Error;
     r.message = "the problem's functions are not defined at the starting point";
@@ -252,24 +275,34 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
   }
   std::vector<double> scale(n), delta(n);
   double big_delta = o.delta0 > 0 ? o.delta0 : 1.0;
+  // A column's kind: adaptive, fixed or free of step bounds.
+  auto kind = [&](int j) {
+    return o.col_delta_kind.empty() ? QSLP_DELTA_ADAPTIVE : int(o.col_delta_kind[j]);
+  };
   for (int j = 0; j < n; ++j) {
     scale[j] = o.delta0 > 0 ? 1.0 : std::max(1.0, std::fabs(cur.x[j]));
     delta[j] = big_delta * scale[j];
+    const double own = o.col_delta0.empty() ? 0.0 : o.col_delta0[j];
+    if (own > 0) delta[j] = own, scale[j] = own / big_delta;
+    if (kind(j) == QSLP_DELTA_FREE) delta[j] = kInf;
   }
   double gmax = 0.0;
   for (double v : cur.grad) gmax = std::max(gmax, std::fabs(v));
   double penalty = o.penalty0 > 0 ? o.penalty0 : std::max(10.0, 10.0 * gmax);
+  if (o.penalty_out) *o.penalty_out = penalty;
   const bool step_bounds = o.step_bounds != 0;
   const bool adaptive = o.step_bounds == 1;
 
   std::vector<double> last_step(n, 0.0);
+  // Infinite when no column has an adaptive step bound: nothing can shrink.
   auto largest_delta = [&] {
-    double d = 0.0;
+    double d = -1.0;
     for (int j = 0; j < n; ++j)
-      if (p.nonlinear_col[j]) d = std::max(d, delta[j] / scale[j]);
-    return d;
+      if (p.nonlinear_col[j] && kind(j) == QSLP_DELTA_ADAPTIVE)
+        d = std::max(d, delta[j] / scale[j]);
+    return d < 0 ? kInf : d;
   };
-  Violation viol = violation(p, cur.g.data(), s.feas_tol, o.rtol_row);
+  Violation viol = violation(p, o, cur.g.data(), s.feas_tol, o.rtol_row);
   log(1, "SLP: %d columns (%d nonlinear), %d rows (%d nonlinear)", n,
       static_cast<int>(std::count(p.nonlinear_col.begin(), p.nonlinear_col.end(), 1)), p.m,
       lpb.npen());
@@ -354,8 +387,8 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
     }
 
     // The step and the decrease the linearisation promises.
-    double pen_sum = 0.0;
-    for (int k = n; k < lp.ncols; ++k) pen_sum += lr.col_value[k];
+    double pen_cost = 0.0;
+    for (int k = n; k < lp.ncols; ++k) pen_cost += lp.obj[k] * lr.col_value[k];
     double lin = 0.0, stepmax = 0.0;
     bool at_bound = false;
     trial.x.assign(lr.col_value.begin(), lr.col_value.begin() + n);
@@ -369,27 +402,30 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
       for (int j = 0; j < n; ++j) step[j] = trial.x[j] - cur.x[j];
       lin += 0.5 * lpb.curvature_of(curv, step.data());
     }
-    const double merit = cur.f + penalty * viol.sum;
-    const double pred = penalty * viol.sum - (lin + penalty * pen_sum);
+    const double merit = viol.merit(cur.f, penalty);
+    const double pred = penalty * viol.sum + viol.soft - (lin + pen_cost);
     double ymax = 0.0;
     if (lr.has_dual)
-      for (int i = 0; i < p.m; ++i) ymax = std::max(ymax, std::fabs(lr.row_dual[i]));
+      for (int i = 0; i < p.m; ++i)
+        if (lpb.row_status(i) == QSLP_ROW_HARD) ymax = std::max(ymax, std::fabs(lr.row_dual[i]));
 
     bool accepted = false;
     double ratio = 0.0;
     Violation tviol;
     if (trial.eval(p)) {
-      tviol = violation(p, trial.g.data(), s.feas_tol, o.rtol_row);
-      const double actual = merit - (trial.f + penalty * tviol.sum);
+      tviol = violation(p, o, trial.g.data(), s.feas_tol, o.rtol_row);
+      const double actual = merit - tviol.merit(trial.f, penalty);
       ratio = pred > 0 ? actual / pred : (actual >= 0 ? 1.0 : -1.0);
       accepted = actual > -1e-12 * (1.0 + std::fabs(merit)) && (pred <= 0 || ratio > 1e-4);
     }
 
     // Convergence, judged on the step the LP proposes at the current point.
     bool small_step = true;
-    for (int j = 0; j < n && small_step; ++j)
-      small_step =
-          std::fabs(trial.x[j] - cur.x[j]) <= o.atol_var + o.rtol_var * std::fabs(cur.x[j]);
+    for (int j = 0; j < n && small_step; ++j) {
+      const double at = o.col_atol.empty() || o.col_atol[j] < 0 ? o.atol_var : o.col_atol[j];
+      const double rt = o.col_rtol.empty() || o.col_rtol[j] < 0 ? o.rtol_var : o.col_rtol[j];
+      small_step = std::fabs(trial.x[j] - cur.x[j]) <= at + rt * std::fabs(cur.x[j]);
+    }
     const double ftol = o.atol_obj + o.rtol_obj * std::fabs(cur.f);
     // A small step or a small predicted decrease proves little while the
     // step bounds cut the step problem's own optimum off.
@@ -398,6 +434,15 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
     if (accepted) {
       std::swap(cur, trial);
       viol = tviol;
+      if (o.cascade) {
+        // Determined columns follow their rows; the point is evaluated again.
+        Point moved = cur;
+        o.cascade(moved.x);
+        if (moved.eval(p)) {
+          cur = std::move(moved);
+          viol = violation(p, o, cur.g.data(), s.feas_tol, o.rtol_row);
+        }
+      }
       if (lr.has_dual) {
         // The LP's duals are sensitivities of its objective; the Lagrangian
         // f + lambda'g takes them negated.
@@ -410,7 +455,7 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
       // variable whose step turned round halves its bound, and one that ran
       // into its bound on a good step doubles it.
       for (int j = 0; j < n; ++j) {
-        if (!p.nonlinear_col[j]) continue;
+        if (!p.nonlinear_col[j] || kind(j) != QSLP_DELTA_ADAPTIVE) continue;
         const double d = accepted ? cur.x[j] - trial.x[j] : 0.0;  // swapped above
         if (!accepted) {
           delta[j] *= 0.25;
@@ -429,12 +474,13 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
     // The penalty must exceed the multipliers, and grows while the point
     // stays infeasible though the LP cannot do better.
     if (ymax >= 0.9 * penalty || (stationary && !viol.within)) {
-      if (penalty >= kPenaltyMax && stationary && !viol.within) {
+      if ((penalty >= kPenaltyMax || o.fixed_penalty) && stationary && !viol.within) {
         r.status = NlpStatus::LocallyInfeasible;
         ++it;
         break;
       }
-      penalty = std::min(penalty * 10.0, kPenaltyMax);
+      if (!o.fixed_penalty) penalty = std::min(penalty * 10.0, kPenaltyMax);
+      if (o.penalty_out) *o.penalty_out = penalty;
     }
     if (hook(hooks.iterend)) {
       r.status = NlpStatus::Interrupted;

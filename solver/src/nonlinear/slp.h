@@ -19,6 +19,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "engine/nlp.h"
 #include "nonlinear/nlp_data.h"
@@ -38,6 +39,22 @@ struct SlpOptions {
   // to the step problem (a QP then): far fewer iterations on curved
   // problems whose optimum is not at a vertex of the linearisation.
   bool curvature = false;
+  // Per column (empty: defaults): the first step bound (0: automatic), its
+  // kind (QSLP_DELTA_*), and the step tolerances (negative: atol_var,
+  // rtol_var).
+  std::vector<double> col_delta0;
+  std::vector<char> col_delta_kind;
+  std::vector<double> col_atol, col_rtol;
+  // Per row (empty: hard, weight 1): QSLP_ROW_* and weight.
+  std::vector<char> row_status;
+  std::vector<double> row_weight;
+  // Per Jacobian entry (empty: 1): the factor of the step problems.
+  std::vector<double> jac_factor;
+  // Recomputes the determined columns of a point from their rows
+  // (cascading), at the start and after each accepted step.  Empty: none.
+  std::function<void(std::vector<double> &)> cascade;
+  bool fixed_penalty = false;     // start at penalty0 and never raise it
+  double *penalty_out = nullptr;  // the penalty at the end
 };
 
 // Throws qnda::Error only for failures of the library itself; outcomes of

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "core/codetext.h"
+#include "nonlinear/slp_follow.h"
 #include "nonlinear/slp_guard.h"
 #include "qslp.h"
 
@@ -104,6 +105,7 @@ int QSLPcreateprob(QSLPprob *prob, QNDAprob *qprob) {
     auto *p = new qslp_problem_s();
     p->main = main;
     p->owns_main = own;
+    follow_main(*p);
     *prob = p;
   });
 }
@@ -111,6 +113,7 @@ int QSLPcreateprob(QSLPprob *prob, QNDAprob *qprob) {
 int QSLPdestroyprob(QSLPprob prob) {
   if (int rc = check_slp_handle(prob, "QSLPdestroyprob")) return rc;
   return run_guarded(global_error(), "QSLPdestroyprob", [&] {
+    unfollow_main(*prob);
     if (prob->owns_main && prob->main && prob->main->valid()) QNDAdestroyprob(prob->main);
     delete prob;
   });
@@ -125,6 +128,8 @@ int QSLPcopyprob(QSLPprob dest, QSLPprob src, const char *name) {
     dest->nl.strings = src->nl.strings;
     dest->nl.userfuncs = src->nl.userfuncs;
     dest->nl.start = src->nl.start;
+    dest->extras = src->extras;
+    dest->extras.built.reset();  // evaluated on the source's main problem
     dest->sol = NlpSolution();
     dest->nlp_status = dest->stop_status = dest->iterations = dest->algorithm_used = 0;
     dest->objval = dest->solvetime = dest->max_violation = 0.0;

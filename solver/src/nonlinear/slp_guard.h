@@ -20,7 +20,12 @@ template <class F>
 int slp_guard(qslp_problem_s *prob, const char *fname, F &&body) {
   if (int rc = check_slp_handle(prob, fname)) return rc;
   if (!slp_initialised()) return record(prob->err, fname, QNDA_ERR_NOTINIT, kSlpNotInit);
-  return run_guarded(prob->err, fname, std::forward<F>(body));
+  const int rc = run_guarded(prob->err, fname, std::forward<F>(body));
+  // The main problem's last error is the last error of either interface,
+  // so that a caller reading it after a nonlinear call gets this one and
+  // not an older failure of the main problem.
+  if (rc != 0 && prob->main && prob->main->valid()) prob->main->err.set(rc, prob->err.message());
+  return rc;
 }
 
 template <class F>

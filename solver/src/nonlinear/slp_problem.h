@@ -5,11 +5,13 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "core/error.h"
 #include "model/problem.h"
+#include "nonlinear/nlextras.h"
 #include "nonlinear/nlp_data.h"
 #include "qslp.h"
 
@@ -90,6 +92,9 @@ struct qslp_problem_s {
   qnda::ErrorRecord err;
   qnda::SlpControls controls;
   qnda::NlpData nl;
+  // Keeps nl's indices in step with deletions in main (slp_follow.cpp).
+  std::unique_ptr<qnda::IndexFollower> follower;
+  qnda::SlpExtras extras;  // per-column and per-row SLP settings (nlvars.cpp)
   // Reason (QNDA_STOP_*) set by QSLPinterrupt from any thread.
   std::atomic<int> interrupt{0};
   // Results of the last nonlinear solve.

@@ -8,6 +8,7 @@
 #include "core/messages.h"
 #include "engine/optimise.h"
 #include "nonlinear/nlp_model.h"
+#include "nonlinear/nlvars.h"
 #include "nonlinear/slp.h"
 #include "nonlinear/slp_guard.h"
 #include "qslp.h"
@@ -43,6 +44,10 @@ constexpr Outcome kOutcomes[] = {
 // needs far fewer iterations on curved problems, when it was built in.
 int chosen_algorithm(const qslp_problem_s &p) {
   const int a = integer(p, QSLP_ALGORITHM);
+  if (a == QSLP_ALG_IPOPT && p.extras.needs_slp())
+    fail(QNDA_ERR_UNSUPPORTED,
+         "soft or inactive rows need the SLP algorithm (nlpalgorithm 1), not the interior point");
+  if (p.extras.needs_slp()) return QSLP_ALG_SLP;
   if (a != QSLP_ALG_AUTO) return a;
   return ipopt_available() ? QSLP_ALG_IPOPT : QSLP_ALG_SLP;
 }
@@ -78,6 +83,23 @@ void nlp_optimize(qslp_problem_s &p) {
   o.penalty0 = dbl(p, QSLP_PENALTY0);
   o.step_bounds = integer(p, QSLP_STEPBOUNDS);
   o.curvature = integer(p, QSLP_SLPCURVATURE) != 0;
+  slp_extras_options(p, model, o);
+  // Determined columns follow their rows: at the start of either algorithm,
+  // and after each accepted SLP step.
+  const std::vector<int> cascade = slp_cascade_order(p, model);
+  if (!cascade.empty()) {
+    slp_cascade_point(p, model, cascade, model.x0);
+    o.cascade = [&](std::vector<double> &x) { slp_cascade_point(p, model, cascade, x); };
+  }
+  o.penalty_out = &p.extras.last_penalty;
+  // For QSLPgetdtime and QSLPprintevalinfo.
+  p.extras.stats.reset();
+  p.extras.solve_start = std::chrono::steady_clock::now();
+  p.extras.solve_started = p.extras.solving = true;
+  struct SolvingFlag {
+    SlpExtras &e;
+    ~SolvingFlag() { e.solving = false; }
+  } solving_flag{p.extras};
 
   SigintScope sigint;
   std::atomic<int> reason{0};
@@ -126,21 +148,9 @@ void nlp_optimize(qslp_problem_s &p) {
   p.iterations = r.iterations;
 
   if (r.has_point && static_cast<int>(r.x.size()) == model.n) {
-    const Model &mm = main->model;
-    NlpSolution &sol = p.sol;
-    sol.has_solution = true;
-    sol.x = r.x;
+    model.main_solution(r, p.sol);
     std::vector<double> g(model.m, 0.0);
     model.eval_g(r.x.data(), g.data());
-    sol.slack.resize(model.m);
-    for (int i = 0; i < model.m; ++i) sol.slack[i] = mm.rhs()[i] - g[i];
-    // Duals and reduced costs as sensitivities of the user's objective.
-    sol.duals.assign(model.m, 0.0);
-    sol.djs.assign(model.n, 0.0);
-    for (int i = 0; i < model.m && i < static_cast<int>(r.lambda.size()); ++i)
-      sol.duals[i] = -model.sense * r.lambda[i];
-    for (int j = 0; j < model.n && j < static_cast<int>(r.z.size()); ++j)
-      sol.djs[j] = model.sense * r.z[j];
     p.objval = model.objective(r.x.data());
     p.max_violation = nlp_violation(model, r.x.data(), g.data());
   }
