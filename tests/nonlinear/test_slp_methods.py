@@ -266,10 +266,12 @@ def hs_problem(alg):
 def test_kkt_residuals_vanish_at_the_optimum_only(alg):
     p, x, y = hs_problem(alg)
     assert max(p.validatekkt()) < 1e-5
-    xs = p.getSolution([x, y])
-    moved = [xs[0] + 0.1, xs[1] - 0.1]
+    # the point holds every column: x, y and the objective's transfer column
+    xs = p.getSolution()
+    moved = [xs[0] + 0.1, xs[1] - 0.1] + xs[2:]
     assert p.validatekkt(moved)[0] > 1e-2
-    assert p.validatekkt(x=xs, duals=[0.0])[0] > 0.1  # without the row's multiplier
+    without = [0.0] * len(p.getDual())  # without the row's multiplier
+    assert p.validatekkt(x=xs, duals=without)[0] > 0.1
 
 
 def test_validate_row_and_vector():

@@ -384,8 +384,12 @@ int QSLPvalidatekkt(QSLPprob prob, const double *x, const double *duals, double 
     NlpModel m(*prob);
     const int n = m.n, nr = m.m;
     std::vector<double> px(x ? x : prob->sol.x.data(), (x ? x : prob->sol.x.data()) + n);
+    m.engine_point(px.data());
     std::vector<double> lambda(nr);
-    for (int i = 0; i < nr; ++i) lambda[i] = -m.sense * (duals ? duals[i] : prob->sol.duals[i]);
+    for (int i = 0; i < nr; ++i) {
+      const int row = m.main_row(i);
+      lambda[i] = -m.sense * (duals ? duals[row] : prob->sol.duals[row]);
+    }
     std::vector<double> g(nr), jac(m.jrow.size()), r(n);
     double f;
     if (!m.eval_f(px.data(), f) || !m.eval_g(px.data(), g.data()) ||

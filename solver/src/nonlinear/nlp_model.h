@@ -57,6 +57,13 @@ class NlpModel : public NlpProblem {
   // point: columns (with the folded transfer columns), slacks, duals and
   // reduced costs of every row and column of the main problem.
   void main_solution(const NlpResult &r, NlpSolution &sol);
+  // The main problem's row of the engines' row i (transfer rows are folded
+  // away), and a main-problem point as the engines see it (transfer
+  // columns fixed at 0).
+  int main_row(int i) const { return main_row_[i]; }
+  void engine_point(double *x) const {
+    for (const Transfer &t : transfers_) x[t.col] = 0.0;
+  }
 
  private:
   struct Term {  // factor * formula(x) * x[col], col < 0: without the column
