@@ -152,16 +152,9 @@ int row_stat_from_engine(BasisStat b, char type) {
 }
 
 int col_stat_from_engine(BasisStat b) {
-  switch (b) {
-    case BasisStat::Basic:
-      return QNDA_BASIC;
-    case BasisStat::Upper:
-      return QNDA_AT_UPPER;
-    case BasisStat::Zero:
-      return QNDA_FREE_SUPER;
-    default:
-      return QNDA_AT_LOWER;
-  }
+  // In the order of BasisStat: Lower, Basic, Upper, Zero.
+  static constexpr int kStat[] = {QNDA_AT_LOWER, QNDA_BASIC, QNDA_AT_UPPER, QNDA_FREE_SUPER};
+  return kStat[static_cast<int>(b)];
 }
 
 const char *stop_text(int stop) {
@@ -222,23 +215,22 @@ void fill_results(const Model &model, const EngineResult &r, bool rows_rewritten
 namespace {
 
 int stop_of(EngineStatus s, int interrupt_reason) {
-  switch (s) {
-    case EngineStatus::TimeLimit:
-      return QNDA_STOP_TIMELIMIT;
-    case EngineStatus::IterationLimit:
-      return QNDA_STOP_ITERLIMIT;
-    case EngineStatus::NodeLimit:
-      return QNDA_STOP_NODELIMIT;
-    case EngineStatus::SolutionLimit:
-      return QNDA_STOP_SOLLIMIT;
-    case EngineStatus::Interrupted:
-      return interrupt_reason ? interrupt_reason : QNDA_STOP_USER;
-    default:
-      return QNDA_STOP_NONE;
-  }
+  if (s == EngineStatus::Interrupted) return interrupt_reason ? interrupt_reason : QNDA_STOP_USER;
+  static constexpr struct {
+    EngineStatus status;
+    int stop;
+  } kLimits[] = {{EngineStatus::TimeLimit, QNDA_STOP_TIMELIMIT},
+                 {EngineStatus::IterationLimit, QNDA_STOP_ITERLIMIT},
+                 {EngineStatus::NodeLimit, QNDA_STOP_NODELIMIT},
+                 {EngineStatus::SolutionLimit, QNDA_STOP_SOLLIMIT}};
+  for (const auto &l : kLimits)
+    if (l.status == s) return l.stop;
+  return QNDA_STOP_NONE;
 }
 
 int lp_status_of(EngineStatus s) {
+  // Stopped by a limit or an interrupt: unfinished.
+  if (stop_of(s, 0) != QNDA_STOP_NONE) return QNDA_LP_UNFINISHED;
   switch (s) {
     case EngineStatus::Optimal:
       return QNDA_LP_OPTIMAL;
@@ -249,12 +241,6 @@ int lp_status_of(EngineStatus s) {
       return QNDA_LP_UNBOUNDED;
     case EngineStatus::Cutoff:
       return QNDA_LP_CUTOFF_IN_DUAL;
-    case EngineStatus::TimeLimit:
-    case EngineStatus::IterationLimit:
-    case EngineStatus::NodeLimit:
-    case EngineStatus::SolutionLimit:
-    case EngineStatus::Interrupted:
-      return QNDA_LP_UNFINISHED;
     case EngineStatus::NonConvex:
       return QNDA_LP_NONCONVEX;
     default:
@@ -402,7 +388,10 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const Model &model = prob.model;
   SolveState &st = prob.solve;
 
-  // A solve that fails leaves no results of an earlier one behind.
+  // An optimisation of the problem itself (the tuner's, say) ends a
+  // presolved state; a solve that fails leaves no results of an earlier
+  // one behind.
+  prob.presolved.reset();
   st.clear_results();
   st.model_changed = false;
 

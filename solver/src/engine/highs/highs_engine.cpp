@@ -263,7 +263,7 @@ EngineStatus map_status(HighsModelStatus st, bool mip, const CallbackData &cb) {
       return EngineStatus::Cutoff;
     case HighsModelStatus::kTimeLimit:
       return EngineStatus::TimeLimit;
-    case HighsModelStatus::kIterationLimit:
+    case HighsModelStatus::kIterationLimit:  // of the search's nodes in a MIP
       return mip ? EngineStatus::NodeLimit : EngineStatus::IterationLimit;
     case HighsModelStatus::kSolutionLimit:
       // HiGHS reports the node limit and the solution limit alike.
