@@ -411,11 +411,9 @@ constraint_get_name(PyObject *self, void *)
     return quenda_name_or_default(CON(self)->name, 'R', CON(self)->id);
 }
 
-static PyGetSetDef constraint_getset[] = {{(char *)"name", constraint_get_name,
-                                           quenda_set_name<constraint_object>,
-                                           (char *)"Constraint name",
-                                           (void *)"Invalid constraint name (must be a string)"},
-                                          {NULL}};
+static PyGetSetDef constraint_getset[] =
+    QUENDA_NAME_GETSET(constraint_get_name, quenda_set_name<constraint_object>, "Constraint name",
+                       "Invalid constraint name (must be a string)");
 
 static PyMemberDef constraint_members[] =
     {{"body", T_OBJECT, offsetof(constraint_object, body), 0, "Constraint body"},

@@ -103,3 +103,12 @@ quenda_set_name(PyObject *self, PyObject *value, void *closure)
     Py_XSETREF(((T *)self)->name, Py_XNewRef(value));
     return 0;
 }
+
+/* The getset table of a type whose only computed member is its name. */
+#define QUENDA_NAME_GETSET(getter, setter, doc, refusal)                                           \
+    {                                                                                              \
+        {(char *)"name", getter, setter, (char *)doc, (void *)refusal},                            \
+        {                                                                                          \
+            NULL                                                                                   \
+        }                                                                                          \
+    }

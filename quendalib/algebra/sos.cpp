@@ -143,10 +143,8 @@ sos_set_name(PyObject *self, PyObject *value, void *closure)
     return r;
 }
 
-static PyGetSetDef sos_getset[] = {{(char *)"name", sos_get_name, sos_set_name,
-                                    (char *)"SOS's name",
-                                    (void *)"Invalid SOS name (must be a string)"},
-                                   {NULL}};
+static PyGetSetDef sos_getset[] = QUENDA_NAME_GETSET(sos_get_name, sos_set_name, "SOS's name",
+                                                     "Invalid SOS name (must be a string)");
 
 /* ------------------------------------------------------------ type object */
 

@@ -284,10 +284,9 @@ var_get_name(PyObject *self, void *)
     return quenda_name_or_default(((var_object *)self)->name, 'C', VAR_ID(self));
 }
 
-static PyGetSetDef var_getset[] = {{(char *)"name", var_get_name, quenda_set_name<var_object>,
-                                    (char *)"Name of the variable",
-                                    (void *)"Invalid variable name (must be a string)"},
-                                   {NULL}};
+static PyGetSetDef var_getset[] =
+    QUENDA_NAME_GETSET(var_get_name, quenda_set_name<var_object>, "Name of the variable",
+                       "Invalid variable name (must be a string)");
 
 static PyMemberDef var_members[] =
     {{"lb", T_DOUBLE, offsetof(var_object, lb), 0, "Lower bound"},

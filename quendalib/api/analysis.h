@@ -29,3 +29,4 @@ extern PyMethodDef api_optimize_methods[];
 extern PyMethodDef api_iis_methods[];
 extern PyMethodDef api_sensitivity_methods[];
 extern PyMethodDef api_presolve_methods[];
+extern PyMethodDef api_refine_methods[];

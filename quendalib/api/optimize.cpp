@@ -28,8 +28,10 @@ api_check_outlist(PyObject *obj, const char *keyword)
 typedef int (*flags_call)(QNDAprob, const char *);
 
 /* The long calls: flags parsed, the lock released and SIGINT handed to the
- * library around call.  tune installs the handler before it parses (the
- * handler_first order), the optimisations once the lock is released. */
+ * library around call.  tune releases the lock and installs the handler
+ * before anything else (the handler_first order), takes the lock back just
+ * long enough to parse its flags, and releases it again for the call; the
+ * optimisations parse first. */
 PyObject *
 api_none_if(PyObject *self, int rc)
 {
@@ -53,8 +55,11 @@ api_long_call(PyObject *self, PyObject *args, PyObject *kwargs, flags_call call,
     PyThreadState *ts;
     int rc;
 
-    if (handler_first)
+    if (handler_first) {
+        ts = PyEval_SaveThread();
         setSigIntHandler();
+        PyEval_RestoreThread(ts);
+    }
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "|s", (char **)kwlist, &flags) ||
         (prob = api_handle(self)) == NULL) {
         if (handler_first)
@@ -110,8 +115,8 @@ QNDA_PY_interrupt(PyObject *self, PyObject *args, PyObject *kwargs)
     return api_int_call(self, args, kwargs, "reason", QNDAinterrupt);
 }
 
-/* tune(flags=''): the SIGINT handler goes in before the flags are parsed;
- * the lock is released once they are (parsing needs it). */
+/* tune(flags=''): the lock released and the SIGINT handler in before the
+ * flags are parsed (under the lock, taken back for that only). */
 static PyObject *
 QNDA_PY_tune(PyObject *self, PyObject *args, PyObject *kwargs)
 {
@@ -166,11 +171,13 @@ api_file(PyObject *self, PyObject *args, PyObject *kwargs, const char *format, f
     return api_none_if(self, call(prob, filename, flags));
 }
 
-#define API_FILE_METHOD(name, format)                                                              \
+/* QNDA_PY_<name> as helper(self, args, kwargs, arg, QNDA<name>). */
+#define API_VIA(helper, name, arg)                                                                 \
     static PyObject *QNDA_PY_##name(PyObject *self, PyObject *args, PyObject *kwargs)              \
     {                                                                                              \
-        return api_file(self, args, kwargs, format, QNDA##name);                                   \
+        return helper(self, args, kwargs, arg, QNDA##name);                                        \
     }
+#define API_FILE_METHOD(name, format) API_VIA(api_file, name, format)
 
 API_FILE_METHOD(writesol, "s|s")
 API_FILE_METHOD(writeprtsol, "s|s")
@@ -178,6 +185,11 @@ API_FILE_METHOD(writeslxsol, "s|s")
 API_FILE_METHOD(readslxsol, "s|s")
 API_FILE_METHOD(readbasis, "s|s")
 API_FILE_METHOD(writebasis, "|ss")
+API_FILE_METHOD(writebinsol, "s|s")
+API_FILE_METHOD(readbinsol, "s|s")
+
+API_VIA(api_string, writedirs, "filename")
+API_VIA(api_string, readdirs, "filename")
 
 static PyObject *
 QNDA_PY_setprobname(PyObject *self, PyObject *args, PyObject *kwargs)
@@ -239,6 +251,12 @@ PyMethodDef api_optimize_methods[] =
      API_METHOD(readslxsol, "readslxsol(filename, flags=''): reads a .slx solution as a start"),
      API_METHOD(writebasis, "writebasis(filename='', flags=''): writes the basis"),
      API_METHOD(readbasis, "readbasis(filename, flags=''): reads a basis as a start"),
+     API_METHOD(writebinsol, "writebinsol(filename, flags=''): writes the solution (values, "
+                             "slacks, duals, reduced costs) as a binary file"),
+     API_METHOD(readbinsol, "readbinsol(filename, flags=''): reads a binary solution file into "
+                            "the problem as its solution and next start"),
+     API_METHOD(writedirs, "writedirs(filename): writes the branching directives as text"),
+     API_METHOD(readdirs, "readdirs(filename): replaces the branching directives by a file's"),
      {"save", (PyCFunction)QNDA_PY_save, METH_NOARGS,
       "save(): writes the problem with its controls, basis and solution to <name>.svf"},
      API_METHOD(restore, "restore(probname, flags=''): reads a problem saved by save()"),

@@ -853,6 +853,6 @@ PyMethodDef api_analysis_methods[] =
       "each presolved row and column (the identity unless lpoptimize('P') left the problem "
       "presolved)."},
      {"getmessagestatus", API_KW(QNDA_PY_getmessagestatus),
-      "getmessagestatus(errcode)\n\n1 when the library shows messages, 0 when they are "
-      "switched off."},
+      "getmessagestatus(errcode)\n\n1 when the library shows the messages of code errcode, 0 "
+      "when they are muted (setmessagestatus) or switched off."},
      {NULL, NULL, 0, NULL}};

@@ -116,28 +116,28 @@ sens_outputs(PyObject *self, QNDAint64 n, int ka, PyObject **out_a, int kb, PyOb
     return rc;
 }
 
-/* objsa / rhssa(mindex, lower, upper): the ranges of the given columns or
- * rows, into the two lists. */
+/* The indices in obj (keyword kw, of conversion kind) and two output
+ * lists that call(prob, n, indices, lo, hi) fills: objsa, rhssa and
+ * estimaterowdualranges. */
+template<typename Call>
 static PyObject *
-sens_ranges(PyObject *self, PyObject *args, PyObject *kwargs, int kind, range_call call)
+sens_indexed(PyObject *self, PyObject *obj, const char *kw, int kind, PyObject *lower,
+             const char *lower_kw, PyObject *upper, const char *upper_kw, Call call)
 {
-    static const char *kwlist[] = {"mindex", "lower", "upper", NULL};
-    PyObject *mindex, *lower, *upper, *res = NULL;
+    PyObject *res = NULL;
     int *ind = NULL;
     QNDAint64 n = -1;
     QNDAprob prob;
 
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OOO", (char **)kwlist, &mindex, &lower, &upper))
-        return NULL;
-    if (api_check_outlist(lower, "lower") < 0 || api_check_outlist(upper, "upper") < 0)
+    if (api_check_outlist(lower, lower_kw) < 0 || api_check_outlist(upper, upper_kw) < 0)
         return NULL;
     if ((prob = api_handle(self)) == NULL)
         return NULL;
-    if (mindex == Py_None) {
-        PyErr_SetString(quenda_InterfaceError, "Must provide argument mindex");
-        goto done;
+    if (obj == Py_None) {
+        PyErr_Format(quenda_InterfaceError, "Must provide argument %s", kw);
+        return NULL;
     }
-    if (conv_obj2arr(self, &n, mindex, (void **)&ind, kind) < 0)
+    if (conv_obj2arr(self, &n, obj, (void **)&ind, kind) < 0)
         goto done;
     if (sens_outputs<double, double>(self, n, CONV_DOUBLE, &lower, CONV_DOUBLE, &upper,
                                      [&](double *lo, double *up) {
@@ -148,6 +148,19 @@ sens_ranges(PyObject *self, PyObject *args, PyObject *kwargs, int kind, range_ca
 done:
     conv_free((void **)&ind, n, kind);
     return quenda_result(self, res);
+}
+
+/* objsa / rhssa(mindex, lower, upper): the ranges of the given columns or
+ * rows, into the two lists. */
+static PyObject *
+sens_ranges(PyObject *self, PyObject *args, PyObject *kwargs, int kind, range_call call)
+{
+    static const char *kwlist[] = {"mindex", "lower", "upper", NULL};
+    PyObject *mindex, *lower, *upper;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OOO", (char **)kwlist, &mindex, &lower, &upper))
+        return NULL;
+    return sens_indexed(self, mindex, "mindex", kind, lower, "lower", upper, "upper", call);
 }
 
 static PyObject *
@@ -207,6 +220,26 @@ done:
     return quenda_result(self, res);
 }
 
+/* estimaterowdualranges(rowIndices, iterationLimit, minDualActivity,
+ * maxDualActivity): the interval of each row's dual into the two lists. */
+static PyObject *
+QNDA_PY_estimaterowdualranges(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    static const char *kwlist[] = {"rowIndices", "iterationLimit", "minDualActivity",
+                                   "maxDualActivity", NULL};
+    PyObject *rows, *lower, *upper;
+    int itrlimit;
+
+    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OiOO", (char **)kwlist, &rows, &itrlimit,
+                                     &lower, &upper))
+        return NULL;
+    return sens_indexed(self, rows, "rowIndices", CONV_ROW, lower, "minDualActivity", upper,
+                        "maxDualActivity",
+                        [itrlimit](QNDAprob prob, int n, const int *ind, double *lo, double *hi) {
+                            return QNDAestimaterowdualranges(prob, n, ind, itrlimit, lo, hi);
+                        });
+}
+
 static PyObject *
 QNDA_PY_basisstability(PyObject *self, PyObject *args, PyObject *kwargs)
 {
@@ -242,6 +275,10 @@ PyMethodDef api_sensitivity_methods[] =
      SENS_METHOD(strongbranch,
                  "strongbranch(mbndind, cbndtype, dbndval, itrlimit, dsbobjval, msbstatus): "
                  "objective and LP status of each candidate bound change"),
+     SENS_METHOD(estimaterowdualranges,
+                 "estimaterowdualranges(rowIndices, iterationLimit, minDualActivity, "
+                 "maxDualActivity): for each row, the least and greatest dual value it takes at "
+                 "the optimal bases met as its right-hand side moves just past its range"),
      SENS_METHOD(basisstability, "basisstability(type, norm, ifscaled): condition number "
                                  "estimate of the optimal basis"),
      {NULL, NULL, 0, NULL}};

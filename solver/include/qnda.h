@@ -599,7 +599,8 @@ QNDA_API int QNDAloadmodelcuts(QNDAprob prob, int nrows, const int *rowind);
 QNDA_API int QNDAloaddelayedrows(QNDAprob prob, int nrows, const int *rowind);
 QNDA_API int QNDAloadpresolvebasis(QNDAprob prob, const int *rowstat, const int *colstat);
 QNDA_API int QNDAgetpresolvebasis(QNDAprob prob, int *rowstat, int *colstat);
-/* 1 when messages are shown, 0 when switched off (QNDAenablemessages). */
+/* 1 when messages of msgcode are shown, 0 when muted (QNDAsetmessagestatus)
+ * or switched off (QNDAenablemessages). */
 QNDA_API int QNDAgetmessagestatus(QNDAprob prob, int msgcode, int *status);
 /* Columns (mx, mdj) and rows (mslack, mdual) of the solution held that are
  * primal infeasible (outside their bounds) or dual infeasible (reduced
@@ -755,6 +756,65 @@ QNDA_API int QNDArestore(QNDAprob prob, const char *probname, const char *flags)
 /* Condition number estimate of the LP's optimal basis: type 0 (the basis),
  * norm 1 (||B||_1 ||B^-1||_1, Hager's estimator), ifscaled 0. */
 QNDA_API int QNDAbasisstability(QNDAprob prob, int type, int norm, int ifscaled, double *value);
+
+/* ------------------------------------------------------------------------
+ * Analysis: dual ranges, refining and fixing MIP solutions, user scaling,
+ * directive and binary solution files, message codes
+ * ---------------------------------------------------------------------- */
+/* For each row, an estimate of the interval of its dual value (shadow
+ * price) over the optimal solutions: the row's right-hand side is moved
+ * just past either end of its range (QNDArhssa) and the LP re-solved by the
+ * dual simplex from the optimal basis, at most itrlimit iterations a side
+ * (<= 0: no limit); the duals met bound the interval.  A side that ends
+ * infeasible or unfinished gives -1e20 or 1e20.  LPs only. */
+QNDA_API int QNDAestimaterowdualranges(QNDAprob prob, int nrows, const int *rowind, int itrlimit,
+                                       double *mindual, double *maxdual);
+/* Fixes the discrete columns at the values of solution (NULL: the
+ * problem's solution) and solves what remains (the LP of the continuous
+ * columns; binaries of sets and indicators stay free) for the original
+ * objective.  options: QNDA_REFINE_ROUND rounds integer values first
+ * (else a value further than miptol from an integer is refused); flags:
+ * d, p or b for the LP algorithm.  *status: 0 refined (refined holds the
+ * polished point, no worse than solution when that was feasible), 1 the
+ * fixed problem is infeasible, 2 solution is not integral, 3 unbounded,
+ * 4 stopped by a limit; refined is solution itself unless 0.  The
+ * problem's own solution is left as it is. */
+#define QNDA_REFINE_ROUND 1
+QNDA_API int QNDArefinemipsol(QNDAprob prob, int options, const char *flags, const double *solution,
+                              double *refined, int *status);
+/* Fixes every discrete column ('I', 'B', 'S', 'R', 'P') at its value in
+ * the problem's solution, rounded to an integer when ifround (integral
+ * kinds only); semi-continuous and partially integer columns become
+ * continuous columns fixed at their value. */
+QNDA_API int QNDAfixglobals(QNDAprob prob, int ifround);
+/* Scales row i by 2^rowexp[i] and column j by 2^colexp[j] (NULL: none;
+ * exponents within +-64) in the model the engines get; every result is
+ * read back as of the unscaled model.  Replaces earlier scaling; a model
+ * loaded anew is unscaled.  Discrete columns take exponent 0. */
+QNDA_API int QNDAscale(QNDAprob prob, const int *rowexp, const int *colexp);
+/* Branching directives (QNDAloaddirs) as a text file: '#' comment lines,
+ * then one line per column "<priority> <U|D|N> <up> <down> <column name>".
+ * Reading replaces the directives; columns are found by name. */
+QNDA_API int QNDAwritedirs(QNDAprob prob, const char *filename);
+QNDA_API int QNDAreaddirs(QNDAprob prob, const char *filename);
+/* The solution as a binary file: a header (magic "QNDABSOL", version,
+ * rows, columns, statuses, objective) and the columns' values, the rows'
+ * slacks, the duals and the reduced costs (docs/analysis.md).  Reading
+ * checks the counts against the problem and makes the file's solution the
+ * problem's (and the start of its next optimisation).  No flags known. */
+QNDA_API int QNDAwritebinsol(QNDAprob prob, const char *filename, const char *flags);
+QNDA_API int QNDAreadbinsol(QNDAprob prob, const char *filename, const char *flags);
+/* Message codes: status 0 mutes the messages of msgcode on this problem
+ * (their handlers and the log do not see them), nonzero shows them again.
+ * QNDAgetmessagestatus answers per code.  The codes of the library: */
+#define QNDA_MSG_ENGINE_LOG 100   /* a line of the engine's own log */
+#define QNDA_MSG_SOLVE_START 101  /* "Solving ..." and the reformulation summary */
+#define QNDA_MSG_SOLVE_STATUS 102 /* the status line at the end of a solve */
+#define QNDA_MSG_STOPPED 103      /* why a solve stopped, and local optimality */
+#define QNDA_MSG_DIRECTIVES 104   /* directives the engine does not use */
+#define QNDA_MSG_ROUTE 105        /* which engine route a quadratic model takes */
+#define QNDA_MSG_ANALYSIS 106     /* summaries of repairs and of the tuner */
+QNDA_API int QNDAsetmessagestatus(QNDAprob prob, int msgcode, int status);
 
 /* ------------------------------------------------------------------------
  * Callbacks of an optimisation

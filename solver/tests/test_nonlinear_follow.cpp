@@ -17,11 +17,7 @@ class Follow : public Nlp {
     EXPECT_EQ(QSLPgetcoefformula(s, r, c, buf, sizeof buf, nullptr), 0) << error();
     return buf;
   }
-  int ncoefs() {
-    int n = 0;
-    EXPECT_EQ(QSLPgetintattrib(s, QSLP_COEFFICIENTS, &n), 0);
-    return n;
-  }
+  int ncoefs() { return slp_int(QSLP_COEFFICIENTS); }
 };
 
 TEST_F(Follow, DeletedRowsTakeTheirCoefficientsAndMoveTheOthers) {

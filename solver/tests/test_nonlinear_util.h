@@ -32,6 +32,13 @@ class Nlp : public ::testing::Test {
     EXPECT_EQ(QNDAfree(), 0);
   }
 
+  // An integer attribute of the nonlinear problem.
+  int slp_int(int id) {
+    int v = 0;
+    EXPECT_EQ(QSLPgetintattrib(s, id, &v), 0);
+    return v;
+  }
+
   // Adds one named column per name, all with the bounds [lb, ub].
   void cols(const std::vector<std::string> &names, double lb = -QNDA_INFINITY,
             double ub = QNDA_INFINITY) {

@@ -15,9 +15,17 @@ import quendalib as quenda
 DATA = os.path.join(os.path.dirname(__file__), os.pardir, "data")
 
 
+CHECK_PEROLD = """
+def check_perold(p):
+    st = p.getProbStatusString()
+    assert st == "lp_optimal", st
+    assert abs(p.getObjVal() + 9380.7552783) < 1e-4, p.getObjVal()
+"""
+
+
 def run_script(body, timeout=240):
     code = "import os, sys, threading, time\nimport quendalib as quenda\n" \
-        f"DATA = {os.path.abspath(DATA)!r}\n" + textwrap.dedent(body)
+        f"DATA = {os.path.abspath(DATA)!r}\n" + CHECK_PEROLD + textwrap.dedent(body)
     r = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True,
                        timeout=timeout)
     assert r.returncode == 0, f"exit {r.returncode}\n{r.stdout[-2000:]}\n{r.stderr[-3000:]}"
@@ -146,9 +154,7 @@ THREADS = """
             refused["main"] += 1
             time.sleep(0.001)  # let the other thread's read or solve end
             continue
-        st = p.getProbStatusString()
-        assert st == "lp_optimal", st
-        assert abs(p.getObjVal() + 9380.7552783) < 1e-4, p.getObjVal()
+        check_perold(p)
         solved += 1
     stop = True
     t.join()
@@ -163,3 +169,51 @@ def test_another_thread_is_refused_while_a_problem_solves(run):
     out = run_script("ROUNDS, SECONDS = 5, 20\n" + textwrap.dedent(THREADS))
     solved, refused = out.split(" ", 1)
     assert int(solved) >= 1 and eval(refused)["change"] > 0, out
+
+
+TIGHT = """
+    p = quenda.problem()
+    p.read(os.path.join(DATA, "perold.mps"))
+    p.setControl("outputlog", 0)
+    stop = False
+
+    def meddle():
+        k = 0
+        while not stop:
+            try:
+                if MODE == "vars":
+                    xs = [quenda.var() for _ in range(50)]
+                    p.addVariable(xs)
+                    p.delVariable(xs)
+                else:
+                    c = p.getVariable(k % 100) <= 1e6
+                    p.addConstraint(c)
+                    p.delConstraint(c)
+            except quenda.ModelError as e:
+                assert "busy in" in str(e), e
+            k += 1
+
+    t = threading.Thread(target=meddle, daemon=True)  # a failed check ends the run
+    t.start()
+    solved = 0
+    for i in range(8):
+        try:
+            p.solve()
+        except quenda.ModelError as e:
+            assert "busy in" in str(e), e
+            continue
+        check_perold(p)
+        solved += 1
+    stop = True
+    t.join()
+    print(solved)
+"""
+
+
+@pytest.mark.parametrize("mode", ["vars", "rows"])
+def test_changes_in_a_tight_loop_never_leave_a_stale_status(mode):
+    # Without the guard, nearly every solve here returned without error and
+    # with a status other than optimal: the other thread had changed the
+    # model under it.
+    out = run_script(f"MODE = {mode!r}\n" + textwrap.dedent(TIGHT))
+    assert int(out) >= 1, out

@@ -39,6 +39,9 @@ EngineSettings analysis_settings(const qnda_problem_s &prob, bool mip);
 void analysis_solve(const qnda_problem_s &prob, FlatModel &m, const EngineSettings &s,
                     EngineResult &r, const EngineStart &start = EngineStart());
 
+// The LP algorithm letters d, p, b of flags into s; throws on others.
+void lp_algorithm_flags(const char *flags, EngineSettings &s);
+
 // The state of prob's analyses, made on first use.
 AnalysisState &analysis_state(qnda_problem_s &prob);
 
@@ -84,8 +87,21 @@ void rhs_ranges(qnda_problem_s &prob, int n, const int *rows, double *lower, dou
 void strong_branch(qnda_problem_s &prob, int n, const int *cols, const char *types,
                    const double *vals, int itrlimit, double *objval, int *status);
 
+// For each row, the least and greatest dual met when its right-hand side
+// moves just past either end of its range (analysis/sensitivity.cpp).
+void row_dual_ranges(qnda_problem_s &prob, int n, const int *rows, int itrlimit, double *mindual,
+                     double *maxdual);
+
 // The 1-norm condition number estimate of the optimal basis of the LP.
 double basis_stability(qnda_problem_s &prob, int type, int norm, int scaled);
+
+// MIP solutions (analysis/refine.cpp): the status of QNDArefinemipsol,
+// and QNDAfixglobals.
+int refine_mip_sol(qnda_problem_s &prob, int options, const char *flags, const double *solution,
+                   double *refined);
+void fix_globals(qnda_problem_s &prob, bool round);
+// QNDAscale: exponents per row and column (NULL: none).
+void set_user_scale(qnda_problem_s &prob, const int *rowexp, const int *colexp);
 
 // The tuner (analysis/tune.cpp) and its method files.
 void tune(qnda_problem_s &prob, const char *flags);

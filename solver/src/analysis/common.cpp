@@ -47,6 +47,24 @@ void analysis_solve(const qnda_problem_s &prob, FlatModel &m, const EngineSettin
     fail(QNDA_ERR_ENGINE, "%s", r.message.empty() ? "the engine failed" : r.message.c_str());
 }
 
+void lp_algorithm_flags(const char *flags, EngineSettings &s) {
+  for (const char *p = flags ? flags : ""; *p; ++p) switch (*p) {
+      case 'd':
+        s.lp_algorithm = 2;
+        break;
+      case 'p':
+        s.lp_algorithm = 3;
+        break;
+      case 'b':
+        s.lp_algorithm = 4;
+        break;
+      case ' ':
+        break;
+      default:
+        fail(QNDA_ERR_ARGUMENT, "unknown flag '%c' (flags: d, p, b)", *p);
+    }
+}
+
 AnalysisState &analysis_state(qnda_problem_s &prob) {
   if (!prob.analysis) prob.analysis = std::make_shared<AnalysisState>();
   return *prob.analysis;

@@ -209,21 +209,7 @@ int repair(qnda_problem_s &prob, const RepairWeights &w, char phase2, double del
   analysis_model(prob, m);
   const bool mip = m.has_integers();
   EngineSettings s = analysis_settings(prob, mip);
-  for (const char *p = flags ? flags : ""; *p; ++p) switch (*p) {
-      case 'd':
-        s.lp_algorithm = 2;
-        break;
-      case 'p':
-        s.lp_algorithm = 3;
-        break;
-      case 'b':
-        s.lp_algorithm = 4;
-        break;
-      case ' ':
-        break;
-      default:
-        fail(QNDA_ERR_ARGUMENT, "unknown flag '%c' (flags: d, p, b)", *p);
-    }
+  lp_algorithm_flags(flags, s);
   const Sides sd = sides_of(m, w);
 
   // Phase 1.
@@ -281,8 +267,8 @@ int repair(qnda_problem_s &prob, const RepairWeights &w, char phase2, double del
   }
   store_point(prob, m, x, mip);
   if (prob.controls.get_int(QNDA_LOGLEVEL) >= 1)
-    emit_messagef(&prob, MSG_INFO, "Repair: weighted violation %.10g%s", best,
-                  phase2 == 'o' ? " (phase 2 on the original objective)" : "");
+    emit_codedf(&prob, QNDA_MSG_ANALYSIS, MSG_INFO, "Repair: weighted violation %.10g%s", best,
+                phase2 == 'o' ? " (phase 2 on the original objective)" : "");
   return status;
 }
 

@@ -95,10 +95,10 @@ void tune(qnda_problem_s &prob, const char *flags) {
   // The problem is left solved under the chosen settings.
   run(prob, mip);
   if (prob.controls.get_int(QNDA_LOGLEVEL) >= 1)
-    emit_messagef(&prob, MSG_INFO,
-                  "Tuner: %d candidates tried; lpalgorithm %d, presolve %d, scaling %d (%.3fs)",
-                  tried, best.get_int(QNDA_LPALGORITHM), best.get_int(QNDA_PRESOLVE),
-                  best.get_int(QNDA_SCALING), best_time);
+    emit_codedf(&prob, QNDA_MSG_ANALYSIS, MSG_INFO,
+                "Tuner: %d candidates tried; lpalgorithm %d, presolve %d, scaling %d (%.3fs)",
+                tried, best.get_int(QNDA_LPALGORITHM), best.get_int(QNDA_PRESOLVE),
+                best.get_int(QNDA_SCALING), best_time);
 }
 
 void tuner_write_method(const qnda_problem_s &prob, const char *filename) {

@@ -149,8 +149,7 @@ int QNDAgetmessagestatus(QNDAprob prob, int msgcode, int *status) {
   return guard_read(prob, "QNDAgetmessagestatus", [&] {
     check_array(status, "status");
     if (msgcode < 0) fail(QNDA_ERR_ARGUMENT, "message code %d is negative", msgcode);
-    // Messages are switched on and off as a whole (QNDAenablemessages).
-    *status = messages_enabled() ? 1 : 0;
+    *status = messages_enabled() && !message_muted(*prob, msgcode) ? 1 : 0;
   });
 }
 

@@ -19,6 +19,7 @@
 #include "engine/engine.h"
 #include "engine/qcqp.h"
 #include "engine/reformulate.h"
+#include "engine/userscale.h"
 
 namespace qnda {
 
@@ -342,7 +343,7 @@ std::string engine_for(const qnda_problem_s &prob, bool search) {
 // Fails when a kind is registered that the engine cannot fire.
 std::unique_ptr<CallbackDispatch> make_dispatch(qnda_problem_s &prob, const FlatModel &fm,
                                                 bool search, const char *engine_name,
-                                                const EngineStart &start,
+                                                const EngineStart &start, const ScaleFactors &sc,
                                                 std::atomic<int> &reason) {
   const unsigned kinds = prob.callbacks.registered();
   if (!kinds) return nullptr;
@@ -359,9 +360,11 @@ std::unique_ptr<CallbackDispatch> make_dispatch(qnda_problem_s &prob, const Flat
   const Model &model = prob.model;
   // Read once here: events may come from several threads at once.
   const SparseMatrix::Csc a = model.csc();
-  CallbackDispatch::FillSolution fill = [&model, a](const double *x, SolveState &st) {
+  CallbackDispatch::FillSolution fill = [&model, a, sc](const double *x, SolveState &st) {
     const int n = model.ncols(), m = model.nrows();
     st.x.assign(x, x + n);
+    unscale_columns(sc, n, st.x.data());
+    x = st.x.data();
     std::vector<double> act(m, 0.0);
     for (int j = 0; j < n; ++j)
       for (QNDAint64 k = a.start[j]; k < a.start[j + 1]; ++k) act[a.index[k]] += a.value[k] * x[j];
@@ -445,8 +448,8 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   if (search && !prob.directives_noted && !model.directive_cols().empty()) {
     // The data stays (written, read back) for engines that can use it.
     prob.directives_noted = true;
-    emit_messagef(&prob, MSG_WARNING, "Branching directives are kept but not used by the %s engine",
-                  engine->name());
+    emit_codedf(&prob, QNDA_MSG_DIRECTIVES, MSG_WARNING,
+                "Branching directives are kept but not used by the %s engine", engine->name());
   }
 
   const int log_level = s.log_level;
@@ -455,15 +458,15 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
                      : fm.has_quadratic()      ? "QP"
                                                : "LP";
   if (log_level >= 1) {
-    emit_messagef(&prob, MSG_INFO, "Solving %s with %s: %d rows, %d columns, %lld elements%s", what,
-                  engine->name(), m, n,
-                  static_cast<long long>(fm.start.empty() ? 0 : fm.start.back()),
-                  fm.ncols > n || fm.nrows > m ? " (reformulated)" : "");
+    emit_codedf(&prob, QNDA_MSG_SOLVE_START, MSG_INFO,
+                "Solving %s with %s: %d rows, %d columns, %lld elements%s", what, engine->name(), m,
+                n, static_cast<long long>(fm.start.empty() ? 0 : fm.start.back()),
+                fm.ncols > n || fm.nrows > m ? " (reformulated)" : "");
     if (fm.ncols > n || fm.nrows > m)
-      emit_messagef(&prob, MSG_INFO,
-                    "Sets, indicators and partially integer columns added %d rows and %d "
-                    "columns",
-                    fm.nrows - m, fm.ncols - n);
+      emit_codedf(&prob, QNDA_MSG_SOLVE_START, MSG_INFO,
+                  "Sets, indicators and partially integer columns added %d rows and %d "
+                  "columns",
+                  fm.nrows - m, fm.ncols - n);
   }
 
   // Interruption: QNDAinterrupt's reason, or Ctrl-C while we run.
@@ -480,11 +483,17 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     return true;
   };
   hooks.log = [&prob](int type, const std::string &line) {
-    emit_message(&prob, type, line.c_str());
+    emit_coded(&prob, QNDA_MSG_ENGINE_LOG, type, line.c_str());
   };
 
+  // The user's scaling, on the engine's model and starting points only.
+  ScaleFactors scale;
+  user_scale_factors(prob, fm, scale);
+  scale_model(fm, scale);
+  scale_start(start, scale);
+
   std::unique_ptr<CallbackDispatch> events =
-      make_dispatch(prob, fm, search, engine->name(), start, reason);
+      make_dispatch(prob, fm, search, engine->name(), start, scale, reason);
   hooks.events = events.get();
 
   EngineResult r;
@@ -494,16 +503,17 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
     r.status = EngineStatus::Interrupted;
   } else if (quadratic_route) {
     if (log_level >= 1)
-      emit_messagef(&prob, MSG_INFO, "%s",
-                    search ? "Quadratic parts with discrete columns: outer approximation on the "
-                             "MIP engine, continuous problems by the interior-point engine"
-                           : "Quadratic rows or a non-convex objective: the interior-point engine "
-                             "(locally optimal)");
+      emit_codedf(&prob, QNDA_MSG_ROUTE, MSG_INFO, "%s",
+                  search ? "Quadratic parts with discrete columns: outer approximation on the "
+                           "MIP engine, continuous problems by the interior-point engine"
+                         : "Quadratic rows or a non-convex objective: the interior-point engine "
+                           "(locally optimal)");
     solve_quadratic(fm, s, start, hooks, r);
   } else {
     solve_with_delayed_rows(*engine, model.rowflags(), Model::ROW_DELAYED, fm, s, start, hooks, r);
   }
   prob.interrupt.store(0);
+  unscale_result(r, scale);
 
   st.solve_time = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
   static_cast<SolveCounters &>(st) = r;
@@ -582,20 +592,22 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
 
   if (log_level >= 1) {
     if (search)
-      emit_messagef(&prob, MSG_INFO,
-                    "MIP status: %s; objective %.10g, best bound %.10g, gap %.4g%%, %lld nodes, "
-                    "%.2fs",
-                    mip_status_text(st.mip_status), st.mip_obj, st.best_bound,
-                    st.has_solution ? 100.0 * st.rel_gap : 100.0, static_cast<long long>(st.nodes),
-                    st.solve_time);
+      emit_codedf(&prob, QNDA_MSG_SOLVE_STATUS, MSG_INFO,
+                  "MIP status: %s; objective %.10g, best bound %.10g, gap %.4g%%, %lld nodes, "
+                  "%.2fs",
+                  mip_status_text(st.mip_status), st.mip_obj, st.best_bound,
+                  st.has_solution ? 100.0 * st.rel_gap : 100.0, static_cast<long long>(st.nodes),
+                  st.solve_time);
     else
-      emit_messagef(&prob, MSG_INFO, "%s status: %s; objective %.10g, %lld iterations, %.2fs", what,
-                    lp_status_text(st.lp_status), st.lp_obj,
-                    static_cast<long long>(st.simplex_iter + st.barrier_iter), st.solve_time);
+      emit_codedf(&prob, QNDA_MSG_SOLVE_STATUS, MSG_INFO,
+                  "%s status: %s; objective %.10g, %lld iterations, %.2fs", what,
+                  lp_status_text(st.lp_status), st.lp_obj,
+                  static_cast<long long>(st.simplex_iter + st.barrier_iter), st.solve_time);
     if (st.stop_status != QNDA_STOP_NONE)
-      emit_messagef(&prob, MSG_INFO, "Stopped: %s", stop_text(st.stop_status));
+      emit_codedf(&prob, QNDA_MSG_STOPPED, MSG_INFO, "Stopped: %s", stop_text(st.stop_status));
     if (st.local_only)
-      emit_messagef(&prob, MSG_INFO, "The model is not convex: the solution is locally optimal");
+      emit_codedf(&prob, QNDA_MSG_STOPPED, MSG_INFO,
+                  "The model is not convex: the solution is locally optimal");
   }
   flush_messages(&prob);
   // A message handler may have asked to stop while the summary was written:

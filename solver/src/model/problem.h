@@ -26,6 +26,8 @@ struct AnalysisState;
 // The problem left presolved (engine/presolved.h), until postsolve or a
 // change of the model.
 struct PresolvedState;
+// Row and column scaling a user gave (QNDAscale; engine/userscale.h).
+struct UserScale;
 // An engine instance a problem keeps between optimisations, so that the next
 // one starts from where the last ended (engine/engine.h derives the engines
 // from it).  Never shared: a copied problem starts without one.
@@ -64,6 +66,10 @@ struct qnda_problem_s {
   qnda::HandlerList handlers;
   std::shared_ptr<qnda::AnalysisState> analysis;
   std::shared_ptr<qnda::PresolvedState> presolved;
+  std::shared_ptr<qnda::UserScale> user_scale;
+  // Message codes switched off on this problem (QNDAsetmessagestatus),
+  // sorted.  Changed only while no solve runs, so the log may read it.
+  std::vector<int> muted_codes;
   // The optimiser callbacks (QNDAaddcb...).
   qnda::CallbackLists callbacks;
   // The engine's lack of branching directives was said in the log.
@@ -106,6 +112,11 @@ void emit_message(qnda_problem_s *prob, int msgtype, const char *text);
 // printf-style convenience.
 void emit_messagef(qnda_problem_s *prob, int msgtype, const char *fmt, ...)
     __attribute__((format(printf, 3, 4)));
+// A message with its code (QNDA_MSG_*): dropped when the problem muted it.
+void emit_coded(qnda_problem_s *prob, int code, int msgtype, const char *text);
+void emit_codedf(qnda_problem_s *prob, int code, int msgtype, const char *fmt, ...)
+    __attribute__((format(printf, 4, 5)));
+bool message_muted(const qnda_problem_s &prob, int code);
 // Tells the handlers to flush (msg NULL, msgtype -1) and flushes stdout.
 void flush_messages(qnda_problem_s *prob);
 
