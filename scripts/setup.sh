@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-APT_PACKAGES="libgtest-dev coinor-libipopt-dev coinor-libcbc-dev pkg-config"
+APT_PACKAGES="libgtest-dev coinor-libipopt-dev coinor-libcbc-dev coinor-libbonmin-dev pkg-config"
 missing=""
 for p in $APT_PACKAGES; do
   dpkg -s "$p" >/dev/null 2>&1 || missing="$missing $p"

@@ -18,6 +18,9 @@ typedef struct {
     const char *name;
     int (*add)(QNDAprob prob, void *entry, int priority);
     int (*remove)(QNDAprob prob, void *entry);
+    /* kinds 18-35: points the nonlinear handle's slot at the entry (NULL
+     * empties it) */
+    int (*set)(QSLPprob prob, void *entry);
 } cb_kind;
 
 /* The 36 kinds, in number order (trampolines.cpp). */

@@ -36,11 +36,12 @@ callbackInList(problem_s *p, int kind, PyObject *function, PyObject *data, long 
     if (entry == NULL || PyList_Append(p->callback[kind], entry) != 0)
         goto done;
     rc = 0;
-    if (kind < CB_NKINDS_OPT && p->prob != NULL) {
+    if (kind < CB_NKINDS_OPT && p->prob != NULL)
         rc = cb_kinds[kind].add(p->prob, entry, (int)priority);
-        if (rc != 0)
-            setQndaErrIfNull((PyObject *)p, NULL);
-    }
+    else if (kind >= CB_NKINDS_OPT && p->slpprob != NULL)
+        rc = cb_kinds[kind].set(p->slpprob, entry);
+    if (rc != 0)
+        setQndaErrIfNull((PyObject *)p, NULL);
 done:
     Py_XDECREF(ref);
     Py_XDECREF(entry);
@@ -90,6 +91,16 @@ removeCallback(problem_s *p, PyObject *function, PyObject *data, int kind, int u
     }
     if ((function == NULL && data == NULL) || PyList_GET_SIZE(list) == 0)
         Py_CLEAR(p->callback[kind]);
+    /* A nonlinear kind's single slot follows the last entry left: the
+     * library must never hold an entry that is gone. */
+    if (found && kind >= CB_NKINDS_OPT && p->slpprob != NULL) {
+        PyObject *rest = p->callback[kind];
+        Py_ssize_t n = rest != NULL ? PyList_GET_SIZE(rest) : 0;
+        if (cb_kinds[kind].set(p->slpprob, n > 0 ? PyList_GET_ITEM(rest, n - 1) : NULL) != 0) {
+            setQndaErrIfNull((PyObject *)p, NULL);
+            return -3;
+        }
+    }
     if (!found) {
         PyErr_SetString(quenda_InterfaceError, "Callback not found");
         return -3;

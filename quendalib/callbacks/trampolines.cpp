@@ -13,15 +13,7 @@
 
 #include "api/api.h"
 
-#define CB_STOP_USER 9 /* the library's stop reason of a user request */
-
-typedef struct {
-    PyGILState_STATE gil;
-    QNDAprob prob;  /* the event's handle */
-    PyObject *view; /* owned temporary problem, or NULL */
-    PyObject *func; /* owned */
-    PyObject *data; /* owned */
-} cb_call;
+#include "callbacks/trampoline.h"
 
 /* The view: a bare problem with the event's handle that shares the owner's
  * lists, maps and callback slots.  New reference, or NULL. */
@@ -67,21 +59,22 @@ cb_view_release(PyObject *view)
     Py_DECREF(view);
 }
 
-static void
+void
 cb_interrupt(cb_call *c)
 {
-    if (c->prob != NULL)
+    if (c->slp != NULL)
+        QSLPinterrupt(c->slp, CB_STOP_USER);
+    else if (c->prob != NULL)
         QNDAinterrupt(c->prob, CB_STOP_USER);
 }
 
-/* Takes the lock and reads the entry.  0, or -3 when the event is skipped
- * (the lock is held either way; cb_outro releases it). */
-static int
-cb_setup(cb_call *c, QNDAprob prob, void *entry)
+int
+cb_setup_slp(cb_call *c, QNDAprob prob, QSLPprob slp, void *entry)
 {
     PyObject *e = (PyObject *)entry, *owner;
     c->gil = PyGILState_Ensure();
     c->prob = prob;
+    c->slp = slp;
     c->view = c->func = c->data = NULL;
     if (quenda_cb_error_pending()) {
         quenda_cb_error_save();
@@ -102,10 +95,19 @@ cb_setup(cb_call *c, QNDAprob prob, void *entry)
         cb_interrupt(c);
         return -3;
     }
+    ((problem_s *)c->view)->slpprob = slp;
     return 0;
 }
 
-static void
+/* Takes the lock and reads the entry.  0, or -3 when the event is skipped
+ * (the lock is held either way; cb_outro releases it). */
+static int
+cb_setup(cb_call *c, QNDAprob prob, void *entry)
+{
+    return cb_setup_slp(c, prob, NULL, entry);
+}
+
+void
 cb_outro(cb_call *c)
 {
     cb_view_release(c->view);
@@ -116,7 +118,7 @@ cb_outro(cb_call *c)
 
 /* A failed Python call: the line on standard error, the exception kept,
  * the optimisation stopped.  name NULL gives the generic line. */
-static void
+void
 cb_failed(cb_call *c, const char *name)
 {
     PyObject *t, *v, *tb;
@@ -132,7 +134,7 @@ cb_failed(cb_call *c, const char *name)
 
 /* The integer of a result: an int (or NumPy integer), None as 0, anything
  * else -1. */
-static int
+int
 cb_int_result(PyObject *res)
 {
     if (res == Py_None)
@@ -150,7 +152,7 @@ cb_int_result(PyObject *res)
 
 /* Calls the function with (view, data) followed by what fmt builds from
  * the rest; name as in cb_failed.  New reference, or NULL after cb_failed. */
-static PyObject *
+PyObject *
 cb_call_function(cb_call *c, const char *name, const char *fmt, ...)
 {
     PyObject *args, *res;
@@ -421,16 +423,16 @@ cb_remove_message(QNDAprob p, void *entry)
     return QNDAremovecbmessage(p, wrapper_message, entry);
 }
 
-#define CB_OPT(kind) {#kind, cb_add_##kind, cb_remove_##kind}
-#define CB_SLP(kind) {#kind, NULL, NULL}
+#define CB_OPT(kind) {#kind, cb_add_##kind, cb_remove_##kind, NULL}
+#define CB_SLP(kind) {#kind, NULL, NULL, cb_set_##kind}
 
 const cb_kind cb_kinds[QUENDA_NCALLBACKS] =
     {CB_OPT(bariteration), CB_OPT(barlog), CB_OPT(chgbranchobject), CB_OPT(cutlog),
      CB_OPT(destroymt), CB_OPT(gapnotify), CB_OPT(globallog), CB_OPT(infnode), CB_OPT(intsol),
      CB_OPT(lplog), CB_OPT(message), CB_OPT(mipthread), CB_OPT(newnode), CB_OPT(nodecutoff),
      CB_OPT(optnode), CB_OPT(preintsol), CB_OPT(prenode), CB_OPT(usersolnotify),
-     /* The nonlinear kinds: kept in the registry; the nonlinear library
-     * takes them when its engine calls back. */
+     /* The nonlinear kinds: one slot each on the nonlinear handle
+     * (slp_trampolines.cpp). */
      CB_SLP(cascadeend), CB_SLP(cascadestart), CB_SLP(cascadevar), CB_SLP(cascadevarfail),
      CB_SLP(coefevalerror), CB_SLP(construct), CB_SLP(destroy), CB_SLP(drcol), CB_SLP(formula),
      CB_SLP(iterend), CB_SLP(iterstart), CB_SLP(itervar), CB_SLP(msjobend), CB_SLP(msjobstart),

@@ -394,5 +394,7 @@ int
 nonlinear_init(void)
 {
     problem_nl_hooks.add_row_part = nl_add_row_part;
-    return nonlinear_methods_init();
+    if (nonlinear_methods_init() < 0)
+        return -1;
+    return nonlinear_multistart_init();
 }

@@ -36,3 +36,6 @@ int register_userfunc(problem_s *p, PyObject *args, int derivatives, int *index)
  * methods.  0, or -1 with an exception set. */
 int nonlinear_init(void);
 int nonlinear_methods_init(void);
+int nonlinear_multistart_init(void);
+/* 0 when the problem has its nonlinear handle, else -1 with ModelError. */
+int nl_check(problem_s *p);

@@ -8,18 +8,15 @@
 
 #include "qslp.h"
 
-static int
+int
 nl_check(problem_s *p)
 {
-    if (p->prob == NULL) {
-        PyErr_SetString(quenda_ModelError, "Problem not initialized");
-        return -1;
-    }
-    if (p->slpprob == NULL) {
-        PyErr_SetString(quenda_ModelError, "The nonlinear solver is not available");
-        return -1;
-    }
-    return 0;
+    const char *why = p->prob == NULL      ? "Problem not initialized"
+                      : p->slpprob == NULL ? "The nonlinear solver is not available"
+                                           : NULL;
+    if (why != NULL)
+        PyErr_SetString(quenda_ModelError, why);
+    return why != NULL ? -1 : 0;
 }
 
 /* setInitialValues(variables, values): where the next nonlinear solve

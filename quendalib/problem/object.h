@@ -29,6 +29,7 @@ typedef struct {
     int n_nlcons;                          /* constraints with a nonlinear part */
     int nl_obj;                            /* non-zero when the objective is nonlinear */
     PyObject *userfuncs;                   /* owned dict of user functions, or NULL */
+    PyObject *msjobs;                      /* owned list of multistart job objects, or NULL */
     int obj_col;                           /* auxiliary column of a nonlinear objective, -1 */
     int obj_row;                           /* auxiliary row defining it, -1 */
     void *obj_saved;                       /* owned: its row's coefficients while kept

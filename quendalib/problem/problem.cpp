@@ -208,6 +208,7 @@ problem_dealloc(PyObject *self)
     Py_CLEAR(p->cons);
     Py_CLEAR(p->sos);
     Py_CLEAR(p->userfuncs);
+    Py_CLEAR(p->msjobs);
     objtransfer_forget(p);
     problem_maps_free(p);
     Py_TYPE(self)->tp_free(self);
@@ -330,6 +331,7 @@ problem_reset(PyObject *self, PyObject *noargs)
         goto done;
     if (problem_destroy_handles(p) != 0)
         goto done;
+    Py_CLEAR(p->msjobs); /* the jobs went with the nonlinear handle */
     if (problem_create_handles(p) != 0)
         goto done;
     /* The user's defaults go on the new handles, not the old ones. */

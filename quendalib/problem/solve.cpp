@@ -292,7 +292,8 @@ problem_solve(PyObject *self, PyObject *args, PyObject *kwargs)
         rc = QSLPnlpoptimize(p->slpprob, flags);
         Py_END_ALLOW_THREADS
         resetSigIntHandler();
-        if (rc != 0 || PyErr_Occurred())
+        /* A callback's exception wins over the library's code: it is the cause. */
+        if (quenda_cb_error_restore() || rc != 0)
             goto done;
         res = Py_NewRef(Py_None);
         goto done;

@@ -35,10 +35,14 @@ typedef struct qslp_problem_s *QSLPprob;
 #define QSLP_COEFFICIENTS 12047      /* nonlinear coefficients */
 #define QSLP_USERFUNCS 12048         /* user functions defined */
 #define QSLP_ALGORITHMUSED 12049     /* QSLP_ALG_* of the last nonlinear solve */
+#define QSLP_MSJOBS 12050            /* multistart jobs waiting */
+#define QSLP_MSWINNER 12051          /* job (from 0) whose result was kept; -1 none */
+#define QSLP_GLOBALNODES 12052       /* nodes of the last mixed-integer search */
 /* Double attributes */
 #define QSLP_OBJVAL 12179
 #define QSLP_SOLVETIME 12180
 #define QSLP_MAXVIOLATION 12181 /* largest row or bound violation of the solution */
+#define QSLP_MSBESTOBJ 12182    /* objective of the best multistart job */
 /* Pointer attributes */
 #define QSLP_QNDAPROB 12601 /* the main problem behind a nonlinear one */
 
@@ -61,6 +65,10 @@ typedef struct qslp_problem_s *QSLPprob;
 #define QSLP_ALGORITHM 12403    /* QSLP_ALG_*; the default is QSLP_ALG_AUTO */
 #define QSLP_STEPBOUNDS 12404   /* QSLP_STEPBOUNDS_* */
 #define QSLP_SLPCURVATURE 12405 /* 1: SLP steps see the Lagrangian's curvature (QP steps) */
+#define QSLP_MSTHREADS 12416    /* threads of a multistart; 0: one per core */
+#define QSLP_MSSEED 12417       /* seed of the random starting points */
+#define QSLP_MSMAXSOLVES 12418  /* jobs run at most; 0: all */
+#define QSLP_MINLPALG 12419     /* QSLP_MINLP_*: the mixed-integer method */
 #define QSLP_AUTOINIT \
   12415 /* 0: do not fill the nonlinear problem from the
                                      main one when it is created */
@@ -71,6 +79,16 @@ typedef struct qslp_problem_s *QSLPprob;
 #define QSLP_ALG_AUTO 0  /* the interior-point engine when present, else SLP */
 #define QSLP_ALG_SLP 1   /* successive linear programming on the LP engine */
 #define QSLP_ALG_IPOPT 2 /* interior point (Ipopt), exact second derivatives */
+
+/* Values of QSLP_MINLPALG */
+#define QSLP_MINLP_BB 0     /* nonlinear branch-and-bound */
+#define QSLP_MINLP_OA 1     /* outer approximation (convex problems) */
+#define QSLP_MINLP_HYBRID 2 /* branch-and-cut with outer approximations */
+
+/* Multistart presets */
+#define QSLP_MSPRESET_INITIALVALUES 1 /* random starting points within the bounds */
+#define QSLP_MSPRESET_PERTURB 2       /* the current point perturbed */
+#define QSLP_MSPRESET_ALGORITHMS 3    /* a sweep of the algorithm controls */
 
 /* Values of QSLP_STEPBOUNDS */
 #define QSLP_STEPBOUNDS_NONE 0     /* no step bounds (variables must be bounded) */
@@ -121,6 +139,7 @@ typedef struct qslp_problem_s *QSLPprob;
 #define QSLP_IFUN_SIGN 46
 #define QSLP_IFUN_ERF 49
 #define QSLP_IFUN_ERFC 50
+#define QSLP_IFUN_CBFORMULA 60 /* cbformula(a): the formula callback (QSLPsetcbformula) */
 
 /* User function definitions (QSLPadduserfuncs): per function the tokens
  * (QSLP_TOK_STRING, name), (QSLP_UFTOK_RETURNS, 1), (QSLP_UFTOK_CALL, one of
@@ -256,6 +275,107 @@ QNDA_API int QSLPsetcurrentiv(QSLPprob prob);
 /* The last solution: column values, row slacks (rhs - activity), row duals
  * and reduced costs; any may be NULL. */
 QNDA_API int QSLPgetslpsol(QSLPprob prob, double *x, double *slack, double *dual, double *dj);
+
+/* --- Callbacks of the nonlinear solve ----------------------------------
+ * One slot per kind: QSLPsetcb<kind> replaces it (f NULL empties it),
+ * QSLPgetcb<kind> reads it back.  object is handed back unchanged.  They may
+ * be called from any thread of the library (the jobs of a multistart run
+ * concurrently).  Unless said otherwise a nonzero return stops the solve
+ * (stop status QNDA_STOP_USER). */
+/* slpstart, slpend, iterstart, iterend, construct, destroy, slpnode,
+ * cascadestart, cascadeend. */
+typedef int (*QSLPcb_event)(QSLPprob prob, void *object);
+/* itervar (return ignored), cascadevar, cascadevarfail: a column. */
+typedef int (*QSLPcb_column)(QSLPprob prob, void *object, int col);
+/* A coefficient's formula could not be evaluated (row -1: the objective;
+ * col QSLP_CONSTANTCOL's value for a coefficient without a column). */
+typedef int (*QSLPcb_coefevalerror)(QSLPprob prob, void *object, int row, int col);
+/* A determined column's new value, within [lb, ub]: *newvalue starts at
+ * value and may be changed. */
+typedef int (*QSLPcb_drcol)(QSLPprob prob, void *object, int col, double value, double *newvalue,
+                            double lb, double ub);
+/* The formula function cbformula(arg): writes its value to *value. */
+typedef int (*QSLPcb_formula)(QSLPprob prob, void *object, double arg, double *value);
+/* A multistart job starts or ends: job is the object given with the job.
+ * *status starts at 0; at the start nonzero skips the job, at the end
+ * nonzero discards its result. */
+typedef int (*QSLPcb_msjob)(QSLPprob prob, void *object, void *job, const char *description,
+                            int *status);
+/* The job whose result was kept (return ignored). */
+typedef int (*QSLPcb_mswinner)(QSLPprob prob, void *object, void *job, const char *description);
+
+QNDA_API int QSLPsetcbcascadeend(QSLPprob prob, QSLPcb_event f, void *object);
+QNDA_API int QSLPgetcbcascadeend(QSLPprob prob, QSLPcb_event *f, void **object);
+QNDA_API int QSLPsetcbcascadestart(QSLPprob prob, QSLPcb_event f, void *object);
+QNDA_API int QSLPgetcbcascadestart(QSLPprob prob, QSLPcb_event *f, void **object);
+QNDA_API int QSLPsetcbcascadevar(QSLPprob prob, QSLPcb_column f, void *object);
+QNDA_API int QSLPgetcbcascadevar(QSLPprob prob, QSLPcb_column *f, void **object);
+QNDA_API int QSLPsetcbcascadevarfail(QSLPprob prob, QSLPcb_column f, void *object);
+QNDA_API int QSLPgetcbcascadevarfail(QSLPprob prob, QSLPcb_column *f, void **object);
+QNDA_API int QSLPsetcbcoefevalerror(QSLPprob prob, QSLPcb_coefevalerror f, void *object);
+QNDA_API int QSLPgetcbcoefevalerror(QSLPprob prob, QSLPcb_coefevalerror *f, void **object);
+QNDA_API int QSLPsetcbconstruct(QSLPprob prob, QSLPcb_event f, void *object);
+QNDA_API int QSLPgetcbconstruct(QSLPprob prob, QSLPcb_event *f, void **object);
+QNDA_API int QSLPsetcbdestroy(QSLPprob prob, QSLPcb_event f, void *object);
+QNDA_API int QSLPgetcbdestroy(QSLPprob prob, QSLPcb_event *f, void **object);
+QNDA_API int QSLPsetcbdrcol(QSLPprob prob, QSLPcb_drcol f, void *object);
+QNDA_API int QSLPgetcbdrcol(QSLPprob prob, QSLPcb_drcol *f, void **object);
+QNDA_API int QSLPsetcbformula(QSLPprob prob, QSLPcb_formula f, void *object);
+QNDA_API int QSLPgetcbformula(QSLPprob prob, QSLPcb_formula *f, void **object);
+QNDA_API int QSLPsetcbiterend(QSLPprob prob, QSLPcb_event f, void *object);
+QNDA_API int QSLPgetcbiterend(QSLPprob prob, QSLPcb_event *f, void **object);
+QNDA_API int QSLPsetcbiterstart(QSLPprob prob, QSLPcb_event f, void *object);
+QNDA_API int QSLPgetcbiterstart(QSLPprob prob, QSLPcb_event *f, void **object);
+QNDA_API int QSLPsetcbitervar(QSLPprob prob, QSLPcb_column f, void *object);
+QNDA_API int QSLPgetcbitervar(QSLPprob prob, QSLPcb_column *f, void **object);
+QNDA_API int QSLPsetcbmsjobend(QSLPprob prob, QSLPcb_msjob f, void *object);
+QNDA_API int QSLPgetcbmsjobend(QSLPprob prob, QSLPcb_msjob *f, void **object);
+QNDA_API int QSLPsetcbmsjobstart(QSLPprob prob, QSLPcb_msjob f, void *object);
+QNDA_API int QSLPgetcbmsjobstart(QSLPprob prob, QSLPcb_msjob *f, void **object);
+QNDA_API int QSLPsetcbmswinner(QSLPprob prob, QSLPcb_mswinner f, void *object);
+QNDA_API int QSLPgetcbmswinner(QSLPprob prob, QSLPcb_mswinner *f, void **object);
+QNDA_API int QSLPsetcbslpend(QSLPprob prob, QSLPcb_event f, void *object);
+QNDA_API int QSLPgetcbslpend(QSLPprob prob, QSLPcb_event *f, void **object);
+QNDA_API int QSLPsetcbslpnode(QSLPprob prob, QSLPcb_event f, void *object);
+QNDA_API int QSLPgetcbslpnode(QSLPprob prob, QSLPcb_event *f, void **object);
+QNDA_API int QSLPsetcbslpstart(QSLPprob prob, QSLPcb_event f, void *object);
+QNDA_API int QSLPgetcbslpstart(QSLPprob prob, QSLPcb_event *f, void **object);
+
+/* --- Multistart ----------------------------------------------------------
+ * Jobs added before QSLPnlpoptimize make it a multistart: every job solves
+ * the problem from its own starting point with its own controls, on a pool
+ * of QSLP_MSTHREADS threads (SLP jobs concurrently; interior-point jobs and
+ * problems with user functions one at a time), and the best feasible result
+ * is the problem's.  The jobs stay until QSLPmsclear. */
+/* One job: start values of ninitial columns (colind NULL: the first
+ * ninitial), the integer and double controls to set; job is handed to the
+ * multistart callbacks. */
+QNDA_API int QSLPmsaddjob(QSLPprob prob, const char *description, int ninitial, const int *colind,
+                          const double *initial, int nintcontrols, const int *intcontrolid,
+                          const int *intcontrolval, int ndblcontrols, const int *dblcontrolid,
+                          const double *dblcontrolval, void *job);
+/* count jobs of a preset (QSLP_MSPRESET_*). */
+QNDA_API int QSLPmsaddpreset(QSLPprob prob, const char *description, int preset, int count,
+                             void *job);
+/* A preset whose jobs all start from the given values and controls. */
+QNDA_API int QSLPmsaddcustompreset(QSLPprob prob, const char *description, int preset, int count,
+                                   int ninitial, const int *colind, const double *initial,
+                                   int nintcontrols, const int *intcontrolid,
+                                   const int *intcontrolval, int ndblcontrols,
+                                   const int *dblcontrolid, const double *dblcontrolval, void *job);
+QNDA_API int QSLPmsclear(QSLPprob prob);
+/* The result of job k (in the order added) of the last multistart: its
+ * QSLP_NLPSTATUS_* (QSLP_NLPSTATUS_UNSTARTED when skipped), objective and
+ * largest violation; any output may be NULL. */
+QNDA_API int QSLPmsgetjobresult(QSLPprob prob, int k, int *status, double *objval,
+                                double *maxviolation);
+
+/* --- Mixed-integer nonlinear problems ------------------------------------
+ * Integer and binary columns with nonlinear rows or objective.  Solved by
+ * nonlinear branch-and-bound over the interior-point engine (Bonmin):
+ * global for convex problems, a good local solution otherwise.
+ * QSLPnlpoptimize calls it when the problem has integer columns. */
+QNDA_API int QSLPglobal(QSLPprob prob);
 
 /* --- Model files --------------------------------------------------------
  * MPS files with the nonlinear coefficients and the names of the user

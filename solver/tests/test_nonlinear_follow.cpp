@@ -17,7 +17,7 @@ class Follow : public Nlp {
     EXPECT_EQ(QSLPgetcoefformula(s, r, c, buf, sizeof buf, nullptr), 0) << error();
     return buf;
   }
-  int ncoefs() { return slp_int(QSLP_COEFFICIENTS); }
+  int ncoefs() { return intattrib(QSLP_COEFFICIENTS); }
 };
 
 TEST_F(Follow, DeletedRowsTakeTheirCoefficientsAndMoveTheOthers) {

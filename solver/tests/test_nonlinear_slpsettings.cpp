@@ -17,7 +17,7 @@ class SlpSettings : public Nlp {
     EXPECT_EQ(QSLPgetcolinfo(s, col, type, &v), 0) << error();
     return v;
   }
-  int iterations() { return slp_int(QSLP_ITER); }
+  int iterations() { return intattrib(QSLP_ITER); }
 };
 
 // min x^2 with x >= 1 soft at weight w: x = min(1, w / 2); inactive: x = 0.

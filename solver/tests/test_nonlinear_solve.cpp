@@ -207,7 +207,7 @@ TEST_F(SolveSlp, BadRequestsAreRefused) {
   const double v = 1.0;
   EXPECT_EQ(QSLPsetinitialvalues(s, 1, &col, &v), QNDA_ERR_INDEX);
   const int c = 0;
-  const char t = 'I';
+  const char t = 'S';  // integer columns go to the mixed-integer engine
   ASSERT_EQ(QNDAchgcoltype(p, 1, &c, &t), 0);
   formula(-1, "x^2");
   EXPECT_EQ(QSLPnlpoptimize(s, ""), QNDA_ERR_UNSUPPORTED);

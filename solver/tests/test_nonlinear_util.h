@@ -32,13 +32,6 @@ class Nlp : public ::testing::Test {
     EXPECT_EQ(QNDAfree(), 0);
   }
 
-  // An integer attribute of the nonlinear problem.
-  int slp_int(int id) {
-    int v = 0;
-    EXPECT_EQ(QSLPgetintattrib(s, id, &v), 0);
-    return v;
-  }
-
   // Adds one named column per name, all with the bounds [lb, ub].
   void cols(const std::vector<std::string> &names, double lb = -QNDA_INFINITY,
             double ub = QNDA_INFINITY) {
@@ -85,6 +78,11 @@ class Nlp : public ::testing::Test {
     EXPECT_EQ(QSLPsetintcontrol(s, QSLP_ALGORITHM, algorithm), 0);
     EXPECT_EQ(QSLPnlpoptimize(s, ""), 0) << error();
     return status();
+  }
+  int intattrib(int id) {
+    int v = 0;
+    EXPECT_EQ(QSLPgetintattrib(s, id, &v), 0) << error();
+    return v;
   }
   int status() {
     int v = -1;

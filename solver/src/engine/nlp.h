@@ -9,6 +9,7 @@
 #pragma once
 
 #include <functional>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,7 @@ struct NlpSettings {
   double opt_tol = 1e-6;
   int log_level = 1;                             // 0 silent, 1 summary, 2 a line per iteration
   std::function<bool()> stop;                    // polled; true stops
+  std::function<bool()> on_iteration;            // after each iteration; true stops
   std::function<void(const std::string &)> log;  // one line of the log
 };
 
@@ -75,6 +77,12 @@ struct NlpResult {
 // process.  Throws qnda::Error when Ipopt is not there.
 void ipopt_solve(NlpProblem &p, const NlpSettings &s, NlpResult &r);
 bool ipopt_available();
+// Held by every run of Ipopt, also inside other engines built on it.
+std::mutex &ipopt_lock();
+
+// The bounds of p for an engine whose infinity is big: infinite ones become
+// +-big.
+void nlp_bounds(const NlpProblem &p, double big, double *xl, double *xu, double *gl, double *gu);
 
 // Largest violation of rows and bounds at x (g evaluated there).
 double nlp_violation(const NlpProblem &p, const double *x, const double *g);

@@ -134,7 +134,12 @@ Tape::Tape(const Formula &parsed) {
       case QSLP_TOK_FUN: {
         const int nargs = static_cast<int>(st.size()) - marks.back();
         marks.pop_back();
-        add(t.type == QSLP_TOK_IFUN ? IFUN : UFUN, as_int(t.value), 0.0, nargs);
+        const int code = as_int(t.value);
+        // The formula callback is reached like a user function: index 0.
+        if (t.type == QSLP_TOK_IFUN && code == QSLP_IFUN_CBFORMULA)
+          add(UFUN, 0, 0.0, nargs);
+        else
+          add(t.type == QSLP_TOK_IFUN ? IFUN : UFUN, code, 0.0, nargs);
         break;
       }
       default:

@@ -26,7 +26,8 @@ class UserCaller {
   virtual ~UserCaller() = default;
   // The value of user function `index` at in[0..n-1]; when partials is not
   // null, all n partial derivatives too (from the function, or by
-  // differences when it gives none).
+  // differences when it gives none).  Index 0 is the problem's formula
+  // callback (cbformula).
   virtual double call(int index, const double *in, int n, double *partials) const = 0;
 };
 

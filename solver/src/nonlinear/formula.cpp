@@ -15,14 +15,23 @@ namespace qnda {
 namespace {
 
 constexpr BuiltinInfo kBuiltins[] = {
-    {QSLP_IFUN_LOG10, "log10", 1},   {QSLP_IFUN_LN, "ln", 1},
-    {QSLP_IFUN_EXP, "exp", 1},       {QSLP_IFUN_ABS, "abs", 1},
-    {QSLP_IFUN_SQRT, "sqrt", 1},     {QSLP_IFUN_SIN, "sin", 1},
-    {QSLP_IFUN_COS, "cos", 1},       {QSLP_IFUN_TAN, "tan", 1},
-    {QSLP_IFUN_ARCSIN, "arcsin", 1}, {QSLP_IFUN_ARCCOS, "arccos", 1},
-    {QSLP_IFUN_ARCTAN, "arctan", 1}, {QSLP_IFUN_MIN, "min", -1},
-    {QSLP_IFUN_MAX, "max", -1},      {QSLP_IFUN_SIGN, "sign", 1},
-    {QSLP_IFUN_ERF, "erf", 1},       {QSLP_IFUN_ERFC, "erfc", 1},
+    {QSLP_IFUN_LOG10, "log10", 1},
+    {QSLP_IFUN_LN, "ln", 1},
+    {QSLP_IFUN_EXP, "exp", 1},
+    {QSLP_IFUN_ABS, "abs", 1},
+    {QSLP_IFUN_SQRT, "sqrt", 1},
+    {QSLP_IFUN_SIN, "sin", 1},
+    {QSLP_IFUN_COS, "cos", 1},
+    {QSLP_IFUN_TAN, "tan", 1},
+    {QSLP_IFUN_ARCSIN, "arcsin", 1},
+    {QSLP_IFUN_ARCCOS, "arccos", 1},
+    {QSLP_IFUN_ARCTAN, "arctan", 1},
+    {QSLP_IFUN_MIN, "min", -1},
+    {QSLP_IFUN_MAX, "max", -1},
+    {QSLP_IFUN_SIGN, "sign", 1},
+    {QSLP_IFUN_ERF, "erf", 1},
+    {QSLP_IFUN_ERFC, "erfc", 1},
+    {QSLP_IFUN_CBFORMULA, "cbformula", 1},
 };
 
 // Other spellings accepted in text.

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "core/messages.h"
+#include "nonlinear/slp_callbacks.h"
 #include "nonlinear/nlp_model.h"
 #include "nonlinear/nlvars.h"
 #include "nonlinear/slp_guard.h"
@@ -169,13 +170,24 @@ std::vector<int> slp_cascade_order(const qslp_problem_s &p, const NlpProblem &m)
 std::string slp_cascade_point(const qslp_problem_s &p, NlpProblem &m, const std::vector<int> &order,
                               std::vector<double> &x) {
   std::string failed;
+  // The callbacks see the pass; drcol may move a settled column (within
+  // its bounds).  Their return values do not stop the pass.
+  slp_cb_event(p, kCbCascadeStart);
   for (int j : order) {
     const SlpVarInfo &v = p.extras.vars.at(j);
     if (j >= m.n || detrow_fault(p, m, j, v.detrow) != "")
       fail(QNDA_ERR_STATE, "the cascade order is stale: call QSLPcascadeorder again");
-    if (!cascade_one(m, x, j, v.detrow, v.nlimit, 1e-10))
+    if (!cascade_one(m, x, j, v.detrow, v.nlimit, 1e-10)) {
       failed += (failed.empty() ? "" : ", ") + colname(p, j);
+      slp_cb_column(p, kCbCascadeVarFail, j);
+      continue;
+    }
+    double moved = x[j];
+    slp_cb_drcol(p, j, x[j], m.xl[j], m.xu[j], moved);
+    x[j] = std::min(std::max(moved, m.xl[j]), m.xu[j]);
+    slp_cb_column(p, kCbCascadeVar, j);
   }
+  slp_cb_event(p, kCbCascadeEnd);
   return failed;
 }
 

@@ -36,9 +36,13 @@ struct UserFunc {
 };
 
 // Called at the events of an SLP solve; each returns nonzero to stop it.
-// Empty functions are skipped.
+// Empty functions are skipped.  point receives the accepted iterate before
+// iterend; itervar runs for each nonlinear column after each iteration (its
+// result is ignored).
 struct SlpHooks {
-  std::function<int()> slpstart, iterstart, iterend, slpend;
+  std::function<int()> slpstart, construct, iterstart, iterend, slpend;
+  std::function<void(const double *x)> point;
+  std::function<int(int col)> itervar;
 };
 
 struct NlpData {

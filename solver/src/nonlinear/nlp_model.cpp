@@ -7,6 +7,7 @@
 
 #include "core/error.h"
 #include "model/problem.h"
+#include "nonlinear/slp_callbacks.h"
 
 namespace qnda {
 
@@ -54,6 +55,14 @@ double ProblemUserCaller::call_once(const UserFunc &f, int index, const double *
 }
 
 double ProblemUserCaller::call(int index, const double *in, int n, double *partials) const {
+  if (index == 0 && n == 1) {
+    const double v = slp_cb_formula(p_, in[0]);
+    if (partials) {
+      const double h = 6e-6 * std::max(1.0, std::fabs(in[0]));
+      partials[0] = (slp_cb_formula(p_, in[0] + h) - slp_cb_formula(p_, in[0] - h)) / (2.0 * h);
+    }
+    return v;
+  }
   if (index < 1 || index > static_cast<int>(p_.nl.userfuncs.size())) return std::nan("");
   const UserFunc &f = p_.nl.userfuncs[index - 1];
   if (!f.address) return std::nan("");
@@ -83,16 +92,20 @@ double ProblemUserCaller::call(int index, const double *in, int n, double *parti
 }
 
 // ----------------------------------------------------------------- model
-NlpModel::NlpModel(qslp_problem_s &p) : p_(p), caller_(p) {
+NlpModel::NlpModel(qslp_problem_s &p, bool integers) : p_(p), caller_(p) {
   if (!p.main || !p.main->valid()) fail(QNDA_ERR_STATE, "the main problem is gone");
   const Model &mm = p.main->model;
   n = mm.ncols();
   m = mm.nrows();
-  for (int j = 0; j < n; ++j)
-    if (mm.coltype()[j] != 'C')
+  integer.assign(n, 0);
+  for (int j = 0; j < n; ++j) {
+    const char t = mm.coltype()[j];
+    integer[j] = integers && (t == 'I' || t == 'B');
+    if (t != 'C' && !integer[j])
       fail(QNDA_ERR_UNSUPPORTED,
            "column %s is not continuous: the nonlinear engines solve continuous problems only",
            mm.name(QNDA_NAMES_COLUMNS, j).c_str());
+  }
   if (mm.nsets() > 0 || mm.indicator_count() > 0)
     fail(QNDA_ERR_UNSUPPORTED,
          "special ordered sets and indicator rows cannot be part of a nonlinear problem");
@@ -154,6 +167,8 @@ NlpModel::NlpModel(qslp_problem_s &p) : p_(p), caller_(p) {
           fail(QNDA_ERR_STATE, "user function %d has no entry point (QSLPchguserfuncaddress)", k);
         if (p.nl.userfuncs[k - 1].call != QSLP_UFCALL_DERIVATIVES) has_user_functions = true;
       }
+      // The formula callback gives values only.
+      if (t.type == QSLP_TOK_IFUN && t.value == QSLP_IFUN_CBFORMULA) has_user_functions = true;
     }
     Term t;
     t.tape = std::make_shared<Tape>(c.second.formula);
@@ -238,6 +253,12 @@ bool NlpModel::term_value(Term &t, const double *x, double &v) {
   return std::isfinite(v);
 }
 
+bool NlpModel::row_term_value(int row, Term &t, const double *x, double &v) {
+  if (term_value(t, x, v)) return true;
+  if (on_eval_error) on_eval_error(row, t.col >= 0 ? t.col : kConstantCol);
+  return false;
+}
+
 bool NlpModel::term_derivs(Term &t, const double *x, double w, double *dense, double *jac,
                            double *h) {
   const std::vector<int> &kc = t.tape->columns();
@@ -289,7 +310,7 @@ bool NlpModel::eval_f(const double *x, double &f) {
   for (const auto &q : obj_.quad) v += q.v * x[q.i] * x[q.j];
   for (auto &t : obj_.terms) {
     double tv;
-    if (!term_value(t, x, tv)) return false;
+    if (!row_term_value(kObjectiveRow, t, x, tv)) return false;
     v += tv;
   }
   f = sense * v;
@@ -308,13 +329,14 @@ bool NlpModel::eval_grad(const double *x, double *grad) {
   return true;
 }
 
-bool NlpModel::row_value(Row &r, const double *x, double &v) {
+bool NlpModel::row_value(Row &r, const double *x, double &v, int row) {
   v = 0.0;
   for (size_t k = 0; k < r.lin_col.size(); ++k) v += r.lin_val[k] * x[r.lin_col[k]];
   for (const auto &q : r.quad) v += q.v * x[q.i] * x[q.j];
   for (auto &t : r.terms) {
     double tv;
-    if (!term_value(t, x, tv)) return false;
+    if (!(row >= kObjectiveRow ? row_term_value(row, t, x, tv) : term_value(t, x, tv)))
+      return false;
     v += tv;
   }
   return true;
@@ -323,7 +345,7 @@ bool NlpModel::row_value(Row &r, const double *x, double &v) {
 bool NlpModel::eval_g(const double *x, double *g) {
   ++p_.extras.stats.g;
   for (int i = 0; i < m; ++i)
-    if (!row_value(rows_[i], x, g[i])) return false;
+    if (!row_value(rows_[i], x, g[i], i)) return false;
   return true;
 }
 

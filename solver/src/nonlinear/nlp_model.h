@@ -3,6 +3,7 @@
 // coefficients compiled to tapes, with exact first and second derivatives.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -38,8 +39,11 @@ class ProblemUserCaller : public UserCaller {
 
 class NlpModel : public NlpProblem {
  public:
-  // Throws qnda::Error for what the engines cannot take (integer columns).
-  explicit NlpModel(qslp_problem_s &p);
+  // Throws qnda::Error for what the engines cannot take (integer columns,
+  // unless integers is set: then integer[j] marks them).
+  explicit NlpModel(qslp_problem_s &p, bool integers = false);
+
+  std::vector<char> integer;  // 1: integer or binary column
 
   int sense = 1;  // of the user's objective; f = sense * objective
   bool has_user_functions = false;
@@ -64,6 +68,10 @@ class NlpModel : public NlpProblem {
   void engine_point(double *x) const {
     for (const Transfer &t : transfers_) x[t.col] = 0.0;
   }
+
+  // Called with the row (-1: objective) and column (kConstantCol: none) of
+  // a coefficient whose value is not defined at the point evaluated.
+  std::function<void(int row, int col)> on_eval_error;
 
  private:
   struct Term {  // factor * formula(x) * x[col], col < 0: without the column
@@ -97,8 +105,11 @@ class NlpModel : public NlpProblem {
   };
 
   void fold_transfer_rows();
-  bool row_value(Row &r, const double *x, double &v);
+  // row: the row's index, for on_eval_error (below -1: not reported).
+  bool row_value(Row &r, const double *x, double &v, int row = -3);
   bool term_value(Term &t, const double *x, double &v);
+  // term_value, telling on_eval_error about a failure.
+  bool row_term_value(int row, Term &t, const double *x, double &v);
   // Adds w * gradient of the term at x to grad (dense) or, with jpos, to
   // values; with h, w * Hessian to h at the term's positions.
   bool term_derivs(Term &t, const double *x, double w, double *dense, double *jac, double *h);

@@ -323,7 +323,7 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
   const bool use_curvature = o.curvature && p.has_hessian() && !p.hrow.empty();
   std::vector<double> curv, step(n);
 
-  if (hook(hooks.slpstart)) {
+  if (hook(hooks.slpstart) || hook(hooks.construct)) {
     r.status = NlpStatus::Interrupted;
     stop_user = true;
   }
@@ -482,6 +482,10 @@ void slp_solve(NlpProblem &p, const SlpOptions &o, const SlpHooks &hooks, NlpRes
       if (!o.fixed_penalty) penalty = std::min(penalty * 10.0, kPenaltyMax);
       if (o.penalty_out) *o.penalty_out = penalty;
     }
+    if (hooks.point) hooks.point(cur.x.data());
+    if (hooks.itervar)
+      for (int j = 0; j < n; ++j)
+        if (p.nonlinear_col[j]) hooks.itervar(j);
     if (hook(hooks.iterend)) {
       r.status = NlpStatus::Interrupted;
       ++it;

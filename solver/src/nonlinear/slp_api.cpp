@@ -6,6 +6,8 @@
 #include <cstring>
 
 #include "core/codetext.h"
+#include "nonlinear/slp_callbacks.h"
+
 #include "nonlinear/slp_follow.h"
 #include "nonlinear/slp_guard.h"
 #include "qslp.h"
@@ -113,6 +115,7 @@ int QSLPcreateprob(QSLPprob *prob, QNDAprob *qprob) {
 int QSLPdestroyprob(QSLPprob prob) {
   if (int rc = check_slp_handle(prob, "QSLPdestroyprob")) return rc;
   return run_guarded(global_error(), "QSLPdestroyprob", [&] {
+    slp_cb_event(*prob, kCbDestroy);
     unfollow_main(*prob);
     if (prob->owns_main && prob->main && prob->main->valid()) QNDAdestroyprob(prob->main);
     delete prob;
@@ -268,6 +271,15 @@ int QSLPgetintattrib(QSLPprob prob, int id, int *value) {
       case QSLP_STOPSTATUS:
         *value = prob->stop_status;
         break;
+      case QSLP_MSJOBS:
+        *value = static_cast<int>(prob->ms.jobs.size());
+        break;
+      case QSLP_MSWINNER:
+        *value = prob->ms.winner;
+        break;
+      case QSLP_GLOBALNODES:
+        *value = prob->global_nodes;
+        break;
       default:
         *value = 0;
     }
@@ -281,6 +293,7 @@ int QSLPgetdblattrib(QSLPprob prob, int id, double *value) {
     *value = id == QSLP_OBJVAL         ? prob->objval
              : id == QSLP_SOLVETIME    ? prob->solvetime
              : id == QSLP_MAXVIOLATION ? prob->max_violation
+             : id == QSLP_MSBESTOBJ    ? prob->ms.best
                                        : 0.0;
   });
 }

@@ -13,6 +13,7 @@
 #include "model/problem.h"
 #include "nonlinear/nlextras.h"
 #include "nonlinear/nlp_data.h"
+#include "nonlinear/slp_state.h"
 #include "qslp.h"
 
 namespace qnda {
@@ -50,6 +51,10 @@ constexpr SlpCaInfo kSlpTable[] = {
      nullptr},
     {QSLP_SLPCURVATURE, "nlpslpcurvature", QNDA_TYPE_INT, true, 0, 0, 1, nullptr},
     {QSLP_AUTOINIT, "nlpautoinit", QNDA_TYPE_INT, true, 1, 0, 1, nullptr},
+    {QSLP_MSTHREADS, "nlpmsthreads", QNDA_TYPE_INT, true, 0, 0, 1024, nullptr},
+    {QSLP_MSSEED, "nlpmsseed", QNDA_TYPE_INT, true, 1, 0, 2147483647, nullptr},
+    {QSLP_MSMAXSOLVES, "nlpmsmaxsolves", QNDA_TYPE_INT, true, 0, 0, 2147483647, nullptr},
+    {QSLP_MINLPALG, "nlpminlpalg", QNDA_TYPE_INT, true, QSLP_MINLP_BB, 0, 2, nullptr},
     {QSLP_SOLVERNAME, "nlpsolvername", QNDA_TYPE_STRING, true, 0, 0, 0, "ipopt"},
     // attributes
     {QSLP_ORIGINALROWS, "nlporiginalrows", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
@@ -63,9 +68,13 @@ constexpr SlpCaInfo kSlpTable[] = {
     {QSLP_COEFFICIENTS, "nlpcoefficients", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
     {QSLP_USERFUNCS, "nlpuserfuncs", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
     {QSLP_ALGORITHMUSED, "nlpalgorithmused", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_MSJOBS, "nlpmsjobs", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_MSWINNER, "nlpmswinner", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
+    {QSLP_GLOBALNODES, "nlpglobalnodes", QNDA_TYPE_INT, false, 0, 0, 0, nullptr},
     {QSLP_OBJVAL, "nlpobjval", QNDA_TYPE_DOUBLE, false, 0, 0, 0, nullptr},
     {QSLP_SOLVETIME, "nlpsolvetime", QNDA_TYPE_DOUBLE, false, 0, 0, 0, nullptr},
     {QSLP_MAXVIOLATION, "nlpmaxviolation", QNDA_TYPE_DOUBLE, false, 0, 0, 0, nullptr},
+    {QSLP_MSBESTOBJ, "nlpmsbestobj", QNDA_TYPE_DOUBLE, false, 0, 0, 0, nullptr},
 };
 constexpr int kSlpCount = static_cast<int>(sizeof kSlpTable / sizeof kSlpTable[0]);
 
@@ -92,6 +101,8 @@ struct qslp_problem_s {
   qnda::ErrorRecord err;
   qnda::SlpControls controls;
   qnda::NlpData nl;
+  qnda::SlpCallbackSlots callbacks;
+  qnda::MsState ms;  // multistart jobs and the results of the last run
   // Keeps nl's indices in step with deletions in main (slp_follow.cpp).
   std::unique_ptr<qnda::IndexFollower> follower;
   qnda::SlpExtras extras;  // per-column and per-row SLP settings (nlvars.cpp)
@@ -99,7 +110,7 @@ struct qslp_problem_s {
   std::atomic<int> interrupt{0};
   // Results of the last nonlinear solve.
   qnda::NlpSolution sol;
-  int nlp_status = 0, stop_status = 0, iterations = 0, algorithm_used = 0;
+  int nlp_status = 0, stop_status = 0, iterations = 0, algorithm_used = 0, global_nodes = 0;
   double objval = 0.0, solvetime = 0.0, max_violation = 0.0;
 
   qslp_problem_s() = default;

@@ -20,18 +20,19 @@
 
 namespace qnda {
 
+std::mutex &ipopt_lock() {
+  static std::mutex mu;
+  return mu;
+}
+
 #ifdef QUENDA_HAVE_IPOPT
 namespace {
 
 using Ipopt::Index;
 using Ipopt::Number;
 
-std::mutex g_ipopt_mu;
-
 constexpr double kIpoptInf = 1e20;  // beyond Ipopt's +-1e19: no bound
 constexpr double kUnbounded = 1e20;
-
-double to_ipopt(double v) { return std::isinf(v) ? (v > 0 ? kIpoptInf : -kIpoptInf) : v; }
 
 class Adapter : public Ipopt::TNLP {
  public:
@@ -51,15 +52,8 @@ class Adapter : public Ipopt::TNLP {
     return true;
   }
 
-  bool get_bounds_info(Index n, Number *xl, Number *xu, Index m, Number *gl, Number *gu) override {
-    for (Index j = 0; j < n; ++j) {
-      xl[j] = to_ipopt(p_.xl[j]);
-      xu[j] = to_ipopt(p_.xu[j]);
-    }
-    for (Index i = 0; i < m; ++i) {
-      gl[i] = to_ipopt(p_.gl[i]);
-      gu[i] = to_ipopt(p_.gu[i]);
-    }
+  bool get_bounds_info(Index, Number *xl, Number *xu, Index, Number *gl, Number *gu) override {
+    nlp_bounds(p_, kIpoptInf, xl, xu, gl, gu);
     return true;
   }
 
@@ -110,7 +104,7 @@ class Adapter : public Ipopt::TNLP {
                     static_cast<int>(iter), obj, inf_pr, inf_du, mu);
       s_.log(line);
     }
-    if (s_.stop && s_.stop()) {
+    if ((s_.stop && s_.stop()) || (iter > 0 && s_.on_iteration && s_.on_iteration())) {
       stopped = true;
       return false;
     }
@@ -152,7 +146,7 @@ class Adapter : public Ipopt::TNLP {
 }  // namespace
 
 void ipopt_solve(NlpProblem &p, const NlpSettings &s, NlpResult &r) {
-  std::lock_guard<std::mutex> lk(g_ipopt_mu);
+  std::lock_guard<std::mutex> lk(ipopt_lock());
   Ipopt::SmartPtr<Ipopt::IpoptApplication> app = new Ipopt::IpoptApplication(false);
   app->Options()->SetIntegerValue("print_level", 0);
   app->Options()->SetStringValue("sb", "yes");
