@@ -28,5 +28,6 @@ PyObject *api_int_call(PyObject *self, PyObject *args, PyObject *kwargs, const c
 extern PyMethodDef api_optimize_methods[];
 extern PyMethodDef api_iis_methods[];
 extern PyMethodDef api_sensitivity_methods[];
+extern PyMethodDef api_presolve_methods[];
 extern PyMethodDef api_refine_methods[];
 extern PyMethodDef api_cut_methods[];

@@ -157,7 +157,7 @@ api_init(void)
     PyMethodDef *tables[] = {api_load_methods,     api_change_methods,      api_query_methods,
                              api_solution_methods, api_analysis_methods,    api_optimize_methods,
                              api_iis_methods,      api_sensitivity_methods, api_refine_methods,
-                             api_cut_methods};
+                             api_cut_methods,      api_presolve_methods};
     for (PyMethodDef *t : tables) {
         if (problem_add_methods(t) != 0)
             return -1;

@@ -21,6 +21,24 @@
  * first.. of a type, packed one after the other.  0, or -1 with an
  * exception set. */
 static int
+load_id_names(PyObject *self, int type, int first)
+{
+    /* The library gets the names the objects show ("C<id>", "R<id>"), so
+     * that a name finds the same column or row on both sides. */
+    int n = 0, rc = 0;
+    char *buf = conv_default_names(self, type == QNDA_NAMES_ROWS, first, &n);
+
+    if (buf == NULL)
+        return PyErr_Occurred() ? -1 : 0;
+    if (QNDAaddnames(((problem_s *)self)->prob, type, buf, first, first + n - 1) != 0) {
+        api_fail(self);
+        rc = -1;
+    }
+    qarr_free((void **)&buf);
+    return rc;
+}
+
+static int
 load_names(PyObject *self, PyObject *names, int type, int first)
 {
     api_arrays a(self);
@@ -28,8 +46,10 @@ load_names(PyObject *self, PyObject *names, int type, int first)
     QNDAint64 n = -1, bytes = 0, i;
     char *buf, *w;
 
-    if (api_absent(names) || a.in(names, &n, &s, CONV_STRING) != 0)
-        return PyErr_Occurred() ? -1 : 0;
+    if (api_absent(names))
+        return load_id_names(self, type, first);
+    if (a.in(names, &n, &s, CONV_STRING) != 0)
+        return -1;
     if (n == 0)
         return 0;
     for (i = 0; i < n; i++)
@@ -643,8 +663,8 @@ QNDA_PY_loadmipsol(PyObject *self, PyObject *args, PyObject *kwargs)
     Py_RETURN_NONE;
 }
 
-/* loadbasis and loadpresolvebasis. */
-template<int (*F)(QNDAprob, const int *, const int *)>
+/* loadbasis and loadpresolvebasis (sized for the presolved problem). */
+template<int (*F)(QNDAprob, const int *, const int *), int PRESOLVED>
 static PyObject *
 chg_basis(PyObject *self, PyObject *args, PyObject *kwargs)
 {
@@ -656,7 +676,7 @@ chg_basis(PyObject *self, PyObject *args, PyObject *kwargs)
     problem_s *p;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OO", (char **)kwlist, &ro, &co) ||
-        (p = api_prob(self)) == NULL || api_sizes(self, &rows, &cols) != 0)
+        (p = api_prob(self)) == NULL || api_dims(self, PRESOLVED, &rows, &cols) != 0)
         return NULL;
     if (api_absent(ro) || api_absent(co)) {
         api_missing("Must provide arguments rstatus, cstatus");
@@ -735,10 +755,10 @@ PyMethodDef api_change_methods[] =
      {"loadmipsol", API_KW(QNDA_PY_loadmipsol),
       "loadmipsol(dsol)\n\nLoad a solution (a value per column) as a start of the next MIP "
       "search."},
-     {"loadbasis", API_KW(chg_basis<QNDAloadbasis>),
+     {"loadbasis", API_KW((chg_basis<QNDAloadbasis, 0>)),
       "loadbasis(rstatus, cstatus)\n\nLoad a starting basis: a status per row and per column "
       "(0 at lower bound, 1 basic, 2 at upper bound, 3 superbasic)."},
-     {"loadpresolvebasis", API_KW(chg_basis<QNDAloadpresolvebasis>),
-      "loadpresolvebasis(rstatus, cstatus)\n\nAs loadbasis, for the presolved problem (which "
-      "outside an optimisation is the problem itself)."},
+     {"loadpresolvebasis", API_KW((chg_basis<QNDAloadpresolvebasis, 1>)),
+      "loadpresolvebasis(rstatus, cstatus)\n\nAs loadbasis, for the next solve of the presolved "
+      "problem (the problem itself unless lpoptimize('P') left it presolved)."},
      {NULL, NULL, 0, NULL}};

@@ -236,8 +236,11 @@ QNDA_PY_restore(PyObject *self, PyObject *args, PyObject *kwargs)
     {#name, (PyCFunction)(void (*)(void))QNDA_PY_##name, METH_VARARGS | METH_KEYWORDS, doc}
 
 PyMethodDef api_optimize_methods[] =
-    {API_METHOD(lpoptimize, "lpoptimize(flags=''): solves the LP (or the MIP's relaxation)"),
-     API_METHOD(mipoptimize, "mipoptimize(flags=''): solves the MIP"),
+    {API_METHOD(lpoptimize, "lpoptimize(flags=''): solves the LP (or the MIP's relaxation); "
+                            "flags d, p, b choose the algorithm, P presolves only and leaves "
+                            "the problem presolved until postsolve()"),
+     API_METHOD(mipoptimize, "mipoptimize(flags=''): solves the MIP; flags as lpoptimize, and l "
+                             "for the relaxation only"),
      API_METHOD(tune, "tune(flags=''): solves under candidate settings and keeps the fastest"),
      API_METHOD(tunerwritemethod, "tunerwritemethod(methodfile): writes the tuned settings"),
      API_METHOD(tunerreadmethod, "tunerreadmethod(methodfile): applies settings from a file"),

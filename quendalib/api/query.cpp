@@ -381,7 +381,8 @@ typedef int (*sol_call)(QNDAprob, double *, double *, double *, double *);
 /* getlpsol, getpresolvesol and getmipsol: up to four double outputs, x and
  * dj per column, slack and dual per row. */
 static PyObject *
-sol_get(PyObject *self, PyObject *args, PyObject *kwargs, int nout, sol_call call)
+sol_get(PyObject *self, PyObject *args, PyObject *kwargs, int nout, sol_call call,
+        int presolved = 0)
 {
     static const char *kwlist4[] = {"x", "slack", "dual", "dj", NULL};
     static const char *kwlist2[] = {"x", "slack", NULL};
@@ -394,7 +395,7 @@ sol_get(PyObject *self, PyObject *args, PyObject *kwargs, int nout, sol_call cal
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, nout == 4 ? "|OOOO" : "|OO",
                                      (char **)(nout == 4 ? kwlist4 : kwlist2), &o[0], &o[1], &o[2],
                                      &o[3]) ||
-        (p = api_prob(self)) == NULL || api_sizes(self, &rows, &cols) != 0)
+        (p = api_prob(self)) == NULL || api_dims(self, presolved, &rows, &cols) != 0)
         return NULL;
     n[0] = n[3] = cols;
     n[1] = n[2] = rows;
@@ -420,7 +421,7 @@ QNDA_PY_getlpsol(PyObject *self, PyObject *args, PyObject *kwargs)
 static PyObject *
 QNDA_PY_getpresolvesol(PyObject *self, PyObject *args, PyObject *kwargs)
 {
-    return sol_get(self, args, kwargs, 4, QNDAgetpresolvesol);
+    return sol_get(self, args, kwargs, 4, QNDAgetpresolvesol, 1);
 }
 
 static PyObject *
@@ -432,8 +433,8 @@ QNDA_PY_getmipsol(PyObject *self, PyObject *args, PyObject *kwargs)
                    });
 }
 
-/* getbasis and getpresolvebasis. */
-template<int (*F)(QNDAprob, int *, int *)>
+/* getbasis and getpresolvebasis (sized for the presolved problem). */
+template<int (*F)(QNDAprob, int *, int *), int PRESOLVED>
 static PyObject *
 sol_basis(PyObject *self, PyObject *args, PyObject *kwargs)
 {
@@ -445,7 +446,7 @@ sol_basis(PyObject *self, PyObject *args, PyObject *kwargs)
     problem_s *p;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OO", (char **)kwlist, &ro, &co) ||
-        (p = api_prob(self)) == NULL || api_sizes(self, &rows, &cols) != 0)
+        (p = api_prob(self)) == NULL || api_dims(self, PRESOLVED, &rows, &cols) != 0)
         return NULL;
     if (api_absent(ro) && api_absent(co)) {
         api_missing("Must provide arguments (as lists) of get[presolve]basis");
@@ -510,16 +511,16 @@ PyMethodDef api_solution_methods[] =
       "getlpsol(x=None, slack=None, dual=None, dj=None)\n\nFill the given lists with the LP "
       "solution: x and dj per column, slack and dual per row."},
      {"getpresolvesol", API_KW(QNDA_PY_getpresolvesol),
-      "getpresolvesol(x=None, slack=None, dual=None, dj=None)\n\nAs getlpsol, for the problem "
-      "the engine solved."},
+      "getpresolvesol(x=None, slack=None, dual=None, dj=None)\n\nAs getlpsol, for the presolved "
+      "problem (the problem itself unless lpoptimize('P') left it presolved)."},
      {"getmipsol", API_KW(QNDA_PY_getmipsol),
       "getmipsol(x=None, slack=None)\n\nFill the given lists with the best MIP solution."},
-     {"getbasis", API_KW(sol_basis<QNDAgetbasis>),
+     {"getbasis", API_KW((sol_basis<QNDAgetbasis, 0>)),
       "getbasis(rstatus, cstatus)\n\nFill the lists with the basis statuses of rows and columns "
       "(0 at lower bound, 1 basic, 2 at upper bound); either may be None."},
-     {"getpresolvebasis", API_KW(sol_basis<QNDAgetpresolvebasis>),
-      "getpresolvebasis(rstatus, cstatus)\n\nAs getbasis, for the presolved problem (which "
-      "outside an optimisation is the problem itself)."},
+     {"getpresolvebasis", API_KW((sol_basis<QNDAgetpresolvebasis, 1>)),
+      "getpresolvebasis(rstatus, cstatus)\n\nAs getbasis, for the presolved problem (the "
+      "problem itself unless lpoptimize('P') left it presolved)."},
      {"getcontrolinfo", API_KW(QNDA_PY_getcontrolinfo),
       "getcontrolinfo(name)\n\n(type, id) of the named control; type 1 int, 2 64-bit int, 3 float, "
       "4 str."},
@@ -630,6 +631,7 @@ an_infeas(PyObject *self, PyObject *args, PyObject *kwargs)
     PyObject *o[4];
     api_arrays a(self);
     int n[4] = {0, 0, 0, 0}, *v[4];
+    QNDAint64 rows = 0, cols = 0, prows = 0, pcols = 0;
     problem_s *p;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OOOO", (char **)kwlist, &o[0], &o[1], &o[2],
@@ -644,8 +646,15 @@ an_infeas(PyObject *self, PyObject *args, PyObject *kwargs)
     }
     if (F(p->prob, &n[0], &n[1], &n[2], &n[3], v[0], v[1], v[2], v[3]) != 0)
         return api_fail(self);
+    /* A presolved problem's rows and columns are not the problem's
+     * objects: they come back as indices. */
+    if (F == QNDAgetscaledinfeas &&
+        (api_dims(self, 1, &prows, &pcols) != 0 || api_sizes(self, &rows, &cols) != 0))
+        return NULL;
     for (int i = 0; i < 4; i++) {
-        if (conv_arr2obj(self, n[i], v[i], &o[i], kinds[i]) != 0)
+        int kind =
+            F == QNDAgetscaledinfeas && (prows != rows || pcols != cols) ? CONV_INT : kinds[i];
+        if (conv_arr2obj(self, n[i], v[i], &o[i], kind) != 0)
             return NULL;
     }
     Py_RETURN_NONE;
@@ -764,7 +773,7 @@ QNDA_PY_getpresolvemap(PyObject *self, PyObject *args, PyObject *kwargs)
     problem_s *p;
 
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "OO", (char **)kwlist, &ro, &co) ||
-        (p = api_prob(self)) == NULL || api_sizes(self, &rows, &cols) != 0)
+        (p = api_prob(self)) == NULL || api_dims(self, 1, &rows, &cols) != 0)
         return NULL;
     if (api_absent(ro) || api_absent(co)) {
         api_missing("Must provide argument rowmap and colmap");
@@ -804,19 +813,22 @@ PyMethodDef api_analysis_methods[] =
       "directions ('U', 'D', 'N') and up/down pseudo costs."},
      {"loadpresolvedirs", API_KW(an_loaddirs<QNDAloadpresolvedirs>),
       "loadpresolvedirs(mcols, mpri=None, qbr=None, dupc=None, ddpc=None)\n\nAs loaddirs, for "
-      "the presolved problem (outside an optimisation the problem itself)."},
+      "the columns of the presolved problem (the problem itself unless lpoptimize('P') left it "
+      "presolved); the directives stay on the original columns."},
      {"getdirs", API_KW(QNDA_PY_getdirs),
       "getdirs(mcols, mpri, qbr, dupc, ddpc)\n\nFill the lists with the branching directives: "
       "columns as var objects, priorities, directions, pseudo costs."},
      {"loadsecurevecs", API_KW(QNDA_PY_loadsecurevecs),
-      "loadsecurevecs(mrow, mcol)\n\nRows and columns presolve must keep."},
+      "loadsecurevecs(mrow, mcol)\n\nRows and columns presolve must keep; presolving fails "
+      "when the engine's presolve removes one."},
      {"getinfeas", API_KW(an_infeas<QNDAgetinfeas>),
       "getinfeas(mx, mslack, mdual, mdj)\n\nFill the lists with the primal infeasible columns "
       "(mx) and rows (mslack) and the dual infeasible rows (mdual) and columns (mdj) of the "
       "solution held."},
      {"getscaledinfeas", API_KW(an_infeas<QNDAgetscaledinfeas>),
-      "getscaledinfeas(mx, mslack, mdual, mdj)\n\nAs getinfeas (scaling stays inside the "
-      "engine)."},
+      "getscaledinfeas(mx, mslack, mdual, mdj)\n\nAs getinfeas, for the presolved problem "
+      "while the problem is presolved (its rows and columns as indices then); scaling stays "
+      "inside the engine."},
      {"getprimalray", API_KW((an_getray<QNDAgetprimalray, 1>)),
       "getprimalray(ray)\n\nFill the list with a primal ray (a value per column) of an "
       "unbounded LP."},
@@ -838,7 +850,8 @@ PyMethodDef api_analysis_methods[] =
       "the pivot, number of leaving candidates)."},
      {"getpresolvemap", API_KW(QNDA_PY_getpresolvemap),
       "getpresolvemap(rowmap, colmap)\n\nFill the lists with the original row and column of "
-      "each presolved row and column."},
+      "each presolved row and column (the identity unless lpoptimize('P') left the problem "
+      "presolved)."},
      {"getmessagestatus", API_KW(QNDA_PY_getmessagestatus),
       "getmessagestatus(errcode)\n\n1 when the library shows the messages of code errcode, 0 "
       "when they are muted (setmessagestatus) or switched off."},

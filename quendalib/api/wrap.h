@@ -162,6 +162,22 @@ api_sizes(PyObject *self, QNDAint64 *rows, QNDAint64 *cols)
     return 0;
 }
 
+/* Rows and columns of the problem as loaded, or (presolved != 0) of the
+ * presolved problem, which is the problem itself outside the presolved
+ * state.  0, or -1 with the library's error raised. */
+static inline int
+api_dims(PyObject *self, int presolved, QNDAint64 *rows, QNDAint64 *cols)
+{
+    int r = 0, c = 0;
+    if (!presolved)
+        return api_sizes(self, rows, cols);
+    if (api_intattr(self, QNDA_ROWS, &r) != 0 || api_intattr(self, QNDA_COLS, &c) != 0)
+        return -1;
+    *rows = r;
+    *cols = c;
+    return 0;
+}
+
 /* The library reads start[j] .. start[j+1] (or start[j] + len[j]) of its
  * index and value arrays without knowing their lengths: every span of the
  * n items must lie inside the nnz entries given.  0, or -1 with ModelError. */

@@ -649,6 +649,37 @@ conv_registry_ready(problem_s *p, PyObject *names, int n, PyObject **lst, const 
     return 1;
 }
 
+char *
+conv_default_names(PyObject *prob, int rows, int first, int *count)
+{
+    problem_s *p = (problem_s *)prob;
+    PyObject *list = rows ? p->cons : p->vars;
+    Py_ssize_t n = list != NULL ? PyList_GET_SIZE(list) - first : 0;
+    char *buf, *w;
+
+    *count = 0;
+    if (n <= 0)
+        return NULL;
+    /* a prefix, at most 10 digits and the zero */
+    if ((buf = (char *)qarr_alloc((size_t)n * 12)) == NULL) {
+        PyErr_NoMemory();
+        return NULL;
+    }
+    w = buf;
+    for (Py_ssize_t i = 0; i < n; i++) {
+        PyObject *o = PyList_GET_ITEM(list, first + i);
+        uint32_t id = rows ? ((constraint_object *)o)->id : VAR_ID(o);
+        char text[16];
+        size_t len;
+        const char *t = quenda_id_text(rows ? 'R' : 'C', id, text, &len);
+        memcpy(w, t, len);
+        w[len] = 0;
+        w += len + 1;
+    }
+    *count = (int)n;
+    return buf;
+}
+
 int
 addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntities,
                    const int *entityCols, const char *entityTypes, const double *entityLimits,

@@ -58,6 +58,13 @@ void conv_free(void **arr, QNDAint64 count, int kind);
  * rows.  New reference, or NULL with an exception set. */
 PyObject *convSeqToRowCol(PyObject *prob, int index);
 
+/* The default names ("C<id>", "R<id>") of the problem's columns (rows
+ * when rows != 0) first.. to the end of its list, packed one after the
+ * other with their zeros, in a buffer from the library's allocator
+ * (qarr_free); *count gets how many.  NULL with MemoryError, or with
+ * *count 0 when there is none. */
+char *conv_default_names(PyObject *prob, int rows, int first, int *count);
+
 /* Creates a var for each of the n new columns firstCol.. and enters it in
  * the problem's variable list and map.  names/types: lists or NULL; the
  * entity arrays (nEntities long, may be NULL) give types and thresholds by

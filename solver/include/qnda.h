@@ -539,7 +539,8 @@ QNDA_API int QNDAgetglobal64(QNDAprob prob, int *nentities, int *nsets, char *co
  * Optimisation and results
  *
  * flags of lpoptimize: "" engine's choice, "d" dual simplex, "p" primal
- * simplex, "b" barrier; "n" (network) is accepted as the engine's choice.
+ * simplex, "b" barrier; "n" (network) is accepted as the engine's choice;
+ * "P" presolves only, leaving the problem presolved (see below).
  * flags of mipoptimize: "l" solves the relaxation only; the LP letters
  * choose the algorithm of node LPs when the engine allows.
  * ---------------------------------------------------------------------- */
@@ -562,9 +563,15 @@ QNDA_API int QNDAloadmipsol(QNDAprob prob, const double *x, int *status);
  * Directives, special rows, and what an optimisation tells beyond its
  * solution (the low-level model interface)
  *
- * Presolve stays inside the engine: outside an optimisation the presolved
- * problem is the problem itself, so the "presolve" variants act on the
- * problem and the presolve map is the identity.
+ * The presolved state: QNDAlpoptimize or QNDAmipoptimize with the flag
+ * 'P' presolves the problem (the MIP keeping its discrete columns) and
+ * stops, leaving it presolved.  While presolved, QNDA_ROWS and QNDA_COLS
+ * count the presolved problem (QNDA_ORIGINALROWS/COLS the problem's), the
+ * "presolve" variants answer for the presolved problem, and a further
+ * optimisation solves it; QNDApostsolve maps its solution (and an LP's
+ * duals and basis) back onto the problem and ends the state, as does any
+ * change of the model.  Otherwise the presolved problem is the problem
+ * itself: the variants act on it and the presolve map is the identity.
  * ---------------------------------------------------------------------- */
 /* Branching directives: priority (lower first; NULL: 500), direction 'U',
  * 'D' or 'N' (NULL: 'N'), up and down pseudo costs (NULL: 0).  Replace all
@@ -580,7 +587,9 @@ QNDA_API int QNDAloadbranchdirs(QNDAprob prob, int ncols, const int *colind, con
 /* Any output may be NULL; *ndirs gets the count. */
 QNDA_API int QNDAgetdirs(QNDAprob prob, int *ndirs, int *colind, int *priority, char *direction,
                          double *uppseudo, double *downpseudo);
-/* Rows and columns that must stay in the presolved problem. */
+/* Rows and columns that must stay in the presolved problem.  The engine's
+ * presolve cannot be told to keep them: presolving fails when it removes
+ * one. */
 QNDA_API int QNDAloadsecurevecs(QNDAprob prob, int nrows, int ncols, const int *rowind,
                                 const int *colind);
 /* Model cuts: rows of the model the engine may use from the start. */
@@ -616,9 +625,23 @@ QNDA_API int QNDAgetpivotorder(QNDAprob prob, int *pivotorder);
  * model reaches the engine unchanged (no sets, indicators, quadratics). */
 QNDA_API int QNDAgetpivots(QNDAprob prob, int enter, int *outlist, double *x, double *dobj,
                            int *npiv, int maxpiv);
-/* Original row and column of each presolved row and column (the identity,
- * see above). */
+/* Original row and column of each presolved row and column (the identity
+ * outside the presolved state). */
 QNDA_API int QNDAgetpresolvemap(QNDAprob prob, int *rowmap, int *colmap);
+/* The row  sum origrowcoef[k] x[origcolind[k]]  (rowtype)  origrhs  of the
+ * problem in the presolved problem's columns (duplicates summed): columns
+ * presolve fixed move into *rhs, shifted or scaled ones come in their
+ * presolved form.  *status 0 done, 1 more than maxcoefs coefficients
+ * (*ncoefs and *rhs still set), -1 the row uses a column presolve replaced
+ * by an expression of several presolved columns.
+ * Outside the presolved state the row comes back as given. */
+QNDA_API int QNDApresolverow(QNDAprob prob, char rowtype, int norigcoefs, const int *origcolind,
+                             const double *origrowcoef, double origrhs, int maxcoefs, int *ncoefs,
+                             int *colind, double *rowcoef, double *rhs, int *status);
+/* Ends the presolved state: the presolved problem's solution, with an
+ * LP's duals and basis, becomes the problem's.  Nothing to do (and no
+ * error) when the problem is not presolved. */
+QNDA_API int QNDApostsolve(QNDAprob prob);
 
 /* ------------------------------------------------------------------------
  * Files

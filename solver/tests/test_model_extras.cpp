@@ -164,3 +164,25 @@ TEST_F(Extras, PivotsByHand) {
   EXPECT_NEAR(dobj, 30, 1e-9);
   EXPECT_EQ(QNDAgetpivots(p, 2, out, x, &dobj, &npiv, 4), QNDA_ERR_ARGUMENT);  // basic
 }
+
+namespace {
+
+TEST_F(Extras, PivotsRefusedSayWhy) {
+  load({-1, -1}, {{1, 1}}, "L", {3}, {0, 0}, {5, 5});
+  ASSERT_EQ(QNDAlpoptimize(p, "P"), 0) << last_error();
+  double dobj = 0;
+  int out[4], npiv = 0;
+  double x[3];
+  EXPECT_EQ(QNDAgetpivots(p, 0, out, x, &dobj, &npiv, 4), QNDA_ERR_STATE);
+  EXPECT_NE(last_error().find("presolved"), std::string::npos) << last_error();
+  ASSERT_EQ(QNDApostsolve(p), 0);
+  const char type[] = {'1'};
+  const int start[] = {0, 2}, ind[] = {0, 1};
+  ASSERT_EQ(QNDAaddsets(p, 1, 2, type, start, ind, nullptr), 0) << last_error();
+  ASSERT_EQ(QNDAlpoptimize(p, ""), 0) << last_error();
+  EXPECT_EQ(QNDAgetpivots(p, 0, out, x, &dobj, &npiv, 4), QNDA_ERR_UNSUPPORTED);
+  EXPECT_NE(last_error().find("reformulation (3 more rows, 2 more columns)"), std::string::npos)
+      << last_error();
+}
+
+}  // namespace

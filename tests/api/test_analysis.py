@@ -143,6 +143,19 @@ class TestBasisAndMaps:
         with pytest.raises(quenda.SolverError, match="is basic"):
             p.getpivots(p.getVariable()[0], [], [], 5)
 
+    @pytest.mark.parametrize("over,flags,match", [
+        (dict(mqcol1=[0], mqcol2=[0], dqe=[1]), "", "quadratic objective"),
+        (dict(qstype=["1"], msstart=[0, 2], mscols=[0, 1], dref=[1, 2], dub=[3, 5]), "",
+         "reformulation \\(3 more rows, 2 more columns\\)"),
+        (dict(qgtype=["I"], mgcols=[0]), "", "a MIP search leaves none"),
+        ({}, "P", "presolved"),
+    ], ids=["qp", "sos", "mip", "presolved"])
+    def test_pivots_refusal_says_why(self, over, flags, match):
+        p = lp(**over)
+        (p.mipoptimize if "qgtype" in over else p.lpoptimize)(flags)
+        with pytest.raises(quenda.SolverError, match=match):
+            p.getpivots(0, [], [], 5)
+
     def test_infeasibilities_of_an_optimum_are_none(self):
         p = lp()
         p.solve()

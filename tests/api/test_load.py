@@ -64,6 +64,19 @@ class TestLoadProblem:
         for c in p.getConstraint():
             assert c.name.startswith("R") and c.name[1:].isdigit()
 
+    def test_default_names_find_the_same_objects_in_the_library(self):
+        p = lp()
+        p.addcols([0], [0, 0], [], [], [0], [1])
+        p.addrows(["L"], [9], [0, 1], [0], [1])
+        xs, cons = p.getVariable(), p.getConstraint()
+        assert [p.getIndexFromName(2, v.name) for v in xs] == [0, 1, 2]
+        assert [p.getIndexFromName(1, c.name) for c in cons] == [0, 1, 2]
+        # A name reaches the library's column, not the one at that position.
+        p.chgobj([xs[1].name], [-3])
+        obj = []
+        p.getobj(obj, 0, 2)
+        assert obj == [-1, -3, 0]
+
     def test_reload_replaces_objects(self):
         p = lp()
         old = p.getVariable()

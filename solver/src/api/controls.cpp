@@ -7,6 +7,7 @@
 
 #include "api/guard.h"
 #include "controls/catable.h"
+#include "engine/presolved.h"
 #include "qnda.h"
 
 using namespace qnda;
@@ -76,6 +77,11 @@ QNDAint64 int_attrib(const qnda_problem_s &prob, int id) {
   QNDAint64 v = 0;
   if (solve_int_attrib(prob.results(), id, &v)) return v;
   const Model &m = prob.model;
+  if (const PresolvedState *ps = presolved_state(prob)) {
+    // Rows and columns are the presolved problem's while it is presolved.
+    if (id == QNDA_ROWS) return ps->nrows();
+    if (id == QNDA_COLS) return ps->ncols();
+  }
   switch (id) {
     case QNDA_ROWS:
     case QNDA_ORIGINALROWS:

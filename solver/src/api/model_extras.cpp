@@ -1,9 +1,10 @@
 // What a problem carries beside its rows and columns for the engines:
 // branching directives, rows and columns presolve must keep (secure),
-// model cuts, delayed rows; and the presolved problem's basis.  Presolve
-// stays inside the engine, so outside an optimisation the presolved problem
-// is the problem itself: its basis and directives are the problem's.
+// model cuts, delayed rows; and the presolved problem's basis.  Outside the
+// presolved state (engine/presolved.h) the presolved problem is the problem
+// itself: its basis and directives are the problem's.
 #include "api/model_args.h"
+#include "engine/presolved.h"
 
 using namespace qnda;
 
@@ -49,8 +50,18 @@ int QNDAloaddirs(QNDAprob prob, int ndirs, const int *colind, const int *priorit
 
 int QNDAloadpresolvedirs(QNDAprob prob, int ndirs, const int *colind, const int *priority,
                          const char *direction, const double *uppseudo, const double *downpseudo) {
-  return guard(prob, "QNDAloadpresolvedirs",
-               [&] { load_dirs(prob, ndirs, colind, priority, direction, uppseudo, downpseudo); });
+  return guard(prob, "QNDAloadpresolvedirs", [&] {
+    const PresolvedState *ps = presolved_state(*prob);
+    if (!ps || ndirs <= 0)
+      return load_dirs(prob, ndirs, colind, priority, direction, uppseudo, downpseudo);
+    // Columns of the presolved problem: the directives are kept on the
+    // original columns they stand for.
+    check_array(colind, "colind");
+    check_indices(colind, ndirs, ps->ncols(), "presolved column");
+    std::vector<int> orig(colind, colind + ndirs);
+    for (int &j : orig) j = ps->pre->col_map[j];
+    load_dirs(prob, ndirs, orig.data(), priority, direction, uppseudo, downpseudo);
+  });
 }
 
 int QNDAloadbranchdirs(QNDAprob prob, int ncols, const int *colind, const int *dir) {
@@ -114,12 +125,24 @@ int QNDAloaddelayedrows(QNDAprob prob, int nrows, const int *rowind) {
 }
 
 int QNDAloadpresolvebasis(QNDAprob prob, const int *rowstat, const int *colstat) {
-  const int rc = QNDAloadbasis(prob, rowstat, colstat);
-  return rc;
+  if (prob && prob->valid() && !presolved_state(*prob))
+    return QNDAloadbasis(prob, rowstat, colstat);
+  return guard(prob, "QNDAloadpresolvebasis", [&] {
+    check_array(rowstat, "rowstat");
+    check_array(colstat, "colstat");
+    PresolvedState *ps = presolved_state(*prob);
+    if (!ps) fail(QNDA_ERR_STATE, "the problem left its presolved state");
+    load_presolved_basis(*ps, rowstat, colstat);
+  });
 }
 
 int QNDAgetpresolvebasis(QNDAprob prob, int *rowstat, int *colstat) {
-  return QNDAgetbasis(prob, rowstat, colstat);
+  if (prob && prob->valid() && !presolved_state(*prob)) return QNDAgetbasis(prob, rowstat, colstat);
+  return guard_read(prob, "QNDAgetpresolvebasis", [&] {
+    const PresolvedState *ps = presolved_state(*prob);
+    if (!ps) fail(QNDA_ERR_STATE, "the problem left its presolved state");
+    presolved_basis(*ps, rowstat, colstat);
+  });
 }
 
 int QNDAgetmessagestatus(QNDAprob prob, int msgcode, int *status) {

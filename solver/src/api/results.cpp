@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "api/guard.h"
+#include "engine/presolved.h"
 
 using namespace qnda;
 
@@ -12,8 +13,13 @@ void copy_vec(const std::vector<double> &v, double *out) {
   if (out) std::copy(v.begin(), v.end(), out);
 }
 
-void need_solution(const SolveState &st) {
-  if (!st.has_solution) fail(QNDA_ERR_STATE, "no solution available (optimise the problem first)");
+void need_solution(const qnda_problem_s &prob, const SolveState &st) {
+  if (st.has_solution) return;
+  if (presolved_state(prob))
+    fail(QNDA_ERR_STATE,
+         "the problem is presolved: its solution is the presolved problem's (getpresolvesol) until "
+         "postsolve");
+  fail(QNDA_ERR_STATE, "no solution available (optimise the problem first)");
 }
 
 }  // namespace
@@ -23,7 +29,7 @@ extern "C" {
 int QNDAgetlpsol(QNDAprob prob, double *x, double *slack, double *duals, double *djs) {
   return guard_read(prob, "QNDAgetlpsol", [&] {
     const SolveState &st = prob->results();
-    if (x || slack) need_solution(st);
+    if (x || slack) need_solution(*prob, st);
     if ((duals || djs) && !st.has_duals)
       fail(QNDA_ERR_STATE, st.was_mip ? "no dual solution after a MIP search"
                                       : "no dual solution available (optimise the problem first)");
@@ -35,11 +41,12 @@ int QNDAgetlpsol(QNDAprob prob, double *x, double *slack, double *duals, double 
 }
 
 int QNDAgetpresolvesol(QNDAprob prob, double *x, double *slack, double *duals, double *djs) {
-  // Presolve stays inside the engine: the problem seen from outside is the
-  // original one, so its solution is the presolved problem's too.
+  // Outside the presolved state the presolved problem is the problem.
   return guard_read(prob, "QNDAgetpresolvesol", [&] {
+    if (const PresolvedState *ps = presolved_state(*prob))
+      return presolved_solution(*ps, x, slack, duals, djs);
     const SolveState &st = prob->results();
-    if (x || slack) need_solution(st);
+    if (x || slack) need_solution(*prob, st);
     if ((duals || djs) && !st.has_duals) fail(QNDA_ERR_STATE, "no dual solution available");
     copy_vec(st.x, x);
     copy_vec(st.slack, slack);

@@ -198,4 +198,31 @@ void engine_feasibility_relaxation(const FlatModel &m, const EngineSettings &s,
                                    const std::vector<double> &col_up_w,
                                    const std::vector<double> &row_w, EngineResult &result);
 
+// ----------------------------------------------------------------------
+// Presolve kept apart from an optimisation (engine/<name>/*_presolve.cpp),
+// for a problem left in its presolved state: the engine's reduced model,
+// where its rows and columns came from, and the way back.
+class EnginePresolve {
+ public:
+  virtual ~EnginePresolve() = default;
+  FlatModel reduced;                  // orig_* equal its counts
+  std::vector<int> row_map, col_map;  // the original row and column of each reduced one
+  // How each original column follows from the reduced ones where it is one
+  // reduced column's affine image or a constant: x[j] = scale[j] *
+  // xr[from[j]] + shift[j] (from[j] -1: the constant shift[j]); known[j] 0
+  // when it is neither.
+  std::vector<int> from;
+  std::vector<double> scale, shift;
+  std::vector<char> known;
+  // The original model's point from r, a result of reduced: primal values
+  // always, duals and basis for an LP that has them.  Throws qnda::Error.
+  virtual void postsolve(const EngineResult &r, EngineResult &out) = 0;
+};
+
+// Presolves m (its discrete columns kept when mip).  NULL with status
+// Infeasible or InfeasibleOrUnbounded when presolve decided the problem;
+// throws qnda::Error when the engine fails.
+std::unique_ptr<EnginePresolve> engine_presolve(const FlatModel &m, const EngineSettings &s,
+                                                bool mip, EngineStatus &status);
+
 }  // namespace qnda

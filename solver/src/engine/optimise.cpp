@@ -66,6 +66,7 @@ namespace {
 struct Flags {
   int algorithm = 0;  // 0: from the control
   bool relax = false;
+  bool presolve_only = false;  // 'P': presolve and leave the problem presolved
 };
 
 Flags parse_flags(const char *flags, bool mip) {
@@ -89,10 +90,13 @@ Flags parse_flags(const char *flags, bool mip) {
         if (!mip) fail(QNDA_ERR_ARGUMENT, "unknown flag 'l' (only mipoptimize takes it)");
         f.relax = true;
         break;
+      case 'P':
+        f.presolve_only = true;
+        break;
       case ' ':
         break;
       default:
-        fail(QNDA_ERR_ARGUMENT, "unknown flag '%c' in \"%s\" (known: d p b n%s)", *p, flags,
+        fail(QNDA_ERR_ARGUMENT, "unknown flag '%c' in \"%s\" (known: d p b n P%s)", *p, flags,
              mip ? " l" : "");
     }
   }
@@ -129,6 +133,8 @@ EngineSettings settings_from(const Controls &c, bool mip, const Flags &f) {
   return s;
 }
 
+}  // namespace
+
 // Row basis statuses: ours are those of the slack s = rhs - a'x (an 'L'
 // row at its limit has s = 0 at its lower bound); the engine's are those of
 // the activity a'x.
@@ -147,16 +153,9 @@ int row_stat_from_engine(BasisStat b, char type) {
 }
 
 int col_stat_from_engine(BasisStat b) {
-  switch (b) {
-    case BasisStat::Basic:
-      return QNDA_BASIC;
-    case BasisStat::Upper:
-      return QNDA_AT_UPPER;
-    case BasisStat::Zero:
-      return QNDA_FREE_SUPER;
-    default:
-      return QNDA_AT_LOWER;
-  }
+  // In the order of BasisStat: Lower, Basic, Upper, Zero.
+  static constexpr int kStat[] = {QNDA_AT_LOWER, QNDA_BASIC, QNDA_AT_UPPER, QNDA_FREE_SUPER};
+  return kStat[static_cast<int>(b)];
 }
 
 const char *stop_text(int stop) {
@@ -214,24 +213,25 @@ void fill_results(const Model &model, const EngineResult &r, bool rows_rewritten
   }
 }
 
+namespace {
+
 int stop_of(EngineStatus s, int interrupt_reason) {
-  switch (s) {
-    case EngineStatus::TimeLimit:
-      return QNDA_STOP_TIMELIMIT;
-    case EngineStatus::IterationLimit:
-      return QNDA_STOP_ITERLIMIT;
-    case EngineStatus::NodeLimit:
-      return QNDA_STOP_NODELIMIT;
-    case EngineStatus::SolutionLimit:
-      return QNDA_STOP_SOLLIMIT;
-    case EngineStatus::Interrupted:
-      return interrupt_reason ? interrupt_reason : QNDA_STOP_USER;
-    default:
-      return QNDA_STOP_NONE;
-  }
+  if (s == EngineStatus::Interrupted) return interrupt_reason ? interrupt_reason : QNDA_STOP_USER;
+  static constexpr struct {
+    EngineStatus status;
+    int stop;
+  } kLimits[] = {{EngineStatus::TimeLimit, QNDA_STOP_TIMELIMIT},
+                 {EngineStatus::IterationLimit, QNDA_STOP_ITERLIMIT},
+                 {EngineStatus::NodeLimit, QNDA_STOP_NODELIMIT},
+                 {EngineStatus::SolutionLimit, QNDA_STOP_SOLLIMIT}};
+  for (const auto &l : kLimits)
+    if (l.status == s) return l.stop;
+  return QNDA_STOP_NONE;
 }
 
 int lp_status_of(EngineStatus s) {
+  // Stopped by a limit or an interrupt: unfinished.
+  if (stop_of(s, 0) != QNDA_STOP_NONE) return QNDA_LP_UNFINISHED;
   switch (s) {
     case EngineStatus::Optimal:
       return QNDA_LP_OPTIMAL;
@@ -242,12 +242,6 @@ int lp_status_of(EngineStatus s) {
       return QNDA_LP_UNBOUNDED;
     case EngineStatus::Cutoff:
       return QNDA_LP_CUTOFF_IN_DUAL;
-    case EngineStatus::TimeLimit:
-    case EngineStatus::IterationLimit:
-    case EngineStatus::NodeLimit:
-    case EngineStatus::SolutionLimit:
-    case EngineStatus::Interrupted:
-      return QNDA_LP_UNFINISHED;
     case EngineStatus::NonConvex:
       return QNDA_LP_NONCONVEX;
     default:
@@ -300,7 +294,16 @@ Engine *kept_engine(qnda_problem_s &prob, const std::string &name) {
 
 }  // namespace
 
+EngineSettings optimise_settings(const qnda_problem_s &prob, bool mip, const char *flags,
+                                 bool &presolve_only) {
+  const Flags f = parse_flags(flags, mip);
+  presolve_only = f.presolve_only;
+  return settings_from(prob.controls, mip, f);
+}
+
 int lp_status_from(EngineStatus s) { return lp_status_of(s); }
+int mip_status_from(EngineStatus s, bool has_solution) { return mip_status_of(s, has_solution); }
+int stop_status_from(EngineStatus s, int interrupt_reason) { return stop_of(s, interrupt_reason); }
 
 // How a MIP start fares against the model the engine gets: 1 feasible, 4
 // infeasible, 5 of the wrong length (the codes of usersolnotify).
@@ -388,7 +391,10 @@ void optimise(qnda_problem_s &prob, bool mip, const char *flags) {
   const Model &model = prob.model;
   SolveState &st = prob.solve;
 
-  // A solve that fails leaves no results of an earlier one behind.
+  // An optimisation of the problem itself (the tuner's, say) ends a
+  // presolved state; a solve that fails leaves no results of an earlier
+  // one behind.
+  prob.presolved.reset();
   st.clear_results();
   st.model_changed = false;
 

@@ -6,6 +6,7 @@
 
 #include "core/error.h"
 #include "engine/optimise.h"
+#include "engine/presolved.h"
 #include "engine/reformulate.h"
 #include "model/problem.h"
 
@@ -18,20 +19,34 @@ void pivot_candidates(qnda_problem_s &prob, int enter, int maxpiv, PivotResult &
   if (enter < 0 || enter >= rows + n)
     fail(QNDA_ERR_INDEX, "entering variable %d out of range [0, %d)", enter, rows + n);
   if (maxpiv < 0) fail(QNDA_ERR_ARGUMENT, "maxpiv is negative (%d)", maxpiv);
-  if (st.colstat.size() != static_cast<size_t>(n) ||
-      st.rowstat.size() != static_cast<size_t>(rows) || !st.has_solution)
-    fail(QNDA_ERR_STATE, "no optimal basis available (solve the LP with a simplex method first)");
-  if (!m.qobj().empty()) fail(QNDA_ERR_UNSUPPORTED, "pivots of a quadratic objective");
-  const bool enter_row = enter < rows;
-  if ((enter_row ? st.rowstat[enter] : st.colstat[enter - rows]) == QNDA_BASIC)
-    fail(QNDA_ERR_ARGUMENT, "variable %d is basic and cannot enter", enter);
-
+  // What has no simplex basis of the problem's own rows and columns says
+  // why, before the missing basis would.
+  if (!m.qobj().empty())
+    fail(QNDA_ERR_UNSUPPORTED,
+         "no pivots of a quadratic objective: the engine's QP solver leaves no simplex basis");
+  if (!m.qrow_list().empty())
+    fail(QNDA_ERR_UNSUPPORTED,
+         "no pivots of a problem with quadratic rows: the interior-point engine solves it");
   FlattenOptions fo;
   fo.search = false;
   FlatModel fm;
   flatten(m, fo, fm);
   if (fm.ncols != n || fm.nrows != rows)
-    fail(QNDA_ERR_UNSUPPORTED, "pivots of a reformulated model (sets, indicators)");
+    fail(QNDA_ERR_UNSUPPORTED,
+         "no pivots of a problem with sets, indicator rows or partially integer columns: the "
+         "engine solves a reformulation (%d more rows, %d more columns) whose basis is not the "
+         "problem's",
+         fm.nrows - rows, fm.ncols - n);
+  if (presolved_state(prob))
+    fail(QNDA_ERR_STATE, "the problem is presolved: postsolve brings its basis back");
+  if (st.colstat.size() != static_cast<size_t>(n) ||
+      st.rowstat.size() != static_cast<size_t>(rows) || !st.has_solution)
+    fail(QNDA_ERR_STATE,
+         "no optimal basis available (solve the LP with a simplex method first; a MIP search "
+         "leaves none)");
+  const bool enter_row = enter < rows;
+  if ((enter_row ? st.rowstat[enter] : st.colstat[enter - rows]) == QNDA_BASIC)
+    fail(QNDA_ERR_ARGUMENT, "variable %d is basic and cannot enter", enter);
   std::unique_ptr<Engine> engine = make_engine(prob.controls.get_str(QNDA_SOLVERNAME));
   EngineStart start;
   start.col_basis.resize(n);

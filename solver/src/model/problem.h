@@ -24,6 +24,9 @@ namespace qnda {
 // Results of the analyses of analysis/ (infeasible subsystems ...), kept
 // until the model changes.
 struct AnalysisState;
+// The problem left presolved (engine/presolved.h), until postsolve or a
+// change of the model.
+struct PresolvedState;
 // Row and column scaling a user gave (QNDAscale; engine/userscale.h).
 struct UserScale;
 // An engine instance a problem keeps between optimisations, so that the next
@@ -63,6 +66,7 @@ struct qnda_problem_s {
   // Handlers of this problem's messages (QNDAaddcbmessage).
   qnda::HandlerList handlers;
   std::shared_ptr<qnda::AnalysisState> analysis;
+  std::shared_ptr<qnda::PresolvedState> presolved;
   std::shared_ptr<qnda::UserScale> user_scale;
   // Message codes switched off on this problem (QNDAsetmessagestatus),
   // sorted.  Changed only while no solve runs, so the log may read it.
@@ -92,6 +96,7 @@ struct qnda_problem_s {
   void model_changed() {
     solve.invalidate();
     analysis.reset();
+    presolved.reset();
   }
   // The results the queries answer with: the event's inside a callback on
   // this thread, else the last solve's.

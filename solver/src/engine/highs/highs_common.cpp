@@ -89,6 +89,7 @@ void copy_from(const HighsModel &hm, FlatModel &m) {
     for (int j = 0; j < m.ncols; ++j) {
       switch (lp.integrality_[j]) {
         case HighsVarType::kInteger:
+        case HighsVarType::kImplicitInteger:  // presolve's: integral in every solution
           m.kind[j] = ColKind::Integer;
           break;
         case HighsVarType::kSemiContinuous:
@@ -128,6 +129,27 @@ void copy_from(const HighsModel &hm, FlatModel &m) {
     m.qvalue = q.value_;
     m.qstart.resize(m.ncols + 1, m.qstart.empty() ? 0 : m.qstart.back());
   }
+}
+
+namespace {
+// The same four statuses on both sides; HiGHS's nonbasic-without-side
+// reads as at lower.
+constexpr BasisStat kOurs[] = {BasisStat::Lower, BasisStat::Basic, BasisStat::Upper,
+                               BasisStat::Zero};
+constexpr HighsBasisStatus kTheirs[] = {HighsBasisStatus::kLower, HighsBasisStatus::kBasic,
+                                        HighsBasisStatus::kUpper, HighsBasisStatus::kZero};
+}  // namespace
+
+HighsBasisStatus to_highs(BasisStat b) {
+  for (int k = 0; k < 4; ++k)
+    if (kOurs[k] == b) return kTheirs[k];
+  return HighsBasisStatus::kLower;
+}
+
+BasisStat from_highs(HighsBasisStatus b) {
+  for (int k = 0; k < 4; ++k)
+    if (kTheirs[k] == b) return kOurs[k];
+  return BasisStat::Lower;
 }
 
 }  // namespace qnda

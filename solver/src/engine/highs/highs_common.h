@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "Highs.h"
+#include "engine/engine.h"
 #include "engine/flatmodel.h"
 
 namespace qnda {
@@ -18,5 +19,9 @@ void move_into(FlatModel &m, HighsModel &hm, bool keep_integrality);
 
 // Copies a HiGHS model into m (column-wise, infinite bounds as +-inf).
 void copy_from(const HighsModel &hm, FlatModel &m);
+
+// Basis statuses between the library's engine view and HiGHS.
+HighsBasisStatus to_highs(BasisStat b);
+BasisStat from_highs(HighsBasisStatus b);
 
 }  // namespace qnda

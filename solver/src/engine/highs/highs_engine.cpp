@@ -247,32 +247,6 @@ void apply_settings(Highs &h, const EngineSettings &s, bool mip, bool qp) {
   }
 }
 
-HighsBasisStatus to_highs(BasisStat b) {
-  switch (b) {
-    case BasisStat::Basic:
-      return HighsBasisStatus::kBasic;
-    case BasisStat::Upper:
-      return HighsBasisStatus::kUpper;
-    case BasisStat::Zero:
-      return HighsBasisStatus::kZero;
-    default:
-      return HighsBasisStatus::kLower;
-  }
-}
-
-BasisStat from_highs(HighsBasisStatus b) {
-  switch (b) {
-    case HighsBasisStatus::kBasic:
-      return BasisStat::Basic;
-    case HighsBasisStatus::kUpper:
-      return BasisStat::Upper;
-    case HighsBasisStatus::kZero:
-      return BasisStat::Zero;
-    default:
-      return BasisStat::Lower;
-  }
-}
-
 EngineStatus map_status(HighsModelStatus st, bool mip, const CallbackData &cb) {
   switch (st) {
     case HighsModelStatus::kOptimal:
@@ -289,7 +263,7 @@ EngineStatus map_status(HighsModelStatus st, bool mip, const CallbackData &cb) {
       return EngineStatus::Cutoff;
     case HighsModelStatus::kTimeLimit:
       return EngineStatus::TimeLimit;
-    case HighsModelStatus::kIterationLimit:
+    case HighsModelStatus::kIterationLimit:  // of the search's nodes in a MIP
       return mip ? EngineStatus::NodeLimit : EngineStatus::IterationLimit;
     case HighsModelStatus::kSolutionLimit:
       // HiGHS reports the node limit and the solution limit alike.
