@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "callbacks/branchobj.h"
+
 namespace qnda {
 
 namespace {
@@ -65,6 +67,8 @@ void CallbackDispatch::fill_state(const EventInfo &e, SolveState &st) const {
   st.mip_status = e.has_incumbent ? QNDA_MIP_SOLUTION : QNDA_MIP_NO_SOL_FOUND;
   st.lp_status = QNDA_LP_UNFINISHED;
   st.model_changed = false;
+  st.node = e.node;
+  st.depth = e.depth;
   if (e.x && fill_) {
     fill_(e.x, st);
     st.has_solution = true;
@@ -130,6 +134,55 @@ void CallbackDispatch::preintsol(const EventInfo &e, int soltype, int *reject, d
     reinterpret_cast<QNDAcb_preintsol>(c.fn)(prob_, c.data, soltype, reject, cutoff);
     if (*reject) return;
   }
+}
+
+void CallbackDispatch::prenode(const EventInfo &e, int *infeasible) {
+  if (!lists_.any(CB_PRENODE)) return;
+  Scope scope(*this, e);
+  for (const CbEntry &c : lists_.snapshot(CB_PRENODE)) {
+    if (!c.live()) continue;
+    reinterpret_cast<QNDAcb_prenode>(c.fn)(prob_, c.data, infeasible);
+    if (*infeasible) return;
+  }
+}
+
+void CallbackDispatch::newnode(const EventInfo &e, int parent, int node, int branch) {
+  if (!lists_.any(CB_NEWNODE)) return;
+  Scope scope(*this, e);
+  for (const CbEntry &c : lists_.snapshot(CB_NEWNODE))
+    if (c.live()) reinterpret_cast<QNDAcb_newnode>(c.fn)(prob_, c.data, parent, node, branch);
+}
+
+void CallbackDispatch::infnode(const EventInfo &e) {
+  if (!lists_.any(CB_INFNODE)) return;
+  Scope scope(*this, e);
+  for (const CbEntry &c : lists_.snapshot(CB_INFNODE))
+    if (c.live()) reinterpret_cast<QNDAcb_infnode>(c.fn)(prob_, c.data);
+}
+
+void CallbackDispatch::nodecutoff(const EventInfo &e, int node) {
+  if (!lists_.any(CB_NODECUTOFF)) return;
+  Scope scope(*this, e);
+  for (const CbEntry &c : lists_.snapshot(CB_NODECUTOFF))
+    if (c.live()) reinterpret_cast<QNDAcb_nodecutoff>(c.fn)(prob_, c.data, node);
+}
+
+void CallbackDispatch::chgbranchobject(const EventInfo &e, QNDAbranchobject proposed,
+                                       QNDAbranchobject *chosen) {
+  *chosen = nullptr;
+  if (!lists_.any(CB_CHGBRANCHOBJECT)) return;
+  Scope scope(*this, e);
+  // Each callback sees what the one before chose.
+  QNDAbranchobject cur = proposed;
+  for (const CbEntry &c : lists_.snapshot(CB_CHGBRANCHOBJECT)) {
+    if (!c.live()) continue;
+    QNDAbranchobject out = cur;
+    reinterpret_cast<QNDAcb_chgbranchobject>(c.fn)(prob_, c.data, cur, &out);
+    if (out == cur || !out || !out->valid()) continue;
+    if (cur != proposed) delete cur;
+    cur = out;
+  }
+  if (cur != proposed) *chosen = cur;
 }
 
 bool CallbackDispatch::targets_met(const EventInfo &e) const {
