@@ -330,17 +330,6 @@ bo_done(PyObject *self, int rc)
 }
 
 static PyObject *
-branchobj_addbranches(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    static const char *kwlist[] = {"nbranches", NULL};
-    long n;
-    if (!PyArg_ParseTupleAndKeywords(args, kwargs, "l", (char **)kwlist, &n))
-        return NULL;
-    BO_GET(self, h);
-    return bo_done(self, QNDA_bo_addbranches(h, (int)n));
-}
-
-static PyObject *
 branchobj_addbounds(PyObject *self, PyObject *args, PyObject *kwargs)
 {
     static const char *kwlist[] = {"ibranch", "bndtype", "bndcol", "bndval", NULL};
@@ -522,6 +511,12 @@ bo_int_setter(PyObject *self, PyObject *args, PyObject *kwargs, const char *kw,
         return NULL;
     BO_GET(self, h);
     return bo_done(self, set(h, (int)v));
+}
+
+static PyObject *
+branchobj_addbranches(PyObject *self, PyObject *args, PyObject *kwargs)
+{
+    return bo_int_setter(self, args, kwargs, "nbranches", QNDA_bo_addbranches);
 }
 
 static PyObject *

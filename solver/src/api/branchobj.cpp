@@ -1,7 +1,11 @@
 // QNDA_bo_*: branching objects (callbacks/branchobj.h).  Errors of a call on
 // an object are recorded on the object (QNDA_bo_getlasterror).
+#include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <initializer_list>
+#include <string>
+#include <utility>
 
 #include "api/guard.h"
 #include "callbacks/branchobj.h"
@@ -30,6 +34,16 @@ int ncols_of(QNDAbranchobject bo) {
   if (!bo->prob || !bo->prob->valid())
     fail(QNDA_ERR_STATE, "the problem of the branching object was destroyed");
   return bo->prob->model.ncols();
+}
+
+// The problem's columns before n items are added (-1: nothing to add),
+// once the count and the arrays are checked.
+int adding(QNDAbranchobject bo, int n, const char *what,
+           std::initializer_list<std::pair<const void *, const char *>> arrays) {
+  if (n < 0) fail(QNDA_ERR_ARGUMENT, "negative number of %s", what);
+  if (n == 0) return -1;
+  for (const auto &a : arrays) check_array(a.first, a.second);
+  return ncols_of(bo);
 }
 
 void check_bound(char type, int col, double v, int ncols) {
@@ -104,12 +118,9 @@ int QNDA_bo_addbounds(QNDAbranchobject bo, int ibranch, int nbounds, const char 
                       const int *colind, const double *bndval) {
   return guard_bo(bo, "QNDA_bo_addbounds", [&] {
     Branch &b = branch_of(bo, ibranch);
-    check_count(nbounds, "number of bounds");
-    if (nbounds == 0) return;
-    check_array(bndtype, "bndtype");
-    check_array(colind, "colind");
-    check_array(bndval, "bndval");
-    const int ncols = ncols_of(bo);
+    const int ncols = adding(bo, nbounds, "bounds",
+                             {{bndtype, "bndtype"}, {colind, "colind"}, {bndval, "bndval"}});
+    if (ncols < 0) return;
     for (int k = 0; k < nbounds; ++k) check_bound(bndtype[k], colind[k], bndval[k], ncols);
     b.bndtype.insert(b.bndtype.end(), bndtype, bndtype + nbounds);
     b.bndcol.insert(b.bndcol.end(), colind, colind + nbounds);
@@ -135,12 +146,9 @@ int QNDA_bo_addrows(QNDAbranchobject bo, int ibranch, int nrows, const char *row
                     const double *rhs, const int *start, const int *colind, const double *rowcoef) {
   return guard_bo(bo, "QNDA_bo_addrows", [&] {
     Branch &b = branch_of(bo, ibranch);
-    check_count(nrows, "number of rows");
-    if (nrows == 0) return;
-    check_array(rowtype, "rowtype");
-    check_array(rhs, "rhs");
-    check_array(start, "start");
-    const int ncols = ncols_of(bo);
+    const int ncols =
+        adding(bo, nrows, "rows", {{rowtype, "rowtype"}, {rhs, "rhs"}, {start, "start"}});
+    if (ncols < 0) return;
     if (start[0] != 0) fail(QNDA_ERR_ARGUMENT, "start[0] is %d, not 0", start[0]);
     for (int i = 0; i < nrows; ++i) {
       if (rowtype[i] == 'N') fail(QNDA_ERR_ARGUMENT, "row %d: a branch cannot have a free row", i);

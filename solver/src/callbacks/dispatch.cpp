@@ -116,55 +116,54 @@ void CallbackDispatch::usersolnotify(const char *name, int status) {
     if (c.live()) reinterpret_cast<QNDAcb_usersolnotify>(c.fn)(prob_, c.data, name, status);
 }
 
-void CallbackDispatch::optnode(const EventInfo &e, int *infeasible) {
-  if (!lists_.any(CB_OPTNODE)) return;
+template <class F>
+void CallbackDispatch::each(CbKind k, const EventInfo &e, F f) {
+  if (!lists_.any(k)) return;
   Scope scope(*this, e);
-  for (const CbEntry &c : lists_.snapshot(CB_OPTNODE)) {
-    if (!c.live()) continue;
+  for (const CbEntry &c : lists_.snapshot(k))
+    if (c.live() && f(c)) return;
+}
+
+void CallbackDispatch::optnode(const EventInfo &e, int *infeasible) {
+  each(CB_OPTNODE, e, [&](const CbEntry &c) {
     reinterpret_cast<QNDAcb_optnode>(c.fn)(prob_, c.data, infeasible);
-    if (*infeasible) return;
-  }
+    return *infeasible != 0;
+  });
 }
 
 void CallbackDispatch::preintsol(const EventInfo &e, int soltype, int *reject, double *cutoff) {
-  if (!lists_.any(CB_PREINTSOL)) return;
-  Scope scope(*this, e);
-  for (const CbEntry &c : lists_.snapshot(CB_PREINTSOL)) {
-    if (!c.live()) continue;
+  each(CB_PREINTSOL, e, [&](const CbEntry &c) {
     reinterpret_cast<QNDAcb_preintsol>(c.fn)(prob_, c.data, soltype, reject, cutoff);
-    if (*reject) return;
-  }
+    return *reject != 0;
+  });
 }
 
 void CallbackDispatch::prenode(const EventInfo &e, int *infeasible) {
-  if (!lists_.any(CB_PRENODE)) return;
-  Scope scope(*this, e);
-  for (const CbEntry &c : lists_.snapshot(CB_PRENODE)) {
-    if (!c.live()) continue;
+  each(CB_PRENODE, e, [&](const CbEntry &c) {
     reinterpret_cast<QNDAcb_prenode>(c.fn)(prob_, c.data, infeasible);
-    if (*infeasible) return;
-  }
+    return *infeasible != 0;
+  });
 }
 
 void CallbackDispatch::newnode(const EventInfo &e, int parent, int node, int branch) {
-  if (!lists_.any(CB_NEWNODE)) return;
-  Scope scope(*this, e);
-  for (const CbEntry &c : lists_.snapshot(CB_NEWNODE))
-    if (c.live()) reinterpret_cast<QNDAcb_newnode>(c.fn)(prob_, c.data, parent, node, branch);
+  each(CB_NEWNODE, e, [&](const CbEntry &c) {
+    reinterpret_cast<QNDAcb_newnode>(c.fn)(prob_, c.data, parent, node, branch);
+    return false;
+  });
 }
 
 void CallbackDispatch::infnode(const EventInfo &e) {
-  if (!lists_.any(CB_INFNODE)) return;
-  Scope scope(*this, e);
-  for (const CbEntry &c : lists_.snapshot(CB_INFNODE))
-    if (c.live()) reinterpret_cast<QNDAcb_infnode>(c.fn)(prob_, c.data);
+  each(CB_INFNODE, e, [&](const CbEntry &c) {
+    reinterpret_cast<QNDAcb_infnode>(c.fn)(prob_, c.data);
+    return false;
+  });
 }
 
 void CallbackDispatch::nodecutoff(const EventInfo &e, int node) {
-  if (!lists_.any(CB_NODECUTOFF)) return;
-  Scope scope(*this, e);
-  for (const CbEntry &c : lists_.snapshot(CB_NODECUTOFF))
-    if (c.live()) reinterpret_cast<QNDAcb_nodecutoff>(c.fn)(prob_, c.data, node);
+  each(CB_NODECUTOFF, e, [&](const CbEntry &c) {
+    reinterpret_cast<QNDAcb_nodecutoff>(c.fn)(prob_, c.data, node);
+    return false;
+  });
 }
 
 void CallbackDispatch::chgbranchobject(const EventInfo &e, QNDAbranchobject proposed,

@@ -71,6 +71,9 @@ class CallbackDispatch {
 
  private:
   class Scope;
+  // Calls each live callback of kind k (f(entry)) until f returns true.
+  template <class F>
+  void each(CbKind k, const EventInfo &e, F f);
   void fill_state(const EventInfo &e, SolveState &st) const;
   bool targets_met(const EventInfo &e) const;
 
