@@ -78,13 +78,13 @@ def test_tree_events_describe_the_search_and_keep_the_optimum(model):
     assert p.attributes.currentnode == 0  # outside callbacks
 
 
-def test_nodecutoff_ends_nodes_once_and_infnode_only_solved_ones():
+def test_nodecutoff_and_infnode_end_solved_nodes_once():
     p, _, _ = knapsacks(n=30, m=5, seed=3)
     events = record_tree(p)
     p.solve()
     _, evaluated, ended = check_tree(events)
     kinds = [e[0] for e in events]
-    assert "nodecutoff" in kinds and ended
+    assert "nodecutoff" in kinds and "infnode" in kinds and ended
     # A node found infeasible had its LP solved first.
     assert all(e[1] in evaluated for e in events if e[0] == "infnode")
 
@@ -127,15 +127,12 @@ def test_exception_in_a_tree_event_stops_the_search_and_reaches_the_caller(kind,
         raise ValueError("from " + kind)
 
     getattr(p, "addcb" + kind)(f)
-    if kind == "infnode":  # this search meets no infeasible node LP by itself
-        p.addcbprenode(lambda prob, data: int(prob.attributes.nodedepth >= 2))
     with pytest.raises(ValueError, match="from " + kind):
         p.solve()
     assert len(calls) == 1
     assert p.attributes.stopstatus == STOP_USER
     assert "callback, stopping optimization" in capsys.readouterr().err
     getattr(p, "removecb" + kind)()
-    p.removecbprenode()
     p.solve()
     assert p.attributes.stopstatus == 0
 

@@ -6,6 +6,7 @@
 #include "CbcModel.hpp"
 #include "CbcNode.hpp"
 #include "CbcNodeInfo.hpp"
+#include "OsiClpSolverInterface.hpp"
 #include "OsiCuts.hpp"
 #include "OsiSolverInterface.hpp"
 
@@ -96,13 +97,16 @@ void NodeTracker::evaluated(const CbcModel &m) {
   if (outcome_ != Outcome::Open) return;
   const OsiSolverInterface *si = m.solver();
   const double cutoff = m.getCutoff();
-  // The dual simplex stops at the cutoff before it can prove an LP
-  // infeasible: with an incumbent, such a node counts as cut off.
+  // Clp reports an LP whose dual simplex stopped at the cutoff as primal
+  // infeasible too; its secondary status tells the two apart.
+  const auto *clp = dynamic_cast<const OsiClpSolverInterface *>(si);
+  const bool at_limit = clp ? clp->getModelPtr()->secondaryStatus() == 1
+                            : si->isDualObjectiveLimitReached() && !si->isProvenPrimalInfeasible();
   if (forced_)
     outcome_ = Outcome::Infeasible;
   else if (si->isProvenOptimal())
     outcome_ = si->getObjValue() * si->getObjSense() < cutoff ? Outcome::Feasible : Outcome::Cutoff;
-  else if (si->isDualObjectiveLimitReached() && !si->isProvenPrimalInfeasible())
+  else if (at_limit)
     outcome_ = Outcome::Cutoff;
   else
     outcome_ = Outcome::Infeasible;
