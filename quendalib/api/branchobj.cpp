@@ -40,14 +40,14 @@ bo_fail(PyObject *self)
     return NULL;
 }
 
-/* The handle, or NULL with ModelError for a detached object. */
+/* The handle, or NULL with ModelError for an object without one. */
 static QNDAbranchobject
 bo_handle(PyObject *self)
 {
     branchobj_s *bo = (branchobj_s *)self;
     if (bo->handle == NULL)
-        PyErr_SetString(quenda_ModelError,
-                        "The branching object was handed to the solver and can no longer be used");
+        PyErr_SetString(quenda_ModelError, "The branching object holds no branching: it was "
+                                           "handed to the solver, or the solver proposed none");
     return bo->handle;
 }
 

@@ -124,8 +124,9 @@ def branch_on_pairs(x, used):
                 s = sol[a] + sol[b]
                 if a < b and 1e-4 < s - int(s) < 1 - 1e-4:
                     k = int(s)
-                    used.append((a, b, k))
-                    return quenda.branchobj(prob, [x[a] + x[b] <= k, x[a] + x[b] >= k + 1])
+                    bo = quenda.branchobj(prob, [x[a] + x[b] <= k, x[a] + x[b] >= k + 1])
+                    used.append(bo)
+                    return bo
         return proposed
     return chg
 
@@ -141,6 +142,9 @@ def test_branching_on_rows_keeps_the_optimum(seed):
     assert p.attributes.engine == 2
     assert used, "no node was split on a row"
     assert p.getObjVal() == pytest.approx(best)
+    # What went to the solver is the solver's: the Python object is empty.
+    with pytest.raises(quenda.ModelError, match="holds no branching"):
+        used[0].getbranches()
 
 
 def test_the_proposal_is_cbcs_split_of_one_column():
