@@ -513,23 +513,15 @@ bo_int_setter(PyObject *self, PyObject *args, PyObject *kwargs, const char *kw,
     return bo_done(self, set(h, (int)v));
 }
 
-static PyObject *
-branchobj_addbranches(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    return bo_int_setter(self, args, kwargs, "nbranches", QNDA_bo_addbranches);
-}
-
-static PyObject *
-branchobj_setpriority(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    return bo_int_setter(self, args, kwargs, "priority", QNDA_bo_setpriority);
-}
-
-static PyObject *
-branchobj_setpreferredbranch(PyObject *self, PyObject *args, PyObject *kwargs)
-{
-    return bo_int_setter(self, args, kwargs, "ibranch", QNDA_bo_setpreferredbranch);
-}
+/* The methods that pass one int or get one status: one line each. */
+#define BO_INT_METHOD(name, kw, call)                                                              \
+    static PyObject *branchobj_##name(PyObject *s, PyObject *a, PyObject *k)                       \
+    {                                                                                              \
+        return bo_int_setter(s, a, k, kw, call);                                                   \
+    }
+BO_INT_METHOD(addbranches, "nbranches", QNDA_bo_addbranches)
+BO_INT_METHOD(setpriority, "priority", QNDA_bo_setpriority)
+BO_INT_METHOD(setpreferredbranch, "ibranch", QNDA_bo_setpreferredbranch)
 
 static PyObject *
 bo_status_call(PyObject *self, int (*call)(QNDAbranchobject, int *))
@@ -539,52 +531,42 @@ bo_status_call(PyObject *self, int (*call)(QNDAbranchobject, int *))
     return call(h, &status) != 0 ? bo_fail(self) : PyLong_FromLong(status);
 }
 
-static PyObject *
-branchobj_store(PyObject *self, PyObject *)
-{
-    return bo_status_call(self, QNDA_bo_store);
-}
-
-static PyObject *
-branchobj_validate(PyObject *self, PyObject *)
-{
-    return bo_status_call(self, QNDA_bo_validate);
-}
+#define BO_STATUS_METHOD(name, call)                                                               \
+    static PyObject *branchobj_##name(PyObject *s, PyObject *)                                     \
+    {                                                                                              \
+        return bo_status_call(s, call);                                                            \
+    }
+BO_STATUS_METHOD(store, QNDA_bo_store)
+BO_STATUS_METHOD(validate, QNDA_bo_validate)
 
 #define KW (METH_VARARGS | METH_KEYWORDS)
 #define KWFUNC(f) ((PyCFunction)(void (*)(void))(f))
 
+#define BO_KW(name, doc) {#name, KWFUNC(branchobj_##name), KW, doc}
+#define BO_NOARGS(name, f, doc) {#name, (PyCFunction)f, METH_NOARGS, doc}
+
 static PyMethodDef branchobj_methods[] =
-    {{"addbranches", KWFUNC(branchobj_addbranches), KW,
-      "addbranches(nbranches) -> None: add nbranches empty branches"},
-     {"addbounds", KWFUNC(branchobj_addbounds), KW,
-      "addbounds(ibranch, bndtype, bndcol, bndval) -> None: bounds ('L', 'U', 'B') of branch "
-      "ibranch"},
-     {"addrows", KWFUNC(branchobj_addrows), KW,
-      "addrows(ibranch, rtype, rhs, beg, mcol, val) -> None: rows ('L', 'G', 'E') of branch "
-      "ibranch"},
-     {"addcuts", KWFUNC(branchobj_addcuts), KW,
-      "addcuts(ibranch, cutind) -> None: cuts of the cut pool for branch ibranch"},
-     {"getbounds", KWFUNC(branchobj_getbounds), KW,
-      "getbounds(ibranch, nbounds_size, bndtype, bndcol, bndval) -> int: fills the lists, "
-      "returns the branch's number of bounds"},
-     {"getrows", KWFUNC(branchobj_getrows), KW,
-      "getrows(ibranch, nrows_size, nelems_size, rtype, rrhs, rbeg, mcol, dval) -> tuple[int, "
-      "int]: fills the lists, returns the branch's numbers of rows and elements"},
-     {"getbranches", (PyCFunction)branchobj_getbranches, METH_NOARGS,
-      "getbranches() -> int: the number of branches"},
-     {"getid", (PyCFunction)branchobj_getid, METH_NOARGS,
-      "getid() -> int: the object's identifier"},
-     {"getlasterror", (PyCFunction)branchobj_getlasterror_py, METH_NOARGS,
-      "getlasterror() -> tuple[int, str]: code and message of the object's last error"},
-     {"setpriority", KWFUNC(branchobj_setpriority), KW,
-      "setpriority(priority) -> None: the object's priority (lower first)"},
-     {"setpreferredbranch", KWFUNC(branchobj_setpreferredbranch), KW,
-      "setpreferredbranch(ibranch) -> None: the branch explored first"},
-     {"store", (PyCFunction)branchobj_store, METH_NOARGS,
-      "store() -> int: offer the object to the solver outside a chgbranchobject result"},
-     {"validate", (PyCFunction)branchobj_validate, METH_NOARGS,
-      "validate() -> int: 0 when every branch can be applied to the problem, else 1"},
+    {BO_KW(addbranches, "addbranches(nbranches) -> None: add nbranches empty branches"),
+     BO_KW(addbounds, "addbounds(ibranch, bndtype, bndcol, bndval) -> None: bounds ('L', 'U', "
+                      "'B') of branch ibranch"),
+     BO_KW(addrows, "addrows(ibranch, rtype, rhs, beg, mcol, val) -> None: rows ('L', 'G', 'E') "
+                    "of branch ibranch"),
+     BO_KW(addcuts, "addcuts(ibranch, cutind) -> None: cuts of the cut pool for branch ibranch"),
+     BO_KW(getbounds, "getbounds(ibranch, nbounds_size, bndtype, bndcol, bndval) -> int: fills "
+                      "the lists, returns the branch's number of bounds"),
+     BO_KW(getrows, "getrows(ibranch, nrows_size, nelems_size, rtype, rrhs, rbeg, mcol, dval) -> "
+                    "tuple[int, int]: fills the lists, returns the branch's numbers of rows and "
+                    "elements"),
+     BO_NOARGS(getbranches, branchobj_getbranches, "getbranches() -> int: the number of branches"),
+     BO_NOARGS(getid, branchobj_getid, "getid() -> int: the object's identifier"),
+     BO_NOARGS(getlasterror, branchobj_getlasterror_py,
+               "getlasterror() -> tuple[int, str]: code and message of the object's last error"),
+     BO_KW(setpriority, "setpriority(priority) -> None: the object's priority (lower first)"),
+     BO_KW(setpreferredbranch, "setpreferredbranch(ibranch) -> None: the branch explored first"),
+     BO_NOARGS(store, branchobj_store,
+               "store() -> int: offer the object to the solver outside a chgbranchobject result"),
+     BO_NOARGS(validate, branchobj_validate,
+               "validate() -> int: 0 when every branch can be applied to the problem, else 1"),
      {NULL, NULL, 0, NULL}};
 
 PyTypeObject quenda_branchobjType = quenda_type_build(

@@ -5,7 +5,6 @@
 // needs and destroys it.
 #pragma once
 
-#include <string>
 #include <vector>
 
 #include "core/error.h"
@@ -14,6 +13,7 @@
 namespace qnda {
 
 struct Branch {
+  int nrows() const { return static_cast<int>(rowtype.size()); }
   // Bounds: type 'L' lower, 'U' upper, 'B' both, on column col.
   std::vector<char> bndtype;
   std::vector<int> bndcol;
@@ -25,7 +25,6 @@ struct Branch {
   std::vector<int> start{0};
   std::vector<int> col;
   std::vector<double> coef;
-  int nrows() const { return static_cast<int>(rowtype.size()); }
 };
 
 }  // namespace qnda
