@@ -156,6 +156,14 @@ class sos:
         name: Optional[str] = None,
     ) -> None: ...
 
+class branchobj:
+    def __init__(
+        self,
+        prob: problem,
+        branches: Optional[Sequence[Union[constraint, Sequence[constraint]]]] = None,
+        isoriginal: Any = True,
+    ) -> None: ...
+
 class control:
     def __getattr__(self, name: str) -> Any: ...
     def __setattr__(self, name: str, value: Any) -> None: ...

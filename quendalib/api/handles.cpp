@@ -1,9 +1,8 @@
 /* The small handle types that carry library pointers through Python
  * (declared in module/handles.h): quenda.qndaobject, quenda.generic and
  * quenda.poolcut hold one borrowed pointer each and share one record and
- * one set of slots; quenda.branchobj also keeps its problem alive.  None
- * of them owns what it points to, so deallocation releases only the Python
- * object (and, for a branching object, its problem). */
+ * one set of slots.  None of them owns what it points to, so deallocation
+ * releases only the Python object.  quenda.branchobj has its own file. */
 #include "api/api.h"
 #include "api/wrap.h"
 
@@ -95,60 +94,6 @@ void *
 poolcut_getcut(PyObject *self)
 {
     return handle_get(self, &quenda_poolcutType);
-}
-
-/* ------------------------------------------------------------------ */
-/* quenda.branchobj: a branching object of the library, built by the user
- * for a problem or handed to a branching callback.  Only the record and its
- * lifetime live here for now; the methods come with the branching API. */
-
-typedef struct {
-    PyObject_HEAD
-    void *handle;   /* library branching object, NULL once handed over */
-    PyObject *prob; /* owned: the problem (or callback view) it belongs to */
-} branchobj_s;
-
-void
-branchobj_getlasterror(PyObject *self, int *code, char *msg, int maxbytes)
-{
-    /* No branching-object error is recorded until the branching API lands. */
-    (void)self;
-    *code = 0;
-    if (maxbytes > 0)
-        msg[0] = '\0';
-}
-
-static void
-branchobj_dealloc(PyObject *self)
-{
-    branchobj_s *bo = (branchobj_s *)self;
-    bo->handle = NULL;
-    Py_CLEAR(bo->prob);
-    Py_TYPE(self)->tp_free(self);
-}
-
-PyTypeObject quenda_branchobjType =
-    HANDLE_TYPE("quenda.branchobj", sizeof(branchobj_s), branchobj_dealloc, 0, "Branching object");
-
-PyObject *
-branchobj_wrap(PyObject *prob, void *handle)
-{
-    branchobj_s *bo = PyObject_New(branchobj_s, &quenda_branchobjType);
-    if (bo == NULL)
-        return NULL;
-    bo->handle = handle;
-    bo->prob = Py_XNewRef(prob);
-    return (PyObject *)bo;
-}
-
-void *
-branchobj_detach(PyObject *self)
-{
-    branchobj_s *bo = (branchobj_s *)self;
-    void *handle = bo->handle;
-    bo->handle = NULL;
-    Py_CLEAR(bo->prob);
-    return handle;
 }
 
 int

@@ -840,6 +840,10 @@ typedef struct qnda_branchobj_s *QNDAbranchobject;
 #define QNDA_ENGINE_ATTR 1060
 #define QNDA_ENGINE_HIGHS 1
 #define QNDA_ENGINE_CBC 2
+/* Integer attributes answered inside node callbacks: the node the event is
+ * about (the root is 1) and its depth (the root's is 1); 0 elsewhere. */
+#define QNDA_CURRENTNODE 1061
+#define QNDA_NODEDEPTH 1062
 
 /* Return nonzero to stop the optimisation (stop reason QNDA_STOP_USER). */
 typedef int (*QNDAcb_lplog)(QNDAprob prob, void *data);
@@ -968,6 +972,49 @@ QNDA_API int QNDAstorebounds(QNDAprob prob, int nbounds, const int *colind, cons
  * node below it), or the pool cuts listed. */
 QNDA_API int QNDAsetbranchbounds(QNDAprob prob, void *bounds);
 QNDA_API int QNDAsetbranchcuts(QNDAprob prob, int ncuts, const QNDAcut *cutind);
+
+/* ------------------------------------------------------------------------
+ * Branching objects.  A chgbranchobject callback gets the engine's choice
+ * for a node (NULL when it is not a plain split of one integer column) and
+ * may hand back another object: the node is then split into that object's
+ * branches, explored in order with the preferred branch first, each child
+ * getting its branch's column bounds and rows (on the problem's columns).
+ * An object handed to the engine is the engine's to destroy; the one the
+ * callback was given is destroyed by the engine after the callback.
+ * ---------------------------------------------------------------------- */
+QNDA_API int QNDA_bo_create(QNDAbranchobject *bo, QNDAprob prob, int isoriginal);
+QNDA_API int QNDA_bo_destroy(QNDAbranchobject bo);
+QNDA_API int QNDA_bo_addbranches(QNDAbranchobject bo, int nbranches);
+QNDA_API int QNDA_bo_getbranches(QNDAbranchobject bo, int *nbranches);
+/* Lower values first, as for branching directives (default 500). */
+QNDA_API int QNDA_bo_setpriority(QNDAbranchobject bo, int priority);
+QNDA_API int QNDA_bo_setpreferredbranch(QNDAbranchobject bo, int ibranch);
+/* bndtype 'L' lower, 'U' upper, 'B' both, on column colind[k] at bndval[k]. */
+QNDA_API int QNDA_bo_addbounds(QNDAbranchobject bo, int ibranch, int nbounds, const char *bndtype,
+                               const int *colind, const double *bndval);
+/* *nbounds gets the branch's count; at most maxbounds are written to the
+ * arrays, which may be NULL. */
+QNDA_API int QNDA_bo_getbounds(QNDAbranchobject bo, int ibranch, int *nbounds, int maxbounds,
+                               char *bndtype, int *colind, double *bndval);
+/* Rows of type 'L', 'G' or 'E' (a range is two rows): row i has the entries
+ * start[i] .. start[i+1]-1 of colind and rowcoef. */
+QNDA_API int QNDA_bo_addrows(QNDAbranchobject bo, int ibranch, int nrows, const char *rowtype,
+                             const double *rhs, const int *start, const int *colind,
+                             const double *rowcoef);
+/* *nrows and *nelems get the branch's counts; at most maxrows rows (start
+ * gets maxrows + 1 entries) and maxelems entries are written. */
+QNDA_API int QNDA_bo_getrows(QNDAbranchobject bo, int ibranch, int *nrows, int maxrows, int *nelems,
+                             int maxelems, char *rowtype, double *rhs, int *start, int *colind,
+                             double *rowcoef);
+QNDA_API int QNDA_bo_getid(QNDAbranchobject bo, int *id);
+QNDA_API int QNDA_bo_getlasterror(QNDAbranchobject bo, int *msgcode, char *msg, int maxbytes,
+                                  int *nbytes);
+/* *status 0 when every branch can be applied to the problem (columns in
+ * range, bounds not crossing), else 1 with the reason as the last error. */
+QNDA_API int QNDA_bo_validate(QNDAbranchobject bo, int *status);
+/* Offering an object outside the chgbranchobject result: not served by the
+ * engines here (fails with QNDA_ERR_UNSUPPORTED). */
+QNDA_API int QNDA_bo_store(QNDAbranchobject bo, int *status);
 
 #ifdef __cplusplus
 }

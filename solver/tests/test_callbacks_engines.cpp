@@ -147,16 +147,74 @@ TEST_F(Callbacks, GapnotifyTargetStopsTheSearch) {
   EXPECT_LE(gap, 0.5);
 }
 
-void never(QNDAprob, void *, int *) {}
+struct Tree {
+  std::vector<int> pre, parents, nodes;
+};
 
-TEST_F(Callbacks, NodeKindsNoEngineServesAreRefused) {
-  read("egout.mps");
-  ASSERT_EQ(QNDAaddcbprenode(p, never, nullptr, 0), 0);
-  int code = 0;
-  EXPECT_EQ(QNDAmipoptimize(p, ""), QNDA_ERR_UNSUPPORTED);
-  EXPECT_NE(last_error(&code).find("prenode callback"), std::string::npos);
-  // The relaxation has no nodes: nothing to refuse.
+void pre(QNDAprob prob, void *data, int *) {
+  QNDAint64 node = 0;
+  QNDAgetintattrib64(prob, QNDA_CURRENTNODE, &node);
+  static_cast<Tree *>(data)->pre.push_back(static_cast<int>(node));
+}
+
+void made(QNDAprob, void *data, int parent, int node, int) {
+  static_cast<Tree *>(data)->parents.push_back(parent);
+  static_cast<Tree *>(data)->nodes.push_back(node);
+}
+
+TEST_F(Callbacks, TreeKindsMoveTheSearchToCbcAndNumberItsNodes) {
+  read("flugpl.mps");
+  Tree t;
+  ASSERT_EQ(QNDAaddcbprenode(p, pre, &t, 0), 0);
+  ASSERT_EQ(QNDAaddcbnewnode(p, made, &t, 0), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0);
+  EXPECT_EQ(attr(QNDA_ENGINE_ATTR), QNDA_ENGINE_CBC);
+  ASSERT_FALSE(t.pre.empty());
+  EXPECT_EQ(t.pre.front(), 1);  // the root
+  ASSERT_FALSE(t.nodes.empty());
+  for (size_t i = 0; i < t.nodes.size(); ++i) {
+    EXPECT_LT(t.parents[i], t.nodes[i]);
+    if (i) EXPECT_GT(t.nodes[i], t.nodes[i - 1]);
+  }
+  // The relaxation has no nodes and stays with HiGHS.
   EXPECT_EQ(QNDAlpoptimize(p, ""), 0);
+  EXPECT_EQ(attr(QNDA_ENGINE_ATTR), QNDA_ENGINE_HIGHS);
+}
+
+TEST_F(Callbacks, BranchingObjectsCheckTheirArguments) {
+  read("flugpl.mps");
+  QNDAbranchobject bo = nullptr;
+  ASSERT_EQ(QNDA_bo_create(&bo, p, 1), 0);
+  ASSERT_EQ(QNDA_bo_addbranches(bo, 2), 0);
+  const char types[] = {'U', 'L'};
+  const int cols[] = {0, 0};
+  const double vals[] = {2.0, 3.0};
+  EXPECT_EQ(QNDA_bo_addbounds(bo, 0, 1, types, cols, vals), 0);
+  EXPECT_EQ(QNDA_bo_addbounds(bo, 1, 1, types + 1, cols, vals + 1), 0);
+  const char bad = 'X';
+  EXPECT_EQ(QNDA_bo_addbounds(bo, 0, 1, &bad, cols, vals), QNDA_ERR_ARGUMENT);
+  EXPECT_EQ(QNDA_bo_addbounds(bo, 2, 1, types, cols, vals), QNDA_ERR_INDEX);
+  const int far = 1000;
+  EXPECT_EQ(QNDA_bo_addbounds(bo, 0, 1, types, &far, vals), QNDA_ERR_INDEX);
+  int n = 0, status = -1;
+  char type = 0;
+  double v = 0;
+  EXPECT_EQ(QNDA_bo_getbounds(bo, 1, &n, 1, &type, nullptr, &v), 0);
+  EXPECT_EQ(n, 1);
+  EXPECT_EQ(type, 'L');
+  EXPECT_EQ(v, 3.0);
+  EXPECT_EQ(QNDA_bo_validate(bo, &status), 0);
+  EXPECT_EQ(status, 0);
+  const int start[] = {0, 1};
+  const char free_row = 'N';
+  EXPECT_EQ(QNDA_bo_addrows(bo, 0, 1, &free_row, vals, start, cols, vals), QNDA_ERR_ARGUMENT);
+  char msg[256];
+  int code = 0;
+  ASSERT_EQ(QNDA_bo_getlasterror(bo, &code, msg, sizeof msg, nullptr), 0);
+  EXPECT_EQ(code, QNDA_ERR_ARGUMENT);
+  EXPECT_NE(std::string(msg).find("free row"), std::string::npos);
+  EXPECT_EQ(QNDA_bo_destroy(bo), 0);
+  EXPECT_EQ(QNDA_bo_destroy(nullptr), QNDA_ERR_ARGUMENT);
 }
 
 void usersol(QNDAprob, void *data, const char *name, int status) {

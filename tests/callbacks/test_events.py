@@ -136,15 +136,6 @@ def test_bad_tuple_results_interrupt(kind, result, message, capsys):
     assert p.attributes.stopstatus == STOP_USER
 
 
-@pytest.mark.parametrize("kind", ["prenode", "newnode", "infnode", "nodecutoff",
-                                  "chgbranchobject"])
-def test_node_kinds_no_engine_serves_yet_are_refused(kind):
-    p = read("egout.mps")
-    getattr(p, "addcb" + kind)(lambda *a: None)
-    with pytest.raises(quenda.SolverError, match=kind + " callback needs an engine"):
-        p.solve()
-
-
 def test_optnode_moves_the_search_to_cbc_and_sees_each_node_relaxation(capfd):
     p, x, rows = knapsacks()
     p.solve()

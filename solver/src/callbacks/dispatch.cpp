@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "callbacks/branchobj.h"
+
 namespace qnda {
 
 namespace {
@@ -65,6 +67,8 @@ void CallbackDispatch::fill_state(const EventInfo &e, SolveState &st) const {
   st.mip_status = e.has_incumbent ? QNDA_MIP_SOLUTION : QNDA_MIP_NO_SOL_FOUND;
   st.lp_status = QNDA_LP_UNFINISHED;
   st.model_changed = false;
+  st.node = e.node;
+  st.depth = e.depth;
   if (e.x && fill_) {
     fill_(e.x, st);
     st.has_solution = true;
@@ -112,24 +116,72 @@ void CallbackDispatch::usersolnotify(const char *name, int status) {
     if (c.live()) reinterpret_cast<QNDAcb_usersolnotify>(c.fn)(prob_, c.data, name, status);
 }
 
-void CallbackDispatch::optnode(const EventInfo &e, int *infeasible) {
-  if (!lists_.any(CB_OPTNODE)) return;
+template <class F>
+void CallbackDispatch::each(CbKind k, const EventInfo &e, F f) {
+  if (!lists_.any(k)) return;
   Scope scope(*this, e);
-  for (const CbEntry &c : lists_.snapshot(CB_OPTNODE)) {
-    if (!c.live()) continue;
+  for (const CbEntry &c : lists_.snapshot(k))
+    if (c.live() && f(c)) return;
+}
+
+void CallbackDispatch::optnode(const EventInfo &e, int *infeasible) {
+  each(CB_OPTNODE, e, [&](const CbEntry &c) {
     reinterpret_cast<QNDAcb_optnode>(c.fn)(prob_, c.data, infeasible);
-    if (*infeasible) return;
-  }
+    return *infeasible != 0;
+  });
 }
 
 void CallbackDispatch::preintsol(const EventInfo &e, int soltype, int *reject, double *cutoff) {
-  if (!lists_.any(CB_PREINTSOL)) return;
-  Scope scope(*this, e);
-  for (const CbEntry &c : lists_.snapshot(CB_PREINTSOL)) {
-    if (!c.live()) continue;
+  each(CB_PREINTSOL, e, [&](const CbEntry &c) {
     reinterpret_cast<QNDAcb_preintsol>(c.fn)(prob_, c.data, soltype, reject, cutoff);
-    if (*reject) return;
+    return *reject != 0;
+  });
+}
+
+void CallbackDispatch::prenode(const EventInfo &e, int *infeasible) {
+  each(CB_PRENODE, e, [&](const CbEntry &c) {
+    reinterpret_cast<QNDAcb_prenode>(c.fn)(prob_, c.data, infeasible);
+    return *infeasible != 0;
+  });
+}
+
+void CallbackDispatch::newnode(const EventInfo &e, int parent, int node, int branch) {
+  each(CB_NEWNODE, e, [&](const CbEntry &c) {
+    reinterpret_cast<QNDAcb_newnode>(c.fn)(prob_, c.data, parent, node, branch);
+    return false;
+  });
+}
+
+void CallbackDispatch::infnode(const EventInfo &e) {
+  each(CB_INFNODE, e, [&](const CbEntry &c) {
+    reinterpret_cast<QNDAcb_infnode>(c.fn)(prob_, c.data);
+    return false;
+  });
+}
+
+void CallbackDispatch::nodecutoff(const EventInfo &e, int node) {
+  each(CB_NODECUTOFF, e, [&](const CbEntry &c) {
+    reinterpret_cast<QNDAcb_nodecutoff>(c.fn)(prob_, c.data, node);
+    return false;
+  });
+}
+
+void CallbackDispatch::chgbranchobject(const EventInfo &e, QNDAbranchobject proposed,
+                                       QNDAbranchobject *chosen) {
+  *chosen = nullptr;
+  if (!lists_.any(CB_CHGBRANCHOBJECT)) return;
+  Scope scope(*this, e);
+  // Each callback sees what the one before chose.
+  QNDAbranchobject cur = proposed;
+  for (const CbEntry &c : lists_.snapshot(CB_CHGBRANCHOBJECT)) {
+    if (!c.live()) continue;
+    QNDAbranchobject out = cur;
+    reinterpret_cast<QNDAcb_chgbranchobject>(c.fn)(prob_, c.data, cur, &out);
+    if (out == cur || !out || !out->valid()) continue;
+    if (cur != proposed) delete cur;
+    cur = out;
   }
+  if (cur != proposed) *chosen = cur;
 }
 
 bool CallbackDispatch::targets_met(const EventInfo &e) const {

@@ -25,6 +25,7 @@ struct EventInfo {
   double dual_bound = 0.0;    // bound of the search (the LP objective in an LP)
   double gap = 0.0;           // relative gap as the engine computes it
   bool has_incumbent = false;
+  int node = 0, depth = 0;    // the tree node of a node event
   const double *x = nullptr;  // a solution on the engine's columns, or NULL
 };
 
@@ -56,11 +57,23 @@ class CallbackDispatch {
   // writes them.
   void optnode(const EventInfo &e, int *infeasible);
   void preintsol(const EventInfo &e, int soltype, int *reject, double *cutoff);
+  // Tree events, with the engine's node numbers (parents before children).
+  void prenode(const EventInfo &e, int *infeasible);
+  void newnode(const EventInfo &e, int parent, int node, int branch);
+  void infnode(const EventInfo &e);
+  void nodecutoff(const EventInfo &e, int node);
+  // proposed (the engine's, may be NULL) stays the caller's; *chosen gets
+  // an object a callback handed back instead (the caller's to destroy), or
+  // NULL.
+  void chgbranchobject(const EventInfo &e, QNDAbranchobject proposed, QNDAbranchobject *chosen);
   // Whether gap_event has anything to do (a callback, or targets set).
   bool gap_active() const { return wants(CB_GAPNOTIFY) || targets_set_; }
 
  private:
   class Scope;
+  // Calls each live callback of kind k (f(entry)) until f returns true.
+  template <class F>
+  void each(CbKind k, const EventInfo &e, F f);
   void fill_state(const EventInfo &e, SolveState &st) const;
   bool targets_met(const EventInfo &e) const;
 

@@ -151,6 +151,10 @@ constexpr CaInfo kCaTable[] = {
     QNDA_AT_INT(QNDA_ENGINE_ATTR, "engine",
                 "Engine of the last optimisation: 1 HiGHS, 2 Cbc (a MIP search with node "
                 "callbacks); 0 before any."),
+    QNDA_AT_INT(QNDA_CURRENTNODE, "currentnode",
+                "Inside a node callback, the node of the event (the root is 1); else 0."),
+    QNDA_AT_INT(QNDA_NODEDEPTH, "nodedepth",
+                "Inside a node callback, the depth of the event's node (the root's is 1); else 0."),
     // --------------------------------------------------- double attributes
     QNDA_AT_DBL(QNDA_LPOBJVAL, "lpobjval", "Objective value of the last LP (or relaxation)."),
     QNDA_AT_DBL(QNDA_BESTBOUND, "bestbound", "Best bound of the last MIP solve."),

@@ -69,7 +69,9 @@ constexpr AttribRead<QNDAint64> kIntAttribs[] = {
     {QNDA_MIPSOLS, [](S s) -> QNDAint64 { return s.mip_sols; }},
     {QNDA_PRESOLVESTATE, [](S s) -> QNDAint64 { return s.model_changed ? 1 : 0; }},
     {QNDA_ALGORITHM_ATTR, [](S s) -> QNDAint64 { return s.algorithm; }},
-    {QNDA_ENGINE_ATTR, [](S s) -> QNDAint64 { return s.engine; }}};
+    {QNDA_ENGINE_ATTR, [](S s) -> QNDAint64 { return s.engine; }},
+    {QNDA_CURRENTNODE, [](S s) -> QNDAint64 { return s.node; }},
+    {QNDA_NODEDEPTH, [](S s) -> QNDAint64 { return s.depth; }}};
 constexpr AttribRead<double> kDblAttribs[] = {
     {QNDA_LPOBJVAL, [](S s) { return s.lp_obj; }},
     {QNDA_BESTBOUND, [](S s) { return s.best_bound; }},

@@ -23,6 +23,7 @@ struct SolveState : SolveCounters {
   int stop_status = QNDA_STOP_NONE;
   int algorithm = 0;          // QNDA_LPALGORITHM value used by the last LP solve
   int engine = 0;             // QNDA_ENGINE_HIGHS ... of the last optimisation
+  int node = 0, depth = 0;    // the tree node of a node callback's event
   bool was_mip = false;       // the last solve ran the MIP search
   bool has_solution = false;  // x and slack hold a primal solution
   bool local_only = false;    // ... which is only known to be locally optimal

@@ -330,11 +330,15 @@ int mip_start_status(const FlatModel &fm, const std::vector<double> &x, double t
   return 1;
 }
 
+// The kinds only the Cbc engine fires: its tree is open to the caller.
+constexpr unsigned kCbcKinds = (1u << CB_PRENODE) | (1u << CB_OPTNODE) | (1u << CB_NEWNODE) |
+                               (1u << CB_INFNODE) | (1u << CB_NODECUTOFF) | (1u << CB_PREINTSOL) |
+                               (1u << CB_CHGBRANCHOBJECT);
+
 // The engine of an optimisation: the control's, except that a search with
 // node callbacks goes to the engine that exposes its nodes.
 std::string engine_for(const qnda_problem_s &prob, bool search) {
-  const unsigned kinds = prob.callbacks.registered();
-  if (search && (kinds & ((1u << CB_OPTNODE) | (1u << CB_PREINTSOL)))) return "cbc";
+  if (search && (prob.callbacks.registered() & kCbcKinds)) return "cbc";
   // Cbc is a MIP engine: LPs, QPs and relaxations stay with HiGHS.
   return search ? prob.controls.get_str(QNDA_SOLVERNAME) : "highs";
 }
@@ -349,13 +353,12 @@ std::unique_ptr<CallbackDispatch> make_dispatch(qnda_problem_s &prob, const Flat
   if (!kinds) return nullptr;
   if (search) {
     const bool cbc = std::strcmp(engine_name, "cbc") == 0;
-    for (CbKind k : {CB_PRENODE, CB_OPTNODE, CB_NEWNODE, CB_INFNODE, CB_NODECUTOFF, CB_PREINTSOL,
-                     CB_CHGBRANCHOBJECT})
-      if ((kinds & (1u << k)) && !(cbc && (k == CB_OPTNODE || k == CB_PREINTSOL)))
+    for (int k = 0; k < CB_NKINDS; ++k)
+      if (!cbc && (kinds & kCbcKinds & (1u << k)))
         fail(QNDA_ERR_UNSUPPORTED,
              "the %s callback needs an engine that exposes its branch-and-bound; the %s engine "
              "does not serve it",
-             cb_kind_name(k), engine_name);
+             cb_kind_name(static_cast<CbKind>(k)), engine_name);
   }
   const Model &model = prob.model;
   // Read once here: events may come from several threads at once.

@@ -21,6 +21,7 @@
 #include "core/messages.h"
 #include "engine/cbc/cbc_cuts.h"
 #include "engine/cbc/cbc_engine.h"
+#include "engine/cbc/cbc_nodes.h"
 
 namespace qnda {
 namespace {
@@ -35,7 +36,9 @@ struct RunState {
   // A cutoff set by preintsol, as a minimisation: Cbc lowers its own after
   // each solution and would forget ours.
   double user_cutoff = INFINITY;
-  double last_sol = INFINITY;  // objective (as a minimisation) of the last intsol
+  double last_sol = INFINITY;      // objective (as a minimisation) of the last intsol
+  const CbcModel *main = nullptr;  // heuristics run sub-searches with our handler
+  NodeHooks *nodes = nullptr;      // the tree events, when a node callback wants them
   // The last candidate preintsol accepted, not to be offered again (Cbc
   // shows a node's integral relaxation to its generators and as a solution).
   std::vector<double> accepted;
@@ -116,6 +119,12 @@ class Events final : public CbcEventHandler {
           e.x = model_->bestSolution();
           ev->intsol(e);
         }
+        break;
+      case node:
+        if (rs_->nodes && model_ == rs_->main) rs_->nodes->evaluated(*model_);
+        break;
+      case generatedCuts:
+        if (rs_->nodes && model_ == rs_->main) rs_->nodes->cut_round(*model_);
         break;
       default:
         break;
@@ -270,9 +279,16 @@ class CbcEngine final : public Engine {
     }
     Events events(&rs);
     model.passInEventHandler(&events);
+    rs.main = &model;
+    std::unique_ptr<NodeHooks> node_hooks = NodeHooks::install(
+        model, hooks.events, m.orig_cols, [&model, &rs] { return event_info(model, rs); });
+    rs.nodes = node_hooks.get();
 
     if (hooks.log && s.log_level >= 1) hooks.log(MSG_INFO, "Branch-and-bound by cbc");
-    model.branchAndBound();
+    // A root a prenode callback declares infeasible needs no search.
+    const bool root_dropped = rs.nodes && !rs.nodes->tracker.root();
+    if (!root_dropped) model.branchAndBound();
+    if (rs.nodes) rs.nodes->tracker.finish(model);
 
     r.nodes = model.getNodeCount();
     r.simplex_iter = model.getIterationCount();
@@ -292,6 +308,8 @@ class CbcEngine final : public Engine {
     }
     if (rs.interrupted)
       r.status = EngineStatus::Interrupted;
+    else if (root_dropped)
+      r.status = EngineStatus::Infeasible;
     else if (model.isProvenOptimal())
       r.status = r.has_primal ? EngineStatus::Optimal : EngineStatus::Infeasible;
     else if (model.isProvenInfeasible())
