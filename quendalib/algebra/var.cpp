@@ -191,6 +191,11 @@ var_addsub(PyObject *a, PyObject *b)
 static PyObject *
 var_mul(PyObject *a, PyObject *b)
 {
+    /* k*x with a float k, the start of most terms, without classifying. */
+    if (PyFloat_CheckExact(a) && Py_TYPE(b) == &quenda_varType)
+        return var_fill(b, PyFloat_AS_DOUBLE(a));
+    if (PyFloat_CheckExact(b) && Py_TYPE(a) == &quenda_varType)
+        return var_fill(a, PyFloat_AS_DOUBLE(b));
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
     /* x*k and k*x, the commonest products of all, before anything else. */
