@@ -107,6 +107,12 @@ static PyObject *
 var_vectorcall(PyObject *type, PyObject *const *args, size_t nargsf, PyObject *kwnames)
 {
     static const char *const names[] = {"name", "lb", "ub", "threshold", "vartype"};
+    static PyObject *interned[5];
+    if (interned[0] == NULL) {
+        for (int j = 0; j < 5; j++)
+            if ((interned[j] = PyUnicode_InternFromString(names[j])) == NULL)
+                return NULL;
+    }
     Py_ssize_t npos = PyVectorcall_NARGS(nargsf);
     Py_ssize_t nkw = kwnames != NULL ? PyTuple_GET_SIZE(kwnames) : 0;
     PyObject *given[5] = {NULL, NULL, NULL, NULL, NULL};
@@ -116,6 +122,11 @@ var_vectorcall(PyObject *type, PyObject *const *args, size_t nargsf, PyObject *k
     for (Py_ssize_t k = 0; fast && k < nkw; k++) {
         PyObject *key = PyTuple_GET_ITEM(kwnames, k);
         int slot = -1;
+        /* Keywords written in the call are interned: compare pointers
+         * first, then text. */
+        for (int j = 0; j < 5 && slot < 0; j++)
+            if (key == interned[j])
+                slot = j;
         for (int j = 0; j < 5 && slot < 0; j++)
             if (PyUnicode_CompareWithASCIIString(key, names[j]) == 0)
                 slot = j;
