@@ -801,6 +801,17 @@ linmap_add_map(linmap *dst, linmap *src, double factor)
         linmap_scale(dst, 1.0 + factor);
         return 0;
     }
+    if (dst->s->refs > 1 && dst->s->e.size() == dst->n && src->s != dst->s) {
+        /* s + e with s a partial sum that others still see: append e's
+         * entries, as s + t appends t (another store: src never moves). */
+        linstore *ss = lin_read(src);
+        for (size_t j = 0; j < src->n; j++) {
+            const linmap_entry &x = ss->e[j];
+            if (x.var != NULL && linmap_add(dst, x.var, x.coef * factor) != 0)
+                return -1;
+        }
+        return 0;
+    }
     /* dst first gets a store of its own, so that adding to it never
      * moves the entries of src read below. */
     linstore *ds = lin_own(dst);

@@ -34,6 +34,11 @@ def test_branches_of_one_partial_sum_keep_their_own_terms(v):
     assert str(t) == reference((1, a), (2, b), (1, c))
     assert str(u) == reference((1, a), (2, b), (3, d))
     assert str(w) == reference((1, a), (2, b), (-1, e))
+    x = s + (c + 2 * d)                # a sum appended as a whole
+    y = s - (d + e)
+    assert str(x) == reference((1, a), (2, b), (1, c), (2, d))
+    assert str(y) == reference((1, a), (2, b), (-1, d), (-1, e))
+    assert str(s) == reference((1, a), (2, b))
     t2 = t + d                         # extends the branch that appended first
     assert str(t2) == reference((1, a), (2, b), (1, c), (1, d))
     assert str(t) == reference((1, a), (2, b), (1, c))
