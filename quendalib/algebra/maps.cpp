@@ -70,6 +70,12 @@ struct quadmap {
 static inline void
 lin_push(lin_vector &e, uint32_t id, PyObject *var, double coef)
 {
+    size_t cap = e.capacity();
+    if (e.size() == cap) {
+        /* Buffers start at two entries (most rows have two terms) and
+         * grow 2, 4, 16, then double: a ten-term row moves twice. */
+        e.reserve(cap < 4 ? 4 : cap < 16 ? 16 : 2 * cap);
+    }
     e.emplace_back();
     linmap_entry &ne = e.back();
     ne.id = id;
@@ -385,7 +391,7 @@ store_new(void)
     }
     linstore *s = new linstore;
     try {
-        s->e.reserve(4);
+        s->e.reserve(2); /* two-term rows are the commonest */
     } catch (...) {
     }
     return s;
