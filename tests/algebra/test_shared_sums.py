@@ -144,3 +144,46 @@ def test_long_sum_with_few_variables_stays_small(v):
     for i in range(20_000):
         s = s + (a if i % 2 else b)
     assert str(s) == reference((10_001, a), (10_001, b))
+
+
+@pytest.mark.parametrize("seed", range(4))
+def test_random_branching_sums_match_a_fresh_accumulation(seed):
+    # Sums that branch, grow in place, merge and get dropped in random
+    # order, each checked against the same terms accumulated afresh.
+    rng = np.random.default_rng(seed)
+    xs = [quenda.var() for _ in range(12)]
+    pool = [(xs[0] + xs[1], {0: 1, 1: 1})]
+    expression = type(pool[0][0])
+    for _ in range(400):
+        i = int(rng.integers(len(pool)))
+        e, ref = pool[i]
+        k, c = int(rng.integers(len(xs))), int(rng.integers(-3, 4))
+        op = int(rng.integers(7))
+        if op == 0:                                   # a new branch
+            pool.append((e + c * xs[k], {**ref, k: ref.get(k, 0) + c}))
+        elif op == 1:                                 # grows in place
+            e += c * xs[k]
+            ref[k] = ref.get(k, 0) + c
+        elif op == 2:                                 # a copy sharing the terms
+            pool.append((e + 0, dict(ref)))
+        elif op == 3:                                 # a whole sum appended
+            f, fref = pool[int(rng.integers(len(pool)))]
+            g = e - f
+            gref = dict(ref)
+            for key, v in fref.items():
+                gref[key] = gref.get(key, 0) - v
+            pool.append((g, gref))
+        elif op == 4:
+            e *= 2
+            for key in ref:
+                ref[key] *= 2
+        elif op == 5 and len(pool) > 1:
+            pool.pop(i)
+            continue
+        else:
+            str(e)                                    # a read folds the terms
+        assert type(e) is expression
+        pool[i] = (e, ref)
+    for e, ref in pool:
+        want = reference(*((v, xs[key]) for key, v in sorted(ref.items()) if v != 0))
+        assert str(e) == want
