@@ -36,9 +36,12 @@ static void
 expression_dealloc(PyObject *self)
 {
     expression_object *e = EX(self);
-    linmap_free(&e->linmap);
-    quadmap_free(&e->quadmap);
-    indexset_free(&e->qvars);
+    if (e->linmap != NULL)
+        linmap_free(&e->linmap);
+    if (e->quadmap != NULL)
+        quadmap_free(&e->quadmap);
+    if (e->qvars != NULL)
+        indexset_free(&e->qvars);
     Py_TYPE(self)->tp_free(self);
 }
 
@@ -378,6 +381,30 @@ expression_sum_slot(PyObject *a, PyObject *b, double sign)
     /* expression +- term, the step of every sum written out term by term:
      * straight to the copy, without classifying the operands twice. */
     PyTypeObject *tb = Py_TYPE(b);
+    if (Py_TYPE(a) == &quenda_expressionType && EX(a)->quadmap == NULL &&
+        (tb == &quenda_lintermType || tb == &quenda_varType)) {
+        /* A linear sum grows by one term: the result shares a's terms
+         * (linmap_copy_scaled by 1 copies nothing) and appends b's. */
+        PyObject *var = b;
+        double coef = sign;
+        if (tb == &quenda_lintermType) {
+            var = ((linterm_object *)b)->var;
+            coef *= ((linterm_object *)b)->coef;
+            if (var == NULL)
+                return quenda_model_error("Invalid object in operation");
+        }
+        expression_object *res = EX(expression_base());
+        if (res == NULL)
+            return NULL;
+        res->constant = EX(a)->constant;
+        linmap *lin = EX(a)->linmap;
+        res->linmap = lin != NULL ? linmap_copy_scaled(lin, 1.0) : linmap_new();
+        if (res->linmap == NULL || linmap_add(res->linmap, var, coef) < 0) {
+            Py_DECREF(res);
+            return quenda_model_error("Error adding expressions");
+        }
+        return (PyObject *)res;
+    }
     if (Py_TYPE(a) == &quenda_expressionType &&
         (tb == &quenda_lintermType || tb == &quenda_varType || tb == &PyFloat_Type)) {
         PyObject *res = expression_copy(a, 1.0);

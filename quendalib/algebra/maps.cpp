@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <new>
+#include <type_traits>
 #include <vector>
 
 #include "algebra/algebra.h"
@@ -24,11 +25,31 @@
 
 /* ================================================================ linmap */
 
-struct linmap {
+/* The entries of one or more linear maps.  A map (struct linmap) is a view
+ * of the first n entries of a store; stores are shared by the partial sums
+ * of a sum written out with binary operators, so that s + t appends t to
+ * the store of s instead of copying s.  Sharing is append-only: a view may
+ * append when it ends where the store ends (the shorter views keep their
+ * prefix), and any other change goes to a store of the view's own (copied
+ * when another view holds the store).  A store's sorted part stays a
+ * prefix, so a view of it is sorted as far as it reaches. */
+typedef std::vector<linmap_entry, py_allocator<linmap_entry>> lin_vector;
+
+struct linstore {
+    PY_ALLOCATED
     using entry_type = linmap_entry;
-    std::vector<linmap_entry> e;
+    lin_vector e;
     size_t nsorted = 0;
     size_t ntomb = 0; /* tombstones in the sorted part */
+    size_t refs = 1;  /* views of the store */
+    size_t sum_n = 0; /* the views' lengths added up: when one view is
+                         left, its length */
+};
+
+struct linmap {
+    PY_ALLOCATED
+    linstore *s;
+    size_t n; /* the view: s->e[0, n) */
 };
 
 struct quad_entry {
@@ -47,8 +68,14 @@ struct quadmap {
 /* Appends without building a temporary entry (the copy of a stack
  * temporary cost a store-forwarding stall on the hot path). */
 static inline void
-lin_push(std::vector<linmap_entry> &e, uint32_t id, PyObject *var, double coef)
+lin_push(lin_vector &e, uint32_t id, PyObject *var, double coef)
 {
+    size_t cap = e.capacity();
+    if (e.size() == cap) {
+        /* Buffers start at two entries (most rows have two terms) and
+         * grow 2, 4, 16, then double: a ten-term row moves twice. */
+        e.reserve(cap < 4 ? 4 : cap < 16 ? 16 : 2 * cap);
+    }
     e.emplace_back();
     linmap_entry &ne = e.back();
     ne.id = id;
@@ -109,7 +136,7 @@ template<class Map, class E, class Fold, class Live>
 static void
 normalize_map(Map *m, Fold fold, Live live)
 {
-    std::vector<E> &e = m->e;
+    auto &e = m->e;
     size_t n = e.size();
     if (m->nsorted == n && m->ntomb == 0)
         return;
@@ -120,7 +147,7 @@ normalize_map(Map *m, Fold fold, Live live)
         m->ntomb = 0;
         return;
     }
-    std::vector<E> out;
+    typename std::remove_reference<decltype(m->e)>::type out;
     out.reserve(n); /* may throw: nothing has changed yet */
     std::stable_sort(e.begin() + m->nsorted, e.end(),
                      [](const E &a, const E &b) { return a.id < b.id; });
@@ -154,9 +181,9 @@ normalize_map(Map *m, Fold fold, Live live)
 }
 
 static inline void
-lin_normalize(linmap *m)
+lin_normalize(linstore *m)
 {
-    normalize_map<linmap, linmap_entry>(m, lin_fold, lin_live);
+    normalize_map<linstore, linmap_entry>(m, lin_fold, lin_live);
 }
 
 static inline void
@@ -195,7 +222,7 @@ entry_key(quad_entry &x)
     return x.key;
 }
 static inline void
-map_normalize(linmap *m)
+map_normalize(linstore *m)
 {
     lin_normalize(m);
 }
@@ -315,41 +342,18 @@ map_next_pos(Map *m, void **it, size_t *out)
     return 1;
 }
 
-static inline void
-map_delete(linmap *m)
+/* A normalised copy of a quadratic map with every entry times factor;
+ * NULL on failure. */
+static quadmap *
+quad_copy_scaled(quadmap *m, double factor)
 {
-    linmap_free(&m);
-}
-static inline void
-map_delete(quadmap *m)
-{
-    quadmap_free(&m);
-}
-
-static linmap *linmap_pooled(void);
-static inline linmap *
-map_fresh(linmap *)
-{
-    return linmap_pooled();
-}
-static inline quadmap *
-map_fresh(quadmap *)
-{
-    return new quadmap;
-}
-
-/* A normalised copy with every entry times factor; NULL on failure. */
-template<class Map>
-static Map *
-map_copy_scaled(Map *m, double factor)
-{
-    Map *c = NULL;
+    quadmap *c = NULL;
     try {
-        map_normalize(m);
-        c = map_fresh(m);
+        quad_normalize(m);
+        c = new quadmap;
         c->e.reserve(m->e.size());
         for (const auto &x : m->e) {
-            typename Map::entry_type y;
+            quad_entry y;
             int r = entry_scaled(x, factor, &y);
             if (r < 0)
                 throw std::bad_alloc();
@@ -359,51 +363,239 @@ map_copy_scaled(Map *m, double factor)
         c->nsorted = c->e.size();
         return c;
     } catch (...) {
-        if (c != NULL)
-            map_delete(c);
+        quadmap_free(&c);
         return NULL;
     }
 }
 
-/* Expressions come and go by the million: keep a pool of small emptied
- * maps, with their buffers, instead of two heap round trips per map. */
-#define LINMAP_POOL 256
-#define LINMAP_POOL_CAP 64
-static linmap *linmap_pool[LINMAP_POOL];
-static int linmap_pool_n;
+/* ---------------------------------------------------------------- stores
+ * Expressions come and go by the million: keep pools of emptied stores,
+ * with their buffers, and of views, instead of heap round trips. */
+#define LINSTORE_POOL 256
+#define LINSTORE_POOL_CAP 64
+#define LINVIEW_POOL 512
+static linstore *linstore_pool[LINSTORE_POOL];
+static int linstore_pool_n;
+static linmap *linview_pool[LINVIEW_POOL];
+static int linview_pool_n;
 
-/* An empty map from the pool (its buffer kept), or a new one; throws
- * std::bad_alloc.  Copies take their maps here too: a sum built with
- * binary operators frees one map and copies one at every step. */
-static linmap *
-linmap_pooled(void)
+/* An empty store with one reference; throws std::bad_alloc. */
+static linstore *
+store_new(void)
 {
-    if (linmap_pool_n > 0)
-        return linmap_pool[--linmap_pool_n];
-    return new linmap;
+    if (linstore_pool_n > 0) {
+        linstore *s = linstore_pool[--linstore_pool_n];
+        s->refs = 1;
+        s->sum_n = 0;
+        return s;
+    }
+    linstore *s = new linstore;
+    try {
+        s->e.reserve(2); /* two-term rows are the commonest */
+    } catch (...) {
+    }
+    return s;
 }
+
+/* Drops one reference to s; the last one releases its variables. */
+static void
+store_release(linstore *s)
+{
+    if (--s->refs > 0)
+        return;
+    /* Detach the entries first: a released variable may be the last
+     * owner of something that frees further maps. */
+    lin_vector entries;
+    entries.swap(s->e);
+    s->nsorted = s->ntomb = 0;
+    for (linmap_entry &x : entries)
+        Py_XDECREF(x.var);
+    if (linstore_pool_n < LINSTORE_POOL && entries.capacity() <= LINSTORE_POOL_CAP) {
+        entries.clear();
+        s->e.swap(entries);
+        linstore_pool[linstore_pool_n++] = s;
+        return;
+    }
+    delete s;
+}
+
+/* A view of s's first n entries, taking over one reference to it;
+ * throws std::bad_alloc (s then released). */
+static linmap *
+view_new(linstore *s, size_t n)
+{
+    linmap *m;
+    if (linview_pool_n > 0) {
+        m = linview_pool[--linview_pool_n];
+    } else {
+        m = new (std::nothrow) linmap;
+        if (m == NULL) {
+            store_release(s);
+            throw std::bad_alloc();
+        }
+    }
+    m->s = s;
+    m->n = n;
+    s->sum_n += n;
+    return m;
+}
+
+/* After a change to a store that m alone holds. */
+static inline void
+view_sync(linmap *m, linstore *s)
+{
+    m->n = s->e.size();
+    s->sum_n = m->n;
+}
+
+/* Cuts the store of its only view back to the view's length, releasing
+ * the entries that longer views, now gone, had appended. */
+static void
+store_truncate(linstore *s, size_t n)
+{
+    size_t size = s->e.size();
+    if (size <= n)
+        return;
+    for (size_t i = n; i < size; i++) {
+        if (s->e[i].var == NULL && i < s->nsorted)
+            s->ntomb--;
+    }
+    std::vector<PyObject *> drop;
+    for (size_t i = n; i < size; i++)
+        if (s->e[i].var != NULL) {
+            try {
+                drop.push_back(s->e[i].var);
+            } catch (...) {
+                Py_DECREF(s->e[i].var);
+            }
+        }
+    s->e.resize(n);
+    if (s->nsorted > n)
+        s->nsorted = n;
+    for (PyObject *v : drop)
+        Py_DECREF(v);
+}
+
+/* A view of length n lets go of s. */
+static void
+store_drop_view(linstore *s, size_t n)
+{
+    s->sum_n -= n;
+    if (s->refs == 2) {
+        /* One view left: drop what only the views now gone could see. */
+        s->refs = 1;
+        if (s->e.size() > s->sum_n)
+            store_truncate(s, s->sum_n);
+        return;
+    }
+    store_release(s);
+}
+
+/* The store of m, held by m alone and ending where the view ends: what
+ * every change other than an append needs.  Copies the view's entries
+ * when the store is shared.  Throws std::bad_alloc, m unchanged. */
+static linstore *
+lin_own(linmap *m)
+{
+    linstore *s = m->s;
+    if (s->refs == 1) {
+        store_truncate(s, m->n);
+        return s;
+    }
+    linstore *c = store_new();
+    try {
+        c->e.reserve(m->n);
+    } catch (...) {
+        store_release(c);
+        throw;
+    }
+    size_t lim = m->n < s->nsorted ? m->n : s->nsorted;
+    for (size_t i = 0; i < m->n; i++) {
+        const linmap_entry &x = s->e[i];
+        if (x.var == NULL)
+            continue;
+        Py_INCREF(x.var);
+        c->e.push_back(x); /* reserved: no throw */
+        if (i < lim)
+            c->nsorted++;
+    }
+    store_drop_view(s, m->n);
+    m->s = c;
+    view_sync(m, c);
+    return c;
+}
+
+/* True when the view is sorted and free of tombstones as it stands. */
+static inline bool
+view_normal(const linmap *m)
+{
+    return m->n <= m->s->nsorted && m->s->ntomb == 0;
+}
+
+/* The store of m with the view normalised, for a read that finishes
+ * before any map changes (the store may still be shared).  Throws. */
+static linstore *
+lin_read(linmap *m)
+{
+    if (view_normal(m))
+        return m->s;
+    linstore *s = lin_own(m);
+    lin_normalize(s);
+    view_sync(m, s);
+    return s;
+}
+
+/* The store of m, its own and normalised: for reads that hand out
+ * pointers into it and for changes in place.  Throws. */
+static linstore *
+lin_private(linmap *m)
+{
+    linstore *s = lin_own(m);
+    lin_normalize(s);
+    view_sync(m, s);
+    return s;
+}
+
+/* ---------------------------------------------------------------- linmap */
 
 linmap *
 linmap_new(void)
 {
-    if (linmap_pool_n > 0)
-        return linmap_pool[--linmap_pool_n];
-    linmap *m = new (std::nothrow) linmap;
-    if (m != NULL) {
+    try {
+        return view_new(store_new(), 0);
+    } catch (...) {
+        return NULL;
+    }
+}
+
+/* A second view of m's entries (m's store shared, nothing copied). */
+static linmap *
+linmap_share(linmap *m)
+{
+    linstore *s = m->s;
+    if (s->refs == 1 && s->e.size() == m->n && needs_normalize(s)) {
+        /* A long sum written with binary operators: fold its tail while
+         * it has a single owner, so that it keeps its merged size. */
         try {
-            m->e.reserve(4);
+            lin_normalize(s);
+            view_sync(m, s);
         } catch (...) {
         }
     }
-    return m;
+    s->refs++;
+    try {
+        return view_new(s, m->n);
+    } catch (...) {
+        return NULL;
+    }
 }
 
 int
 linmap_get(linmap *m, PyObject *var, double *coef)
 {
     MAPS_TRY
-    lin_normalize(m);
-    linmap_entry *p = find_sorted(m->e, m->nsorted, VAR_ID(var));
+    linstore *s = lin_read(m);
+    linmap_entry *p = find_sorted(s->e, m->n, VAR_ID(var));
     if (p == NULL || p->var == NULL)
         return -1;
     *coef = p->coef;
@@ -421,29 +613,31 @@ linmap_has(linmap *m, PyObject *var)
 int
 linmap_set(linmap *m, PyObject *var, double coef)
 {
-    if (coef == 0.0)
-        return map_erase(m, var) < 0 ? -1 : 0;
     MAPS_TRY
+    linstore *s = lin_own(m);
+    if (coef == 0.0) {
+        int r = map_erase(s, var);
+        view_sync(m, s);
+        return r < 0 ? -1 : 0;
+    }
     bool fresh;
-    map_slot<linmap, linmap_entry>(m, var, &fresh)->coef = coef;
+    map_slot<linstore, linmap_entry>(s, var, &fresh)->coef = coef;
+    view_sync(m, s);
     return 0;
     MAPS_CATCH(-1)
 }
 
-int
-linmap_add(linmap *m, PyObject *var, double coef)
+/* Accumulation into a store held by this view alone. */
+static void
+store_add(linstore *m, uint32_t id, PyObject *var, double coef)
 {
-    if (coef == 0.0)
-        return 0;
-    MAPS_TRY
-    uint32_t id = VAR_ID(var);
-    std::vector<linmap_entry> &e = m->e;
+    lin_vector &e = m->e;
     size_t n = e.size();
     if (m->nsorted == n && (n == 0 || id > e[n - 1].id)) {
         lin_push(e, id, var, coef);
         Py_INCREF(var);
         m->nsorted++;
-        return 0;
+        return;
     }
     /* With a tail pending, every add joins it (the merge folds keys that
      * are also in the sorted part, oldest first): no search, no cache
@@ -464,7 +658,7 @@ linmap_add(linmap *m, PyObject *var, double coef)
                     lin_normalize(m);
             }
         }
-        return 0;
+        return;
     }
     if (m->nsorted == n && n < SMALL_MAP) {
         /* Small maps stay sorted: the move is cheaper than a later merge,
@@ -472,12 +666,39 @@ linmap_add(linmap *m, PyObject *var, double coef)
         e.insert(e.begin() + lower_pos(e, n, id), linmap_entry{id, var, coef});
         Py_INCREF(var);
         m->nsorted++;
-        return 0;
+        return;
     }
     lin_push(e, id, var, coef);
     Py_INCREF(var);
     if (needs_normalize(m))
         lin_normalize(m);
+}
+
+int
+linmap_add(linmap *m, PyObject *var, double coef)
+{
+    if (coef == 0.0)
+        return 0;
+    MAPS_TRY
+    linstore *s = m->s;
+    uint32_t id = VAR_ID(var);
+    if (s->refs > 1 && s->e.size() == m->n) {
+        /* Shared, and this view ends where the store does: append, which
+         * the shorter views do not see.  Repeated keys are folded when
+         * the map is read. */
+        size_t n = m->n;
+        bool extends = s->nsorted == n && (n == 0 || id > s->e[n - 1].id);
+        lin_push(s->e, id, var, coef);
+        Py_INCREF(var);
+        if (extends)
+            s->nsorted++;
+        m->n = n + 1;
+        s->sum_n++;
+        return 0;
+    }
+    s = lin_own(m);
+    store_add(s, id, var, coef);
+    view_sync(m, s);
     return 0;
     MAPS_CATCH(-1)
 }
@@ -485,34 +706,40 @@ linmap_add(linmap *m, PyObject *var, double coef)
 int
 linmap_del(linmap *m, PyObject *var)
 {
-    return map_erase(m, var) == 1 ? 0 : -1;
+    MAPS_TRY
+    linstore *s = lin_own(m);
+    int r = map_erase(s, var);
+    view_sync(m, s);
+    return r == 1 ? 0 : -1;
+    MAPS_CATCH(-1)
 }
 
 size_t
 linmap_size(linmap *m)
 {
-    if (m->nsorted == m->e.size())
-        return m->nsorted - m->ntomb;
+    if (view_normal(m))
+        return m->n;
     try {
-        lin_normalize(m);
+        lin_read(m);
     } catch (...) {
         /* An upper bound: the tail may repeat ids. */
-        return m->nsorted - m->ntomb + (m->e.size() - m->nsorted);
+        return m->n;
     }
-    return m->e.size();
+    return m->n;
 }
 
 const linmap_entry *
 linmap_data(linmap *m, size_t *n)
 {
+    linstore *s;
     try {
-        lin_normalize(m);
+        s = m->s->refs == 1 && view_normal(m) ? m->s : lin_private(m);
     } catch (...) {
         *n = 0;
         return NULL;
     }
-    *n = m->e.size();
-    return m->e.data();
+    *n = m->n;
+    return s->e.data();
 }
 
 linmap *
@@ -524,25 +751,49 @@ linmap_copy(linmap *m)
 linmap *
 linmap_copy_scaled(linmap *m, double factor)
 {
-    return map_copy_scaled(m, factor);
+    if (factor == 1.0)
+        return linmap_share(m);
+    linstore *c = NULL;
+    try {
+        linstore *s = lin_read(m);
+        c = store_new();
+        c->e.reserve(m->n);
+        for (size_t i = 0; i < m->n; i++) {
+            linmap_entry y;
+            if (entry_scaled(s->e[i], factor, &y) > 0)
+                c->e.push_back(y); /* reserved: no throw */
+        }
+        c->nsorted = c->e.size();
+        return view_new(c, c->e.size());
+    } catch (...) {
+        if (c != NULL)
+            store_release(c);
+        return NULL;
+    }
 }
 
 void
 linmap_scale(linmap *m, double factor)
 {
+    linstore *s;
     try {
-        lin_normalize(m);
+        s = lin_private(m);
     } catch (...) {
+        try {
+            s = lin_own(m);
+        } catch (...) {
+            return;
+        }
         /* Scaling the unfolded entries is still right up to rounding. */
     }
-    for (linmap_entry &x : m->e) {
+    for (linmap_entry &x : s->e) {
         if (x.var == NULL)
             continue;
         x.coef *= factor;
         if (x.coef == 0.0) {
             Py_CLEAR(x.var);
-            if (&x - m->e.data() < (ptrdiff_t)m->nsorted)
-                m->ntomb++;
+            if (&x - s->e.data() < (ptrdiff_t)s->nsorted)
+                s->ntomb++;
         }
     }
 }
@@ -553,18 +804,31 @@ linmap_add_map(linmap *dst, linmap *src, double factor)
     MAPS_TRY
     if (dst == src) {
         /* Adding a map to itself: every entry scales by 1 + factor. */
-        lin_normalize(dst);
         linmap_scale(dst, 1.0 + factor);
         return 0;
     }
-    lin_normalize(src);
-    const std::vector<linmap_entry> &s = src->e;
-    size_t ns = s.size();
-    if (ns > 8 && ns * 4 > dst->e.size()) {
+    if (dst->s->refs > 1 && dst->s->e.size() == dst->n && src->s != dst->s) {
+        /* s + e with s a partial sum that others still see: append e's
+         * entries, as s + t appends t (another store: src never moves). */
+        linstore *ss = lin_read(src);
+        for (size_t j = 0; j < src->n; j++) {
+            const linmap_entry &x = ss->e[j];
+            if (x.var != NULL && linmap_add(dst, x.var, x.coef * factor) != 0)
+                return -1;
+        }
+        return 0;
+    }
+    /* dst first gets a store of its own, so that adding to it never
+     * moves the entries of src read below. */
+    linstore *ds = lin_own(dst);
+    linstore *ss = lin_read(src);
+    const linmap_entry *s = ss->e.data();
+    size_t ns = src->n;
+    if (ns > 8 && ns * 4 > ds->e.size()) {
         /* Large addition: one linear merge instead of ns searches. */
-        lin_normalize(dst);
-        std::vector<linmap_entry> &d = dst->e;
-        std::vector<linmap_entry> out;
+        lin_normalize(ds);
+        lin_vector &d = ds->e;
+        lin_vector out;
         out.reserve(d.size() + ns);
         size_t i = 0, j = 0;
         while (i < d.size() || j < ns) {
@@ -591,14 +855,17 @@ linmap_add_map(linmap *dst, linmap *src, double factor)
             }
         }
         d.swap(out);
-        dst->nsorted = d.size();
-        dst->ntomb = 0;
+        ds->nsorted = d.size();
+        ds->ntomb = 0;
+        view_sync(dst, ds);
         return 0;
     }
     for (size_t j = 0; j < ns; j++) {
-        if (linmap_add(dst, s[j].var, s[j].coef * factor) != 0)
-            return -1;
+        double v = s[j].coef * factor;
+        if (v != 0.0)
+            store_add(ds, s[j].id, s[j].var, v);
     }
+    view_sync(dst, ds);
     return 0;
     MAPS_CATCH(-1)
 }
@@ -610,32 +877,41 @@ linmap_free(linmap **pm)
     if (m == NULL)
         return;
     *pm = NULL;
-    /* Detach the entries first: a released variable may be the last
-     * owner of something that frees further maps. */
-    std::vector<linmap_entry> entries;
-    entries.swap(m->e);
-    m->nsorted = m->ntomb = 0;
-    if (linmap_pool_n < LINMAP_POOL && entries.capacity() <= LINMAP_POOL_CAP) {
-        for (linmap_entry &x : entries)
-            Py_XDECREF(x.var);
-        entries.clear();
-        m->e.swap(entries);
-        linmap_pool[linmap_pool_n++] = m;
-        return;
-    }
-    for (linmap_entry &x : entries)
-        Py_XDECREF(x.var);
-    delete m;
+    linstore *s = m->s;
+    size_t n = m->n;
+    if (linview_pool_n < LINVIEW_POOL)
+        linview_pool[linview_pool_n++] = m;
+    else
+        delete m;
+    store_drop_view(s, n);
 }
 
 int
 linmap_next(linmap *m, void **it, PyObject **var, double *coef)
 {
     size_t pos;
-    if (!map_next_pos(m, it, &pos))
+    linstore *s;
+    if (*it == NULL) {
+        try {
+            s = lin_private(m);
+        } catch (...) {
+            return 0;
+        }
+        pos = 0;
+    } else {
+        s = m->s;
+        pos = (size_t)(uintptr_t)*it - 1;
+    }
+    size_t n = m->n;
+    while (pos < n && s->e[pos].var == NULL)
+        pos++;
+    if (pos >= n) {
+        *it = (void *)(uintptr_t)(n + 1);
         return 0;
-    *var = m->e[pos].var;
-    *coef = m->e[pos].coef;
+    }
+    *it = (void *)(uintptr_t)(pos + 2);
+    *var = s->e[pos].var;
+    *coef = s->e[pos].coef;
     return 1;
 }
 
@@ -802,7 +1078,7 @@ quadmap_copy(quadmap *m)
 quadmap *
 quadmap_copy_scaled(quadmap *m, double factor)
 {
-    return map_copy_scaled(m, factor);
+    return quad_copy_scaled(m, factor);
 }
 
 void

@@ -8,6 +8,16 @@
  * Variables are ordered by identity number (unsigned); iteration visits
  * keys in ascending order.  Only an exact 0.0 counts as zero.
  *
+ * A linmap is a view of the first n entries of a store that several maps
+ * may share: copying a map by 1 (linmap_copy, linmap_copy_scaled with
+ * 1.0) makes a second view and copies nothing, and a view that ends where
+ * its store ends adds by appending, which the shorter views do not see.
+ * So the partial sums of a0*x0 + a1*x1 + ... share one buffer instead of
+ * each copying the one before.  Every other change first gives the view a
+ * store of its own (copied while shared); repeated keys are folded when
+ * the map is read.  linmap_data and linmap_next read a store of the
+ * map's own, so their pointers never move under another map's append.
+ *
  * linmap and quadmap are flat sorted arrays with an unsorted tail: a key
  * beyond the last one is appended, a key already present is updated in
  * place after a binary search, a new key of a small map is inserted in

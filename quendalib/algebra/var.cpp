@@ -42,25 +42,11 @@ var_base_new(void)
     return (PyObject *)v; /* the default name is made when asked for */
 }
 
+/* The checks and settings of var(...) once its arguments are read; name
+ * is borrowed (NULL or None: the default name). */
 static int
-var_init(PyObject *self, PyObject *args, PyObject *kwds)
+var_setup(var_object *v, PyObject *name, double lb, double ub, double threshold, long vartype)
 {
-    static const char *kwlist[] = {"name", "lb", "ub", "threshold", "vartype", NULL};
-    var_object *v = (var_object *)self;
-    PyObject *name = NULL;
-    double lb = 0.0, ub = QUENDA_INFINITY, threshold = v->threshold;
-    long vartype = 0;
-
-    v->lb = 0.0;
-    v->ub = QUENDA_INFINITY;
-    v->vartype = 0;
-    v->id = qnda_py_env.varcounter++;
-
-    /* var() without arguments, the commonest call, skips the parser. */
-    bool plain = PyTuple_GET_SIZE(args) == 0 && (kwds == NULL || PyDict_GET_SIZE(kwds) == 0);
-    if (!plain && !PyArg_ParseTupleAndKeywords(args, kwds, "|Odddl", (char **)kwlist, &name, &lb,
-                                               &ub, &threshold, &vartype))
-        return -1;
     if (std::isnan(lb) || std::isnan(ub) || std::isnan(threshold)) {
         quenda_model_error("Variable bounds and threshold cannot be NaN");
         return -1;
@@ -89,6 +75,116 @@ var_init(PyObject *self, PyObject *args, PyObject *kwds)
     v->threshold = threshold;
     v->vartype = vartype;
     return 0;
+}
+
+static int
+var_init(PyObject *self, PyObject *args, PyObject *kwds)
+{
+    static const char *kwlist[] = {"name", "lb", "ub", "threshold", "vartype", NULL};
+    var_object *v = (var_object *)self;
+    PyObject *name = NULL;
+    double lb = 0.0, ub = QUENDA_INFINITY, threshold = v->threshold;
+    long vartype = 0;
+
+    v->lb = 0.0;
+    v->ub = QUENDA_INFINITY;
+    v->vartype = 0;
+    v->id = qnda_py_env.varcounter++;
+
+    /* var() without arguments, the commonest call, skips the parser. */
+    bool plain = PyTuple_GET_SIZE(args) == 0 && (kwds == NULL || PyDict_GET_SIZE(kwds) == 0);
+    if (!plain && !PyArg_ParseTupleAndKeywords(args, kwds, "|Odddl", (char **)kwlist, &name, &lb,
+                                               &ub, &threshold, &vartype))
+        return -1;
+    return var_setup(v, name, lb, ub, threshold, vartype);
+}
+
+/* quenda.var(...) called with plain numbers for lb, ub and threshold and
+ * an int for vartype (how models are written) reads them straight from
+ * the call, without the argument tuple, dictionary and parser; any other
+ * call takes the general way, tp_new and tp_init. */
+static PyObject *
+var_vectorcall(PyObject *type, PyObject *const *args, size_t nargsf, PyObject *kwnames)
+{
+    static const char *const names[] = {"name", "lb", "ub", "threshold", "vartype"};
+    static PyObject *interned[5];
+    if (interned[0] == NULL) {
+        for (int j = 0; j < 5; j++)
+            if ((interned[j] = PyUnicode_InternFromString(names[j])) == NULL)
+                return NULL;
+    }
+    Py_ssize_t npos = PyVectorcall_NARGS(nargsf);
+    Py_ssize_t nkw = kwnames != NULL ? PyTuple_GET_SIZE(kwnames) : 0;
+    PyObject *given[5] = {NULL, NULL, NULL, NULL, NULL};
+    bool fast = type == (PyObject *)&quenda_varType && npos <= 5;
+    for (Py_ssize_t i = 0; fast && i < npos; i++)
+        given[i] = args[i];
+    for (Py_ssize_t k = 0; fast && k < nkw; k++) {
+        PyObject *key = PyTuple_GET_ITEM(kwnames, k);
+        int slot = -1;
+        /* Keywords written in the call are interned: compare pointers
+         * first, then text. */
+        for (int j = 0; j < 5 && slot < 0; j++)
+            if (key == interned[j])
+                slot = j;
+        for (int j = 0; j < 5 && slot < 0; j++)
+            if (PyUnicode_CompareWithASCIIString(key, names[j]) == 0)
+                slot = j;
+        if (slot < 0 || given[slot] != NULL)
+            fast = false; /* the parser words the error */
+        else
+            given[slot] = args[npos + k];
+    }
+    double d[3] = {0.0, QUENDA_INFINITY, 0.0};
+    long vartype = 0;
+    for (int j = 1; fast && j < 4; j++) {
+        PyObject *o = given[j];
+        if (o == NULL)
+            continue;
+        if (PyFloat_CheckExact(o))
+            d[j - 1] = PyFloat_AS_DOUBLE(o);
+        else if (PyLong_CheckExact(o) && (d[j - 1] = PyLong_AsDouble(o), !PyErr_Occurred()))
+            ;
+        else {
+            PyErr_Clear();
+            fast = false;
+        }
+    }
+    if (fast && given[4] != NULL) {
+        if (!PyLong_CheckExact(given[4]) ||
+            ((vartype = PyLong_AsLong(given[4])) == -1 && PyErr_Occurred())) {
+            PyErr_Clear();
+            fast = false;
+        }
+    }
+    if (!fast) {
+        PyObject *tuple = PyTuple_New(npos), *kw = NULL, *res = NULL;
+        if (tuple == NULL)
+            return NULL;
+        for (Py_ssize_t i = 0; i < npos; i++)
+            PyTuple_SET_ITEM(tuple, i, Py_NewRef(args[i]));
+        if (nkw > 0) {
+            kw = PyDict_New();
+            for (Py_ssize_t k = 0; kw != NULL && k < nkw; k++)
+                if (PyDict_SetItem(kw, PyTuple_GET_ITEM(kwnames, k), args[npos + k]) < 0)
+                    Py_CLEAR(kw);
+        }
+        if (nkw == 0 || kw != NULL)
+            res = PyType_Type.tp_call(type, tuple, kw);
+        Py_DECREF(tuple);
+        Py_XDECREF(kw);
+        return res;
+    }
+    var_object *v = (var_object *)quenda_varType.tp_alloc(&quenda_varType, 0);
+    if (v == NULL)
+        return NULL;
+    v->id = qnda_py_env.varcounter++;
+    v->name = NULL;
+    if (var_setup(v, given[0], d[0], d[1], d[2], vartype) < 0) {
+        Py_DECREF(v);
+        return NULL;
+    }
+    return (PyObject *)v;
 }
 
 static void
@@ -191,6 +287,11 @@ var_addsub(PyObject *a, PyObject *b)
 static PyObject *
 var_mul(PyObject *a, PyObject *b)
 {
+    /* k*x with a float k, the start of most terms, without classifying. */
+    if (PyFloat_CheckExact(a) && Py_TYPE(b) == &quenda_varType)
+        return var_fill(b, PyFloat_AS_DOUBLE(a));
+    if (PyFloat_CheckExact(b) && Py_TYPE(a) == &quenda_varType)
+        return var_fill(a, PyFloat_AS_DOUBLE(b));
     int ka = expr_kind(a), kb = expr_kind(b);
     double k;
     /* x*k and k*x, the commonest products of all, before anything else. */
@@ -318,5 +419,6 @@ int
 var_register(void)
 {
     algebra_ctor.var_name_text = var_name_text;
+    quenda_varType.tp_vectorcall = var_vectorcall;
     return algebra_register_type(EXPR_VARIABLE, &quenda_varType, 0, var_alg_sum, var_fill);
 }

@@ -143,6 +143,16 @@ done:
 static int
 con_check_values(rowbatch *b, PyObject *con, const char *name, double rhs, double range)
 {
+    /* The usual row is all finite: say so before wording any message. */
+    bool finite = !std::isnan(b->t.constant) && !std::isnan(rhs) && !std::isnan(range) &&
+                  !std::isnan(((constraint_object *)con)->lb) &&
+                  !std::isnan(((constraint_object *)con)->ub);
+    for (int64_t k = b->start[b->n]; finite && k < b->t.nlin; k++)
+        finite = std::isfinite(b->t.lincoef[k]);
+    for (int64_t k = b->qstart[b->n]; finite && k < b->t.nquad; k++)
+        finite = std::isfinite(b->t.qcoef[k]);
+    if (finite)
+        return 0;
     PyObject *owner = name[0] != '\0' ? PyUnicode_FromFormat("Constraint %s", name)
                                       : PyUnicode_FromFormat("Constraint %S", con);
     const char *text = owner != NULL ? PyUnicode_AsUTF8(owner) : NULL;

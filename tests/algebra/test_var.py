@@ -203,3 +203,38 @@ class TestOperators:
             with pytest.raises(ModelError):
                 x / 0
         assert sys.getrefcount(x) == before and str(x) == "x"
+
+
+@pytest.mark.parametrize("args, kwargs", [
+    ((), {"lb": -3, "ub": 7, "vartype": quenda.binary}),
+    (("n", 1, 2, 3, 2), {}),
+    (("n",), {"ub": 2.5, "threshold": 1}),
+    ((), {"vartype": 0, "lb": -quenda.infinity}),
+    ((), {"lb": -(2 ** 70)}),
+])
+def test_plain_number_arguments_read_like_any_others(args, kwargs):
+    # Python floats and ints are read straight from the call; NumPy scalars
+    # go through the argument parser: both give the same variable.
+    def fields(v):
+        return (v.name if args else None, v.lb, v.ub, v.threshold, v.vartype)
+    slow_args = tuple(np.float64(a) if isinstance(a, (int, float)) and i in (1, 2, 3) else a
+                      for i, a in enumerate(args))
+    slow_kwargs = {k: (np.float64(v) if k in ("lb", "ub", "threshold") else v)
+                   for k, v in kwargs.items()}
+    assert fields(quenda.var(*args, **kwargs)) == fields(quenda.var(*slow_args, **slow_kwargs))
+
+
+@pytest.mark.parametrize("call, exc", [
+    (lambda: quenda.var(lb="a"), TypeError),
+    (lambda: quenda.var(size=1), TypeError),
+    (lambda: quenda.var("a", name="b"), TypeError),
+    (lambda: quenda.var(1, 2, 3, 4, 5, 6), TypeError),
+    (lambda: quenda.var(vartype=1.5), TypeError),
+    (lambda: quenda.var(vartype=2 ** 80), OverflowError),
+    (lambda: quenda.var(lb=float("nan")), quenda.ModelError),
+    (lambda: quenda.var(lb=2, ub=1), quenda.ModelError),
+    (lambda: quenda.var(name=3, lb=0), quenda.ModelError),
+])
+def test_bad_arguments_raise(call, exc):
+    with pytest.raises(exc):
+        call()
