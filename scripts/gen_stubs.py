@@ -40,6 +40,8 @@ def result_types(q):
         "control": type(q.controls),
         "attribute": type(p.attributes),
     }
+    p.addVariable(x)
+    found["generic"] = type(p.storebounds([x], ["L"], [0.0]))
     return found
 
 

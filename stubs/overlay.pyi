@@ -164,6 +164,9 @@ class branchobj:
         isoriginal: Any = True,
     ) -> None: ...
 
+class generic:
+    """A handle the library gives out (stored bounds of storebounds)."""
+
 class control:
     def __getattr__(self, name: str) -> Any: ...
     def __setattr__(self, name: str, value: Any) -> None: ...
