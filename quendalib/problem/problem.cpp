@@ -181,12 +181,56 @@ problem_drop_callbacks(problem_s *p)
     }
 }
 
+/* A problem takes part in the collector's search for cycles: a callback,
+ * user function or multistart job that refers to its own problem (a
+ * closure, a bound method) closes a cycle through the registry. */
+static int
+problem_traverse(PyObject *self, visitproc visit, void *arg)
+{
+    problem_s *p = (problem_s *)self;
+    Py_VISIT(p->vars);
+    Py_VISIT(p->cons);
+    Py_VISIT(p->sos);
+    Py_VISIT(p->ctrl);
+    Py_VISIT(p->attr);
+    for (int k = 0; k < QUENDA_NCALLBACKS; k++)
+        Py_VISIT(p->callback[k]);
+    Py_VISIT(p->userfuncs);
+    Py_VISIT(p->msjobs);
+    Py_VISIT(p->cbview);
+    return 0;
+}
+
+/* Breaks the cycles of an unreachable problem.  The callback entries stay
+ * (the library holds them as user data until dealloc destroys the handles)
+ * but let go of their function and data; user functions are left to their
+ * own clearing, as the nonlinear handle may still name them. */
+static int
+problem_clear(PyObject *self)
+{
+    problem_s *p = (problem_s *)self;
+    for (int k = 0; k < QUENDA_NCALLBACKS; k++) {
+        PyObject *lst = p->callback[k];
+        if (lst == NULL || !PyList_Check(lst))
+            continue;
+        for (Py_ssize_t i = 0; i < PyList_GET_SIZE(lst); i++) {
+            PyObject *entry = PyList_GET_ITEM(lst, i);
+            for (Py_ssize_t j = 1; PyList_Check(entry) && j < 3 && j < PyList_GET_SIZE(entry); j++)
+                PyList_SetItem(entry, j, Py_NewRef(Py_None));
+        }
+    }
+    Py_CLEAR(p->msjobs);
+    Py_CLEAR(p->cbview);
+    return 0;
+}
+
 static void
 problem_dealloc(PyObject *self)
 {
     problem_s *p = (problem_s *)self;
     PyObject *et, *ev, *tb;
 
+    PyObject_GC_UnTrack(self);
     PyErr_Fetch(&et, &ev, &tb); /* an exception in flight must survive us */
     if (p->weakreflist != NULL)
         PyObject_ClearWeakRefs(self);
@@ -468,8 +512,9 @@ static PyMemberDef problem_members[] = {{(char *)"controls", T_OBJECT, offsetof(
 
 /* tp_methods is gathered by problem_type_prepare. */
 PyTypeObject quenda_problemType =
-    quenda_type_build("quenda.problem", sizeof(problem_s), Py_TPFLAGS_DEFAULT,
+    quenda_type_build("quenda.problem", sizeof(problem_s), Py_TPFLAGS_DEFAULT | Py_TPFLAGS_HAVE_GC,
                       "An optimization problem: problem(name=None)", Py_tp_dealloc, problem_dealloc,
-                      Py_tp_str, problem_str, Py_tp_methods, problem_methods, Py_tp_members,
-                      problem_members, Py_tp_init, problem_init, QUENDA_TP_WEAKLISTOFFSET,
+                      Py_tp_traverse, problem_traverse, Py_tp_clear, problem_clear, Py_tp_str,
+                      problem_str, Py_tp_methods, problem_methods, Py_tp_members, problem_members,
+                      Py_tp_init, problem_init, QUENDA_TP_WEAKLISTOFFSET,
                       offsetof(problem_s, weakreflist));

@@ -127,6 +127,31 @@ def test_destroying_a_problem_releases_its_callbacks():
     assert (sys.getrefcount(f), sys.getrefcount(data)) == before
 
 
+@pytest.mark.parametrize("register", [
+    lambda p, f: p.addcbintsol(f, None),
+    lambda p, f: p.addcbmessage(f, p),   # the problem as the callback's data
+    lambda p, f: p.setcbslpstart(f, None),
+], ids=["intsol", "message_data", "slpstart"])
+def test_a_problem_its_callback_refers_to_is_collected(register):
+    import weakref
+    refs = []
+    for _ in range(5):
+        p = read("egout.mps")
+        register(p, lambda prob, data, *rest: p.getAttrib("cols"))  # closes over p
+        refs.append(weakref.ref(p))
+        p.solve()
+        del p
+    gc.collect()
+    assert [r() for r in refs] == [None] * 5
+    # a problem kept alive keeps its callbacks working after a collection
+    q = read("egout.mps")
+    seen = []
+    q.addcbintsol(lambda prob, data: seen.append(q.getAttrib("cols")), None)
+    gc.collect()
+    q.solve()
+    assert seen and q.getProbStatusString() == "mip_optimal"
+
+
 def test_removal_releases_references():
     f = lambda *a: None  # noqa: E731
     data = object()
