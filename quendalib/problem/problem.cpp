@@ -158,27 +158,33 @@ problem_init(PyObject *self, PyObject *args, PyObject *kwargs)
     return problem_apply_user_defaults(self);
 }
 
+/* Sets items first .. last-1 of every callback entry [problem, function,
+ * data, priority] of the registry to None. */
+static void
+problem_entries_to_none(problem_s *p, Py_ssize_t first, Py_ssize_t last)
+{
+    for (int k = 0; k < QUENDA_NCALLBACKS; k++) {
+        PyObject *lst = p->callback[k];
+        if (lst == NULL || !PyList_Check(lst))
+            continue;
+        for (Py_ssize_t i = 0; i < PyList_GET_SIZE(lst); i++) {
+            PyObject *entry = PyList_GET_ITEM(lst, i);
+            for (Py_ssize_t j = first;
+                 PyList_Check(entry) && j < last && j < PyList_GET_SIZE(entry); j++)
+                PyList_SetItem(entry, j, Py_NewRef(Py_None));
+        }
+    }
+}
+
 /* Drops the registry's callback entries without telling the library (the
  * handles are going away).  Entries refer to their problem without a
  * reference; clearing that item keeps a stray entry from pointing at us. */
 static void
 problem_drop_callbacks(problem_s *p)
 {
-    int k;
-    for (k = 0; k < QUENDA_NCALLBACKS; k++) {
-        PyObject *lst = p->callback[k];
-        if (lst == NULL)
-            continue;
-        if (PyList_Check(lst)) {
-            Py_ssize_t i;
-            for (i = 0; i < PyList_GET_SIZE(lst); i++) {
-                PyObject *entry = PyList_GET_ITEM(lst, i);
-                if (PyList_Check(entry) && PyList_GET_SIZE(entry) > 0)
-                    PyList_SetItem(entry, 0, Py_NewRef(Py_None));
-            }
-        }
+    problem_entries_to_none(p, 0, 1);
+    for (int k = 0; k < QUENDA_NCALLBACKS; k++)
         Py_CLEAR(p->callback[k]);
-    }
 }
 
 /* A problem takes part in the collector's search for cycles: a callback,
@@ -203,23 +209,14 @@ problem_traverse(PyObject *self, visitproc visit, void *arg)
 
 /* Breaks the cycles of an unreachable problem.  The callback entries stay
  * (the library holds them as user data until dealloc destroys the handles)
- * but let go of their function and data; user functions are left to their
- * own clearing, as the nonlinear handle may still name them. */
+ * but let go of their function and data; user functions and multistart
+ * jobs are left to their own clearing, as the nonlinear handle may still
+ * name them. */
 static int
 problem_clear(PyObject *self)
 {
     problem_s *p = (problem_s *)self;
-    for (int k = 0; k < QUENDA_NCALLBACKS; k++) {
-        PyObject *lst = p->callback[k];
-        if (lst == NULL || !PyList_Check(lst))
-            continue;
-        for (Py_ssize_t i = 0; i < PyList_GET_SIZE(lst); i++) {
-            PyObject *entry = PyList_GET_ITEM(lst, i);
-            for (Py_ssize_t j = 1; PyList_Check(entry) && j < 3 && j < PyList_GET_SIZE(entry); j++)
-                PyList_SetItem(entry, j, Py_NewRef(Py_None));
-        }
-    }
-    Py_CLEAR(p->msjobs);
+    problem_entries_to_none(p, 1, 3);
     Py_CLEAR(p->cbview);
     return 0;
 }
