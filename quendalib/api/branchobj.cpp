@@ -391,14 +391,15 @@ branchobj_addcuts(PyObject *self, PyObject *args, PyObject *kwargs)
     static const char *kwlist[] = {"ibranch", "cutind", NULL};
     long ib;
     PyObject *cuts;
+    void **ids;
+    QNDAint64 n = -1;
     if (!PyArg_ParseTupleAndKeywords(args, kwargs, "lO", (char **)kwlist, &ib, &cuts))
         return NULL;
     BO_GET(self, h);
-    (void)h;
-    PyErr_SetString(quenda_SolverError,
-                    "Cuts of the cut pool cannot be attached to a branch: give the branch its "
-                    "rows with addrows");
-    return NULL;
+    api_arrays a(((branchobj_s *)self)->prob);
+    if (a.in(cuts, &n, &ids, CONV_CUT) != 0)
+        return NULL;
+    return bo_done(self, QNDA_bo_addcuts(h, (int)ib, (int)n, (const QNDAcut *)ids));
 }
 
 static PyObject *
@@ -536,7 +537,16 @@ bo_status_call(PyObject *self, int (*call)(QNDAbranchobject, int *))
     {                                                                                              \
         return bo_status_call(s, call);                                                            \
     }
-BO_STATUS_METHOD(store, QNDA_bo_store)
+
+/* A stored object is the library's: this one is left without a handle. */
+static PyObject *
+branchobj_store(PyObject *self, PyObject *)
+{
+    PyObject *res = bo_status_call(self, QNDA_bo_store);
+    if (res != NULL && PyLong_AsLong(res) == 0)
+        branchobj_detach(self);
+    return res;
+}
 BO_STATUS_METHOD(validate, QNDA_bo_validate)
 
 #define KW (METH_VARARGS | METH_KEYWORDS)
@@ -551,7 +561,8 @@ static PyMethodDef branchobj_methods[] =
                       "'B') of branch ibranch"),
      BO_KW(addrows, "addrows(ibranch, rtype, rhs, beg, mcol, val) -> None: rows ('L', 'G', 'E') "
                     "of branch ibranch"),
-     BO_KW(addcuts, "addcuts(ibranch, cutind) -> None: cuts of the cut pool for branch ibranch"),
+     BO_KW(addcuts, "addcuts(ibranch, cutind) -> None: the rows of cuts of the cut pool (handles "
+                    "from storecuts) become rows of branch ibranch"),
      BO_KW(getbounds, "getbounds(ibranch, nbounds_size, bndtype, bndcol, bndval) -> int: fills "
                       "the lists, returns the branch's number of bounds"),
      BO_KW(getrows, "getrows(ibranch, nrows_size, nelems_size, rtype, rrhs, rbeg, mcol, dval) -> "
@@ -564,7 +575,10 @@ static PyMethodDef branchobj_methods[] =
      BO_KW(setpriority, "setpriority(priority) -> None: the object's priority (lower first)"),
      BO_KW(setpreferredbranch, "setpreferredbranch(ibranch) -> None: the branch explored first"),
      BO_NOARGS(store, branchobj_store,
-               "store() -> int: offer the object to the solver outside a chgbranchobject result"),
+               "store() -> int: inside an optnode callback, offer the object as the branching of "
+               "the "
+               "node at hand; 0 when stored (the solver then owns it and this object holds "
+               "nothing), 1 when it cannot be applied (see getlasterror)"),
      BO_NOARGS(validate, branchobj_validate,
                "validate() -> int: 0 when every branch can be applied to the problem, else 1"),
      {NULL, NULL, 0, NULL}};

@@ -979,6 +979,7 @@ QNDA_API int QNDAsetbranchcuts(QNDAprob prob, int ncuts, const QNDAcut *cutind);
  * may hand back another object: the node is then split into that object's
  * branches, explored in order with the preferred branch first, each child
  * getting its branch's column bounds and rows (on the problem's columns).
+ * An optnode callback may store one for its node instead (QNDA_bo_store).
  * An object handed to the engine is the engine's to destroy; the one the
  * callback was given is destroyed by the engine after the callback.
  * ---------------------------------------------------------------------- */
@@ -1012,8 +1013,19 @@ QNDA_API int QNDA_bo_getlasterror(QNDAbranchobject bo, int *msgcode, char *msg, 
 /* *status 0 when every branch can be applied to the problem (columns in
  * range, bounds not crossing), else 1 with the reason as the last error. */
 QNDA_API int QNDA_bo_validate(QNDAbranchobject bo, int *status);
-/* Offering an object outside the chgbranchobject result: not served by the
- * engines here (fails with QNDA_ERR_UNSUPPORTED). */
+/* Rows of branch ibranch copied from ncuts cuts of the problem's cut pool
+ * (handles of QNDAstorecuts); a handle not in the pool adds nothing and
+ * fails. */
+QNDA_API int QNDA_bo_addcuts(QNDAbranchobject bo, int ibranch, int ncuts, const QNDAcut *cuts);
+/* Inside an optnode callback of a MIP search on the cbc engine: offers the
+ * object for the node at hand, which, when it branches, is split into the
+ * object's branches as if a chgbranchobject callback had returned it (such
+ * callbacks then see it as the node's branching).  *status 0: stored, and the
+ * library owns the object from then on (do not use or destroy it); 1: it
+ * cannot be applied (no branches, columns out of range, crossing bounds),
+ * with the reason as its last error, and it stays the caller's.  Called
+ * outside such a callback it fails with QNDA_ERR_STATE.  Storing again at the
+ * same node replaces the object stored before. */
 QNDA_API int QNDA_bo_store(QNDAbranchobject bo, int *status);
 
 #ifdef __cplusplus

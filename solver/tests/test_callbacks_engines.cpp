@@ -277,3 +277,110 @@ TEST_F(Callbacks, OptnodeAndPreintsolRunOnCbc) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(Callbacks, BranchesTakeTheRowsOfPoolCuts) {
+  read("flugpl.mps");
+  const int type[] = {1, 2}, start[] = {0, 2, 3}, cols[] = {0, 1, 2};
+  const char rowtype[] = {'L', 'G'};
+  const double rhs[] = {4.0, 1.0}, coef[] = {1.0, 2.0, -1.0};
+  QNDAcut cuts[2] = {nullptr, nullptr};
+  ASSERT_EQ(QNDAstorecuts(p, 2, 0, type, rowtype, rhs, start, cuts, cols, coef), 0);
+  QNDAbranchobject bo = nullptr;
+  ASSERT_EQ(QNDA_bo_create(&bo, p, 1), 0);
+  ASSERT_EQ(QNDA_bo_addbranches(bo, 2), 0);
+  ASSERT_EQ(QNDA_bo_addcuts(bo, 1, 2, cuts), 0);
+  int nrows = 0, nelems = 0, got_start[3], got_cols[3];
+  char got_type[2];
+  double got_rhs[2], got_coef[3];
+  ASSERT_EQ(QNDA_bo_getrows(bo, 1, &nrows, 2, &nelems, 3, got_type, got_rhs, got_start, got_cols,
+                            got_coef),
+            0);
+  EXPECT_EQ(nrows, 2);
+  EXPECT_EQ(nelems, 3);
+  EXPECT_EQ(std::string(got_type, 2), "LG");
+  EXPECT_EQ(got_rhs[1], 1.0);
+  EXPECT_EQ(std::vector<int>(got_start, got_start + 3), (std::vector<int>{0, 2, 3}));
+  EXPECT_EQ(std::vector<int>(got_cols, got_cols + 3), (std::vector<int>{0, 1, 2}));
+  EXPECT_EQ(got_coef[2], -1.0);
+  // A handle not in the pool adds nothing, not even the good ones before it.
+  ASSERT_EQ(QNDAdelcpcuts(p, 0, -1, 1, cuts + 1), 0);
+  EXPECT_EQ(QNDA_bo_addcuts(bo, 0, 2, cuts), QNDA_ERR_ARGUMENT);
+  EXPECT_EQ(
+      QNDA_bo_getrows(bo, 0, &nrows, 0, nullptr, 0, nullptr, nullptr, nullptr, nullptr, nullptr),
+      0);
+  EXPECT_EQ(nrows, 0);
+  EXPECT_EQ(QNDA_bo_addcuts(bo, 0, 1, nullptr), QNDA_ERR_ARGUMENT);
+  EXPECT_EQ(QNDA_bo_addcuts(bo, 0, -1, cuts), QNDA_ERR_ARGUMENT);
+  EXPECT_EQ(QNDA_bo_addcuts(bo, 3, 1, cuts), QNDA_ERR_INDEX);
+  // Outside a node callback there is no node to store the object for.
+  int status = -1;
+  EXPECT_EQ(QNDA_bo_store(bo, &status), QNDA_ERR_STATE);
+  EXPECT_EQ(status, 1);
+  EXPECT_EQ(QNDA_bo_destroy(bo), 0);
+}
+
+struct Stores {
+  int accepted = 0, refused = 0;
+};
+
+// Splits the node on x_a + x_b <= k / >= k + 1 for the first pair of
+// fractional columns with a fractional sum, and checks that an object with
+// crossing bounds is refused and left to the caller.
+void store_pair(QNDAprob prob, void *data, int *) {
+  auto *s = static_cast<Stores *>(data);
+  int ncols = 0;
+  QNDAgetintattrib(prob, QNDA_COLS, &ncols);
+  std::vector<double> x(ncols);
+  ASSERT_EQ(QNDAgetlpsol(prob, x.data(), nullptr, nullptr, nullptr), 0);
+  auto frac = [](double v) { return v - std::floor(v); };
+  for (int a = 0; a < ncols; ++a)
+    for (int b = a + 1; b < ncols; ++b) {
+      if (frac(x[a]) < 1e-6 || frac(x[b]) < 1e-6 || frac(x[a] + x[b]) < 1e-4 ||
+          frac(x[a] + x[b]) > 1 - 1e-4 || frac(x[a]) > 1 - 1e-6 || frac(x[b]) > 1 - 1e-6)
+        continue;
+      const double k = std::floor(x[a] + x[b]);
+      QNDAbranchobject bo = nullptr, bad = nullptr;
+      ASSERT_EQ(QNDA_bo_create(&bo, prob, 1), 0);
+      ASSERT_EQ(QNDA_bo_addbranches(bo, 2), 0);
+      const int start[] = {0, 2}, cols[] = {a, b};
+      const double ones[] = {1.0, 1.0}, le = k, ge = k + 1;
+      const char lt = 'L', gt = 'G';
+      ASSERT_EQ(QNDA_bo_addrows(bo, 0, 1, &lt, &le, start, cols, ones), 0);
+      ASSERT_EQ(QNDA_bo_addrows(bo, 1, 1, &gt, &ge, start, cols, ones), 0);
+      int status = -1;
+      ASSERT_EQ(QNDA_bo_store(bo, &status), 0);
+      EXPECT_EQ(status, 0);  // bo is the library's now
+      s->accepted += status == 0;
+
+      ASSERT_EQ(QNDA_bo_create(&bad, prob, 1), 0);
+      ASSERT_EQ(QNDA_bo_addbranches(bad, 1), 0);
+      const char types[] = {'L', 'U'};
+      const int same[] = {a, a};
+      const double vals[] = {1.0, 0.0};
+      ASSERT_EQ(QNDA_bo_addbounds(bad, 0, 2, types, same, vals), 0);
+      ASSERT_EQ(QNDA_bo_store(bad, &status), 0);
+      char msg[256];
+      QNDA_bo_getlasterror(bad, nullptr, msg, sizeof msg, nullptr);
+      if (status == 1 && std::string(msg).find("crossing bounds") != std::string::npos)
+        ++s->refused;
+      EXPECT_EQ(QNDA_bo_destroy(bad), 0);
+      return;
+    }
+}
+
+TEST_F(Callbacks, ObjectsStoredAtNodesBranchThemAndKeepTheOptimum) {
+  read("egout.mps");
+  Stores s;
+  ASSERT_EQ(QNDAaddcboptnode(p, store_pair, &s, 0), 0);
+  ASSERT_EQ(QNDAmipoptimize(p, ""), 0) << last_error();
+  double obj = 0.0;
+  QNDAgetdblattrib(p, QNDA_MIPOBJVAL, &obj);
+  EXPECT_NEAR(obj, 568.1007, 1e-3);
+  EXPECT_EQ(attr(QNDA_MIPSTATUS), QNDA_MIP_OPTIMAL);
+  EXPECT_GE(s.accepted, 1);
+  EXPECT_EQ(s.refused, s.accepted);
+}
+
+}  // namespace

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <cstdint>
 #include <initializer_list>
 #include <string>
 #include <utility>
 
 #include "api/guard.h"
 #include "callbacks/branchobj.h"
+#include "callbacks/cutpool.h"
 
 using namespace qnda;
 
@@ -53,6 +55,15 @@ void check_bound(char type, int col, double v, int ncols) {
   if (std::isnan(v)) fail(QNDA_ERR_ARGUMENT, "bound of column %d is NaN", col);
 }
 
+// Appends one row, its entries already checked.
+void append_row(Branch &b, char type, double rhs, const int *col, const double *coef, int n) {
+  b.rowtype.push_back(type);
+  b.rhs.push_back(rhs);
+  b.col.insert(b.col.end(), col, col + n);
+  b.coef.insert(b.coef.end(), coef, coef + n);
+  b.start.push_back(b.start.back() + n);
+}
+
 // Why a branch cannot be applied, or empty.
 std::string branch_problem(const Branch &b, int ncols) {
   std::vector<double> lo(ncols, -INFINITY), up(ncols, INFINITY);
@@ -66,6 +77,21 @@ std::string branch_problem(const Branch &b, int ncols) {
   for (int c : b.col)
     if (c < 0 || c >= ncols) return "a row entry on column " + std::to_string(c) + " out of range";
   return std::string();
+}
+
+// True when every branch can be applied to the problem; otherwise false
+// with the reason as the object's last error.
+bool applicable(QNDAbranchobject bo, const char *fname) {
+  const int ncols = ncols_of(bo);
+  std::string why;
+  if (bo->branches.empty()) why = "the object has no branches";
+  for (size_t i = 0; i < bo->branches.size() && why.empty(); ++i) {
+    why = branch_problem(bo->branches[i], ncols);
+    if (!why.empty()) why = "branch " + std::to_string(i) + ": " + why;
+  }
+  if (why.empty()) return true;
+  bo->err.set(QNDA_ERR_STATE, std::string(fname) + ": " + why);
+  return false;
 }
 
 }  // namespace
@@ -166,12 +192,28 @@ int QNDA_bo_addrows(QNDAbranchobject bo, int ibranch, int nrows, const char *row
       check_index(colind[k], ncols, "column index");
       if (!std::isfinite(rowcoef[k])) fail(QNDA_ERR_ARGUMENT, "coefficient %d not finite", k);
     }
-    const int base = b.start.back();
-    b.rowtype.insert(b.rowtype.end(), rowtype, rowtype + nrows);
-    b.rhs.insert(b.rhs.end(), rhs, rhs + nrows);
-    for (int i = 1; i <= nrows; ++i) b.start.push_back(base + start[i]);
-    b.col.insert(b.col.end(), colind, colind + nelems);
-    b.coef.insert(b.coef.end(), rowcoef, rowcoef + nelems);
+    for (int i = 0; i < nrows; ++i)
+      append_row(b, rowtype[i], rhs[i], colind + start[i], rowcoef + start[i],
+                 start[i + 1] - start[i]);
+  });
+}
+
+int QNDA_bo_addcuts(QNDAbranchobject bo, int ibranch, int ncuts, const QNDAcut *cuts) {
+  return guard_bo(bo, "QNDA_bo_addcuts", [&] {
+    Branch &b = branch_of(bo, ibranch);
+    const int ncols = adding(bo, ncuts, "cuts", {{cuts, "cuts"}});
+    if (ncols < 0) return;
+    // All read and checked before the branch changes: a bad handle adds nothing.
+    std::vector<PoolCut> rows(ncuts);
+    for (int i = 0; i < ncuts; ++i) {
+      const auto id = static_cast<std::uint64_t>(reinterpret_cast<uintptr_t>(cuts[i]));
+      if (!bo->prob->cuts.get(id, rows[i]))
+        fail(QNDA_ERR_ARGUMENT, "cut %d is not in the cut pool of the object's problem", i);
+      // The pool keeps the columns a cut was stored with; some may be gone.
+      for (int c : rows[i].col) check_index(c, ncols, "column index of a pool cut");
+    }
+    for (const PoolCut &c : rows)
+      append_row(b, c.rowtype, c.rhs, c.col.data(), c.val.data(), static_cast<int>(c.col.size()));
   });
 }
 
@@ -214,30 +256,22 @@ int QNDA_bo_getlasterror(QNDAbranchobject bo, int *msgcode, char *msg, int maxby
 int QNDA_bo_validate(QNDAbranchobject bo, int *status) {
   return guard_bo(bo, "QNDA_bo_validate", [&] {
     check_array(status, "status");
-    const int ncols = ncols_of(bo);
-    *status = 0;
-    if (bo->branches.empty()) {
-      *status = 1;
-      bo->err.set(QNDA_ERR_STATE, "QNDA_bo_validate: the object has no branches");
-      return;
-    }
-    for (size_t i = 0; i < bo->branches.size(); ++i) {
-      const std::string why = branch_problem(bo->branches[i], ncols);
-      if (!why.empty()) {
-        *status = 1;
-        bo->err.set(QNDA_ERR_STATE, "QNDA_bo_validate: branch " + std::to_string(i) + ": " + why);
-        return;
-      }
-    }
+    *status = applicable(bo, "QNDA_bo_validate") ? 0 : 1;
   });
 }
 
 int QNDA_bo_store(QNDAbranchobject bo, int *status) {
   return guard_bo(bo, "QNDA_bo_store", [&] {
-    if (status) *status = 1;
-    fail(QNDA_ERR_UNSUPPORTED,
-         "the engines take a branching object only as the result of a chgbranchobject "
-         "callback");
+    check_array(status, "status");
+    *status = 1;
+    NodeCutEvent *ev = node_cut_event(bo->prob);
+    if (!ev || !ev->takes_branching)
+      fail(QNDA_ERR_STATE,
+           "only inside an optnode callback of a MIP search on the cbc engine, for the node at "
+           "hand");
+    if (!applicable(bo, "QNDA_bo_store")) return;
+    ev->branching.reset(bo);  // a second object stored at the node replaces the first
+    *status = 0;
   });
 }
 

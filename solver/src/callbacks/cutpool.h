@@ -14,8 +14,11 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <vector>
+
+#include "callbacks/branchobj.h"
 
 namespace qnda {
 
@@ -73,6 +76,10 @@ class NodeCutEvent {
   };
   std::vector<Queued> cuts;  // for the node, in the order given
   std::vector<PoolBound> bounds;
+  // A branching object stored for the node (QNDA_bo_store); only an event
+  // whose adapter can branch on it says it takes one.
+  bool takes_branching = false;
+  std::unique_ptr<qnda_branchobj_s> branching;
 };
 
 // The event open for prob on this thread, or NULL.

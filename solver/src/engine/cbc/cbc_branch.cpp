@@ -79,12 +79,16 @@ bool fits(const qnda_branchobj_s &bo, int ncols) {
 }  // namespace
 
 void offer_branching(CbcModel &m, CbcNode *n, CallbackDispatch *ev, const EventInfo &e, int ncols,
-                     PendingRows *rows) {
+                     PendingRows *rows, std::unique_ptr<qnda_branchobj_s> stored) {
   if (!n->branchingObject()) return;
-  std::unique_ptr<qnda_branchobj_s> proposed(proposal(n, ev->problem(), ncols));
+  const bool was_stored = stored != nullptr;
+  std::unique_ptr<qnda_branchobj_s> proposed =
+      was_stored ? std::move(stored)
+                 : std::unique_ptr<qnda_branchobj_s>(proposal(n, ev->problem(), ncols));
   QNDAbranchobject chosen_raw = nullptr;
   ev->chgbranchobject(e, proposed.get(), &chosen_raw);
   std::unique_ptr<qnda_branchobj_s> chosen(chosen_raw);
+  if (!chosen && was_stored) chosen = std::move(proposed);
   if (!chosen || !fits(*chosen, ncols)) return;
   auto branches = std::make_shared<std::vector<Branch>>();
   for (int i : chosen->order()) branches->push_back(chosen->branches[i]);

@@ -35,10 +35,11 @@ class UserBranching final : public CbcBranchingObject {
   PendingRows *rows_;
 };
 
-// Offers the branching Cbc chose for node n (just solved, about to be
-// stored) to the chgbranchobject callbacks; when one hands back an object
-// that fits the problem's ncols columns, n branches on it instead.
+// Offers the branching of node n (just solved, about to be stored) to the
+// chgbranchobject callbacks: the object stored for it by an optnode
+// callback, else Cbc's choice.  n branches on what they hand back, else on
+// the stored object, when it fits the problem's ncols columns.
 void offer_branching(CbcModel &m, CbcNode *n, CallbackDispatch *ev, const EventInfo &e, int ncols,
-                     PendingRows *rows);
+                     PendingRows *rows, std::unique_ptr<qnda_branchobj_s> stored);
 
 }  // namespace qnda

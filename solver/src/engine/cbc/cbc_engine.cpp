@@ -184,7 +184,10 @@ class NodeHook final : public CglCutGenerator {
       EventInfo e = event_info(*model_, *rs_);
       e.x = si.getColSolution();
       e.primal_bound = si.getObjValue();
+      cuts.takes_branching = rs_->nodes != nullptr;
       ev->optnode(e, &infeasible);
+      cuts.takes_branching = false;
+      if (cuts.branching) rs_->nodes->store(std::move(cuts.branching));
     }
     const double *x = si.getColSolution();
     const bool seen = accepted_before(*rs_, x);

@@ -125,12 +125,17 @@ void NodeTracker::finish(const CbcModel &m) {
 }
 
 void NodeHooks::pushed(CbcNode *n) {
-  if (ev_->wants(CB_CHGBRANCHOBJECT) && tracker.is_new(n) && !tracker.stopped()) {
+  const bool fresh = tracker.is_new(n) && !tracker.stopped();
+  // Only the node it was stored at takes a stored object; a node that never
+  // branched leaves it to be replaced.
+  std::unique_ptr<qnda_branchobj_s> stored;
+  if (fresh && stored_ && stored_node_ == tracker.current()) stored = std::move(stored_);
+  if (fresh && (stored || ev_->wants(CB_CHGBRANCHOBJECT))) {
     // The view shows the node's relaxation, still in the solver.
     EventInfo e = tracker.event(tracker.current(), tracker.current_depth());
     const OsiSolverInterface *si = model_->solver();
     if (si->getNumCols() >= ncols_) e.x = si->getColSolution();
-    offer_branching(*model_, n, ev_, e, ncols_, &rows_);
+    offer_branching(*model_, n, ev_, e, ncols_, &rows_, std::move(stored));
   }
   tracker.pushed(n);
 }
@@ -180,7 +185,8 @@ void TrackedTree::cleanTree(CbcModel *model, double cutoff, double &bestPossible
 
 std::unique_ptr<NodeHooks> NodeHooks::install(CbcModel &m, CallbackDispatch *ev, int ncols,
                                               std::function<EventInfo()> info) {
-  if (!NodeTracker::wanted(ev)) return nullptr;
+  // optnode callbacks may store a branching object for their node.
+  if (!NodeTracker::wanted(ev) && !(ev && ev->wants(CB_OPTNODE))) return nullptr;
   std::unique_ptr<NodeHooks> h(new NodeHooks(m, ev, ncols, std::move(info)));
   TrackedTree tree(h.get());
   m.passInTreeHandler(tree);                                    // Cbc keeps a clone

@@ -126,6 +126,12 @@ class NodeHooks {
     rows_.clear();
   }
   void cut_round(CbcModel &m);
+  // An object an optnode callback stored for the node being solved: it
+  // branches that node, should Cbc store it for branching.
+  void store(std::unique_ptr<qnda_branchobj_s> bo) {
+    stored_ = std::move(bo);
+    stored_node_ = tracker.current();
+  }
 
  private:
   NodeHooks(CbcModel &m, CallbackDispatch *ev, int ncols, std::function<EventInfo()> info)
@@ -135,6 +141,8 @@ class NodeHooks {
   CallbackDispatch *ev_;
   int ncols_;
   PendingRows rows_;
+  std::unique_ptr<qnda_branchobj_s> stored_;
+  int stored_node_ = 0;
 };
 
 }  // namespace qnda
