@@ -35,6 +35,7 @@ struct Reader {
   const char *p, *end;
   void take(void *dst, size_t n) {
     if (static_cast<size_t>(end - p) < n) fail(QNDA_ERR_ARGUMENT, "the saved state is truncated");
+    if (n == 0) return;  // an empty vector's data() may be null, which memcpy must not get
     std::memcpy(dst, p, n);
     p += n;
   }
