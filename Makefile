@@ -51,7 +51,9 @@ fuzz: build
 # (the interpreter itself is not instrumented; its own leaks are not ours,
 # so leak detection stays off there; a huge request returns NULL, as
 # without the sanitizer, so MemoryError tests hold; the stubs' test is left
-# out, as that build makes no stubs).  Any report fails the run.
+# out, as that build makes no stubs).  Any report fails the run; output is
+# captured at the Python level only, so a report that ends the process is
+# printed, not lost with pytest's captured file descriptors.
 ASAN_DIR  := build/asan
 ASAN_LIBS  = $(shell gcc -print-file-name=libasan.so) $(shell gcc -print-file-name=libubsan.so)
 SAN_ENV    = ASAN_OPTIONS=detect_leaks=0:abort_on_error=1:allocator_may_return_null=1 \
@@ -62,7 +64,7 @@ test-asan: setup
 	cmake --build $(ASAN_DIR) -j2
 	$(SAN_ENV) ctest --test-dir $(ASAN_DIR) --output-on-failure -j2
 	$(SAN_ENV) LD_PRELOAD="$(ASAN_LIBS)" PYTHONPATH=$(ASAN_DIR)/python \
-	  $(PY) -m pytest -q -p no:cacheprovider --ignore=tests/test_stubs.py tests
+	  $(PY) -m pytest -q -p no:cacheprovider --capture=sys --ignore=tests/test_stubs.py tests
 
 # Memory and live objects over 10^5 rounds of the common paths, printed as
 # growth per round (LEAK_ROUNDS to change the count).
