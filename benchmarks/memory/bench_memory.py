@@ -5,7 +5,9 @@ on HiGHS, in one run.
 
 Each library builds 10^6 continuous variables and 5*10^5 rows of two terms,
 x[2i] + 2 x[2i+1] <= i, written with operators, and adds them to its model,
-in a child process of its own; the child reports its peak resident set
+in a child process of its own (quendalib twice: the rows gathered in one
+list and added in one call, and added one call each as the pyoptinterface
+child does); the child reports its peak resident set
 (ru_maxrss) and the resident set after the imports, so the figures compare
 the model's memory and not the interpreters'.  --scale 0.1 runs a tenth.
 Ratios are the peer's model memory over quendalib's: above 1, quendalib
@@ -42,6 +44,20 @@ def build_quendalib(n, m):
     return base, p
 
 
+def build_quendalib_rows(n, m):
+    """Rows added one call each, as the pyoptinterface child adds them."""
+    q = import_quendalib()
+    p = q.problem()
+    p.setControl("loglevel", 0)
+    base = rss_mb()
+    xs = [q.var() for _ in range(n)]
+    p.addVariable(xs)
+    add = p.addConstraint
+    for i in range(m):
+        add(xs[2 * i] + 2 * xs[2 * i + 1] <= i)
+    return base, p
+
+
 def build_pyoptinterface(n, m):
     poi, highs = poi_highs()
     model = highs.Model()
@@ -53,7 +69,8 @@ def build_pyoptinterface(n, m):
     return base, model
 
 
-BUILDERS = {"quendalib": build_quendalib, "pyoptinterface": build_pyoptinterface}
+BUILDERS = {"quendalib": build_quendalib, "quendalib by row": build_quendalib_rows,
+            "pyoptinterface": build_pyoptinterface}
 
 
 def child(name, n, m):

@@ -265,6 +265,8 @@ reg_batch_flush(reg_batch *b)
     if (n == 0)
         return 0;
     if (k->send(b, &added) == 0) {
+        if (k->committed != NULL)
+            k->committed(p, b->list0);
         ret = 0;
         goto done;
     }

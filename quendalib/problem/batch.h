@@ -133,6 +133,9 @@ typedef struct {
     /* Frees the kind's own arrays. */
     void (*release)(struct reg_batch *b);
     size_t size; /* of the kind's batch record */
+    /* Once the library holds a batch: its objects are the list's from
+     * index from on (may be NULL). */
+    void (*committed)(problem_s *p, Py_ssize_t from);
 } reg_kind;
 
 /* The part of every batch that the shared routine handles. */
