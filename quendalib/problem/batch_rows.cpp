@@ -236,7 +236,7 @@ con_step(void *ctx, PyObject *obj)
                            "Invalid constraint name (must be a string)");
     if (name == NULL)
         return -1;
-    splitExpr_count(body.get(), &nl, &nq);
+    splitExpr_bound(body.get(), &nl, &nq);
     if (rowbatch_reserve(b, nl, nq, len) != 0) {
         /* Short of memory: send what we have and try again on an empty batch. */
         if (reg_batch_flush(b) != 0)
@@ -256,6 +256,7 @@ con_step(void *ctx, PyObject *obj)
         lqsplit_cache_columns(&b->t, (PyObject *)p);
     }
     b->t.constant = 0.0;
+    b->t.unfolded = 1; /* the library sums a row's repeated columns */
     if (expr_kind(body.get()) != EXPR_NONLINEAR &&
         splitExpr((PyObject *)p, body.get(), 1.0, &b->t, NULL) != 0)
         return -1;

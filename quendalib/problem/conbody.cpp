@@ -17,7 +17,8 @@ conbody_from_row(PyObject *problem, PyObject *con)
 
     if (p->prob == NULL || p->vars == NULL || p->conmap == NULL ||
         rowcolmap_get((rowcolmap *)p->conmap, ((constraint_object *)con)->id, &row) != 0) {
-        PyErr_SetString(quenda_ModelError, "Cannot read the body of the constraint from its problem");
+        PyErr_SetString(quenda_ModelError,
+                        "Cannot read the body of the constraint from its problem");
         return NULL;
     }
     if (QNDAgetrows64(p->prob, start, NULL, NULL, 0, &n, (int)row, (int)row) != 0) {
@@ -32,7 +33,8 @@ conbody_from_row(PyObject *problem, PyObject *con)
     } catch (const std::bad_alloc &) {
         return PyErr_NoMemory();
     }
-    if (n > 0 && QNDAgetrows64(p->prob, start, col.data(), val.data(), n, &n, (int)row, (int)row) != 0) {
+    if (n > 0 &&
+        QNDAgetrows64(p->prob, start, col.data(), val.data(), n, &n, (int)row, (int)row) != 0) {
         setQndaErrIfNull(problem, NULL);
         return NULL;
     }

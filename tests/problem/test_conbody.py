@@ -178,3 +178,16 @@ def test_no_growth(heap_growth):
         return cons
 
     assert heap_growth(once, 5, 200) < 20_000
+
+
+def test_rows_with_repeats_and_cancellations(prob, xs):
+    outsider = quenda.var(name="w")
+    terms = [xs[3], xs[0], xs[2], xs[0], outsider, xs[1], -1 * outsider, 2 * xs[3]]
+    e = terms[0]
+    for t in terms[1:]:
+        e = e + t  # one unsorted buffer with repeats and a cancelled var
+    prob.addConstraint(e <= 1, xs[1] - xs[1] + xs[2] >= 0)
+    assert row_of(prob, 0) == {"x0": 2.0, "x1": 1.0, "x2": 1.0, "x3": 3.0}
+    assert row_of(prob, 1) == {"x2": 1.0}
+    with pytest.raises(quenda.ModelError):
+        prob.addConstraint(e + outsider <= 1)
