@@ -33,28 +33,21 @@ def peak_mb():
     return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024
 
 
-def build_quendalib(n, m):
+def build_quendalib(n, m, by_row=False):
+    """by_row: rows added one call each, as the pyoptinterface child adds
+    them; else gathered in one list and added in one call."""
     q = import_quendalib()
     p = q.problem()
     p.setControl("loglevel", 0)
     base = rss_mb()
     xs = [q.var() for _ in range(n)]
     p.addVariable(xs)
-    p.addConstraint([xs[2 * i] + 2 * xs[2 * i + 1] <= i for i in range(m)])
-    return base, p
-
-
-def build_quendalib_rows(n, m):
-    """Rows added one call each, as the pyoptinterface child adds them."""
-    q = import_quendalib()
-    p = q.problem()
-    p.setControl("loglevel", 0)
-    base = rss_mb()
-    xs = [q.var() for _ in range(n)]
-    p.addVariable(xs)
-    add = p.addConstraint
-    for i in range(m):
-        add(xs[2 * i] + 2 * xs[2 * i + 1] <= i)
+    if by_row:
+        add = p.addConstraint
+        for i in range(m):
+            add(xs[2 * i] + 2 * xs[2 * i + 1] <= i)
+    else:
+        p.addConstraint([xs[2 * i] + 2 * xs[2 * i + 1] <= i for i in range(m)])
     return base, p
 
 
@@ -69,7 +62,7 @@ def build_pyoptinterface(n, m):
     return base, model
 
 
-BUILDERS = {"quendalib": build_quendalib, "quendalib by row": build_quendalib_rows,
+BUILDERS = {"quendalib": build_quendalib, "quendalib by row": lambda n, m: build_quendalib(n, m, True),
             "pyoptinterface": build_pyoptinterface}
 
 
