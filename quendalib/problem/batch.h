@@ -16,7 +16,7 @@
  * batch, and where the problem keeps the kind's list and map.  A kind's
  * batch derives from reg_batch and adds its own arrays.
  *
- * Batch arrays come from the library's allocator; capacities start at 2,048
+ * Batch arrays come from the library's allocator; capacities start at 16
  * and double. */
 #pragma once
 
@@ -30,7 +30,7 @@
 
 #include "qnda.h"
 
-#define REG_INITCAP 2048
+#define REG_INITCAP 16
 #define REG_MAXDEPTH 32
 #define REG_VARNAME_MAX 150
 

@@ -41,7 +41,7 @@ typedef struct {
     int unfolded;
 } lqsplit;
 
-#define LQSPLIT_INITCAP 2048
+#define LQSPLIT_INITCAP 16
 
 /* All fields zero: no arrays, no terms. */
 void lqsplit_init(lqsplit *s);
