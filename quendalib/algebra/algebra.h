@@ -27,10 +27,16 @@
 
 #include "module/types.h"
 
-/* The maps of an expression (algebra/maps.h). */
-struct linmap;
+/* The maps of an expression (algebra/maps.h).  A linear map is a view of
+ * the first n entries of a store that several maps may share; an
+ * expression holds its view in place (one allocation less per
+ * expression), s NULL until the first linear term. */
+struct linstore;
+struct linmap {
+    struct linstore *s;
+    size_t n;
+};
 struct quadmap;
-typedef struct indexset indexset;
 
 /* ------------------------------------------------------------ kinds */
 
@@ -103,13 +109,18 @@ typedef struct {
 typedef struct {
     PyObject_HEAD
     double constant;
-    struct linmap *linmap;   /* owned, NULL until the first linear term */
+    struct linmap lin;       /* owned; lin.s NULL until the first linear term */
     struct quadmap *quadmap; /* owned, NULL until the first quadratic term */
-    indexset *qvars;         /* owned, identity numbers of the quadratic part's
-                           variables; created with quadmap, never pruned */
 } expression_object;
 
 #define EXPRESSION_CHECK(o) PyObject_TypeCheck((o), &quenda_expressionType)
+
+/* The linear part of e, NULL when it has none yet. */
+static inline struct linmap *
+expression_linmap(expression_object *e)
+{
+    return e->lin.s != NULL ? &e->lin : NULL;
+}
 
 typedef struct {
     PyObject_HEAD

@@ -123,8 +123,8 @@ splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad)
     case EXPR_QUADTERM: *nquad = 1; break;
     case EXPR_EXPRESSION: {
         expression_object *e = (expression_object *)obj;
-        if (e->linmap != NULL)
-            *nlin = (int64_t)linmap_size(e->linmap);
+        if (expression_linmap(e) != NULL)
+            *nlin = (int64_t)linmap_size(expression_linmap(e));
         if (e->quadmap != NULL)
             *nquad = (int64_t)quadmap_size(e->quadmap);
         break;
@@ -185,9 +185,9 @@ lq_add_quad(lqsplit *s, rowcolmap *map, PyObject *x, PyObject *y, double coef, c
 static int
 lq_add_expression(lqsplit *s, rowcolmap *map, expression_object *e, double factor)
 {
-    if (e->linmap != NULL) {
+    if (expression_linmap(e) != NULL) {
         size_t n = 0, i;
-        const linmap_entry *ent = linmap_data(e->linmap, &n);
+        const linmap_entry *ent = linmap_data(expression_linmap(e), &n);
         int *col = s->lincol + s->nlin;
         double *coef = s->lincoef + s->nlin;
         int64_t k = 0;
