@@ -58,15 +58,18 @@ enum {
 
 #define QUENDA_INFINITY 1e20
 
+/* 48 bytes, a pymalloc class below the 64 a threshold of its own would
+ * take: only semi-continuous, semi-integer and partially integer
+ * variables use one, so it is kept aside (var_threshold in var.h). */
 typedef struct {
     PyObject_HEAD
-    uint32_t id;    /* identity number, never changes */
-    PyObject *name; /* owned: str (or bytes); NULL: the default name C<id> */
+    uint32_t id;     /* identity number, never changes */
+    int16_t vartype; /* continuous 0, binary 1, integer 2, semicontinuous 3,
+                         semiinteger 4, partiallyinteger 5 */
+    uint16_t thr;    /* where the threshold is: VAR_THR_* (var.h) */
+    PyObject *name;  /* owned: str (or bytes); NULL: the default name C<id> */
     double lb;
     double ub;
-    double threshold;
-    long vartype; /* continuous 0, binary 1, integer 2, semicontinuous 3,
-                           semiinteger 4, partiallyinteger 5 */
 } var_object;
 
 #define VAR_CHECK(o) PyObject_TypeCheck((o), &quenda_varType)
