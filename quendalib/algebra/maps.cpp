@@ -439,6 +439,15 @@ store_release(linstore *s)
     delete s;
 }
 
+void
+maps_pools_clear(void)
+{
+    while (linstore_pool_n > 0)
+        delete linstore_pool[--linstore_pool_n];
+    while (linview_pool_n > 0)
+        PyMem_Free(linview_pool[--linview_pool_n]);
+}
+
 /* Makes m a view of s's first n entries, taking over one reference to s. */
 static inline void
 view_set(linmap *m, linstore *s, size_t n)

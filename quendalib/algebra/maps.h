@@ -88,6 +88,9 @@ int linmap_add_map(linmap *dst, linmap *src, double factor);
  * number.  Valid until the map is next modified structurally. */
 const linmap_entry *linmap_data(linmap *m, size_t *n);
 
+/* Frees the pools of emptied stores and views (module teardown). */
+void maps_pools_clear(void);
+
 /* ------------------------------------------------------------ quadmap */
 quadmap *quadmap_new(void);
 /* Writes the inner map (borrowed, still owned by the quadmap). */
