@@ -389,7 +389,8 @@ expression_sum_slot(PyObject *a, PyObject *b, double sign)
         return (PyObject *)res;
     }
     if (Py_TYPE(a) == &quenda_expressionType &&
-        (tb == &quenda_lintermType || tb == &quenda_varType || tb == &PyFloat_Type)) {
+        (tb == &quenda_lintermType || tb == &quenda_varType || tb == &PyFloat_Type ||
+         tb == &quenda_expressionType)) {
         PyObject *res = expression_copy(a, 1.0);
         if (res != NULL && expression_accumulate_msg(res, b, sign, "Error adding expressions") < 0)
             Py_CLEAR(res);
@@ -517,6 +518,12 @@ expression_mul(PyObject *a, PyObject *b)
     affine_view va, vb;
     int ka, kb;
 
+    /* k*e and e*k with a float k, the scaled copy of a row's part,
+     * without classifying. */
+    if (PyFloat_CheckExact(a) && Py_TYPE(b) == &quenda_expressionType)
+        return expression_copy(b, PyFloat_AS_DOUBLE(a));
+    if (PyFloat_CheckExact(b) && Py_TYPE(a) == &quenda_expressionType)
+        return expression_copy(a, PyFloat_AS_DOUBLE(b));
     if (is_ndarray(b))
         return PyNumber_Multiply(b, a);
     if (is_ndarray(a))
