@@ -344,13 +344,14 @@ static PyObject *
 var_addsub(PyObject *a, PyObject *b)
 {
     constexpr double sign = Op == ALG_ADD ? 1.0 : -1.0;
-    ALGEBRA_SLOT_OPEN(Op, EXPR_VARIABLE);
-    double k;
-    if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
+    /* x + y and x - y, the start of most rows, without classifying. */
+    if (Py_TYPE(a) == &quenda_varType && Py_TYPE(b) == &quenda_varType) {
         if (VAR_ID(a) == VAR_ID(b))
             return Op == ALG_ADD ? algebra_linterm_new(2.0, a) : PyFloat_FromDouble(0.0);
         return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, sign, var_alloc_msg);
     }
+    ALGEBRA_SLOT_OPEN(Op, EXPR_VARIABLE);
+    double k;
     if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
         if (var_const(a, &k) < 0)
             return NULL;
