@@ -146,6 +146,10 @@ quad_live(const quad_entry &x)
     return x.key != NULL;
 }
 
+/* Below this size a key that does not extend the sorted part is inserted
+ * in place rather than sent to the tail, and a tail is sorted in place. */
+#define SMALL_MAP 32
+
 /* Brings the map to its sorted, tombstone-free form.  May throw
  * std::bad_alloc; the map stays consistent in that case. */
 template<class Map, class E, class Fold, class Live>
@@ -160,6 +164,30 @@ normalize_map(Map *m, Fold fold, Live live)
         /* Only tombstones to drop. */
         e.erase(std::remove_if(e.begin(), e.end(), [&](const E &x) { return !live(x); }), e.end());
         m->nsorted = e.size();
+        m->ntomb = 0;
+        return;
+    }
+    if (n <= SMALL_MAP) {
+        /* A row's map: sort the tail into place and fold neighbours,
+         * without a second buffer.  The insertion is stable, so a key's
+         * values fold oldest first, as they arrived. */
+        for (size_t r = m->nsorted; r < n; r++) {
+            E x = e[r];
+            size_t p = r;
+            for (; p > 0 && e[p - 1].id > x.id; p--)
+                e[p] = e[p - 1];
+            e[p] = x;
+        }
+        size_t w = 0;
+        for (size_t r = 0; r < n;) {
+            E cur = e[r++];
+            while (r < n && e[r].id == cur.id)
+                fold(cur, e[r++]);
+            if (live(cur))
+                e[w++] = cur;
+        }
+        e.erase(e.begin() + w, e.end());
+        m->nsorted = w;
         m->ntomb = 0;
         return;
     }
@@ -210,9 +238,6 @@ quad_normalize(quadmap *m)
 
 /* Normalise once the tail or the tombstones outweigh the sorted part, so
  * that every add stays logarithmic on average. */
-/* Below this size a key that does not extend the sorted part is inserted
- * in place rather than sent to the tail. */
-#define SMALL_MAP 32
 
 template<class Map>
 static inline bool
