@@ -27,10 +27,16 @@
 
 #include "module/types.h"
 
-/* The maps of an expression (algebra/maps.h). */
-struct linmap;
+/* The maps of an expression (algebra/maps.h).  A linear map is a view of
+ * the first n entries of a store that several maps may share; an
+ * expression holds its view in place (one allocation less per
+ * expression), s NULL until the first linear term. */
+struct linstore;
+struct linmap {
+    struct linstore *s;
+    size_t n;
+};
 struct quadmap;
-typedef struct indexset indexset;
 
 /* ------------------------------------------------------------ kinds */
 
@@ -52,15 +58,18 @@ enum {
 
 #define QUENDA_INFINITY 1e20
 
+/* 48 bytes, a pymalloc class below the 64 a threshold of its own would
+ * take: only semi-continuous, semi-integer and partially integer
+ * variables use one, so it is kept aside (var_threshold in var.h). */
 typedef struct {
     PyObject_HEAD
-    uint32_t id;    /* identity number, never changes */
-    PyObject *name; /* owned: str (or bytes); NULL: the default name C<id> */
+    uint32_t id;     /* identity number, never changes */
+    int16_t vartype; /* continuous 0, binary 1, integer 2, semicontinuous 3,
+                         semiinteger 4, partiallyinteger 5 */
+    uint16_t thr;    /* where the threshold is: VAR_THR_* (var.h) */
+    PyObject *name;  /* owned: str (or bytes); NULL: the default name C<id> */
     double lb;
     double ub;
-    double threshold;
-    long vartype; /* continuous 0, binary 1, integer 2, semicontinuous 3,
-                           semiinteger 4, partiallyinteger 5 */
 } var_object;
 
 #define VAR_CHECK(o) PyObject_TypeCheck((o), &quenda_varType)
@@ -103,13 +112,18 @@ typedef struct {
 typedef struct {
     PyObject_HEAD
     double constant;
-    struct linmap *linmap;   /* owned, NULL until the first linear term */
+    struct linmap lin;       /* owned; lin.s NULL until the first linear term */
     struct quadmap *quadmap; /* owned, NULL until the first quadratic term */
-    indexset *qvars;         /* owned, identity numbers of the quadratic part's
-                           variables; created with quadmap, never pruned */
 } expression_object;
 
 #define EXPRESSION_CHECK(o) PyObject_TypeCheck((o), &quenda_expressionType)
+
+/* The linear part of e, NULL when it has none yet. */
+static inline struct linmap *
+expression_linmap(expression_object *e)
+{
+    return e->lin.s != NULL ? &e->lin : NULL;
+}
 
 typedef struct {
     PyObject_HEAD

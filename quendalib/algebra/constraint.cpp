@@ -126,8 +126,9 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
             double k = ((expression_object *)part)->constant;
             ((expression_object *)part)->constant = 0.0;
             expression_object *pe = (expression_object *)part;
-            int empty = (pe->linmap == NULL || linmap_size(pe->linmap) == 0) &&
-                        (pe->quadmap == NULL || quadmap_size(pe->quadmap) == 0);
+            int empty =
+                (expression_linmap(pe) == NULL || linmap_size(expression_linmap(pe)) == 0) &&
+                (pe->quadmap == NULL || quadmap_size(pe->quadmap) == 0);
             int rc = empty ? PyList_SetSlice(n->args, last, last + 1, NULL)
                            : PyList_SetItem(n->args, last, part); /* steals part */
             if (empty)

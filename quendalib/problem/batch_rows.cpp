@@ -353,7 +353,7 @@ ind_condition(problem_s *p, PyObject *cond, int *col, int *comp)
     case EXPR_QUADTERM: msg = MSG_IND_QUAD; break;
     case EXPR_EXPRESSION: {
         expression_object *e = (expression_object *)body.get();
-        size_t n = e->linmap != NULL ? linmap_size(e->linmap) : 0;
+        size_t n = expression_linmap(e) != NULL ? linmap_size(expression_linmap(e)) : 0;
         if (e->quadmap != NULL && quadmap_size(e->quadmap) > 0)
             msg = MSG_IND_QUAD;
         else if (n == 0)
@@ -361,7 +361,7 @@ ind_condition(problem_s *p, PyObject *cond, int *col, int *comp)
         else if (n > 1)
             msg = MSG_IND_ONE;
         else {
-            const linmap_entry *ent = linmap_data(e->linmap, &n);
+            const linmap_entry *ent = linmap_data(expression_linmap(e), &n);
             var = ent[0].var;
             coef = ent[0].coef;
             constant = e->constant;

@@ -115,10 +115,10 @@ lqsplit_reserve(lqsplit *s, int64_t nlin, int64_t nquad)
 void
 splitExpr_bound(PyObject *obj, int64_t *nlin, int64_t *nquad)
 {
-    if (expr_kind(obj) == EXPR_EXPRESSION && ((expression_object *)obj)->linmap != NULL) {
+    if (expr_kind(obj) == EXPR_EXPRESSION && expression_linmap((expression_object *)obj) != NULL) {
         expression_object *e = (expression_object *)obj;
         size_t n;
-        linmap_raw(e->linmap, &n);
+        linmap_raw(expression_linmap(e), &n);
         *nlin = (int64_t)n;
         *nquad = e->quadmap != NULL ? (int64_t)quadmap_size(e->quadmap) : 0;
         return;
@@ -137,8 +137,8 @@ splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad)
     case EXPR_QUADTERM: *nquad = 1; break;
     case EXPR_EXPRESSION: {
         expression_object *e = (expression_object *)obj;
-        if (e->linmap != NULL)
-            *nlin = (int64_t)linmap_size(e->linmap);
+        if (expression_linmap(e) != NULL)
+            *nlin = (int64_t)linmap_size(expression_linmap(e));
         if (e->quadmap != NULL)
             *nquad = (int64_t)quadmap_size(e->quadmap);
         break;
@@ -229,11 +229,12 @@ lq_add_unfolded(lqsplit *s, rowcolmap *map, linmap *m, double factor)
 static int
 lq_add_expression(lqsplit *s, rowcolmap *map, expression_object *e, double factor)
 {
-    if (e->linmap != NULL && s->unfolded && lq_add_unfolded(s, map, e->linmap, factor) == 0) {
+    linmap *lin = expression_linmap(e);
+    if (lin != NULL && s->unfolded && lq_add_unfolded(s, map, lin, factor) == 0) {
         /* done */
-    } else if (e->linmap != NULL) {
+    } else if (lin != NULL) {
         size_t n = 0, i;
-        const linmap_entry *ent = linmap_data(e->linmap, &n);
+        const linmap_entry *ent = linmap_data(expression_linmap(e), &n);
         int *col = s->lincol + s->nlin;
         double *coef = s->lincoef + s->nlin;
         int64_t k = 0;
