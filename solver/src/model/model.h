@@ -22,6 +22,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "model/names.h"
 #include "qnda.h"
 
 namespace qnda {
@@ -258,10 +259,9 @@ class Model {
 
  private:
   static std::uint64_t new_epoch();
-  std::vector<std::string> &names_of(int kind);
-  const std::vector<std::string> &names_of(int kind) const;
+  NameStore &names_of(int kind) { return names_[kind - 1]; }
+  const NameStore &names_of(int kind) const { return names_[kind - 1]; }
   int count_of(int kind) const;
-  void names_changed(int kind);
 
   // columns
   std::vector<double> obj_, lb_, ub_, limit_;
@@ -287,10 +287,8 @@ class Model {
   // flags and directives (empty until the first is set)
   std::vector<char> rowflag_, colflag_, hasdir_;
   std::vector<Directive> dir_;
-  // names: empty vectors until a name is given; "" is unnamed
-  std::vector<std::string> names_[3];
-  mutable std::unordered_map<std::string, int> name_index_[3];
-  mutable bool name_index_valid_[3] = {false, false, false};
+  // names: empty stores until a name is given
+  NameStore names_[3];
   // change tracking
   std::uint64_t epoch_ = new_epoch();
   std::vector<int> row_id_, col_id_;
