@@ -63,7 +63,7 @@ void Model::row_bounds(int i, double *lo, double *hi) const {
       *hi = r;
       break;
     case 'R':
-      *lo = r - range_[i];
+      *lo = r - range(i);
       *hi = r;
       break;
     default:
@@ -178,7 +178,12 @@ void Model::append_rows(int n, const char *type, const double *rhs, const double
   append_ids(row_id_, row_next_, n);
   rowtype_.insert(rowtype_.end(), type, type + n);
   append_or(rhs_, rhs, n, 0.0);
-  append_or(range_, range, n, 0.0);
+  const int before = nrows() - n;
+  if (!range_.empty() ||
+      (range && std::any_of(range, range + n, [](double r) { return !is_plus_zero(r); }))) {
+    range_.resize(before, 0.0);
+    append_or(range_, range, n, 0.0);
+  }
   mat_.add_empty_rows(n);
   if (!names_[0].empty()) names_[0].resize(rowtype_.size());
   if (!indcol_.empty()) {
@@ -195,7 +200,7 @@ void Model::append_cols(int n, const double *obj, const double *lb, const double
   append_or(lb_, lb, n, 0.0);
   append_or(ub_, ub, n, QNDA_INFINITY);
   coltype_.insert(coltype_.end(), n, 'C');
-  limit_.insert(limit_.end(), n, 0.0);
+  if (!limit_.empty()) limit_.insert(limit_.end(), n, 0.0);
   mat_.add_empty_cols(n);
   if (!names_[1].empty()) names_[1].resize(obj_.size());
   if (!colflag_.empty()) colflag_.resize(obj_.size(), 0);

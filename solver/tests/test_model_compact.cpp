@@ -1,8 +1,11 @@
-// The name store: which names pack into their word, renames and deletions
-// against a plain reference, the lookup after each change, the pool kept
-// small, and the same through the C interface (copies, deletions, defaults).
+// The store's compact parts.  Names: which pack into their word, renames
+// and deletions against a plain reference, the lookup after each change, the
+// pool kept small, and the same through the C interface (copies, deletions,
+// defaults).  Ranges and thresholds, kept only once one is set: their values
+// through appends and deletions.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <initializer_list>
 #include <random>
 #include <string>
@@ -176,7 +179,7 @@ TEST(NameStore, ThePoolShrinksAfterRenamesAndDeletions) {
 }
 
 // ---------------------------------------------------- through the C API
-class Names : public ModelTest {
+class Store : public ModelTest {
  protected:
   void SetUp() override {
     ModelTest::SetUp();
@@ -189,7 +192,7 @@ class Names : public ModelTest {
   }
 };
 
-TEST_F(Names, MixedNamesSurviveDeletionCopyAndDefaults) {
+TEST_F(Store, MixedNamesSurviveDeletionCopyAndDefaults) {
   // Column 2 is named like the default name of column 4, which is unnamed.
   const char cols[] = "C17\0C017\0C4\0a b\0\0C4294967296";
   ASSERT_EQ(QNDAaddnames(p, QNDA_NAMES_COLUMNS, cols, 0, 5), 0) << last_error();
@@ -218,7 +221,7 @@ TEST_F(Names, MixedNamesSurviveDeletionCopyAndDefaults) {
   EXPECT_EQ(QNDAdestroyprob(q), 0);
 }
 
-TEST_F(Names, RowNamesAfterDeletionAndTheLongestName) {
+TEST_F(Store, RowNamesAfterDeletionAndTheLongestName) {
   const char rows[] = "R5\0R4\0R3\0R2\0R1\0R0";
   ASSERT_EQ(QNDAaddnames(p, QNDA_NAMES_ROWS, rows, 0, 5), 0);
   int del[] = {5, 0};
@@ -233,6 +236,53 @@ TEST_F(Names, RowNamesAfterDeletionAndTheLongestName) {
   int longest = 0;
   ASSERT_EQ(QNDAgetintattrib(p, QNDA_NAMELENGTH, &longest), 0) << last_error();
   EXPECT_EQ(longest, 2) << "11 characters take two words of 8";
+}
+
+// ------------------------------------- ranges and thresholds set late
+TEST_F(Store, RangesSetLateSurviveAppendsAndDeletions) {
+  EXPECT_EQ(range(), std::vector<double>(6, 0.0));
+  int rows[] = {4};
+  double r[] = {2.5};
+  ASSERT_EQ(QNDAchgrhsrange(p, 1, rows, r), 0) << last_error();
+  char t[] = {'R', 'L'};
+  double rhs[] = {1.0, 1.0}, rng[] = {-0.0, 7.0};
+  QNDAint64 start[] = {0, 0, 0};
+  ASSERT_EQ(QNDAaddrows64(p, 2, 0, t, rhs, rng, start, nullptr, nullptr), 0) << last_error();
+  int del[] = {0, 1};
+  ASSERT_EQ(QNDAdelrows(p, 2, del), 0);
+  EXPECT_EQ(rowtypes(), "LLRLRL");
+  std::vector<double> got = range();
+  EXPECT_EQ(got, (std::vector<double>{0, 0, 2.5, 0, 0, 0})) << "non-'R' rows read 0";
+  EXPECT_TRUE(std::signbit(got[4])) << "the range given is kept as given";
+  // Row 5 was added 'L' with a range of 7: it is kept for a later type 'R'.
+  int last[] = {5};
+  char rt[] = {'R'};
+  ASSERT_EQ(QNDAchgrowtype(p, 1, last, rt), 0);
+  EXPECT_EQ(range()[5], 7.0);
+}
+
+TEST_F(Store, ThresholdsSetLateFollowTheirColumns) {
+  int cols[] = {1, 4};
+  char ct[] = {'S', 'P'};
+  double lim[] = {0.5, 3.0};
+  ASSERT_EQ(QNDAchgcoltype(p, 2, cols, ct), 0) << last_error();
+  auto thresholds = [&] {
+    int ne = 0, ns = 0;
+    EXPECT_EQ(QNDAgetglobal64(p, &ne, &ns, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                              nullptr, 0, nullptr),
+              0);
+    std::vector<double> v(ne);
+    EXPECT_EQ(QNDAgetglobal64(p, &ne, &ns, nullptr, nullptr, v.data(), nullptr, nullptr, nullptr,
+                              nullptr, 0, nullptr),
+              0);
+    return v;
+  };
+  EXPECT_EQ(thresholds(), (std::vector<double>{0.0, 0.0})) << "none set yet";
+  ASSERT_EQ(QNDAchgglblimit(p, 2, cols, lim), 0) << last_error();
+  ASSERT_EQ(QNDAaddcols64(p, 1, 0, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr), 0);
+  int del[] = {0};
+  ASSERT_EQ(QNDAdelcols(p, 1, del), 0);
+  EXPECT_EQ(thresholds(), (std::vector<double>{0.5, 3.0}));
 }
 
 }  // namespace
