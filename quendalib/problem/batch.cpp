@@ -77,6 +77,40 @@ names_put(reg_names *nm, const char *s, size_t len)
     nm->len += len + 1;
 }
 
+int
+reg_send_names(reg_batch *b, int type, char prefix, size_t maxlen, const char *msg,
+               PyObject *(*name_of)(PyObject *))
+{
+    /* About 64 KiB of names per library call. */
+    const size_t piece = 1 << 16;
+    PyObject *lst = *(PyObject **)((char *)b->p + b->kind->list_offset);
+    reg_names *nm = &b->names;
+    int n = (int)b->n, from = 0, i;
+
+    nm->len = 0;
+    for (i = 0; i < n; i++) {
+        PyObject *obj = PyList_GET_ITEM(lst, b->list0 + i);
+        char dflt[16];
+        size_t len;
+        const char *name =
+            name_or_default(name_of(obj), prefix, b->kind->idof(obj), dflt, maxlen, &len, msg);
+        if (name == NULL)
+            return -1;
+        if (names_reserve(nm, len + 1) != 0) {
+            PyErr_NoMemory();
+            return -1;
+        }
+        names_put(nm, name, len);
+        if (nm->len >= piece || i == n - 1) {
+            if (QNDAaddnames(b->p->prob, type, nm->buf, b->first + from, b->first + i) != 0)
+                return -1;
+            nm->len = 0;
+            from = i + 1;
+        }
+    }
+    return 0;
+}
+
 void
 reg_rollback(PyObject *lst, void *map, Py_ssize_t from, uint32_t (*idof)(PyObject *))
 {

@@ -17,7 +17,11 @@
  * batch derives from reg_batch and adds its own arrays.
  *
  * Batch arrays come from the library's allocator; capacities start at 16
- * and double. */
+ * and double.  Arrays whose entries are nearly always the default (bounds,
+ * types, ranges, quadratic starts) are allocated only once an object needs
+ * another value, and the names of variables and constraints are read again
+ * from the objects when the batch is sent rather than copied as they come,
+ * so that a large batch holds little beside what the library keeps. */
 #pragma once
 
 #include <Python.h>
@@ -157,6 +161,23 @@ reg_batch_took(reg_batch *b, const char *name, size_t len)
     b->n++;
     return 0;
 }
+
+/* The end of a step for a kind whose names are read again at sending
+ * (reg_send_names): the object counted; 0. */
+static inline int
+reg_batch_counted(reg_batch *b)
+{
+    b->n++;
+    return 0;
+}
+
+/* Sends the names of the batch's objects (the kind's list from b->list0
+ * on), read again from each object's name slot (name_of; NULL there is the
+ * default name, prefix and identity number), to the library in pieces of
+ * bounded size: a batch of a million objects needs no buffer of a million
+ * names.  0, or -1 with an exception set or the library's error. */
+int reg_send_names(reg_batch *b, int type, char prefix, size_t maxlen, const char *msg,
+                   PyObject *(*name_of)(PyObject *));
 
 /* Binds a zeroed batch to a problem.  0, or -1 with the library's error. */
 int reg_batch_begin(reg_batch *b, problem_s *p, const reg_kind *kind);

@@ -5,6 +5,7 @@
  * than a failure. */
 #include "problem/batch.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "algebra/constraint.h"
@@ -40,13 +41,15 @@ struct body_ref {
     }
 };
 
+#define MSG_CONNAME "Invalid constraint name (must be a string)"
+
 struct rowbatch : reg_batch {
     int64_t cap;
     QNDAint64 *start;  /* cap + 1: linear start offsets */
-    QNDAint64 *qstart; /* cap + 1: quadratic start offsets */
+    QNDAint64 *qstart; /* cap + 1: quadratic start offsets, once a row has any */
     char *type;
     double *rhs;
-    double *range;
+    double *range;  /* NULL while every row so far has range 0 */
     int *indcol;    /* indicator rows only: condition column */
     int *indcomp;   /*   and 1 (var == 1) or -1 (var == 0) */
     int indicators; /* the batch holds indicator rows */
@@ -80,30 +83,56 @@ rowbatch_reset(reg_batch *rb)
     Py_CLEAR(b->nlpend);
 }
 
-/* Room for one more row with nl linear terms, nq quadratic terms and a
- * name of namelen bytes.  0, or -1 without an exception. */
+/* An array of the batch needed from row b->n on: allocated for the batch's
+ * capacity (plus extra entries: 1 for a start array), the rows before
+ * holding 0 (so do their start offsets).  0 or -1. */
+template<typename T>
 static int
-rowbatch_reserve(rowbatch *b, int64_t nl, int64_t nq, size_t namelen)
+rowbatch_start(rowbatch *b, T **arr, int64_t extra)
+{
+    if (*arr != NULL)
+        return 0;
+    if (qarr_realloc(arr, (size_t)(b->cap + extra) * sizeof(T)) != 0)
+        return -1;
+    std::fill(*arr, *arr + b->n + extra, T(0));
+    return 0;
+}
+
+/* Room for one more row with nl linear terms and nq quadratic terms.  0, or
+ * -1 without an exception. */
+static int
+rowbatch_reserve(rowbatch *b, int64_t nl, int64_t nq)
 {
     if (b->n + 1 > b->cap || b->start == NULL) {
         int64_t cap = qarr_newcap(b->cap, b->n + 1, REG_INITCAP);
         if (qarr_realloc(&b->start, (cap + 1) * sizeof(QNDAint64)) != 0 ||
-            qarr_realloc(&b->qstart, (cap + 1) * sizeof(QNDAint64)) != 0 ||
+            (b->qstart != NULL && qarr_realloc(&b->qstart, (cap + 1) * sizeof(QNDAint64)) != 0) ||
             qarr_realloc(&b->type, cap) != 0 || qarr_realloc(&b->rhs, cap * sizeof(double)) != 0 ||
-            qarr_realloc(&b->range, cap * sizeof(double)) != 0)
+            (b->range != NULL && qarr_realloc(&b->range, cap * sizeof(double)) != 0))
             return -1;
         if (b->indicators && (qarr_realloc(&b->indcol, cap * sizeof(int)) != 0 ||
                               qarr_realloc(&b->indcomp, cap * sizeof(int)) != 0))
             return -1;
-        if (b->cap == 0) {
+        if (b->cap == 0)
             b->start[0] = 0;
-            b->qstart[0] = 0;
-        }
         b->cap = cap;
     }
-    if (lqsplit_reserve(&b->t, nl, nq) != 0)
+    if (nq > 0 && rowbatch_start(b, &b->qstart, 1) != 0)
         return -1;
-    return names_reserve(&b->names, namelen + 1);
+    return lqsplit_reserve(&b->t, nl, nq);
+}
+
+/* Where the quadratic terms of row b->n start. */
+static int64_t
+rowbatch_q0(const rowbatch *b)
+{
+    return b->qstart != NULL ? b->qstart[b->n] : 0;
+}
+
+static PyObject *
+con_name_slot(PyObject *obj)
+{
+    return ((constraint_object *)obj)->name;
 }
 
 static int
@@ -119,7 +148,8 @@ rowbatch_send(reg_batch *rb, int *added)
                       b->t.lincoef) != 0)
         goto done;
     *added = 1;
-    if (QNDAaddnames(p->prob, QNDA_NAMES_ROWS, b->names.buf, b->first, b->first + n - 1) != 0)
+    if (reg_send_names(b, QNDA_NAMES_ROWS, 'R', QNDA_MAXNAMELENGTH - 1, MSG_CONNAME,
+                       con_name_slot) != 0)
         goto done;
     if (b->t.nquad > 0) {
         for (i = 0; i < n; i++) {
@@ -169,7 +199,7 @@ con_check_values(rowbatch *b, PyObject *con, const char *name, double rhs, doubl
                   !std::isnan(((constraint_object *)con)->ub);
     for (int64_t k = b->start[b->n]; finite && k < b->t.nlin; k++)
         finite = std::isfinite(b->t.lincoef[k]);
-    for (int64_t k = b->qstart[b->n]; finite && k < b->t.nquad; k++)
+    for (int64_t k = rowbatch_q0(b); finite && k < b->t.nquad; k++)
         finite = std::isfinite(b->t.qcoef[k]);
     if (finite)
         return 0;
@@ -179,7 +209,7 @@ con_check_values(rowbatch *b, PyObject *con, const char *name, double rhs, doubl
     int rc = -1;
     if (text == NULL)
         goto done;
-    if (lqsplit_check_values(&b->t, (PyObject *)b->p, b->start[b->n], b->qstart[b->n], text) != 0)
+    if (lqsplit_check_values(&b->t, (PyObject *)b->p, b->start[b->n], rowbatch_q0(b), text) != 0)
         goto done;
     if (std::isnan(rhs) || std::isnan(range) || std::isnan(((constraint_object *)con)->lb) ||
         std::isnan(((constraint_object *)con)->ub)) {
@@ -232,16 +262,16 @@ con_step(void *ctx, PyObject *obj)
         if (b->nlpend == NULL && (b->nlpend = PyList_New(0)) == NULL)
             return -1;
     }
-    name = name_or_default(c->name, 'R', c->id, dflt, QNDA_MAXNAMELENGTH - 1, &len,
-                           "Invalid constraint name (must be a string)");
+    /* checked (and worded into messages) here, read again when sent */
+    name = name_or_default(c->name, 'R', c->id, dflt, QNDA_MAXNAMELENGTH - 1, &len, MSG_CONNAME);
     if (name == NULL)
         return -1;
     splitExpr_bound(body.get(), &nl, &nq);
-    if (rowbatch_reserve(b, nl, nq, len) != 0) {
+    if (rowbatch_reserve(b, nl, nq) != 0) {
         /* Short of memory: send what we have and try again on an empty batch. */
         if (reg_batch_flush(b) != 0)
             return -1;
-        if (rowbatch_reserve(b, nl, nq, len) != 0) {
+        if (rowbatch_reserve(b, nl, nq) != 0) {
             PyErr_NoMemory();
             return -1;
         }
@@ -264,6 +294,10 @@ con_step(void *ctx, PyObject *obj)
     getRhsSense(obj, &type, &rhs, &range);
     if (con_check_values(b, obj, name, rhs, range) != 0)
         goto undo;
+    if (!(range == 0.0 && !std::signbit(range)) && rowbatch_start(b, &b->range, 0) != 0) {
+        PyErr_NoMemory();
+        goto undo;
+    }
 
     if (PyList_Append(p->cons, obj) != 0)
         goto undo;
@@ -274,13 +308,15 @@ con_step(void *ctx, PyObject *obj)
     }
     b->type[b->n] = type;
     b->rhs[b->n] = rhs;
-    b->range[b->n] = range;
+    if (b->range != NULL)
+        b->range[b->n] = range;
     if (b->indicators) {
         b->indcol[b->n] = b->cur_indcol;
         b->indcomp[b->n] = b->cur_indcomp;
     }
     b->start[b->n + 1] = b->t.nlin;
-    b->qstart[b->n + 1] = b->t.nquad;
+    if (b->qstart != NULL)
+        b->qstart[b->n + 1] = b->t.nquad;
     if (expr_kind(body.get()) == EXPR_NONLINEAR) {
         /* its coefficients follow once the row is in the library */
         PyObject *pair = Py_BuildValue("(LO)", (long long)(b->first + b->n), body.get());
@@ -291,10 +327,10 @@ con_step(void *ctx, PyObject *obj)
         }
         Py_DECREF(pair);
     }
-    return reg_batch_took(b, name, len);
+    return reg_batch_counted(b);
 undo:
     b->t.nlin = b->start[b->n];
-    b->t.nquad = b->qstart[b->n];
+    b->t.nquad = rowbatch_q0(b);
     return -1;
 }
 

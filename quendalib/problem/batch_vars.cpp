@@ -1,6 +1,7 @@
 /* addVariable: the batch of new columns (see batch.h). */
 #include "problem/batch.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "algebra/var.h"
@@ -8,11 +9,14 @@
 
 #include <stddef.h>
 
+#define MSG_VARNAME "Invalid variable name (must be a string)"
+
 struct colbatch : reg_batch {
-    int64_t cap;
-    double *lb, *ub;
-    char *type;
-    int64_t nthr; /* thresholds, for the columns of type S, R, P */
+    int64_t cap;          /* room in lb, ub and type, once they exist */
+    double *lb;           /* NULL while every column so far has lower bound 0 */
+    double *ub;           /*   upper bound 1e20 */
+    char *type;           /*   type 'C' */
+    int64_t nthr, thrcap; /* thresholds, for the columns of type S, R, P */
     int *thrcol;
     double *thr;
 };
@@ -30,20 +34,44 @@ colbatch_reset(reg_batch *rb)
     ((colbatch *)rb)->nthr = 0;
 }
 
+/* An array of the batch that is needed from column b->n on: allocated with
+ * the batch's capacity, the columns before holding the default.  0 or -1. */
+template<typename T>
 static int
-colbatch_reserve(colbatch *b)
+colbatch_start(colbatch *b, T **arr, T dflt)
 {
-    if (b->n < b->cap)
+    if (*arr != NULL)
         return 0;
-    int64_t cap = qarr_newcap(b->cap, b->n + 1, REG_INITCAP);
-    if (qarr_realloc(&b->lb, cap * sizeof(double)) != 0 ||
-        qarr_realloc(&b->ub, cap * sizeof(double)) != 0 || qarr_realloc(&b->type, cap) != 0 ||
-        qarr_realloc(&b->thrcol, cap * sizeof(int)) != 0 ||
-        qarr_realloc(&b->thr, cap * sizeof(double)) != 0) {
-        PyErr_NoMemory();
+    if (qarr_realloc(arr, (size_t)b->cap * sizeof(T)) != 0)
         return -1;
+    std::fill(*arr, *arr + b->n, dflt);
+    return 0;
+}
+
+/* Room for column b->n in the arrays it needs (lb, ub, type), and for its
+ * threshold.  0, or -1 without an exception. */
+static int
+colbatch_reserve(colbatch *b, const var_object *v, char c)
+{
+    if (b->n >= b->cap) {
+        int64_t cap = qarr_newcap(b->cap, b->n + 1, REG_INITCAP);
+        if ((b->lb != NULL && qarr_realloc(&b->lb, cap * sizeof(double)) != 0) ||
+            (b->ub != NULL && qarr_realloc(&b->ub, cap * sizeof(double)) != 0) ||
+            (b->type != NULL && qarr_realloc(&b->type, cap) != 0))
+            return -1;
+        b->cap = cap;
     }
-    b->cap = cap;
+    if ((!(v->lb == 0.0 && !std::signbit(v->lb)) && colbatch_start(b, &b->lb, 0.0) != 0) ||
+        (v->ub != QNDA_INFINITY && colbatch_start(b, &b->ub, (double)QNDA_INFINITY) != 0) ||
+        (c != 'C' && colbatch_start(b, &b->type, 'C') != 0))
+        return -1;
+    if ((c == 'S' || c == 'R' || c == 'P') && b->nthr >= b->thrcap) {
+        int64_t cap = qarr_newcap(b->thrcap, b->nthr + 1, REG_INITCAP);
+        if (qarr_realloc(&b->thrcol, cap * sizeof(int)) != 0 ||
+            qarr_realloc(&b->thr, cap * sizeof(double)) != 0)
+            return -1;
+        b->thrcap = cap;
+    }
     return 0;
 }
 
@@ -79,15 +107,13 @@ var_step(void *ctx, PyObject *obj)
     colbatch *b = (colbatch *)ctx;
     problem_s *p = b->p;
     var_object *v = (var_object *)obj;
-    const char *name;
-    size_t len;
-    char c;
 
     if (reg_check_new(VAR_CHECK(obj), "Incorrect objects added as variables to problem",
                       "Variable already added to problem",
                       [p, v] { return rowcolmap_has(PROBLEM_VARMAP(p), v->id); }) != 0)
         return -1;
-    if ((c = var_letter(v)) == 0)
+    char c = var_letter(v);
+    if (c == 0)
         return -1;
     if (std::isnan(v->lb) || std::isnan(v->ub) || std::isnan(var_threshold(obj))) {
         PyErr_Format(quenda_ModelError, "Variable %S: %s is NaN", obj,
@@ -96,14 +122,12 @@ var_step(void *ctx, PyObject *obj)
                                          : "threshold");
         return -1;
     }
-    char dflt[16];
-    name = name_or_default(v->name, 'C', v->id, dflt, REG_VARNAME_MAX, &len,
-                           "Invalid variable name (must be a string)");
-    if (name == NULL)
+    /* the name is read again when the batch is sent */
+    size_t len;
+    if (v->name != NULL && name_text(v->name, REG_VARNAME_MAX, &len, MSG_VARNAME) == NULL)
         return -1;
-    if (colbatch_reserve(b) != 0 || names_reserve(&b->names, len + 1) != 0) {
-        if (!PyErr_Occurred())
-            PyErr_NoMemory();
+    if (colbatch_reserve(b, v, c) != 0) {
+        PyErr_NoMemory();
         return -1;
     }
     if (PyList_Append(p->vars, obj) != 0)
@@ -114,15 +138,24 @@ var_step(void *ctx, PyObject *obj)
         PyErr_SetString(quenda_ModelError, "Could not amend variable map");
         return -1;
     }
-    b->lb[b->n] = v->lb;
-    b->ub[b->n] = v->ub;
-    b->type[b->n] = c;
+    if (b->lb != NULL)
+        b->lb[b->n] = v->lb;
+    if (b->ub != NULL)
+        b->ub[b->n] = v->ub;
+    if (b->type != NULL)
+        b->type[b->n] = c;
     if (c == 'S' || c == 'R' || c == 'P') {
         b->thrcol[b->nthr] = b->first + (int)b->n;
         b->thr[b->nthr] = var_threshold(obj);
         b->nthr++;
     }
-    return reg_batch_took(b, name, len);
+    return reg_batch_counted(b);
+}
+
+static PyObject *
+var_name_slot(PyObject *obj)
+{
+    return ((var_object *)obj)->name;
 }
 
 static int
@@ -138,7 +171,7 @@ colbatch_send(reg_batch *rb, int *added)
     if (QNDAaddcols64(p->prob, n, 0, NULL, NULL, NULL, NULL, b->lb, b->ub) != 0)
         goto done;
     *added = 1;
-    for (i = 0; i < n; i++)
+    for (i = 0; b->type != NULL && i < n; i++)
         nt += b->type[i] != 'C';
     if (nt > 0) {
         if (qarr_realloc(&idx, (size_t)nt * sizeof(int)) != 0 ||
@@ -156,7 +189,8 @@ colbatch_send(reg_batch *rb, int *added)
         if (QNDAchgcoltype(p->prob, (int)nt, idx, types) != 0)
             goto done;
     }
-    if (QNDAaddnames(p->prob, QNDA_NAMES_COLUMNS, b->names.buf, b->first, b->first + n - 1) != 0)
+    if (reg_send_names(b, QNDA_NAMES_COLUMNS, 'C', REG_VARNAME_MAX, MSG_VARNAME, var_name_slot) !=
+        0)
         goto done;
     if (b->nthr > 0 && QNDAchgglblimit(p->prob, (int)b->nthr, b->thrcol, b->thr) != 0)
         goto done;

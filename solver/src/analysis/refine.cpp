@@ -45,7 +45,7 @@ int refine_mip_sol(qnda_problem_s &prob, int options, const char *flags, const d
     const char t = model.coltype()[j];
     if (t == 'C') continue;
     double v = x[j];
-    const bool whole = integral_kind(t) || (t == 'P' && v < model.limit()[j] - tol);
+    const bool whole = integral_kind(t) || (t == 'P' && v < model.limit(j) - tol);
     if (whole) {
       if (!round && std::fabs(v - std::round(v)) > tol) return NOT_INTEGRAL;
       v = std::round(v);
@@ -81,7 +81,7 @@ void fix_globals(qnda_problem_s &prob, bool round) {
     const char t = model.coltype()[j];
     if (t == 'C') continue;
     double v = x[j];
-    if (round && (integral_kind(t) || (t == 'P' && v < model.limit()[j]))) v = std::round(v);
+    if (round && (integral_kind(t) || (t == 'P' && v < model.limit(j)))) v = std::round(v);
     // A semi-continuous column fixed by its bounds still allows 0.
     if (t == 'S' || t == 'R' || t == 'P') model.set_coltype(j, 'C');
     model.set_lb(j, v);

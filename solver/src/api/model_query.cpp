@@ -154,9 +154,9 @@ int QNDAgetrhs(QNDAprob prob, double *rhs, int first, int last) {
 int QNDAgetrhsrange(QNDAprob prob, double *range, int first, int last) {
   return guard_read(prob, "QNDAgetrhsrange", [&] {
     const Model &m = prob->model;
-    copy_range(m.range(), range, first, last, "row");
-    for (int i = first; i <= last; ++i)
-      if (m.rowtype()[i] != 'R') range[i - first] = 0.0;
+    check_range(first, last, m.nrows(), "row");
+    check_array(range, "row");
+    for (int i = first; i <= last; ++i) range[i - first] = m.rowtype()[i] == 'R' ? m.range(i) : 0.0;
   });
 }
 
@@ -261,7 +261,7 @@ int QNDAgetglobal64(QNDAprob prob, int *nentities, int *nsets, char *coltype, in
       if (t == 'C') continue;
       if (coltype) coltype[ne] = t;
       if (colind) colind[ne] = j;
-      if (limit) limit[ne] = m.limit()[j];
+      if (limit) limit[ne] = m.limit(j);
       ++ne;
     }
     if (nentities) *nentities = ne;

@@ -379,7 +379,7 @@ void flatten(const Model &model, const FlattenOptions &opt, FlatModel &m) {
   m.kind.assign(n, ColKind::Continuous);
   std::vector<int> partial;
   for (int j = 0; j < n; ++j) {
-    const double L = model.limit()[j];
+    const double L = model.limit(j);
     switch (ct[j]) {
       case 'I':
         m.kind[j] = ColKind::Integer;
@@ -405,7 +405,7 @@ void flatten(const Model &model, const FlattenOptions &opt, FlatModel &m) {
     }
   }
   Extension ext(m);
-  for (int j : partial) reformulate_partial(model, m, ext, j, model.limit()[j]);
+  for (int j : partial) reformulate_partial(model, m, ext, j, model.limit(j));
   reformulate_indicators(model, m, ext);
   reformulate_sets(model, m, ext);
   if (ext.empty()) return;

@@ -130,7 +130,7 @@ void write_lp(const std::string &path, const std::string &probname, const Model 
         case 'S':
         case 'R':
           f.kind[j] = model.coltype()[j] == 'S' ? ColKind::SemiContinuous : ColKind::SemiInteger;
-          if (model.limit()[j] > 0) f.lb[j] = model.limit()[j];
+          if (model.limit(j) > 0) f.lb[j] = model.limit(j);
           break;
         default:
           break;

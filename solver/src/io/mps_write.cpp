@@ -160,18 +160,16 @@ void write_mps(const std::string &path, const std::string &probname, const Model
     if (rhs[i] != 0.0) out.line("", {"RHS", rn[i], fmt(rhs[i])});
 
   bool ranges = false;
-  const auto &range = model.range();
   for (int i = 0; i < m; ++i)
     if (type[i] == 'R') {
       if (!ranges) out.header("RANGES");
       ranges = true;
-      out.line("", {"RNG", rn[i], fmt(range[i])});
+      out.line("", {"RNG", rn[i], fmt(model.range(i))});
     }
 
   out.header("BOUNDS");
   const auto &lb = model.lb();
   const auto &ub = model.ub();
-  const auto &lim = model.limit();
   for (int j = 0; j < n; ++j) {
     const double l = lb[j], u = ub[j];
     const bool linf = is_inf(l) && l < 0, uinf = is_inf(u) && u > 0;
@@ -183,11 +181,11 @@ void write_mps(const std::string &path, const std::string &probname, const Model
     }
     if (ct[j] == 'S' || ct[j] == 'R') {
       // Threshold as the lower bound, then the upper bound as SC.
-      if (lim[j] != 0.0) out.line("LO", {"BND", cn[j], fmt(lim[j])});
+      if (model.limit(j) != 0.0) out.line("LO", {"BND", cn[j], fmt(model.limit(j))});
       out.line("SC", {"BND", cn[j], uinf ? "1e+30" : fmt(u)});
       continue;
     }
-    if (ct[j] == 'P') out.line("PI", {"BND", cn[j], fmt(lim[j])});
+    if (ct[j] == 'P') out.line("PI", {"BND", cn[j], fmt(model.limit(j))});
     if (linf && uinf) {
       out.line("FR", {"BND", cn[j]});
     } else if (!linf && !uinf && l == u) {

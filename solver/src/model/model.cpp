@@ -63,7 +63,7 @@ void Model::row_bounds(int i, double *lo, double *hi) const {
       *hi = r;
       break;
     case 'R':
-      *lo = r - range_[i];
+      *lo = r - range(i);
       *hi = r;
       break;
     default:
@@ -95,23 +95,17 @@ QNDAint64 Model::qrow_terms() const {
 }
 
 // -------------------------------------------------------------------- names
-std::vector<std::string> &Model::names_of(int kind) { return names_[kind - 1]; }
-const std::vector<std::string> &Model::names_of(int kind) const { return names_[kind - 1]; }
-
 int Model::count_of(int kind) const {
   return kind == NAMES_ROWS ? nrows() : kind == NAMES_COLS ? ncols() : nsets();
 }
 
-void Model::names_changed(int kind) { name_index_valid_[kind - 1] = false; }
-
 bool Model::has_name(int kind, int i) const {
   const auto &v = names_of(kind);
-  return !v.empty() && !v[i].empty();
+  return !v.empty() && v.has(i);
 }
 
 std::string Model::name(int kind, int i) const {
-  const auto &v = names_of(kind);
-  if (!v.empty() && !v[i].empty()) return v[i];
+  if (has_name(kind, i)) return names_of(kind).get(i);
   char buf[24];
   std::snprintf(buf, sizeof buf, "%c%d", kDefaultPrefix[kind - 1], i);
   return buf;
@@ -123,21 +117,12 @@ void Model::set_name(int kind, int i, const char *name) {
     if (!*name) return;
     v.resize(count_of(kind));
   }
-  v[i] = name;
-  names_changed(kind);
+  v.set(i, name);
 }
 
 int Model::find_name(int kind, const char *name) const {
-  const auto &v = names_of(kind);
-  auto &index = name_index_[kind - 1];
-  if (!name_index_valid_[kind - 1]) {
-    index.clear();
-    for (int i = 0; i < static_cast<int>(v.size()); ++i)
-      if (!v[i].empty()) index.emplace(v[i], i);  // the first of equal names wins
-    name_index_valid_[kind - 1] = true;
-  }
-  auto it = index.find(name);
-  if (it != index.end()) return it->second;
+  long found = names_of(kind).find(name);
+  if (found >= 0) return static_cast<int>(found);
   // Default names of unnamed items.
   if (name[0] == kDefaultPrefix[kind - 1] && name[1] >= '0' && name[1] <= '9' &&
       (name[1] != '0' || name[2] == '\0')) {
@@ -154,11 +139,8 @@ size_t Model::longest_name() const {
   for (int kind = 1; kind <= 3; ++kind) {
     const auto &v = names_of(kind);
     int n = count_of(kind);
-    bool any_default = v.empty() ? n > 0 : false;
-    for (const auto &s : v) {
-      if (s.empty()) any_default = true;
-      longest = std::max(longest, s.size());
-    }
+    bool any_default = v.empty() && n > 0;
+    if (!v.empty()) longest = std::max(longest, v.longest(&any_default));
     if (any_default) longest = std::max(longest, name(kind, n - 1).size());
   }
   return longest;
@@ -196,7 +178,12 @@ void Model::append_rows(int n, const char *type, const double *rhs, const double
   append_ids(row_id_, row_next_, n);
   rowtype_.insert(rowtype_.end(), type, type + n);
   append_or(rhs_, rhs, n, 0.0);
-  append_or(range_, range, n, 0.0);
+  const int before = nrows() - n;
+  if (!range_.empty() ||
+      (range && std::any_of(range, range + n, [](double r) { return !is_plus_zero(r); }))) {
+    range_.resize(before, 0.0);
+    append_or(range_, range, n, 0.0);
+  }
   mat_.add_empty_rows(n);
   if (!names_[0].empty()) names_[0].resize(rowtype_.size());
   if (!indcol_.empty()) {
@@ -213,7 +200,7 @@ void Model::append_cols(int n, const double *obj, const double *lb, const double
   append_or(lb_, lb, n, 0.0);
   append_or(ub_, ub, n, QNDA_INFINITY);
   coltype_.insert(coltype_.end(), n, 'C');
-  limit_.insert(limit_.end(), n, 0.0);
+  if (!limit_.empty()) limit_.insert(limit_.end(), n, 0.0);
   mat_.add_empty_cols(n);
   if (!names_[1].empty()) names_[1].resize(obj_.size());
   if (!colflag_.empty()) colflag_.resize(obj_.size(), 0);
@@ -309,8 +296,7 @@ void Model::delete_rows(int n, const int *rows) {
   compact(indcol_, drop);
   compact(indcomp_, drop);
   compact(rowflag_, drop);
-  compact(names_[0], drop);
-  names_changed(NAMES_ROWS);
+  if (!names_[0].empty()) names_[0].remove(drop);
   std::map<int, QuadTerms> q;
   for (auto &kv : qrows_)
     if (map[kv.first] >= 0) q.emplace(map[kv.first], std::move(kv.second));
@@ -334,8 +320,7 @@ void Model::delete_cols(int n, const int *cols) {
   compact(colflag_, drop);
   compact(hasdir_, drop);
   compact(dir_, drop);
-  compact(names_[1], drop);
-  names_changed(NAMES_COLS);
+  if (!names_[1].empty()) names_[1].remove(drop);
   qobj_.renumber(map);
   for (auto &kv : qrows_) kv.second.renumber(map);
   // Sets lose the deleted members.
@@ -373,8 +358,7 @@ void Model::delete_sets(int n, const int *sets) {
   setstart_[sw] = w;
   setcol_.resize(w);
   setref_.resize(w);
-  compact(names_[2], drop);
-  names_changed(NAMES_SETS);
+  if (!names_[2].empty()) names_[2].remove(drop);
 }
 
 void Model::drop_free_rows() {

@@ -16,12 +16,14 @@
 // trusts them, except where noted.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <map>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "model/names.h"
 #include "qnda.h"
 
 namespace qnda {
@@ -145,7 +147,8 @@ class Model {
   const std::vector<double> &lb() const { return lb_; }
   const std::vector<double> &ub() const { return ub_; }
   const std::vector<char> &coltype() const { return coltype_; }  // 'C','I','B','S','R','P'
-  const std::vector<double> &limit() const { return limit_; }    // threshold of 'S','R','P'
+  // Threshold of 'S','R','P' columns; 0 for the others.
+  double limit(int col) const { return at_or_zero(limit_, col); }
   double obj_constant() const { return objconst_; }
   int obj_sense() const { return sense_; }  // 1 minimise, -1 maximise
   int entity_count() const;                 // columns not 'C'
@@ -153,7 +156,7 @@ class Model {
   // -------------------------------------------------------------- rows
   const std::vector<char> &rowtype() const { return rowtype_; }  // 'L','G','E','R','N'
   const std::vector<double> &rhs() const { return rhs_; }
-  const std::vector<double> &range() const { return range_; }  // meaningful for 'R'
+  double range(int row) const { return at_or_zero(range_, row); }  // meaningful for 'R'
   // Row i as lo <= a'x <= hi, infinite ends as -/+QNDA_INFINITY.
   void row_bounds(int i, double *lo, double *hi) const;
 
@@ -242,10 +245,10 @@ class Model {
   void set_lb(int col, double v);
   void set_ub(int col, double v);
   void set_coltype(int col, char t);  // 'B' clips the bounds into [0, 1]
-  void set_limit(int col, double v) { limit_[col] = v; }
+  void set_limit(int col, double v) { set_or_grow(limit_, ncols(), col, v); }
   void set_rowtype(int row, char t) { rowtype_[row] = t; }
   void set_rhs(int row, double v) { rhs_[row] = v; }
-  void set_range(int row, double v) { range_[row] = v; }
+  void set_range(int row, double v) { set_or_grow(range_, nrows(), row, v); }
   void set_indicator(int row, int col, int comp);
 
   // ---------------------------------------------------------- deleting
@@ -258,19 +261,29 @@ class Model {
 
  private:
   static std::uint64_t new_epoch();
-  std::vector<std::string> &names_of(int kind);
-  const std::vector<std::string> &names_of(int kind) const;
+  // Arrays that are nearly always 0 (limit_, range_) stay empty until an
+  // entry gets another value.
+  static double at_or_zero(const std::vector<double> &v, int i) { return v.empty() ? 0.0 : v[i]; }
+  static bool is_plus_zero(double x) { return x == 0.0 && !std::signbit(x); }
+  static void set_or_grow(std::vector<double> &v, int count, int i, double x) {
+    if (v.empty()) {
+      if (is_plus_zero(x)) return;
+      v.assign(count, 0.0);
+    }
+    v[i] = x;
+  }
+  NameStore &names_of(int kind) { return names_[kind - 1]; }
+  const NameStore &names_of(int kind) const { return names_[kind - 1]; }
   int count_of(int kind) const;
-  void names_changed(int kind);
 
-  // columns
+  // columns (limit_ empty until a threshold is set)
   std::vector<double> obj_, lb_, ub_, limit_;
   std::vector<char> coltype_;
   double objconst_ = 0.0;
   int sense_ = 1;
   // rows
   std::vector<char> rowtype_;
-  std::vector<double> rhs_, range_;
+  std::vector<double> rhs_, range_;  // range_ empty until a range is set
   SparseMatrix mat_;
   // quadratics
   QuadTerms qobj_;
@@ -287,10 +300,8 @@ class Model {
   // flags and directives (empty until the first is set)
   std::vector<char> rowflag_, colflag_, hasdir_;
   std::vector<Directive> dir_;
-  // names: empty vectors until a name is given; "" is unnamed
-  std::vector<std::string> names_[3];
-  mutable std::unordered_map<std::string, int> name_index_[3];
-  mutable bool name_index_valid_[3] = {false, false, false};
+  // names: empty stores until a name is given
+  NameStore names_[3];
   // change tracking
   std::uint64_t epoch_ = new_epoch();
   std::vector<int> row_id_, col_id_;
