@@ -169,9 +169,12 @@ typedef struct {
     uint32_t id;    /* identity number, from qnda_py_env.concounter */
     PyObject *name; /* owned: the name ("R%d" by default) */
     PyObject *body; /* owned: expression, var, linterm, quadterm,
-                         nonlinear, or a float */
+                         nonlinear, or a float; NULL while home is set */
     double lb;      /* -1e20: no lower bound */
     double ub;      /* 1e20: no upper bound */
+    PyObject *home; /* borrowed: the problem whose row holds the linear body
+                       (constraint_body), or NULL.  The problem lists the
+                       constraint and clears this before letting it go. */
 } constraint_object;
 
 #define CONSTRAINT_CHECK(o) PyObject_TypeCheck((o), &quenda_constraintType)
@@ -248,6 +251,8 @@ typedef struct {
     PyObject *(*nonlin_inplace_alg_sum)(PyObject *a, PyObject *b, double sign);
     PyObject *(*nonlin_neg)(PyObject *a);
     PyObject *(*constraint_build)(PyObject *a, PyObject *b, int op);
+    /* The body of con as the row of problem holds it (problem layer). */
+    PyObject *(*constraint_row_body)(PyObject *problem, PyObject *con);
     const char *(*var_name_text)(PyObject *var);
 } algebra_ctors;
 

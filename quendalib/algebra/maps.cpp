@@ -847,6 +847,13 @@ linmap_size(linmap *m)
 }
 
 const linmap_entry *
+linmap_raw(linmap *m, size_t *n)
+{
+    *n = m->n;
+    return m->s->e.data();
+}
+
+const linmap_entry *
 linmap_data(linmap *m, size_t *n)
 {
     linstore *s;

@@ -87,6 +87,11 @@ int linmap_add_map(linmap *dst, linmap *src, double factor);
 /* The sorted entries (the map is normalised first); *n receives their
  * number.  Valid until the map is next modified structurally. */
 const linmap_entry *linmap_data(linmap *m, size_t *n);
+/* The view's entries as they stand, unfolded, for a reader that sums
+ * repeated variables itself: ids may repeat and come in any order, and an
+ * entry whose var is NULL was cancelled (skip it).  *n receives their
+ * count.  Valid until a map sharing the store changes. */
+const linmap_entry *linmap_raw(linmap *m, size_t *n);
 
 /* Frees the pools of emptied stores and views (module teardown). */
 void maps_pools_clear(void);
