@@ -209,6 +209,13 @@ def bench_single(lib, n):
     return ((mul - loop) / n, (add - loop2) / n, (iadd - iloop) / n)
 
 
+class FloatOperands:
+    """Floats in place of variables: what the interpreter alone costs."""
+
+    def new_vars(self, n):
+        return [1.0 + (i % 97) for i in range(n)]
+
+
 def run_cpp(n, m, d):
     return run_cpp_lines(os.path.join(HERE, "map_limit.cpp"), "C++ floor",
                          run_args=(str(n), str(m), str(d)))
@@ -248,6 +255,9 @@ def main():
         results[lib.name] = r
         print(f"  {lib.name} done", flush=True)
     cpp = run_cpp(n, m, d)
+    # The interpreter's own floor for "cons": the same loop and operators
+    # over Python floats, the cheapest objects it has.
+    floats = bench_cons(FloatOperands(), m, max(1000, n // 10))
 
     keys = ["sum", "sum+=", "cons", "dot", "var*k", "var+var", "e+=t"]
     base = results["quendalib"]
@@ -264,6 +274,8 @@ def main():
         for k, ck in zip(keys, ["sum", "sum", "constraints", "dot"]):
             cells.append(f"{cpp[ck] * 1e9:9.1f} ({cpp[ck] / base[k]:4.2f}x)")
         print(f"{'C++ floor':<16}" + "".join(f"{c:>16}" for c in cells))
+    cell = f"{floats * 1e9:9.1f} ({floats / base['cons']:4.2f}x)"
+    print(f"{'floats, cons':<16}" + " " * 32 + f"{cell:>16}")
     print("\nratio = time / quendalib's time (above 1: quendalib is faster; for the C++ floor,"
           " quendalib is 1/ratio times slower)")
 

@@ -5,7 +5,9 @@ on HiGHS, in one run.
 
 Each library builds 10^6 continuous variables and 5*10^5 rows of two terms,
 x[2i] + 2 x[2i+1] <= i, written with operators, and adds them to its model,
-in a child process of its own; the child reports its peak resident set
+in a child process of its own (quendalib twice: the rows gathered in one
+list and added in one call, and added one call each as the pyoptinterface
+child does); the child reports its peak resident set
 (ru_maxrss) and the resident set after the imports, so the figures compare
 the model's memory and not the interpreters'.  --scale 0.1 runs a tenth.
 Ratios are the peer's model memory over quendalib's: above 1, quendalib
@@ -31,14 +33,21 @@ def peak_mb():
     return resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024
 
 
-def build_quendalib(n, m):
+def build_quendalib(n, m, by_row=False):
+    """by_row: rows added one call each, as the pyoptinterface child adds
+    them; else gathered in one list and added in one call."""
     q = import_quendalib()
     p = q.problem()
     p.setControl("loglevel", 0)
     base = rss_mb()
     xs = [q.var() for _ in range(n)]
     p.addVariable(xs)
-    p.addConstraint([xs[2 * i] + 2 * xs[2 * i + 1] <= i for i in range(m)])
+    if by_row:
+        add = p.addConstraint
+        for i in range(m):
+            add(xs[2 * i] + 2 * xs[2 * i + 1] <= i)
+    else:
+        p.addConstraint([xs[2 * i] + 2 * xs[2 * i + 1] <= i for i in range(m)])
     return base, p
 
 
@@ -53,7 +62,8 @@ def build_pyoptinterface(n, m):
     return base, model
 
 
-BUILDERS = {"quendalib": build_quendalib, "pyoptinterface": build_pyoptinterface}
+BUILDERS = {"quendalib": build_quendalib, "quendalib by row": lambda n, m: build_quendalib(n, m, True),
+            "pyoptinterface": build_pyoptinterface}
 
 
 def child(name, n, m):

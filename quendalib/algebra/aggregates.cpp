@@ -751,8 +751,8 @@ quendamod_vars(PyObject *self, PyObject *args, PyObject *kwargs)
             goto error;
         var->lb = lb;
         var->ub = ub;
-        var->threshold = threshold;
-        var->vartype = vartype;
+        if (var_set_threshold(v, threshold) < 0 || var_set_vartype(v, vartype) < 0)
+            goto error;
 
         has = PyDict_Contains(dict, key);
         if (has < 0)

@@ -27,10 +27,16 @@
 
 #include "module/types.h"
 
-/* The maps of an expression (algebra/maps.h). */
-struct linmap;
+/* The maps of an expression (algebra/maps.h).  A linear map is a view of
+ * the first n entries of a store that several maps may share; an
+ * expression holds its view in place (one allocation less per
+ * expression), s NULL until the first linear term. */
+struct linstore;
+struct linmap {
+    struct linstore *s;
+    size_t n;
+};
 struct quadmap;
-typedef struct indexset indexset;
 
 /* ------------------------------------------------------------ kinds */
 
@@ -52,15 +58,18 @@ enum {
 
 #define QUENDA_INFINITY 1e20
 
+/* 48 bytes, a pymalloc class below the 64 a threshold of its own would
+ * take: only semi-continuous, semi-integer and partially integer
+ * variables use one, so it is kept aside (var_threshold in var.h). */
 typedef struct {
     PyObject_HEAD
-    uint32_t id;    /* identity number, never changes */
-    PyObject *name; /* owned: str (or bytes); NULL: the default name C<id> */
+    uint32_t id;     /* identity number, never changes */
+    int16_t vartype; /* continuous 0, binary 1, integer 2, semicontinuous 3,
+                         semiinteger 4, partiallyinteger 5 */
+    uint16_t thr;    /* where the threshold is: VAR_THR_* (var.h) */
+    PyObject *name;  /* owned: str (or bytes); NULL: the default name C<id> */
     double lb;
     double ub;
-    double threshold;
-    long vartype; /* continuous 0, binary 1, integer 2, semicontinuous 3,
-                           semiinteger 4, partiallyinteger 5 */
 } var_object;
 
 #define VAR_CHECK(o) PyObject_TypeCheck((o), &quenda_varType)
@@ -103,13 +112,18 @@ typedef struct {
 typedef struct {
     PyObject_HEAD
     double constant;
-    struct linmap *linmap;   /* owned, NULL until the first linear term */
+    struct linmap lin;       /* owned; lin.s NULL until the first linear term */
     struct quadmap *quadmap; /* owned, NULL until the first quadratic term */
-    indexset *qvars;         /* owned, identity numbers of the quadratic part's
-                           variables; created with quadmap, never pruned */
 } expression_object;
 
 #define EXPRESSION_CHECK(o) PyObject_TypeCheck((o), &quenda_expressionType)
+
+/* The linear part of e, NULL when it has none yet. */
+static inline struct linmap *
+expression_linmap(expression_object *e)
+{
+    return e->lin.s != NULL ? &e->lin : NULL;
+}
 
 typedef struct {
     PyObject_HEAD
@@ -155,9 +169,12 @@ typedef struct {
     uint32_t id;    /* identity number, from qnda_py_env.concounter */
     PyObject *name; /* owned: the name ("R%d" by default) */
     PyObject *body; /* owned: expression, var, linterm, quadterm,
-                         nonlinear, or a float */
+                         nonlinear, or a float; NULL while home is set */
     double lb;      /* -1e20: no lower bound */
     double ub;      /* 1e20: no upper bound */
+    PyObject *home; /* borrowed: the problem whose row holds the linear body
+                       (constraint_body), or NULL.  The problem lists the
+                       constraint and clears this before letting it go. */
 } constraint_object;
 
 #define CONSTRAINT_CHECK(o) PyObject_TypeCheck((o), &quenda_constraintType)
@@ -234,6 +251,8 @@ typedef struct {
     PyObject *(*nonlin_inplace_alg_sum)(PyObject *a, PyObject *b, double sign);
     PyObject *(*nonlin_neg)(PyObject *a);
     PyObject *(*constraint_build)(PyObject *a, PyObject *b, int op);
+    /* The body of con as the row of problem holds it (problem layer). */
+    PyObject *(*constraint_row_body)(PyObject *problem, PyObject *con);
     const char *(*var_name_text)(PyObject *var);
 } algebra_ctors;
 

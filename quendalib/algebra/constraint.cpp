@@ -1,7 +1,12 @@
 /* quenda.constraint: lb <= body <= ub.
  *
  * A comparison a <op> b becomes the body a - b with the constant moved to
- * the bounds, so that bodies reach the problem without constants. */
+ * the bounds, so that bodies reach the problem without constants.
+ *
+ * Once a problem holds the row, a linear body is dropped and read back
+ * from that row when asked for (constraint_body): a large model would
+ * otherwise be held twice, as expressions and as the library's matrix.
+ * The problem gives the body back before it lets the constraint go. */
 #include "algebra/constraint.h"
 
 #include <structmember.h>
@@ -26,6 +31,7 @@ constraint_new_bare(void)
     c->lb = -QUENDA_INFINITY;
     c->ub = QUENDA_INFINITY;
     c->name = NULL; /* the default name, made when asked for */
+    c->home = NULL;
     return (PyObject *)c;
 }
 
@@ -120,8 +126,9 @@ constraint_simplify_nonlinear(constraint_object *c, double *v, int op)
             double k = ((expression_object *)part)->constant;
             ((expression_object *)part)->constant = 0.0;
             expression_object *pe = (expression_object *)part;
-            int empty = (pe->linmap == NULL || linmap_size(pe->linmap) == 0) &&
-                        (pe->quadmap == NULL || quadmap_size(pe->quadmap) == 0);
+            int empty =
+                (expression_linmap(pe) == NULL || linmap_size(expression_linmap(pe)) == 0) &&
+                (pe->quadmap == NULL || quadmap_size(pe->quadmap) == 0);
             int rc = empty ? PyList_SetSlice(n->args, last, last + 1, NULL)
                            : PyList_SetItem(n->args, last, part); /* steals part */
             if (empty)
@@ -313,8 +320,11 @@ constraint_init(PyObject *self, PyObject *args, PyObject *kwds)
                                "quenda.constraint(body=..., sense=..., rhs=...) instead.");
             goto error;
         }
-        Py_XINCREF(CON(src)->body);
-        Py_XSETREF(c->body, CON(src)->body);
+        PyObject *shared;
+        if (constraint_body(src, &shared) != 0)
+            goto error;
+        Py_XSETREF(c->body, shared);
+        c->home = NULL;
         c->lb = CON(src)->lb;
         c->ub = CON(src)->ub;
         Py_XDECREF(elem);
@@ -349,6 +359,7 @@ constraint_init(PyObject *self, PyObject *args, PyObject *kwds)
     }
     Py_INCREF(body);
     Py_XSETREF(c->body, body);
+    c->home = NULL;
     c->lb = lb;
     c->ub = ub;
     Py_XDECREF(elem);
@@ -358,15 +369,61 @@ error:
     return -1;
 }
 
+/* ------------------------------------------------------------ body */
+
+int
+constraint_body(PyObject *con, PyObject **body)
+{
+    constraint_object *c = CON(con);
+    if (c->home == NULL) {
+        *body = Py_XNewRef(c->body);
+        return 0;
+    }
+    *body = algebra_ctor.constraint_row_body(c->home, con);
+    return *body != NULL ? 0 : -1;
+}
+
+void
+constraint_body_to_row(PyObject *con, PyObject *problem)
+{
+    constraint_object *c = CON(con);
+    PyObject *b = c->body;
+    /* Only what the row gives back unchanged: a linear expression without
+     * a constant (quadratic rows and other kinds keep their objects). */
+    if (c->home != NULL || b == NULL || Py_TYPE(b) != &quenda_expressionType)
+        return;
+    expression_object *e = (expression_object *)b;
+    if (e->constant != 0.0 || (e->quadmap != NULL && quadmap_size(e->quadmap) > 0))
+        return;
+    c->home = problem;
+    Py_CLEAR(c->body);
+}
+
+int
+constraint_body_from_row(PyObject *con, PyObject *problem, int keep)
+{
+    constraint_object *c = CON(con);
+    if (c->home != problem)
+        return 0;
+    PyObject *body = keep ? algebra_ctor.constraint_row_body(problem, con) : NULL;
+    c->home = NULL;
+    Py_XSETREF(c->body, body);
+    return keep && body == NULL ? -1 : 0;
+}
+
 /* ------------------------------------------------------------ methods */
 
 PyObject *
 constraint_copy(PyObject *self, PyObject *unused)
 {
     constraint_object *src = CON(self);
-    PyObject *res = NULL, *body = NULL, *name = NULL;
-    if (src->body != NULL) {
-        body = general_copy(src->body, 1.0);
+    PyObject *res = NULL, *body = NULL, *name = NULL, *own;
+    if (constraint_body(self, &own) != 0)
+        return NULL;
+    if (own != NULL) {
+        /* a body read from the problem's row is new already */
+        body = src->home != NULL ? Py_NewRef(own) : general_copy(own, 1.0);
+        Py_DECREF(own);
         if (body == NULL)
             goto error;
     }
@@ -411,15 +468,35 @@ constraint_get_name(PyObject *self, void *)
     return quenda_name_or_default(CON(self)->name, 'R', CON(self)->id);
 }
 
-static PyGetSetDef constraint_getset[] =
-    QUENDA_NAME_GETSET(constraint_get_name, quenda_set_name<constraint_object>, "Constraint name",
-                       "Invalid constraint name (must be a string)");
+static PyObject *
+constraint_get_body(PyObject *self, void *)
+{
+    PyObject *body;
+    if (constraint_body(self, &body) != 0)
+        return NULL;
+    return body != NULL ? body : Py_NewRef(Py_None);
+}
 
-static PyMemberDef constraint_members[] =
-    {{"body", T_OBJECT, offsetof(constraint_object, body), 0, "Constraint body"},
-     {"lb", T_DOUBLE, offsetof(constraint_object, lb), 0, "Lower bound"},
-     {"ub", T_DOUBLE, offsetof(constraint_object, ub), 0, "Upper bound"},
+static int
+constraint_set_body(PyObject *self, PyObject *value, void *)
+{
+    /* the constraint holds its body again: the row no longer answers */
+    Py_XSETREF(CON(self)->body, Py_XNewRef(value));
+    CON(self)->home = NULL;
+    return 0;
+}
+
+static PyGetSetDef constraint_getset[] =
+    {{(char *)"name", constraint_get_name, quenda_set_name<constraint_object>,
+      (char *)"Constraint name", (void *)"Invalid constraint name (must be a string)"},
+     {(char *)"body", constraint_get_body, constraint_set_body, (char *)"Constraint body", NULL},
      {NULL}};
+
+static PyMemberDef constraint_members[] = {{"lb", T_DOUBLE, offsetof(constraint_object, lb), 0,
+                                            "Lower bound"},
+                                           {"ub", T_DOUBLE, offsetof(constraint_object, ub), 0,
+                                            "Upper bound"},
+                                           {NULL}};
 
 PyTypeObject quenda_constraintType =
     quenda_type_build("quenda.constraint", sizeof(constraint_object), Py_TPFLAGS_DEFAULT,

@@ -16,6 +16,18 @@ PyObject *constraint_build(PyObject *a, PyObject *b, int op);
  * adds the bound to *rhs and writes the range of an R row to *range. */
 void getRhsSense(PyObject *con, char *type, double *rhs, double *range);
 
+/* The body of con: 0 and *body a new reference (NULL when it has none),
+ * or -1 with an exception when the row that holds it cannot be read. */
+int constraint_body(PyObject *con, PyObject **body);
+/* Called once problem holds con's row: a linear body without constant is
+ * dropped and read back from the row from then on. */
+void constraint_body_to_row(PyObject *con, PyObject *problem);
+/* Called before problem lets go of con or changes its row in a way the
+ * body must not follow (deletion, reset, the problem's end): the body is
+ * read back into the constraint when keep, else forgotten.  0, or -1 with
+ * an exception (con then has no body). */
+int constraint_body_from_row(PyObject *con, PyObject *problem, int keep);
+
 /* A copy with a fresh identity number (the copy() method). */
 PyObject *constraint_copy(PyObject *self, PyObject *unused);
 

@@ -26,9 +26,9 @@ expression_base(void)
     if (e == NULL)
         return NULL;
     e->constant = 0.0;
-    e->linmap = NULL;
+    e->lin.s = NULL;
+    e->lin.n = 0;
     e->quadmap = NULL;
-    e->qvars = NULL;
     return (PyObject *)e;
 }
 
@@ -36,21 +36,16 @@ static void
 expression_dealloc(PyObject *self)
 {
     expression_object *e = EX(self);
-    if (e->linmap != NULL)
-        linmap_free(&e->linmap);
+    linmap_release(&e->lin);
     if (e->quadmap != NULL)
         quadmap_free(&e->quadmap);
-    if (e->qvars != NULL)
-        indexset_free(&e->qvars);
     Py_TYPE(self)->tp_free(self);
 }
 
 static inline int
 ex_need_lin(expression_object *e)
 {
-    if (e->linmap == NULL)
-        e->linmap = linmap_new();
-    return e->linmap != NULL ? 0 : -1;
+    return e->lin.s != NULL ? 0 : linmap_init(&e->lin);
 }
 
 static inline int
@@ -58,9 +53,7 @@ ex_need_quad(expression_object *e)
 {
     if (e->quadmap == NULL)
         e->quadmap = quadmap_new();
-    if (e->qvars == NULL)
-        e->qvars = indexset_new();
-    return (e->quadmap != NULL && e->qvars != NULL) ? 0 : -1;
+    return e->quadmap != NULL ? 0 : -1;
 }
 
 /* Raises msg unless an exception is already set; returns -1. */
@@ -83,7 +76,7 @@ ex_lin_edit(PyObject *expr, PyObject *var, double coef, int (*edit)(linmap *, Py
     expression_object *e = EX(expr);
     if (coef == 0.0)
         return 0;
-    if (ex_need_lin(e) < 0 || edit(e->linmap, var, coef) < 0)
+    if (ex_need_lin(e) < 0 || edit(&e->lin, var, coef) < 0)
         return ex_fail(msg);
     return 0;
 }
@@ -136,8 +129,6 @@ expression_setQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef)
         if (quadmap_set(e->quadmap, x, inner) < 0)
             return ex_fail("Error setting quadratic expression");
     }
-    if (indexset_add(e->qvars, VAR_ID(x)) < 0 || indexset_add(e->qvars, VAR_ID(y)) < 0)
-        return ex_fail("Error setting quadratic term");
     return 0;
 }
 
@@ -148,8 +139,7 @@ expression_addQuadTerm(PyObject *expr, PyObject *x, PyObject *y, double coef)
     if (coef == 0.0)
         return 0;
     ex_order(&x, &y);
-    if (ex_need_quad(e) < 0 || quadmap_add(e->quadmap, x, y, coef) < 0 ||
-        indexset_add(e->qvars, VAR_ID(x)) < 0 || indexset_add(e->qvars, VAR_ID(y)) < 0)
+    if (ex_need_quad(e) < 0 || quadmap_add(e->quadmap, x, y, coef) < 0)
         return ex_fail("Cannot amend quadratic expression");
     return 0;
 }
@@ -169,6 +159,12 @@ expression_from_lin(double constant, PyObject *v1, double c1, PyObject *v2, doub
     if (res == NULL)
         goto error;
     EX(res)->constant = constant;
+    if (v2 != NULL && c1 != 0.0 && c2 != 0.0) {
+        /* x + y, the first sum of two terms: its map made in one go. */
+        if (linmap_init_pair(&EX(res)->lin, v1, c1, v2, c2) < 0)
+            goto error;
+        return res;
+    }
     if (expression_addLinTerm(res, v1, c1) < 0)
         goto error;
     if (v2 != NULL && expression_addLinTerm(res, v2, c2) < 0)
@@ -259,14 +255,10 @@ expression_copy(PyObject *obj, double factor)
     case EXPR_EXPRESSION: {
         expression_object *src = EX(obj), *dst = EX(res);
         dst->constant = factor * src->constant;
-        if (src->linmap != NULL && (dst->linmap = linmap_copy_scaled(src->linmap, factor)) == NULL)
+        if (src->lin.s != NULL && linmap_copy_scaled_into(&dst->lin, &src->lin, factor) < 0)
             goto copy_error;
         if (src->quadmap != NULL &&
             (dst->quadmap = quadmap_copy_scaled(src->quadmap, factor)) == NULL)
-            goto copy_error;
-        if (src->qvars != NULL && (dst->qvars = indexset_copy(src->qvars)) == NULL)
-            goto copy_error;
-        if (dst->quadmap != NULL && dst->qvars == NULL && (dst->qvars = indexset_new()) == NULL)
             goto copy_error;
         break;
     }
@@ -296,14 +288,14 @@ expression_accumulate_msg(PyObject *expr, PyObject *b, double sign, const char *
         return 0;
     }
     case EXPR_VARIABLE:
-        if (ex_need_lin(e) < 0 || linmap_add(e->linmap, b, sign) < 0)
+        if (ex_need_lin(e) < 0 || linmap_add(&e->lin, b, sign) < 0)
             return ex_fail(msg);
         return 0;
     case EXPR_LINTERM: {
         linterm_object *l = (linterm_object *)b;
         if (l->var == NULL)
             return ex_fail("Invalid object in operation");
-        if (ex_need_lin(e) < 0 || linmap_add(e->linmap, l->var, sign * l->coef) < 0)
+        if (ex_need_lin(e) < 0 || linmap_add(&e->lin, l->var, sign * l->coef) < 0)
             return ex_fail(msg);
         return 0;
     }
@@ -320,23 +312,13 @@ expression_accumulate_msg(PyObject *expr, PyObject *b, double sign, const char *
     case EXPR_EXPRESSION: {
         expression_object *s = EX(b);
         e->constant += sign * s->constant;
-        if (s->linmap != NULL && linmap_size(s->linmap) > 0) {
-            if (ex_need_lin(e) < 0 || linmap_add_map(e->linmap, s->linmap, sign) < 0)
+        if (s->lin.s != NULL && linmap_size(&s->lin) > 0) {
+            if (ex_need_lin(e) < 0 || linmap_add_map(&e->lin, &s->lin, sign) < 0)
                 return ex_fail(msg);
         }
         if (s->quadmap != NULL && quadmap_outer_size(s->quadmap) > 0) {
             if (ex_need_quad(e) < 0 || quadmap_add_map(e->quadmap, s->quadmap, sign) < 0)
                 return ex_fail(msg);
-            if (s->qvars != NULL && s->qvars != e->qvars) {
-                void *it = NULL;
-                uint32_t id;
-                while (indexset_next(s->qvars, &it, &id))
-                    if (indexset_add(e->qvars, id) < 0) {
-                        indexset_iter_free(&it);
-                        return ex_fail(msg);
-                    }
-                indexset_iter_free(&it);
-            }
         }
         return 0;
     }
@@ -397,16 +379,18 @@ expression_sum_slot(PyObject *a, PyObject *b, double sign)
         if (res == NULL)
             return NULL;
         res->constant = EX(a)->constant;
-        linmap *lin = EX(a)->linmap;
-        res->linmap = lin != NULL ? linmap_copy_scaled(lin, 1.0) : linmap_new();
-        if (res->linmap == NULL || linmap_add(res->linmap, var, coef) < 0) {
+        linmap *lin = expression_linmap(EX(a));
+        int made =
+            lin != NULL ? linmap_copy_scaled_into(&res->lin, lin, 1.0) : linmap_init(&res->lin);
+        if (made < 0 || linmap_add(&res->lin, var, coef) < 0) {
             Py_DECREF(res);
             return quenda_model_error("Error adding expressions");
         }
         return (PyObject *)res;
     }
     if (Py_TYPE(a) == &quenda_expressionType &&
-        (tb == &quenda_lintermType || tb == &quenda_varType || tb == &PyFloat_Type)) {
+        (tb == &quenda_lintermType || tb == &quenda_varType || tb == &PyFloat_Type ||
+         tb == &quenda_expressionType)) {
         PyObject *res = expression_copy(a, 1.0);
         if (res != NULL && expression_accumulate_msg(res, b, sign, "Error adding expressions") < 0)
             Py_CLEAR(res);
@@ -515,8 +499,8 @@ affine_of(PyObject *o, int kind, affine_view *v)
         break;
     case EXPR_EXPRESSION:
         v->constant = EX(o)->constant;
-        if (EX(o)->linmap != NULL)
-            v->lin = linmap_data(EX(o)->linmap, &v->nlin);
+        if (EX(o)->lin.s != NULL)
+            v->lin = linmap_data(&EX(o)->lin, &v->nlin);
         break;
     }
 }
@@ -534,6 +518,12 @@ expression_mul(PyObject *a, PyObject *b)
     affine_view va, vb;
     int ka, kb;
 
+    /* k*e and e*k with a float k, the scaled copy of a row's part,
+     * without classifying. */
+    if (PyFloat_CheckExact(a) && Py_TYPE(b) == &quenda_expressionType)
+        return expression_copy(b, PyFloat_AS_DOUBLE(a));
+    if (PyFloat_CheckExact(b) && Py_TYPE(a) == &quenda_expressionType)
+        return expression_copy(a, PyFloat_AS_DOUBLE(b));
     if (is_ndarray(b))
         return PyNumber_Multiply(b, a);
     if (is_ndarray(a))
@@ -603,8 +593,8 @@ expression_scale(PyObject *expr, double k)
 {
     expression_object *e = EX(expr);
     e->constant *= k;
-    if (e->linmap != NULL)
-        linmap_scale(e->linmap, k);
+    if (e->lin.s != NULL)
+        linmap_scale(&e->lin, k);
     if (e->quadmap != NULL)
         quadmap_scale(e->quadmap, k);
 }
@@ -730,8 +720,8 @@ expression_str(PyObject *self)
     const linmap_entry *lin = NULL;
 
     try {
-        if (e->linmap != NULL)
-            lin = linmap_data(e->linmap, &nlin);
+        if (e->lin.s != NULL)
+            lin = linmap_data(&e->lin, &nlin);
         if (e->quadmap != NULL)
             nquad = quadmap_size(e->quadmap);
         bool printed = false;

@@ -5,6 +5,7 @@
 #include "algebra/constraint.h"
 #include "algebra/expression.h"
 #include "algebra/linterm.h"
+#include "algebra/maps.h"
 #include "algebra/nonlinear.h"
 #include "algebra/quadterm.h"
 #include "algebra/var.h"
@@ -16,4 +17,10 @@ algebra_init(void)
         expression_register() < 0 || nonlin_register() < 0 || constraint_register() < 0)
         return -1;
     return 0;
+}
+
+void
+algebra_teardown(void)
+{
+    maps_pools_clear();
 }

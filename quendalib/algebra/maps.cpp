@@ -39,17 +39,13 @@ struct linstore {
     PY_ALLOCATED
     using entry_type = linmap_entry;
     lin_vector e;
-    size_t nsorted = 0;
-    size_t ntomb = 0; /* tombstones in the sorted part */
-    size_t refs = 1;  /* views of the store */
-    size_t sum_n = 0; /* the views' lengths added up: when one view is
-                         left, its length */
-};
-
-struct linmap {
-    PY_ALLOCATED
-    linstore *s;
-    size_t n; /* the view: s->e[0, n) */
+    /* 32-bit counts keep the header in a 48-byte block (a store per
+     * expression); lin_push refuses to grow a store past them. */
+    uint32_t nsorted = 0;
+    uint32_t ntomb = 0; /* tombstones in the sorted part */
+    uint32_t refs = 1;  /* views of the store */
+    size_t sum_n = 0;   /* the views' lengths added up: when one view is
+                           left, its length */
 };
 
 struct quad_entry {
@@ -67,15 +63,35 @@ struct quadmap {
 
 /* Appends without building a temporary entry (the copy of a stack
  * temporary cost a store-forwarding stall on the hot path). */
+/* The capacity after cap when at least need entries are wanted: buffers
+ * start at two entries (most rows have two terms) and grow 2, 4, 16, then
+ * double, so that a ten-term row moves twice; a batch of entries gets
+ * what it needs when that is more (a row's buffer then fits it). */
+static inline size_t
+lin_grown(size_t cap, size_t need)
+{
+    if (need >= UINT32_MAX)
+        throw std::bad_alloc(); /* the store's 32-bit counts */
+    size_t g = cap < 4 ? 4 : cap < 16 ? 16 : 2 * cap;
+    return g > need ? g : need;
+}
+
+/* Room for k more entries, all at once: a row's buffer fits it exactly
+ * while it is small (a row is rarely added to again), and grows as by
+ * single entries beyond that. */
+static inline void
+lin_room(lin_vector &e, size_t k)
+{
+    size_t need = e.size() + k;
+    if (e.capacity() < need)
+        e.reserve(need <= 16 ? need : lin_grown(e.capacity(), need));
+}
+
 static inline void
 lin_push(lin_vector &e, uint32_t id, PyObject *var, double coef)
 {
-    size_t cap = e.capacity();
-    if (e.size() == cap) {
-        /* Buffers start at two entries (most rows have two terms) and
-         * grow 2, 4, 16, then double: a ten-term row moves twice. */
-        e.reserve(cap < 4 ? 4 : cap < 16 ? 16 : 2 * cap);
-    }
+    if (e.size() == e.capacity())
+        e.reserve(lin_grown(e.capacity(), e.size() + 1));
     e.emplace_back();
     linmap_entry &ne = e.back();
     ne.id = id;
@@ -130,6 +146,10 @@ quad_live(const quad_entry &x)
     return x.key != NULL;
 }
 
+/* Below this size a key that does not extend the sorted part is inserted
+ * in place rather than sent to the tail, and a tail is sorted in place. */
+#define SMALL_MAP 32
+
 /* Brings the map to its sorted, tombstone-free form.  May throw
  * std::bad_alloc; the map stays consistent in that case. */
 template<class Map, class E, class Fold, class Live>
@@ -144,6 +164,30 @@ normalize_map(Map *m, Fold fold, Live live)
         /* Only tombstones to drop. */
         e.erase(std::remove_if(e.begin(), e.end(), [&](const E &x) { return !live(x); }), e.end());
         m->nsorted = e.size();
+        m->ntomb = 0;
+        return;
+    }
+    if (n <= SMALL_MAP) {
+        /* A row's map: sort the tail into place and fold neighbours,
+         * without a second buffer.  The insertion is stable, so a key's
+         * values fold oldest first, as they arrived. */
+        for (size_t r = m->nsorted; r < n; r++) {
+            E x = e[r];
+            size_t p = r;
+            for (; p > 0 && e[p - 1].id > x.id; p--)
+                e[p] = e[p - 1];
+            e[p] = x;
+        }
+        size_t w = 0;
+        for (size_t r = 0; r < n;) {
+            E cur = e[r++];
+            while (r < n && e[r].id == cur.id)
+                fold(cur, e[r++]);
+            if (live(cur))
+                e[w++] = cur;
+        }
+        e.erase(e.begin() + w, e.end());
+        m->nsorted = w;
         m->ntomb = 0;
         return;
     }
@@ -194,9 +238,6 @@ quad_normalize(quadmap *m)
 
 /* Normalise once the tail or the tombstones outweigh the sorted part, so
  * that every add stays logarithmic on average. */
-/* Below this size a key that does not extend the sorted part is inserted
- * in place rather than sent to the tail. */
-#define SMALL_MAP 32
 
 template<class Map>
 static inline bool
@@ -370,9 +411,11 @@ quad_copy_scaled(quadmap *m, double factor)
 
 /* ---------------------------------------------------------------- stores
  * Expressions come and go by the million: keep pools of emptied stores,
- * with their buffers, and of views, instead of heap round trips. */
+ * with their buffers when small (a store taken from the pool may be kept
+ * for good by a row, so a large buffer would be wasted there), and of the
+ * views of quadratic maps, instead of heap round trips. */
 #define LINSTORE_POOL 256
-#define LINSTORE_POOL_CAP 64
+#define LINSTORE_POOL_CAP 4
 #define LINVIEW_POOL 512
 static linstore *linstore_pool[LINSTORE_POOL];
 static int linstore_pool_n;
@@ -410,33 +453,67 @@ store_release(linstore *s)
     s->nsorted = s->ntomb = 0;
     for (linmap_entry &x : entries)
         Py_XDECREF(x.var);
-    if (linstore_pool_n < LINSTORE_POOL && entries.capacity() <= LINSTORE_POOL_CAP) {
-        entries.clear();
-        s->e.swap(entries);
+    if (linstore_pool_n < LINSTORE_POOL) {
+        if (entries.capacity() <= LINSTORE_POOL_CAP) {
+            entries.clear();
+            s->e.swap(entries);
+        }
         linstore_pool[linstore_pool_n++] = s;
         return;
     }
     delete s;
 }
 
-/* A view of s's first n entries, taking over one reference to it;
- * throws std::bad_alloc (s then released). */
-static linmap *
-view_new(linstore *s, size_t n)
+void
+maps_pools_clear(void)
 {
-    linmap *m;
-    if (linview_pool_n > 0) {
-        m = linview_pool[--linview_pool_n];
-    } else {
-        m = new (std::nothrow) linmap;
-        if (m == NULL) {
-            store_release(s);
-            throw std::bad_alloc();
-        }
-    }
+    while (linstore_pool_n > 0)
+        delete linstore_pool[--linstore_pool_n];
+    while (linview_pool_n > 0)
+        PyMem_Free(linview_pool[--linview_pool_n]);
+}
+
+/* Makes m a view of s's first n entries, taking over one reference to s. */
+static inline void
+view_set(linmap *m, linstore *s, size_t n)
+{
     m->s = s;
     m->n = n;
     s->sum_n += n;
+}
+
+/* A view of a heap map (the inner maps of a quadratic map, linmap_new):
+ * NULL when out of memory. */
+static linmap *
+view_alloc(void)
+{
+    if (linview_pool_n > 0)
+        return linview_pool[--linview_pool_n];
+    return (linmap *)PyMem_Malloc(sizeof(linmap));
+}
+
+static void
+view_dealloc(linmap *m)
+{
+    if (linview_pool_n < LINVIEW_POOL)
+        linview_pool[linview_pool_n++] = m;
+    else
+        PyMem_Free(m);
+}
+
+/* A heap map made by fill (a function filling an embedded map, 0 or
+ * -1): the map or NULL. */
+template<class Fill>
+static linmap *
+view_made(Fill fill)
+{
+    linmap *m = view_alloc();
+    if (m == NULL)
+        return NULL;
+    if (fill(m) < 0) {
+        view_dealloc(m);
+        return NULL;
+    }
     return m;
 }
 
@@ -558,19 +635,64 @@ lin_private(linmap *m)
 
 /* ---------------------------------------------------------------- linmap */
 
+int
+linmap_init(linmap *m)
+{
+    m->s = NULL;
+    try {
+        view_set(m, store_new(), 0);
+    } catch (...) {
+        return -1;
+    }
+    return 0;
+}
+
+int
+linmap_init_pair(linmap *m, PyObject *v1, double coef1, PyObject *v2, double coef2)
+{
+    m->s = NULL;
+    linstore *s = NULL;
+    try {
+        s = store_new();
+        lin_room(s->e, 2);
+    } catch (...) {
+        if (s != NULL)
+            store_release(s);
+        return -1;
+    }
+    uint32_t i1 = VAR_ID(v1), i2 = VAR_ID(v2);
+    if (i1 == i2) {
+        coef1 += coef2;
+        v2 = NULL;
+    } else if (i2 < i1) {
+        std::swap(v1, v2);
+        std::swap(coef1, coef2);
+        std::swap(i1, i2);
+    }
+    /* Reserved above: no throw. */
+    if (coef1 != 0.0) {
+        lin_push(s->e, i1, v1, coef1);
+        Py_INCREF(v1);
+    }
+    if (v2 != NULL) {
+        lin_push(s->e, i2, v2, coef2);
+        Py_INCREF(v2);
+    }
+    s->nsorted = (uint32_t)s->e.size();
+    view_set(m, s, s->e.size());
+    return 0;
+}
+
 linmap *
 linmap_new(void)
 {
-    try {
-        return view_new(store_new(), 0);
-    } catch (...) {
-        return NULL;
-    }
+    return view_made(linmap_init);
 }
 
-/* A second view of m's entries (m's store shared, nothing copied). */
-static linmap *
-linmap_share(linmap *m)
+/* dst becomes a second view of m's entries (m's store shared, nothing
+ * copied). */
+static void
+linmap_share(linmap *dst, linmap *m)
 {
     linstore *s = m->s;
     if (s->refs == 1 && s->e.size() == m->n && needs_normalize(s)) {
@@ -583,11 +705,7 @@ linmap_share(linmap *m)
         }
     }
     s->refs++;
-    try {
-        return view_new(s, m->n);
-    } catch (...) {
-        return NULL;
-    }
+    view_set(dst, s, m->n);
 }
 
 int
@@ -729,6 +847,13 @@ linmap_size(linmap *m)
 }
 
 const linmap_entry *
+linmap_raw(linmap *m, size_t *n)
+{
+    *n = m->n;
+    return m->s->e.data();
+}
+
+const linmap_entry *
 linmap_data(linmap *m, size_t *n)
 {
     linstore *s;
@@ -748,28 +873,39 @@ linmap_copy(linmap *m)
     return linmap_copy_scaled(m, 1.0);
 }
 
-linmap *
-linmap_copy_scaled(linmap *m, double factor)
+int
+linmap_copy_scaled_into(linmap *dst, linmap *m, double factor)
 {
-    if (factor == 1.0)
-        return linmap_share(m);
+    dst->s = NULL;
+    if (factor == 1.0) {
+        linmap_share(dst, m);
+        return 0;
+    }
     linstore *c = NULL;
     try {
         linstore *s = lin_read(m);
         c = store_new();
-        c->e.reserve(m->n);
+        if (c->e.capacity() < m->n)
+            c->e.reserve(m->n);
         for (size_t i = 0; i < m->n; i++) {
             linmap_entry y;
             if (entry_scaled(s->e[i], factor, &y) > 0)
                 c->e.push_back(y); /* reserved: no throw */
         }
-        c->nsorted = c->e.size();
-        return view_new(c, c->e.size());
+        c->nsorted = (uint32_t)c->e.size();
+        view_set(dst, c, c->e.size());
+        return 0;
     } catch (...) {
         if (c != NULL)
             store_release(c);
-        return NULL;
+        return -1;
     }
+}
+
+linmap *
+linmap_copy_scaled(linmap *m, double factor)
+{
+    return view_made([m, factor](linmap *dst) { return linmap_copy_scaled_into(dst, m, factor); });
 }
 
 void
@@ -811,6 +947,7 @@ linmap_add_map(linmap *dst, linmap *src, double factor)
         /* s + e with s a partial sum that others still see: append e's
          * entries, as s + t appends t (another store: src never moves). */
         linstore *ss = lin_read(src);
+        lin_room(dst->s->e, src->n);
         for (size_t j = 0; j < src->n; j++) {
             const linmap_entry &x = ss->e[j];
             if (x.var != NULL && linmap_add(dst, x.var, x.coef * factor) != 0)
@@ -829,7 +966,7 @@ linmap_add_map(linmap *dst, linmap *src, double factor)
         lin_normalize(ds);
         lin_vector &d = ds->e;
         lin_vector out;
-        out.reserve(d.size() + ns);
+        out.reserve(lin_grown(0, d.size() + ns));
         size_t i = 0, j = 0;
         while (i < d.size() || j < ns) {
             if (j >= ns || (i < d.size() && d[i].id < s[j].id)) {
@@ -860,6 +997,7 @@ linmap_add_map(linmap *dst, linmap *src, double factor)
         view_sync(dst, ds);
         return 0;
     }
+    lin_room(ds->e, ns);
     for (size_t j = 0; j < ns; j++) {
         double v = s[j].coef * factor;
         if (v != 0.0)
@@ -871,6 +1009,16 @@ linmap_add_map(linmap *dst, linmap *src, double factor)
 }
 
 void
+linmap_release(linmap *m)
+{
+    linstore *s = m->s;
+    if (s == NULL)
+        return;
+    m->s = NULL;
+    store_drop_view(s, m->n);
+}
+
+void
 linmap_free(linmap **pm)
 {
     linmap *m = *pm;
@@ -879,11 +1027,9 @@ linmap_free(linmap **pm)
     *pm = NULL;
     linstore *s = m->s;
     size_t n = m->n;
-    if (linview_pool_n < LINVIEW_POOL)
-        linview_pool[linview_pool_n++] = m;
-    else
-        delete m;
-    store_drop_view(s, n);
+    view_dealloc(m);
+    if (s != NULL)
+        store_drop_view(s, n);
 }
 
 int

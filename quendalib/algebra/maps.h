@@ -66,6 +66,17 @@ void linmap_free(linmap **m);   /* also sets *m to NULL */
 int linmap_next(linmap *m, void **it, PyObject **var, double *coef);
 void linmap_iter_free(void **it);
 
+/* A map held in place by another object (an expression): init makes it
+ * an empty map, copy_scaled_into a copy (as linmap_copy_scaled), release
+ * lets go of its entries and leaves s NULL.  The int ones return 0 or -1
+ * (the map then has s NULL). */
+int linmap_init(linmap *m);
+int linmap_copy_scaled_into(linmap *dst, linmap *m, double factor);
+void linmap_release(linmap *m);
+/* A new map holding coef1*v1 + coef2*v2 (coefficients not 0.0; the same
+ * variable twice gives one entry, none when the sum cancels). */
+int linmap_init_pair(linmap *m, PyObject *v1, double coef1, PyObject *v2, double coef2);
+
 /* Extensions used by the algebra's hot paths. */
 /* Copy with every coefficient times factor (factor must not be 0.0). */
 linmap *linmap_copy_scaled(linmap *m, double factor);
@@ -76,6 +87,14 @@ int linmap_add_map(linmap *dst, linmap *src, double factor);
 /* The sorted entries (the map is normalised first); *n receives their
  * number.  Valid until the map is next modified structurally. */
 const linmap_entry *linmap_data(linmap *m, size_t *n);
+/* The view's entries as they stand, unfolded, for a reader that sums
+ * repeated variables itself: ids may repeat and come in any order, and an
+ * entry whose var is NULL was cancelled (skip it).  *n receives their
+ * count.  Valid until a map sharing the store changes. */
+const linmap_entry *linmap_raw(linmap *m, size_t *n);
+
+/* Frees the pools of emptied stores and views (module teardown). */
+void maps_pools_clear(void);
 
 /* ------------------------------------------------------------ quadmap */
 quadmap *quadmap_new(void);

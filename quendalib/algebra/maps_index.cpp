@@ -11,13 +11,19 @@
 
 /* ================================================================ rowcolmap */
 
-struct rc_entry {
-    uint32_t id;
-    uint32_t val;
+/* Runs of consecutive identities mapped to consecutive indices: objects
+ * made in one go and added in one go (the usual way) take one run, so the
+ * map of a million variables is a few bytes instead of eight a variable.
+ * Any other pattern degrades to runs of one (twelve bytes an entry). */
+struct rc_run {
+    uint32_t id;  /* first identity */
+    uint32_t val; /* its index; id + k maps to val + k */
+    uint32_t len; /* > 0 */
 };
 
 struct rowcolmap {
-    std::vector<rc_entry> e;
+    std::vector<rc_run> r; /* sorted by id, disjoint */
+    size_t n = 0;          /* entries in all runs */
 };
 
 rowcolmap *
@@ -26,46 +32,99 @@ rowcolmap_new(void)
     return new (std::nothrow) rowcolmap;
 }
 
-static rc_entry *
-rc_find(rowcolmap *m, uint32_t key)
+/* Position of the run holding key, or -1. */
+static ptrdiff_t
+rc_find(const rowcolmap *m, uint32_t key)
 {
-    /* Objects are mostly added in creation order: a key beyond the last
-     * one is the commonest miss, answered without a search. */
-    if (m->e.empty() || key > m->e.back().id)
-        return NULL;
-    return find_sorted(m->e, m->e.size(), key);
+    const std::vector<rc_run> &r = m->r;
+    if (r.empty() || key < r[0].id)
+        return -1;
+    /* Objects are mostly added in creation order: the last run first. */
+    size_t lo = 0, hi = r.size();
+    if (key >= r.back().id)
+        lo = hi - 1;
+    else
+        while (hi - lo > 1) {
+            size_t mid = lo + (hi - lo) / 2;
+            if (r[mid].id <= key)
+                lo = mid;
+            else
+                hi = mid;
+        }
+    return key - r[lo].id < r[lo].len ? (ptrdiff_t)lo : -1;
 }
 
 int
 rowcolmap_get(rowcolmap *m, uint32_t key, uint32_t *val)
 {
-    rc_entry *p = rc_find(m, key);
-    if (p == NULL)
+    ptrdiff_t i = rc_find(m, key);
+    if (i < 0)
         return -1;
-    *val = p->val;
+    *val = m->r[i].val + (key - m->r[i].id);
     return 0;
 }
 
 int
 rowcolmap_has(rowcolmap *m, uint32_t key)
 {
-    return rc_find(m, key) != NULL;
+    return rc_find(m, key) >= 0;
+}
+
+/* Takes key out of run i (it is in it): the run shrinks or splits. */
+static void
+rc_cut(rowcolmap *m, size_t i, uint32_t key)
+{
+    rc_run run = m->r[i];
+    uint32_t k = key - run.id;
+    if (run.len == 1) {
+        m->r.erase(m->r.begin() + i);
+    } else if (k == 0) {
+        m->r[i] = rc_run{run.id + 1, run.val + 1, run.len - 1};
+    } else if (k == run.len - 1) {
+        m->r[i].len--;
+    } else {
+        m->r[i].len = k; /* may throw below: insert first */
+        try {
+            m->r.insert(m->r.begin() + i + 1, rc_run{key + 1, run.val + k + 1, run.len - k - 1});
+        } catch (...) {
+            m->r[i].len = run.len;
+            throw;
+        }
+    }
+    m->n--;
 }
 
 int
 rowcolmap_set(rowcolmap *m, uint32_t key, uint32_t val)
 {
     MAPS_TRY
-    std::vector<rc_entry> &e = m->e;
-    if (e.empty() || key > e.back().id) {
-        e.push_back(rc_entry{key, val});
+    std::vector<rc_run> &r = m->r;
+    if (r.empty() || (uint64_t)key >= (uint64_t)r.back().id + r.back().len) {
+        if (!r.empty() && (uint64_t)key == (uint64_t)r.back().id + r.back().len &&
+            (uint64_t)val == (uint64_t)r.back().val + r.back().len)
+            r.back().len++;
+        else
+            r.push_back(rc_run{key, val, 1});
+        m->n++;
         return 0;
     }
-    size_t pos = lower_pos(e, e.size(), key);
-    if (pos < e.size() && e[pos].id == key)
-        e[pos].val = val;
-    else
-        e.insert(e.begin() + pos, rc_entry{key, val});
+    ptrdiff_t i = rc_find(m, key);
+    if (i >= 0) {
+        if (r[i].val + (key - r[i].id) == val)
+            return 0;
+        rc_cut(m, (size_t)i, key);
+    }
+    /* a run of one where key belongs */
+    size_t pos = 0, hi = r.size();
+    while (pos < hi) {
+        size_t mid = pos + (hi - pos) / 2;
+        if (r[mid].id < key)
+            pos = mid + 1;
+        else
+            hi = mid;
+    }
+    r.insert(r.begin() + pos, rc_run{key, val, 1});
+    m->n++;
     return 0;
     MAPS_CATCH(-1)
 }
@@ -73,17 +132,19 @@ rowcolmap_set(rowcolmap *m, uint32_t key, uint32_t val)
 int
 rowcolmap_del(rowcolmap *m, uint32_t key)
 {
-    rc_entry *p = rc_find(m, key);
-    if (p == NULL)
+    MAPS_TRY
+    ptrdiff_t i = rc_find(m, key);
+    if (i < 0)
         return -1;
-    m->e.erase(m->e.begin() + (p - m->e.data()));
+    rc_cut(m, (size_t)i, key);
     return 0;
+    MAPS_CATCH(-1)
 }
 
 size_t
 rowcolmap_size(rowcolmap *m)
 {
-    return m->e.size();
+    return m->n;
 }
 
 rowcolmap *
@@ -97,7 +158,8 @@ rowcolmap_copy(rowcolmap *m)
 void
 rowcolmap_clear(rowcolmap *m)
 {
-    m->e.clear();
+    m->r.clear();
+    m->n = 0;
 }
 
 void
@@ -107,15 +169,22 @@ rowcolmap_free(rowcolmap **pm)
     *pm = NULL;
 }
 
+/* The handle holds (run << 32 | offset) + 1, so NULL is the start. */
 int
 rowcolmap_next(rowcolmap *m, void **it, uint32_t *key, uint32_t *val)
 {
-    size_t pos = *it == NULL ? 0 : (size_t)(uintptr_t)*it - 1;
-    if (pos >= m->e.size())
+    uint64_t h = *it == NULL ? 0 : (uint64_t)(uintptr_t)*it - 1;
+    size_t run = (size_t)(h >> 32);
+    uint32_t off = (uint32_t)h;
+    if (run < m->r.size() && off >= m->r[run].len) {
+        run++;
+        off = 0;
+    }
+    if (run >= m->r.size())
         return 0;
-    *key = m->e[pos].id;
-    *val = m->e[pos].val;
-    *it = (void *)(uintptr_t)(pos + 2);
+    *key = m->r[run].id + off;
+    *val = m->r[run].val + off;
+    *it = (void *)(uintptr_t)((((uint64_t)run << 32) | (uint64_t)(off + 1)) + 1);
     return 1;
 }
 

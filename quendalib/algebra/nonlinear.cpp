@@ -404,7 +404,8 @@ static int
 expression_is_empty(PyObject *e)
 {
     expression_object *x = (expression_object *)e;
-    return x->constant == 0.0 && (x->linmap == NULL || linmap_size(x->linmap) == 0) &&
+    return x->constant == 0.0 &&
+           (expression_linmap(x) == NULL || linmap_size(expression_linmap(x)) == 0) &&
            (x->quadmap == NULL || quadmap_size(x->quadmap) == 0);
 }
 

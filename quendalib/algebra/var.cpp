@@ -7,14 +7,90 @@
 #include "algebra/var.h"
 
 #include <cmath>
+#include <new>
+#include <unordered_map>
 
 #include <structmember.h>
 
 #include "algebra/exprtype.h"
+#include "algebra/maps_sorted.h"
 #include "algebra/slots.h"
 #include "module/session.h"
 
 static const char var_alloc_msg[] = "Could not allocate an object of type Variable";
+
+/* ------------------------------------------------------------ thresholds */
+
+/* The thresholds that are neither 0.0 nor -1e20, by identity number.
+ * Made on first use and deleted when it empties, so that nothing of it
+ * outlives the variables that use it. */
+typedef std::unordered_map<uint32_t, double, std::hash<uint32_t>, std::equal_to<uint32_t>,
+                           py_allocator<std::pair<const uint32_t, double>>>
+    thr_table;
+static thr_table *var_thr_table;
+
+static void
+var_thr_forget(var_object *v)
+{
+    if (v->thr != VAR_THR_TABLE)
+        return;
+    v->thr = VAR_THR_ZERO;
+    var_thr_table->erase(v->id);
+    if (var_thr_table->empty()) {
+        delete var_thr_table;
+        var_thr_table = NULL;
+    }
+}
+
+double
+var_threshold(PyObject *var)
+{
+    var_object *v = (var_object *)var;
+    switch (v->thr) {
+    case VAR_THR_NONE: return -QUENDA_INFINITY;
+    case VAR_THR_TABLE: {
+        auto it = var_thr_table->find(v->id);
+        return it != var_thr_table->end() ? it->second : 0.0;
+    }
+    default: return 0.0;
+    }
+}
+
+int
+var_set_threshold(PyObject *var, double threshold)
+{
+    var_object *v = (var_object *)var;
+    if (threshold == 0.0 || threshold == -QUENDA_INFINITY) {
+        var_thr_forget(v);
+        v->thr = threshold == 0.0 ? VAR_THR_ZERO : VAR_THR_NONE;
+        return 0;
+    }
+    try {
+        if (var_thr_table == NULL)
+            var_thr_table = new thr_table;
+        (*var_thr_table)[v->id] = threshold;
+    } catch (...) {
+        if (var_thr_table != NULL && var_thr_table->empty()) {
+            delete var_thr_table;
+            var_thr_table = NULL;
+        }
+        PyErr_NoMemory();
+        return -1;
+    }
+    v->thr = VAR_THR_TABLE;
+    return 0;
+}
+
+int
+var_set_vartype(PyObject *var, long vartype)
+{
+    if (vartype < INT16_MIN || vartype > INT16_MAX) {
+        quenda_model_error("Invalid variable type");
+        return -1;
+    }
+    ((var_object *)var)->vartype = (int16_t)vartype;
+    return 0;
+}
 
 /* ------------------------------------------------------------ creation */
 
@@ -28,7 +104,7 @@ var_new_bare(void)
     v->name = NULL;
     v->lb = 0.0;
     v->ub = QUENDA_INFINITY;
-    v->threshold = -QUENDA_INFINITY;
+    v->thr = VAR_THR_NONE;
     v->vartype = 0;
     return (PyObject *)v;
 }
@@ -55,6 +131,10 @@ var_setup(var_object *v, PyObject *name, double lb, double ub, double threshold,
         quenda_model_error("Variable has empty feasible set: lower bound > upper bound");
         return -1;
     }
+    if (vartype < INT16_MIN || vartype > INT16_MAX) {
+        quenda_model_error("Invalid variable type");
+        return -1;
+    }
     if (vartype == 1) {
         if (lb < 0.0)
             lb = 0.0;
@@ -69,11 +149,14 @@ var_setup(var_object *v, PyObject *name, double lb, double ub, double threshold,
         quenda_model_error("Invalid variable name (must be a string)");
         return -1;
     }
+    if (var_set_threshold((PyObject *)v, threshold) < 0) {
+        Py_XDECREF(name);
+        return -1;
+    }
     Py_XSETREF(v->name, name);
     v->lb = lb;
     v->ub = ub;
-    v->threshold = threshold;
-    v->vartype = vartype;
+    v->vartype = (int16_t)vartype;
     return 0;
 }
 
@@ -83,12 +166,13 @@ var_init(PyObject *self, PyObject *args, PyObject *kwds)
     static const char *kwlist[] = {"name", "lb", "ub", "threshold", "vartype", NULL};
     var_object *v = (var_object *)self;
     PyObject *name = NULL;
-    double lb = 0.0, ub = QUENDA_INFINITY, threshold = v->threshold;
+    double lb = 0.0, ub = QUENDA_INFINITY, threshold = var_threshold(self);
     long vartype = 0;
 
     v->lb = 0.0;
     v->ub = QUENDA_INFINITY;
     v->vartype = 0;
+    var_thr_forget(v); /* kept under the old identity number */
     v->id = qnda_py_env.varcounter++;
 
     /* var() without arguments, the commonest call, skips the parser. */
@@ -190,6 +274,7 @@ var_vectorcall(PyObject *type, PyObject *const *args, size_t nargsf, PyObject *k
 static void
 var_dealloc(PyObject *self)
 {
+    var_thr_forget((var_object *)self);
     Py_XDECREF(((var_object *)self)->name);
     Py_TYPE(self)->tp_free(self);
 }
@@ -259,13 +344,14 @@ static PyObject *
 var_addsub(PyObject *a, PyObject *b)
 {
     constexpr double sign = Op == ALG_ADD ? 1.0 : -1.0;
-    ALGEBRA_SLOT_OPEN(Op, EXPR_VARIABLE);
-    double k;
-    if (ka == EXPR_VARIABLE && kb == EXPR_VARIABLE) {
+    /* x + y and x - y, the start of most rows, without classifying. */
+    if (Py_TYPE(a) == &quenda_varType && Py_TYPE(b) == &quenda_varType) {
         if (VAR_ID(a) == VAR_ID(b))
             return Op == ALG_ADD ? algebra_linterm_new(2.0, a) : PyFloat_FromDouble(0.0);
         return algebra_ctor.expression_from_lin(0.0, a, 1.0, b, sign, var_alloc_msg);
     }
+    ALGEBRA_SLOT_OPEN(Op, EXPR_VARIABLE);
+    double k;
     if (ka == EXPR_CONSTANT && kb == EXPR_VARIABLE) {
         if (var_const(a, &k) < 0)
             return NULL;
@@ -385,19 +471,49 @@ var_get_name(PyObject *self, void *)
     return quenda_name_or_default(((var_object *)self)->name, 'C', VAR_ID(self));
 }
 
-static PyGetSetDef var_getset[] =
-    QUENDA_NAME_GETSET(var_get_name, quenda_set_name<var_object>, "Name of the variable",
-                       "Invalid variable name (must be a string)");
+static PyObject *
+var_get_threshold(PyObject *self, void *)
+{
+    return PyFloat_FromDouble(var_threshold(self));
+}
 
-static PyMemberDef var_members[] =
-    {{"lb", T_DOUBLE, offsetof(var_object, lb), 0, "Lower bound"},
-     {"ub", T_DOUBLE, offsetof(var_object, ub), 0, "Upper bound"},
-     {"threshold", T_DOUBLE, offsetof(var_object, threshold), 0,
-      "Threshold (for partially integers)"},
-     {"vartype", T_LONG, offsetof(var_object, vartype), 0,
-      "Type of the variable: continuous (0), integer (1), semi-continuous (2), partially "
-      "integer (3)"},
+static PyObject *
+var_get_vartype(PyObject *self, void *)
+{
+    return PyLong_FromLong(((var_object *)self)->vartype);
+}
+
+/* The setter of a number attribute kept outside the member table: the
+ * value read by Read (T its C type), stored by Store (0 or -1). */
+template<typename T, T (*Read)(PyObject *), int (*Store)(PyObject *, T)>
+static int
+var_set_number(PyObject *self, PyObject *value, void *)
+{
+    if (value == NULL) {
+        PyErr_SetString(PyExc_TypeError, "can't delete numeric/char attribute");
+        return -1;
+    }
+    T t = Read(value);
+    if (t == (T)-1 && PyErr_Occurred())
+        return -1;
+    return Store(self, t);
+}
+
+static PyGetSetDef var_getset[] =
+    {{(char *)"name", var_get_name, quenda_set_name<var_object>, (char *)"Name of the variable",
+      (void *)"Invalid variable name (must be a string)"},
+     {(char *)"threshold", var_get_threshold,
+      var_set_number<double, PyFloat_AsDouble, var_set_threshold>,
+      (char *)"Threshold (for partially integers)", NULL},
+     {(char *)"vartype", var_get_vartype, var_set_number<long, PyLong_AsLong, var_set_vartype>,
+      (char *)"Type of the variable: continuous (0), integer (1), semi-continuous (2), partially "
+              "integer (3)",
+      NULL},
      {NULL}};
+
+static PyMemberDef var_members[] = {{"lb", T_DOUBLE, offsetof(var_object, lb), 0, "Lower bound"},
+                                    {"ub", T_DOUBLE, offsetof(var_object, ub), 0, "Upper bound"},
+                                    {NULL}};
 
 PyTypeObject quenda_varType =
     quenda_type_build("quenda.var", sizeof(var_object), Py_TPFLAGS_DEFAULT,

@@ -11,6 +11,19 @@
 
 #include "algebra/algebra.h"
 
+/* Where a variable's threshold is (var_object.thr): 0.0 (the default of
+ * var()), -1e20 (the default of vars() and of the readers), or the side
+ * table, keyed by identity number, that holds any other value. */
+enum { VAR_THR_ZERO = 0, VAR_THR_NONE = 1, VAR_THR_TABLE = 2 };
+
+/* The threshold of a variable. */
+double var_threshold(PyObject *var);
+/* Sets it: 0, or -1 with MemoryError. */
+int var_set_threshold(PyObject *var, double threshold);
+/* Sets the type code: 0, or -1 with quenda.ModelError when it is out of
+ * the stored range (types are 0..5; others are refused when added). */
+int var_set_vartype(PyObject *var, long vartype);
+
 /* Bare allocation: identity number taken, no name, lb 0, ub 1e20,
  * threshold -1e20, vartype 0.  New reference or NULL. */
 PyObject *var_new_bare(void);

@@ -7,6 +7,7 @@
 #include "api/wrap.h"
 
 #include "algebra/algebra.h"
+#include "algebra/constraint.h"
 
 typedef struct {
     PyObject_HEAD
@@ -150,7 +151,7 @@ static int
 bo_add_member(branchobj_s *bo, int i, PyObject *m)
 {
     constraint_object *c = (constraint_object *)m;
-    PyObject *nonlin = NULL;
+    PyObject *nonlin = NULL, *body;
     lqsplit s;
     int rc = -1;
 
@@ -159,8 +160,15 @@ bo_add_member(branchobj_s *bo, int i, PyObject *m)
                      "element of branch not of the valid type (constraint)");
         return -1;
     }
+    if (constraint_body(m, &body) != 0)
+        return -1;
+    if (body == NULL) {
+        /* a row read from a file has bounds but no expression */
+        PyErr_Format(quenda_ModelError, "Branch %i is invalid: %s", i, "constraint without a body");
+        return -1;
+    }
     lqsplit_init(&s);
-    if (splitExpr(bo->prob, c->body, 1.0, &s, &nonlin) != 0) {
+    if (splitExpr(bo->prob, body, 1.0, &s, &nonlin) != 0) {
         /* The library's wording names the part of a constraint; here the
          * variable is missing from the branching object. */
         if (PyErr_ExceptionMatches(quenda_ModelError)) {
@@ -181,6 +189,7 @@ bo_add_member(branchobj_s *bo, int i, PyObject *m)
             rc = bo_add_row(bo, i, &s, lo, up);
     }
     Py_XDECREF(nonlin);
+    Py_XDECREF(body);
     lqsplit_free(&s);
     return rc;
 }

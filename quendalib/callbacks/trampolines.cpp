@@ -50,6 +50,7 @@ cb_view_new(problem_s *owner, QNDAprob prob)
     problem_s *v = (problem_s *)problem_alloc();
     if (v == NULL)
         return NULL;
+    v->is_view = 1;
     cb_view_bind(v, owner, prob);
     v->ctrl = ctrl_base((PyObject *)v);
     v->attr = v->ctrl != NULL ? attr_base((PyObject *)v) : NULL;

@@ -228,6 +228,7 @@ quendamod_freeModule(void *module)
     PyErr_Fetch(&et, &ev, &tb);
     quenda_msghandlers_clear();
     quendamod_release_env();
+    algebra_teardown();
     if (quenda_numpy_hooked) {
         quenda_numpy_compare_restore();
         quenda_numpy_hooked = 0;

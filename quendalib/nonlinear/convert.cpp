@@ -132,9 +132,9 @@ convert_expression(nl_tokens *t, expression_object *e)
             return NL_FAIL;
         k++;
     }
-    if (e->linmap != NULL) {
+    if (expression_linmap(e) != NULL) {
         size_t n = 0;
-        const linmap_entry *ent = linmap_data(e->linmap, &n);
+        const linmap_entry *ent = linmap_data(expression_linmap(e), &n);
         for (size_t i = 0; i < n; i++) {
             if (tk_term(t, ent[i].coef, ent[i].var, NULL,
                         "Variable in linear part of constraint has not been added to problem "

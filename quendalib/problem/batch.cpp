@@ -19,7 +19,7 @@ names_reserve(reg_names *nm, size_t more)
 {
     if (nm->len + more <= nm->cap && nm->buf != NULL)
         return 0;
-    size_t cap = nm->cap < REG_INITCAP ? REG_INITCAP : nm->cap;
+    size_t cap = nm->cap < 16 * REG_INITCAP ? 16 * REG_INITCAP : nm->cap; /* bytes */
     while (cap < nm->len + more)
         cap *= 2;
     if (qarr_realloc(&nm->buf, cap) != 0)
@@ -299,6 +299,8 @@ reg_batch_flush(reg_batch *b)
     if (n == 0)
         return 0;
     if (k->send(b, &added) == 0) {
+        if (k->committed != NULL)
+            k->committed(p, b->list0);
         ret = 0;
         goto done;
     }

@@ -16,7 +16,7 @@
  * batch, and where the problem keeps the kind's list and map.  A kind's
  * batch derives from reg_batch and adds its own arrays.
  *
- * Batch arrays come from the library's allocator; capacities start at 2,048
+ * Batch arrays come from the library's allocator; capacities start at 16
  * and double.  Arrays whose entries are nearly always the default (bounds,
  * types, ranges, quadratic starts) are allocated only once an object needs
  * another value, and the names of variables and constraints are read again
@@ -34,7 +34,7 @@
 
 #include "qnda.h"
 
-#define REG_INITCAP 2048
+#define REG_INITCAP 16
 #define REG_MAXDEPTH 32
 #define REG_VARNAME_MAX 150
 
@@ -137,6 +137,9 @@ typedef struct {
     /* Frees the kind's own arrays. */
     void (*release)(struct reg_batch *b);
     size_t size; /* of the kind's batch record */
+    /* Once the library holds a batch: its objects are the list's from
+     * index from on (may be NULL). */
+    void (*committed)(problem_s *p, Py_ssize_t from);
 } reg_kind;
 
 /* The part of every batch that the shared routine handles. */

@@ -15,11 +15,31 @@
 #include "algebra/var.h"
 #include "module/npy.h"
 #include "module/session.h"
+#include "problem/conbody.h"
 #include "problem/nlhooks.h"
 #include "problem/split.h"
 
 #include <stddef.h>
 #include <string.h>
+
+/* The body of a constraint for the length of a step: its own, or read
+ * back from the row of the problem that holds it. */
+struct body_ref {
+    PyObject *o = NULL;
+    explicit body_ref(PyObject *con)
+    {
+        if (constraint_body(con, &o) == 0 && o == NULL)
+            PyErr_SetString(quenda_ModelError, "Stale expression link, cannot add constraint");
+    }
+    ~body_ref()
+    {
+        Py_XDECREF(o);
+    }
+    PyObject *get() const
+    {
+        return o;
+    }
+};
 
 #define MSG_CONNAME "Invalid constraint name (must be a string)"
 
@@ -219,7 +239,7 @@ con_step(void *ctx, PyObject *obj)
         PyErr_SetString(quenda_ModelError, MSG_INVALID_CON);
         return -1;
     }
-    if (c->body == NULL) {
+    if (c->body == NULL && c->home == NULL) {
         PyErr_SetString(quenda_ModelError, "Stale expression link, cannot add constraint");
         return -1;
     }
@@ -227,7 +247,10 @@ con_step(void *ctx, PyObject *obj)
         PyErr_SetString(quenda_ModelError, "Constraint already added to problem");
         return -1;
     }
-    if (expr_kind(c->body) == EXPR_NONLINEAR) {
+    body_ref body(obj);
+    if (body.get() == NULL)
+        return -1;
+    if (expr_kind(body.get()) == EXPR_NONLINEAR) {
         if (b->indicators) {
             PyErr_SetString(quenda_ModelError, "Indicator constraints cannot be nonlinear");
             return -1;
@@ -243,7 +266,7 @@ con_step(void *ctx, PyObject *obj)
     name = name_or_default(c->name, 'R', c->id, dflt, QNDA_MAXNAMELENGTH - 1, &len, MSG_CONNAME);
     if (name == NULL)
         return -1;
-    splitExpr_count(c->body, &nl, &nq);
+    splitExpr_bound(body.get(), &nl, &nq);
     if (rowbatch_reserve(b, nl, nq) != 0) {
         /* Short of memory: send what we have and try again on an empty batch. */
         if (reg_batch_flush(b) != 0)
@@ -263,8 +286,9 @@ con_step(void *ctx, PyObject *obj)
         lqsplit_cache_columns(&b->t, (PyObject *)p);
     }
     b->t.constant = 0.0;
-    if (expr_kind(c->body) != EXPR_NONLINEAR &&
-        splitExpr((PyObject *)p, c->body, 1.0, &b->t, NULL) != 0)
+    b->t.unfolded = 1; /* the library sums a row's repeated columns */
+    if (expr_kind(body.get()) != EXPR_NONLINEAR &&
+        splitExpr((PyObject *)p, body.get(), 1.0, &b->t, NULL) != 0)
         return -1;
     rhs = -b->t.constant;
     getRhsSense(obj, &type, &rhs, &range);
@@ -293,9 +317,9 @@ con_step(void *ctx, PyObject *obj)
     b->start[b->n + 1] = b->t.nlin;
     if (b->qstart != NULL)
         b->qstart[b->n + 1] = b->t.nquad;
-    if (expr_kind(c->body) == EXPR_NONLINEAR) {
+    if (expr_kind(body.get()) == EXPR_NONLINEAR) {
         /* its coefficients follow once the row is in the library */
-        PyObject *pair = Py_BuildValue("(LO)", (long long)(b->first + b->n), c->body);
+        PyObject *pair = Py_BuildValue("(LO)", (long long)(b->first + b->n), body.get());
         if (pair == NULL || PyList_Append(b->nlpend, pair) != 0) {
             Py_XDECREF(pair);
             reg_rollback(p->cons, PROBLEM_CONMAP(p), PyList_GET_SIZE(p->cons) - 1, id_of_con);
@@ -322,6 +346,7 @@ const reg_kind reg_kind_rows = {
     rowbatch_reset,
     rowbatch_release,
     sizeof(rowbatch),
+    conbody_to_rows,
 };
 
 #define MSG_IND_DECL "Invalid declaration of indicator constraints."
@@ -348,20 +373,23 @@ ind_condition(problem_s *p, PyObject *cond, int *col, int *comp)
     var_object *v;
     const char *msg = NULL;
 
-    if (!CONSTRAINT_CHECK(cond) || c->body == NULL) {
+    if (!CONSTRAINT_CHECK(cond) || (c->body == NULL && c->home == NULL)) {
         PyErr_SetString(quenda_ModelError, MSG_IND_FORM);
         return -1;
     }
-    switch (expr_kind(c->body)) {
-    case EXPR_VARIABLE: var = c->body; break;
+    body_ref body(cond);
+    if (body.get() == NULL)
+        return -1;
+    switch (expr_kind(body.get())) {
+    case EXPR_VARIABLE: var = body.get(); break;
     case EXPR_LINTERM:
-        var = ((linterm_object *)c->body)->var;
-        coef = ((linterm_object *)c->body)->coef;
+        var = ((linterm_object *)body.get())->var;
+        coef = ((linterm_object *)body.get())->coef;
         break;
     case EXPR_QUADTERM: msg = MSG_IND_QUAD; break;
     case EXPR_EXPRESSION: {
-        expression_object *e = (expression_object *)c->body;
-        size_t n = e->linmap != NULL ? linmap_size(e->linmap) : 0;
+        expression_object *e = (expression_object *)body.get();
+        size_t n = expression_linmap(e) != NULL ? linmap_size(expression_linmap(e)) : 0;
         if (e->quadmap != NULL && quadmap_size(e->quadmap) > 0)
             msg = MSG_IND_QUAD;
         else if (n == 0)
@@ -369,7 +397,7 @@ ind_condition(problem_s *p, PyObject *cond, int *col, int *comp)
         else if (n > 1)
             msg = MSG_IND_ONE;
         else {
-            const linmap_entry *ent = linmap_data(e->linmap, &n);
+            const linmap_entry *ent = linmap_data(expression_linmap(e), &n);
             var = ent[0].var;
             coef = ent[0].coef;
             constant = e->constant;

@@ -91,7 +91,8 @@ var_letter(var_object *v)
         PyErr_SetString(quenda_ModelError, "Incorrect variable type passed to addVariable()");
         return 0;
     }
-    if ((c == 'S' || c == 'R' || c == 'P') && !(v->lb <= v->threshold && v->threshold <= v->ub)) {
+    double thr = var_threshold((PyObject *)v);
+    if ((c == 'S' || c == 'R' || c == 'P') && !(v->lb <= thr && thr <= v->ub)) {
         PyErr_SetString(quenda_ModelError,
                         "Incorrect semi-continuous, semi-integer, or partially integer variable; "
                         "check that its threshold is between its lower and upper bounds");
@@ -114,7 +115,7 @@ var_step(void *ctx, PyObject *obj)
     char c = var_letter(v);
     if (c == 0)
         return -1;
-    if (std::isnan(v->lb) || std::isnan(v->ub) || std::isnan(v->threshold)) {
+    if (std::isnan(v->lb) || std::isnan(v->ub) || std::isnan(var_threshold(obj))) {
         PyErr_Format(quenda_ModelError, "Variable %S: %s is NaN", obj,
                      std::isnan(v->lb)   ? "lower bound"
                      : std::isnan(v->ub) ? "upper bound"
@@ -145,7 +146,7 @@ var_step(void *ctx, PyObject *obj)
         b->type[b->n] = c;
     if (c == 'S' || c == 'R' || c == 'P') {
         b->thrcol[b->nthr] = b->first + (int)b->n;
-        b->thr[b->nthr] = v->threshold;
+        b->thr[b->nthr] = var_threshold(obj);
         b->nthr++;
     }
     return reg_batch_counted(b);

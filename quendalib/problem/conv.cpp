@@ -745,8 +745,9 @@ addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntiti
             }
         } else if (letters != NULL) {
             letter = letters[i];
-            if (limits != NULL && (letter == 'S' || letter == 'R' || letter == 'P'))
-                v->threshold = limits[i];
+            if (limits != NULL && (letter == 'S' || letter == 'R' || letter == 'P') &&
+                var_set_threshold(var, limits[i]) < 0)
+                goto done;
         }
         if (letter != 0) {
             long t = conv_letter_vartype(letter);
@@ -754,7 +755,7 @@ addColsAsVariables(PyObject *prob, PyObject *names, PyObject *types, int nEntiti
                 PyErr_SetString(quenda_ModelError, "Incorrect variable type");
                 goto done;
             }
-            v->vartype = t;
+            v->vartype = (int16_t)t;
         }
         if (PyList_Append(p->vars, var) != 0)
             goto done;

@@ -9,6 +9,7 @@
 #include "algebra/sos.h"
 #include "algebra/var.h"
 #include "module/session.h"
+#include "problem/conbody.h"
 #include "problem/conv.h"
 
 #include <stdlib.h>
@@ -143,6 +144,8 @@ problem_delete_impl(PyObject *self, PyObject *args, PyObject *kwargs, int kind)
         n = k;
     }
 
+    if (kind == DEL_ROWS) /* the rows that hold their bodies are going */
+        conbody_from_rows(p, lst, idx, (Py_ssize_t)n);
     rc = kind == DEL_ROWS   ? QNDAdelrows(p->prob, (int)n, idx)
          : kind == DEL_COLS ? QNDAdelcols(p->prob, (int)n, idx)
                             : QNDAdelsets(p->prob, (int)n, idx);

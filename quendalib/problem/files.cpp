@@ -171,7 +171,7 @@ files_new_column(PyObject *name, double lb, double ub, char t, uint32_t *id)
     v->ub = ub;
     v->vartype = files_vartype(t);
     if (v->vartype >= 3)
-        v->threshold = 0.0; /* the library keeps the threshold; it is not read back */
+        v->thr = VAR_THR_ZERO; /* the library keeps the threshold; it is not read back */
     *id = v->id;
     return (PyObject *)v;
 }

@@ -6,6 +6,7 @@
 #include "algebra/sos.h"
 #include "algebra/var.h"
 #include "module/session.h"
+#include "problem/conbody.h"
 
 /* Bumped whenever a variable map changes through the registry, so that a
  * column table cached by a long addConstraint is dropped if Python code run
@@ -83,6 +84,8 @@ problem_maps_copy(problem_s *dst, problem_s *src)
 int
 problem_registry_empty(problem_s *p)
 {
+    /* while the rows can still answer */
+    conbody_from_rows(p, p->cons, NULL, 0);
     Py_XSETREF(p->vars, PyList_New(0));
     Py_XSETREF(p->cons, PyList_New(0));
     Py_XSETREF(p->sos, PyList_New(0));

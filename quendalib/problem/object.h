@@ -40,6 +40,7 @@ typedef struct {
     int busy;                              /* depth of the problem's methods running (busy.cpp) */
     unsigned long busy_thread;             /* the thread running the outermost one */
     const char *busy_method;               /* its name */
+    int is_view;                           /* a callback's view of another problem */
 } problem_s;
 
 /* An integer attribute of the main problem; 0, or -1 with the library's

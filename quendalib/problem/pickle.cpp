@@ -202,7 +202,7 @@ pickle_reduce_var(PyObject *unused, PyObject *obj)
 {
     var_object *v = (var_object *)obj;
     return pickle_reduction("var", Py_BuildValue("(Odddl)", v->name ? v->name : Py_None, v->lb,
-                                                 v->ub, v->threshold, v->vartype));
+                                                 v->ub, var_threshold(obj), (long)v->vartype));
 }
 
 static PyObject *
@@ -227,9 +227,13 @@ static PyObject *
 unpickle_var(PyObject *args)
 {
     PyObject *name;
+    double threshold;
+    long vartype;
     var_object *v = (var_object *)var_new_bare();
     if (v == NULL ||
-        !PyArg_ParseTuple(args, "Odddl", &name, &v->lb, &v->ub, &v->threshold, &v->vartype)) {
+        !PyArg_ParseTuple(args, "Odddl", &name, &v->lb, &v->ub, &threshold, &vartype) ||
+        var_set_threshold((PyObject *)v, threshold) < 0 ||
+        var_set_vartype((PyObject *)v, vartype) < 0) {
         Py_XDECREF(v);
         return NULL;
     }

@@ -9,9 +9,11 @@
 
 #include <string.h>
 
+#include "algebra/algebra.h"
 #include "module/session.h"
 #include "problem/attribute.h"
 #include "problem/busy.h"
+#include "problem/conbody.h"
 #include "problem/control.h"
 #include "problem/conv.h"
 #include "problem/files.h"
@@ -237,6 +239,8 @@ problem_dealloc(PyObject *self)
         int was_open = qnda_py_env.initialized;
         if (!was_open && turnQNDAon(0) != 0)
             PyErr_WriteUnraisable(self);
+        /* constraints that outlive us take their bodies from our rows */
+        conbody_from_rows(p, p->cons, NULL, 0);
         if (problem_destroy_handles(p) != 0)
             PyErr_WriteUnraisable(self);
         if (!was_open && turnQNDAoff(0) != 0)
@@ -246,6 +250,7 @@ problem_dealloc(PyObject *self)
 
     Py_CLEAR(p->ctrl);
     Py_CLEAR(p->attr);
+    conbody_from_rows(p, p->cons, NULL, 0); /* no handle was left to read */
     Py_CLEAR(p->vars);
     Py_CLEAR(p->cons);
     Py_CLEAR(p->sos);
@@ -497,6 +502,7 @@ int
 problem_layer_init(void)
 {
     quenda_session_open_hook = problem_fill_descriptions;
+    algebra_ctor.constraint_row_body = conbody_from_row;
     return quenda_add_error_source(&quenda_problemType, problem_lasterror,
                                    "Unidentified error associated with optimization problem");
 }

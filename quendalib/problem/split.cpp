@@ -113,6 +113,20 @@ lqsplit_reserve(lqsplit *s, int64_t nlin, int64_t nquad)
 }
 
 void
+splitExpr_bound(PyObject *obj, int64_t *nlin, int64_t *nquad)
+{
+    if (expr_kind(obj) == EXPR_EXPRESSION && expression_linmap((expression_object *)obj) != NULL) {
+        expression_object *e = (expression_object *)obj;
+        size_t n;
+        linmap_raw(expression_linmap(e), &n);
+        *nlin = (int64_t)n;
+        *nquad = e->quadmap != NULL ? (int64_t)quadmap_size(e->quadmap) : 0;
+        return;
+    }
+    splitExpr_count(obj, nlin, nquad);
+}
+
+void
 splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad)
 {
     *nlin = 0;
@@ -123,8 +137,8 @@ splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad)
     case EXPR_QUADTERM: *nquad = 1; break;
     case EXPR_EXPRESSION: {
         expression_object *e = (expression_object *)obj;
-        if (e->linmap != NULL)
-            *nlin = (int64_t)linmap_size(e->linmap);
+        if (expression_linmap(e) != NULL)
+            *nlin = (int64_t)linmap_size(expression_linmap(e));
         if (e->quadmap != NULL)
             *nquad = (int64_t)quadmap_size(e->quadmap);
         break;
@@ -182,12 +196,45 @@ lq_add_quad(lqsplit *s, rowcolmap *map, PyObject *x, PyObject *y, double coef, c
 }
 
 /* The linear and quadratic maps of an expression. */
+/* The linear map's entries as they stand (lqsplit.unfolded): 0, or -1
+ * with no exception when one names a column the problem lacks, which the
+ * folded map may not (its coefficient may cancel). */
+static int
+lq_add_unfolded(lqsplit *s, rowcolmap *map, linmap *m, double factor)
+{
+    size_t n = 0;
+    const linmap_entry *ent = linmap_raw(m, &n);
+    int *col = s->lincol + s->nlin;
+    double *coef = s->lincoef + s->nlin;
+    int64_t k = 0;
+    for (size_t i = 0; i < n; i++) {
+        double c = ent[i].coef * factor;
+        if (ent[i].var == NULL || c == 0.0)
+            continue;
+        uint32_t id = ent[i].id, v;
+        if (s->dense != NULL && id - s->dense_base < s->dense_len &&
+            s->dense[id - s->dense_base] >= 0)
+            col[k] = s->dense[id - s->dense_base];
+        else if (map != NULL && rowcolmap_get(map, id, &v) == 0)
+            col[k] = (int)v;
+        else
+            return -1;
+        coef[k] = c;
+        k++;
+    }
+    s->nlin += k;
+    return 0;
+}
+
 static int
 lq_add_expression(lqsplit *s, rowcolmap *map, expression_object *e, double factor)
 {
-    if (e->linmap != NULL) {
+    linmap *lin = expression_linmap(e);
+    if (lin != NULL && s->unfolded && lq_add_unfolded(s, map, lin, factor) == 0) {
+        /* done */
+    } else if (lin != NULL) {
         size_t n = 0, i;
-        const linmap_entry *ent = linmap_data(e->linmap, &n);
+        const linmap_entry *ent = linmap_data(expression_linmap(e), &n);
         int *col = s->lincol + s->nlin;
         double *coef = s->lincoef + s->nlin;
         int64_t k = 0;
@@ -253,7 +300,10 @@ splitExpr(PyObject *prob, PyObject *obj, double factor, lqsplit *s, PyObject **n
         *nonlin = Py_NewRef(obj);
         return 0;
     }
-    splitExpr_count(obj, &nl, &nq);
+    if (s->unfolded)
+        splitExpr_bound(obj, &nl, &nq);
+    else
+        splitExpr_count(obj, &nl, &nq);
     if (lqsplit_reserve(s, nl, nq) != 0) {
         PyErr_NoMemory();
         return -1;

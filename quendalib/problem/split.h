@@ -36,9 +36,12 @@ typedef struct {
     int *dense;
     uint32_t dense_base;
     uint32_t dense_len;
+    /* linear terms may repeat a column and come in any order: for rows,
+       whose repeats the library sums, so that bodies are not sorted */
+    int unfolded;
 } lqsplit;
 
-#define LQSPLIT_INITCAP 2048
+#define LQSPLIT_INITCAP 16
 
 /* All fields zero: no arrays, no terms. */
 void lqsplit_init(lqsplit *s);
@@ -62,6 +65,9 @@ void lqsplit_drop_cache(lqsplit *s);
 /* Upper bounds of the numbers of linear and quadratic terms that splitExpr
  * appends for obj (exact for the algebra types).  No exception. */
 void splitExpr_count(PyObject *obj, int64_t *nlin, int64_t *nquad);
+/* At least the counts of splitExpr_count, without folding the maps: what
+ * an unfolded split needs room for. */
+void splitExpr_bound(PyObject *obj, int64_t *nlin, int64_t *nquad);
 
 /* Appends factor*obj to s.  obj is a number, var, linterm, quadterm or
  * expression; a nonlinear object is not split: when nonlin is not NULL it

@@ -187,3 +187,30 @@ def test_random_branching_sums_match_a_fresh_accumulation(seed):
     for e, ref in pool:
         want = reference(*((v, xs[key]) for key, v in sorted(ref.items()) if v != 0))
         assert str(e) == want
+
+
+@pytest.mark.parametrize("k", [0.3, -1.0, 0.0, 2])
+def test_heat_row_shape_appends_a_scaled_sum(v, k):
+    a, b, c, d, e, f = v[:6]
+    left = 1.6 * a - 0.4 * b
+    part = c + d + e + f
+    row = left - k * part
+    assert str(left) == reference((1.6, a), (-0.4, b))
+    assert str(part) == reference((1, c), (1, d), (1, e), (1, f))
+    assert str(row) == reference((1.6, a), (-0.4, b), (-k, c), (-k, d), (-k, e), (-k, f))
+    assert str(part * k) == str(k * part) == reference(*[(k, x) for x in (c, d, e, f)])
+    again = left + part                # left's view no longer ends its store
+    assert str(again) == reference((1.6, a), (-0.4, b), (1, c), (1, d), (1, e), (1, f))
+
+
+def test_batches_appended_past_the_fitted_size(v):
+    xs = [quenda.var() for _ in range(40)]
+    s = xs[0] - xs[1]
+    pairs = [(1, xs[0]), (-1, xs[1])]
+    for i in range(2, 40, 3):
+        chunk = xs[i:i + 3]
+        s = s - 2.0 * quenda.Sum(chunk)
+        pairs += [(-2.0, x) for x in chunk]
+    assert str(s) == reference(*pairs)
+    s2 = s - s                         # an expression minus itself
+    assert str(s2) == "0"

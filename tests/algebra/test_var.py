@@ -71,6 +71,18 @@ class TestCreation:
         v.lb, v.ub, v.name, v.vartype = 3, 2, "renamed", 5
         assert (v.lb, v.ub, str(v), v.vartype) == (3, 2, "renamed", 5)
 
+    def test_vartype_out_of_range_refused(self):
+        with pytest.raises(ModelError, match=r"^Invalid variable type$"):
+            quenda.var(vartype=70000)
+        with pytest.raises(ModelError, match=r"^Invalid variable type$"):
+            quenda.vars(["a"], vartype=-70000)
+        v = quenda.var()
+        with pytest.raises(ModelError, match=r"^Invalid variable type$"):
+            v.vartype = 70000
+        with pytest.raises(TypeError):
+            v.vartype = 1.5
+        assert v.vartype == 0
+
     def test_same_name_different_variables(self, tname):
         a, b = quenda.var(name="s"), quenda.var(name="s")
         assert hash(a) != hash(b)
@@ -83,6 +95,68 @@ def T(obj):
     t = type(obj)
     name = t.__name__ if t.__module__ == "builtins" else f"{t.__module__}.{t.__name__}"
     return name, (obj if name == "float" else str(obj))
+
+
+class TestThreshold:
+    """The threshold is kept aside for the few variables that have one."""
+
+    def test_variable_takes_48_bytes(self):
+        assert sys.getsizeof(quenda.var()) == 48
+        assert sys.getsizeof(quenda.var(threshold=3, vartype=quenda.semicontinuous)) == 48
+
+    @pytest.mark.parametrize("t", [0.0, -1e20, 2.5, -7.0, 1e30])
+    def test_set_read_and_reset(self, t):
+        v = quenda.var(vartype=quenda.semicontinuous, lb=-10, ub=10)
+        v.threshold = t
+        assert v.threshold == t
+        v.threshold = 4
+        assert v.threshold == 4.0
+        v.threshold = 0
+        assert v.threshold == 0.0
+
+    def test_each_variable_keeps_its_own(self):
+        vs = [quenda.var(threshold=i + 0.5) for i in range(100)]
+        del vs[::2]
+        assert [v.threshold for v in vs] == [i + 0.5 for i in range(1, 100, 2)]
+
+    def test_reinit_takes_a_new_identity_and_keeps_the_value(self):
+        v = quenda.var(threshold=3.5)
+        old = hash(v)
+        v.__init__(lb=1)
+        assert hash(v) != old and v.threshold == 3.5
+        v.__init__(threshold=-2)
+        assert v.threshold == -2
+
+    def test_attribute_errors(self):
+        v = quenda.var(threshold=2)
+        with pytest.raises(TypeError):
+            v.threshold = "a"
+        with pytest.raises(TypeError):
+            del v.threshold
+        assert v.threshold == 2
+
+    def test_pickle_and_vars(self):
+        import pickle
+        v = pickle.loads(pickle.dumps(quenda.var(threshold=2.5, vartype=quenda.semiinteger)))
+        assert (v.threshold, v.vartype) == (2.5, quenda.semiinteger)
+        d = quenda.vars(range(3), threshold=1.5, vartype=quenda.semicontinuous)
+        assert [d[i].threshold for i in range(3)] == [1.5] * 3
+
+    def test_side_table_empties(self):
+        import gc
+        import tracemalloc
+        tracemalloc.start()
+        try:
+            gc.collect()
+            before = tracemalloc.get_traced_memory()[0]
+            vs = [quenda.var(lb=0, ub=10, threshold=1 + i % 7, vartype=quenda.semicontinuous)
+                  for i in range(100_000)]
+            assert tracemalloc.get_traced_memory()[0] - before > 100_000 * 48
+            del vs
+            gc.collect()
+            assert tracemalloc.get_traced_memory()[0] - before < 10_000
+        finally:
+            tracemalloc.stop()
 
 
 class TestOperators:

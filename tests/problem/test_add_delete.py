@@ -573,10 +573,12 @@ class TestReferences:
         p.addVariable(vs)
         p.addConstraint(con)
         p.addSOS(s)
-        assert counts() == [b + 1 for b in before]
+        # the row holds the body now: vs[0] and vs[1] traded its reference
+        # for the problem's
+        assert counts() == before[:2] + [b + 1 for b in before[2:]]
         p.delVariable(2)
         p.delSOS(0)
-        assert counts() == [b + 1 for b in before[:2]] + before[2:3] + [before[3] + 1, before[4]]
+        assert counts() == before[:3] + [before[3] + 1, before[4]]
         del p
         gc.collect()
         assert counts() == before
@@ -639,3 +641,31 @@ class TestDefaultNames:
         for _ in range(1000):
             assert v.name == str(v) and c.name == str(c)
         assert (sys.getrefcount(v), sys.getrefcount(c)) == before
+
+
+@pytest.mark.parametrize("order", ["made", "reversed", "interleaved", "shuffled"])
+def test_index_maps_follow_adds_and_deletes(order):
+    """The identity maps keep runs of consecutive objects: adds out of
+    order, deletions inside a run and re-adds must all read back."""
+    import random
+    vs = [quenda.var() for _ in range(200)]
+    if order == "reversed":
+        vs.reverse()
+    elif order == "interleaved":
+        vs = vs[::2] + vs[1::2]
+    elif order == "shuffled":
+        random.Random(7).shuffle(vs)
+    p = quenda.problem()
+    p.addVariable(vs[:120])
+    p.addVariable(vs[120:])
+    p.delVariable([3, 50, 51, 52, 199, 0])
+    kept = [v for i, v in enumerate(vs) if i not in {0, 3, 50, 51, 52, 199}]
+    assert [p.getIndex(v) for v in kept] == list(range(len(kept)))
+    p.addVariable(vs[51])
+    assert p.getIndex(vs[51]) == len(kept)
+    for v in (vs[0], vs[3], vs[199]):
+        with pytest.raises(quenda.ModelError):
+            p.getIndex(v)
+    cons = [v <= 1 for v in kept]
+    p.addConstraint(cons[::-1])
+    assert [p.getIndex(c) for c in cons] == list(range(len(cons)))[::-1]
