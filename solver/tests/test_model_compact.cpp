@@ -1,8 +1,8 @@
 // The store's compact parts.  Names: which pack into their word, renames
 // and deletions against a plain reference, the lookup after each change, the
 // pool kept small, and the same through the C interface (copies, deletions,
-// defaults).  Ranges and thresholds, kept only once one is set: their values
-// through appends and deletions.
+// defaults).  Bounds, ranges and thresholds, kept only once one differs
+// from the default: their values through appends and deletions.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -283,6 +283,22 @@ TEST_F(Store, ThresholdsSetLateFollowTheirColumns) {
   int del[] = {0};
   ASSERT_EQ(QNDAdelcols(p, 1, del), 0);
   EXPECT_EQ(thresholds(), (std::vector<double>{0.5, 3.0}));
+}
+
+TEST_F(Store, BoundsSetLateFollowTheirColumns) {
+  EXPECT_EQ(ub(), std::vector<double>(6, QNDA_INFINITY));
+  int cols[] = {2, 3};
+  char b[] = {'B', 'I'};
+  ASSERT_EQ(QNDAchgcoltype(p, 2, cols, b), 0);  // a binary's upper bound becomes 1
+  double lo[] = {-0.0, 2.0}, hi[] = {QNDA_INFINITY, 1e30};
+  ASSERT_EQ(QNDAaddcols64(p, 2, 0, nullptr, nullptr, nullptr, nullptr, lo, hi), 0);
+  int del[] = {0};
+  ASSERT_EQ(QNDAdelcols(p, 1, del), 0);
+  std::vector<double> l = lb();
+  EXPECT_EQ(l, (std::vector<double>{0, 0, 0, 0, 0, 0, 2}));
+  EXPECT_TRUE(std::signbit(l[5])) << "the bound given is kept as given";
+  EXPECT_EQ(ub(), (std::vector<double>{QNDA_INFINITY, 1, QNDA_INFINITY, QNDA_INFINITY,
+                                       QNDA_INFINITY, QNDA_INFINITY, 1e30}));
 }
 
 }  // namespace

@@ -41,8 +41,8 @@ Judged problem_view(const qnda_problem_s &prob) {
   j.n = m.ncols();
   j.rows = m.nrows();
   j.sense = m.obj_sense() < 0 ? -1.0 : 1.0;
-  j.lb = m.lb();
-  j.ub = m.ub();
+  j.lb = m.lb_array();
+  j.ub = m.ub_array();
   j.lo.resize(j.rows);
   j.hi.resize(j.rows);
   j.act.resize(j.rows);

@@ -24,6 +24,14 @@ void copy_range(const std::vector<T> &src, T *dst, int first, int last, const ch
   if (last >= first) std::copy(src.begin() + first, src.begin() + last + 1, dst);
 }
 
+// The same for values the store answers one at a time (get(i)).
+template <class Get>
+void copy_each(int count, Get get, double *dst, int first, int last, const char *what) {
+  check_range(first, last, count, what);
+  check_array(dst, what);
+  for (int i = first; i <= last; ++i) dst[i - first] = get(i);
+}
+
 // Upper-triangle terms (i <= j) with i in [first, last], row-major.  With
 // start NULL or maxcoefs too small only *ncoefs is set.
 template <class Idx>
@@ -132,13 +140,17 @@ int QNDAgetcoef(QNDAprob prob, int row, int col, double *coef) {
 }
 
 int QNDAgetlb(QNDAprob prob, double *lb, int first, int last) {
-  return guard_read(prob, "QNDAgetlb",
-                    [&] { copy_range(prob->model.lb(), lb, first, last, "column"); });
+  return guard_read(prob, "QNDAgetlb", [&] {
+    const Model &m = prob->model;
+    copy_each(m.ncols(), [&](int j) { return m.lb(j); }, lb, first, last, "column");
+  });
 }
 
 int QNDAgetub(QNDAprob prob, double *ub, int first, int last) {
-  return guard_read(prob, "QNDAgetub",
-                    [&] { copy_range(prob->model.ub(), ub, first, last, "column"); });
+  return guard_read(prob, "QNDAgetub", [&] {
+    const Model &m = prob->model;
+    copy_each(m.ncols(), [&](int j) { return m.ub(j); }, ub, first, last, "column");
+  });
 }
 
 int QNDAgetobj(QNDAprob prob, double *obj, int first, int last) {
@@ -154,9 +166,8 @@ int QNDAgetrhs(QNDAprob prob, double *rhs, int first, int last) {
 int QNDAgetrhsrange(QNDAprob prob, double *range, int first, int last) {
   return guard_read(prob, "QNDAgetrhsrange", [&] {
     const Model &m = prob->model;
-    check_range(first, last, m.nrows(), "row");
-    check_array(range, "row");
-    for (int i = first; i <= last; ++i) range[i - first] = m.rowtype()[i] == 'R' ? m.range(i) : 0.0;
+    auto get = [&](int i) { return m.rowtype()[i] == 'R' ? m.range(i) : 0.0; };
+    copy_each(m.nrows(), get, range, first, last, "row");
   });
 }
 

@@ -96,8 +96,8 @@ void pivot_candidates(qnda_problem_s &prob, int enter, int maxpiv, PivotResult &
     step[i] = dr[i];
   }
   for (int j = 0; j < n; ++j) {
-    lo[rows + j] = m.lb()[j];
-    hi[rows + j] = m.ub()[j];
+    lo[rows + j] = m.lb(j);
+    hi[rows + j] = m.ub(j);
     val[rows + j] = st.x[j];
     step[rows + j] = dx[j];
   }

@@ -327,8 +327,8 @@ void flatten(const Model &model, const FlattenOptions &opt, FlatModel &m) {
   m.lb.resize(n);
   m.ub.resize(n);
   for (int j = 0; j < n; ++j) {
-    m.lb[j] = conv(model.lb()[j]);
-    m.ub[j] = conv(model.ub()[j]);
+    m.lb[j] = conv(model.lb(j));
+    m.ub[j] = conv(model.ub(j));
   }
   m.rowlo.resize(nr);
   m.rowup.resize(nr);

@@ -104,8 +104,8 @@ void write_lp(const std::string &path, const std::string &probname, const Model 
   f.obj_constant = model.obj_constant();
   f.obj = model.obj();
   for (int j = 0; j < n; ++j) {
-    f.lb.push_back(conv(model.lb()[j]));
-    f.ub.push_back(conv(model.ub()[j]));
+    f.lb.push_back(conv(model.lb(j)));
+    f.ub.push_back(conv(model.ub(j)));
   }
   for (int i = 0; i < m; ++i) {
     double lo, hi;

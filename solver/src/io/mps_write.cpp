@@ -168,10 +168,8 @@ void write_mps(const std::string &path, const std::string &probname, const Model
     }
 
   out.header("BOUNDS");
-  const auto &lb = model.lb();
-  const auto &ub = model.ub();
   for (int j = 0; j < n; ++j) {
-    const double l = lb[j], u = ub[j];
+    const double l = model.lb(j), u = model.ub(j);
     const bool linf = is_inf(l) && l < 0, uinf = is_inf(u) && u > 0;
     if (ct[j] == 'B') {
       out.line("BV", {"BND", cn[j]});

@@ -113,7 +113,7 @@ void write_prtsol(const qnda_problem_s &prob, const std::string &path) {
   const auto &ct = model.coltype();
   for (int j = 0; j < model.ncols(); ++j)
     std::fprintf(o, "%8d %-16s %2c %16.8g %16.8g %16.8g %16.8g\n", j,
-                 model.name(NAMES_COLS, j).c_str(), ct[j], st.x[j], model.lb()[j], model.ub()[j],
+                 model.name(NAMES_COLS, j).c_str(), ct[j], st.x[j], model.lb(j), model.ub(j),
                  st.has_duals ? st.djs[j] : 0.0);
   f.close();
 }

@@ -178,12 +178,7 @@ void Model::append_rows(int n, const char *type, const double *rhs, const double
   append_ids(row_id_, row_next_, n);
   rowtype_.insert(rowtype_.end(), type, type + n);
   append_or(rhs_, rhs, n, 0.0);
-  const int before = nrows() - n;
-  if (!range_.empty() ||
-      (range && std::any_of(range, range + n, [](double r) { return !is_plus_zero(r); }))) {
-    range_.resize(before, 0.0);
-    append_or(range_, range, n, 0.0);
-  }
+  append_sparse(range_, nrows() - n, range, n, 0.0);
   mat_.add_empty_rows(n);
   if (!names_[0].empty()) names_[0].resize(rowtype_.size());
   if (!indcol_.empty()) {
@@ -197,8 +192,8 @@ void Model::append_cols(int n, const double *obj, const double *lb, const double
   if (n <= 0) return;
   append_ids(col_id_, col_next_, n);
   append_or(obj_, obj, n, 0.0);
-  append_or(lb_, lb, n, 0.0);
-  append_or(ub_, ub, n, QNDA_INFINITY);
+  append_sparse(lb_, ncols() - n, lb, n, 0.0);
+  append_sparse(ub_, ncols() - n, ub, n, QNDA_INFINITY);
   coltype_.insert(coltype_.end(), n, 'C');
   if (!limit_.empty()) limit_.insert(limit_.end(), n, 0.0);
   mat_.add_empty_cols(n);
@@ -223,14 +218,27 @@ void Model::add_set(char type, QNDAint64 n, const int *cols, const double *refs)
 }
 
 // ----------------------------------------------------------------- changing
-void Model::set_lb(int col, double v) { lb_[col] = coltype_[col] == 'B' ? clamp01(v) : v; }
-void Model::set_ub(int col, double v) { ub_[col] = coltype_[col] == 'B' ? clamp01(v) : v; }
+void Model::append_sparse(std::vector<double> &v, int before, const double *src, int n,
+                          double dflt) {
+  if (v.empty() &&
+      (!src || std::all_of(src, src + n, [dflt](double x) { return is_default(x, dflt); })))
+    return;
+  v.resize(before, dflt);
+  append_or(v, src, n, dflt);
+}
+
+void Model::set_lb(int col, double v) {
+  set_or_grow(lb_, ncols(), col, coltype_[col] == 'B' ? clamp01(v) : v, 0.0);
+}
+void Model::set_ub(int col, double v) {
+  set_or_grow(ub_, ncols(), col, coltype_[col] == 'B' ? clamp01(v) : v, QNDA_INFINITY);
+}
 
 void Model::set_coltype(int col, char t) {
   coltype_[col] = t;
   if (t == 'B') {
-    lb_[col] = clamp01(lb_[col]);
-    ub_[col] = clamp01(ub_[col]);
+    set_lb(col, lb(col));
+    set_ub(col, ub(col));
   }
 }
 

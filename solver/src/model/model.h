@@ -16,8 +16,8 @@
 // trusts them, except where noted.
 #pragma once
 
-#include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <string>
 #include <unordered_map>
@@ -144,11 +144,14 @@ class Model {
   // ----------------------------------------------------------- columns
   // Plain arrays of ncols() entries.
   const std::vector<double> &obj() const { return obj_; }
-  const std::vector<double> &lb() const { return lb_; }
-  const std::vector<double> &ub() const { return ub_; }
+  // Bounds, 0 and QNDA_INFINITY unless set; the whole arrays as copies.
+  double lb(int col) const { return at_or(lb_, col, 0.0); }
+  double ub(int col) const { return at_or(ub_, col, QNDA_INFINITY); }
+  std::vector<double> lb_array() const { return whole(lb_, ncols(), 0.0); }
+  std::vector<double> ub_array() const { return whole(ub_, ncols(), QNDA_INFINITY); }
   const std::vector<char> &coltype() const { return coltype_; }  // 'C','I','B','S','R','P'
   // Threshold of 'S','R','P' columns; 0 for the others.
-  double limit(int col) const { return at_or_zero(limit_, col); }
+  double limit(int col) const { return at_or(limit_, col, 0.0); }
   double obj_constant() const { return objconst_; }
   int obj_sense() const { return sense_; }  // 1 minimise, -1 maximise
   int entity_count() const;                 // columns not 'C'
@@ -156,7 +159,7 @@ class Model {
   // -------------------------------------------------------------- rows
   const std::vector<char> &rowtype() const { return rowtype_; }  // 'L','G','E','R','N'
   const std::vector<double> &rhs() const { return rhs_; }
-  double range(int row) const { return at_or_zero(range_, row); }  // meaningful for 'R'
+  double range(int row) const { return at_or(range_, row, 0.0); }  // meaningful for 'R'
   // Row i as lo <= a'x <= hi, infinite ends as -/+QNDA_INFINITY.
   void row_bounds(int i, double *lo, double *hi) const;
 
@@ -245,10 +248,10 @@ class Model {
   void set_lb(int col, double v);
   void set_ub(int col, double v);
   void set_coltype(int col, char t);  // 'B' clips the bounds into [0, 1]
-  void set_limit(int col, double v) { set_or_grow(limit_, ncols(), col, v); }
+  void set_limit(int col, double v) { set_or_grow(limit_, ncols(), col, v, 0.0); }
   void set_rowtype(int row, char t) { rowtype_[row] = t; }
   void set_rhs(int row, double v) { rhs_[row] = v; }
-  void set_range(int row, double v) { set_or_grow(range_, nrows(), row, v); }
+  void set_range(int row, double v) { set_or_grow(range_, nrows(), row, v, 0.0); }
   void set_indicator(int row, int col, int comp);
 
   // ---------------------------------------------------------- deleting
@@ -261,22 +264,31 @@ class Model {
 
  private:
   static std::uint64_t new_epoch();
-  // Arrays that are nearly always 0 (limit_, range_) stay empty until an
-  // entry gets another value.
-  static double at_or_zero(const std::vector<double> &v, int i) { return v.empty() ? 0.0 : v[i]; }
-  static bool is_plus_zero(double x) { return x == 0.0 && !std::signbit(x); }
-  static void set_or_grow(std::vector<double> &v, int count, int i, double x) {
+  // Arrays whose entries are nearly always the default (bounds, thresholds,
+  // ranges) stay empty until an entry gets another value (bit for bit, so
+  // that -0 is kept as given).
+  static bool is_default(double x, double dflt) { return std::memcmp(&x, &dflt, sizeof x) == 0; }
+  static double at_or(const std::vector<double> &v, int i, double dflt) {
+    return v.empty() ? dflt : v[i];
+  }
+  static std::vector<double> whole(const std::vector<double> &v, int count, double dflt) {
+    return v.empty() ? std::vector<double>(count, dflt) : v;
+  }
+  static void set_or_grow(std::vector<double> &v, int count, int i, double x, double dflt) {
     if (v.empty()) {
-      if (is_plus_zero(x)) return;
-      v.assign(count, 0.0);
+      if (is_default(x, dflt)) return;
+      v.assign(count, dflt);
     }
     v[i] = x;
   }
+  // Appends n entries (NULL: the default), starting the array if needed.
+  static void append_sparse(std::vector<double> &v, int before, const double *src, int n,
+                            double dflt);
   NameStore &names_of(int kind) { return names_[kind - 1]; }
   const NameStore &names_of(int kind) const { return names_[kind - 1]; }
   int count_of(int kind) const;
 
-  // columns (limit_ empty until a threshold is set)
+  // columns (lb_, ub_, limit_ empty until an entry is not the default)
   std::vector<double> obj_, lb_, ub_, limit_;
   std::vector<char> coltype_;
   double objconst_ = 0.0;

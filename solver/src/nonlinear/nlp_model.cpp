@@ -114,8 +114,8 @@ NlpModel::NlpModel(qslp_problem_s &p, bool integers) : p_(p), caller_(p) {
   xl.resize(n);
   xu.resize(n);
   for (int j = 0; j < n; ++j) {
-    xl[j] = conv_bound(mm.lb()[j]);
-    xu[j] = conv_bound(mm.ub()[j]);
+    xl[j] = conv_bound(mm.lb(j));
+    xu[j] = conv_bound(mm.ub(j));
   }
   gl.resize(m);
   gu.resize(m);

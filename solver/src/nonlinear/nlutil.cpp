@@ -95,7 +95,7 @@ int QSLPpresolve(QSLPprob prob, int *nremoved) {
     // formula that reads one is not folded by accident.
     std::vector<double> x(mm.ncols(), std::nan(""));
     for (int j = 0; j < mm.ncols(); ++j)
-      if (mm.lb()[j] == mm.ub()[j]) x[j] = mm.lb()[j];
+      if (mm.lb(j) == mm.ub(j)) x[j] = mm.lb(j);
     ProblemUserCaller uf(p);
     std::vector<std::pair<std::pair<int, int>, double>> folds;
     for (const auto &c : p.nl.coefs) {
