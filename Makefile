@@ -103,7 +103,7 @@ bench-setup:
 
 bench: build bench-setup
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/algebra/bench_algebra.py
-	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/modelling/bench_modelling.py
+	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/modelling/bench_modelling.py --slow-peers-small
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/memory/bench_memory.py
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/api/bench_loadproblem.py
 	PYTHONPATH=$(BUILD_DIR)/python .venv-bench/bin/python benchmarks/nonlinear/bench_nonlinear.py
