@@ -422,8 +422,12 @@ constraint_copy(PyObject *self, PyObject *unused)
         return NULL;
     if (own != NULL) {
         /* a body read from the problem's row is new already */
-        body = src->home != NULL ? Py_NewRef(own) : general_copy(own, 1.0);
-        Py_DECREF(own);
+        if (src->home != NULL) {
+            body = own;
+        } else {
+            body = general_copy(own, 1.0);
+            Py_DECREF(own);
+        }
         if (body == NULL)
             goto error;
     }

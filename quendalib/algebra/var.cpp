@@ -81,13 +81,21 @@ var_set_threshold(PyObject *var, double threshold)
     return 0;
 }
 
+/* The type code is kept in 16 bits: 1, or 0 with ModelError. */
+static int
+var_vartype_fits(long vartype)
+{
+    if (vartype >= INT16_MIN && vartype <= INT16_MAX)
+        return 1;
+    quenda_model_error("Invalid variable type");
+    return 0;
+}
+
 int
 var_set_vartype(PyObject *var, long vartype)
 {
-    if (vartype < INT16_MIN || vartype > INT16_MAX) {
-        quenda_model_error("Invalid variable type");
+    if (!var_vartype_fits(vartype))
         return -1;
-    }
     ((var_object *)var)->vartype = (int16_t)vartype;
     return 0;
 }
@@ -131,10 +139,8 @@ var_setup(var_object *v, PyObject *name, double lb, double ub, double threshold,
         quenda_model_error("Variable has empty feasible set: lower bound > upper bound");
         return -1;
     }
-    if (vartype < INT16_MIN || vartype > INT16_MAX) {
-        quenda_model_error("Invalid variable type");
+    if (!var_vartype_fits(vartype))
         return -1;
-    }
     if (vartype == 1) {
         if (lb < 0.0)
             lb = 0.0;

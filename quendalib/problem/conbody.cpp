@@ -8,6 +8,8 @@
 #include "algebra/expression.h"
 #include "algebra/maps.h"
 
+static const char conbody_unreadable[] = "Cannot read the body of the constraint from its problem";
+
 PyObject *
 conbody_from_row(PyObject *problem, PyObject *con)
 {
@@ -17,8 +19,7 @@ conbody_from_row(PyObject *problem, PyObject *con)
 
     if (p->prob == NULL || p->vars == NULL || p->conmap == NULL ||
         rowcolmap_get((rowcolmap *)p->conmap, ((constraint_object *)con)->id, &row) != 0) {
-        PyErr_SetString(quenda_ModelError,
-                        "Cannot read the body of the constraint from its problem");
+        PyErr_SetString(quenda_ModelError, conbody_unreadable);
         return NULL;
     }
     if (QNDAgetrows64(p->prob, start, NULL, NULL, 0, &n, (int)row, (int)row) != 0) {
@@ -44,8 +45,7 @@ conbody_from_row(PyObject *problem, PyObject *con)
     Py_ssize_t ncols = PyList_GET_SIZE(p->vars);
     for (QNDAint64 k = 0; k < n; k++) {
         if (col[k] < 0 || col[k] >= ncols) {
-            PyErr_SetString(quenda_ModelError,
-                            "Cannot read the body of the constraint from its problem");
+            PyErr_SetString(quenda_ModelError, conbody_unreadable);
             Py_DECREF(body);
             return NULL;
         }
